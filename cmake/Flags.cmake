@@ -1,0 +1,23 @@
+# Compiler flags, as interface libraries.
+
+set(VEL_SANITIZE "" CACHE STRING "Sanitizers to build with, such as address,undefined")
+
+# For everything that is built here. Results are contract to the last bit: no contraction, no fast-math.
+add_library(vel_flags INTERFACE)
+target_compile_options(vel_flags INTERFACE
+    -ffp-contract=off
+    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Werror
+    $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
+if(VEL_SANITIZE)
+    target_compile_options(vel_flags INTERFACE
+        -fsanitize=${VEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(vel_flags INTERFACE -fsanitize=${VEL_SANITIZE})
+endif()
+
+# For the code of the shared library: position independent, nothing exported unless it says so, no run-time type
+# information (nothing here asks for a type), and no unique symbols, which would forbid unloading.
+add_library(vel_library_flags INTERFACE)
+target_compile_options(vel_library_flags INTERFACE
+    -fPIC -fvisibility=hidden -fvisibility-inlines-hidden -ffunction-sections -fdata-sections
+    $<$<NOT:$<BOOL:${VEL_SANITIZE}>>:-fno-rtti>
+    $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)

@@ -1,0 +1,21 @@
+/// Why a creation is refused. This decision knows names and type codes only; what is accepted, the operation table
+/// says.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+namespace Velmarosk::Operation {
+
+/// A message to the host. Its format takes the type name first, where there is one, and the operation name then.
+struct Refusal {
+    int level;
+    const char* format;
+    const char* typeName = nullptr;
+};
+
+/// Why an operation name with a type signature is refused. Nothing if it is part of the vocabulary, and nothing for the
+/// combinations that are refused in silence.
+std::optional<Refusal> ExplainRefusal(std::string_view operationName, std::string_view typeSignature) noexcept;
+
+} // namespace Velmarosk::Operation

@@ -1,0 +1,88 @@
+/// How an operation reaches the host's channels, and how it recognises that a channel holds no valid sample.
+#pragma once
+
+#include "core/SampleTypes.h"
+
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+namespace Velmarosk::Operation {
+
+/// The address of the host's pointer to the current sample of a channel. Both levels belong to the host and are
+/// followed at every access, so the host moves the current sample by changing the inner pointer alone.
+template <Sample T>
+class ValueRef {
+public:
+    explicit ValueRef(T** hostPointer) noexcept : location(hostPointer) {}
+
+    bool HasSample() const noexcept { return *location != nullptr; }
+    T Read() const noexcept { return **location; }
+    void Write(T sample) const noexcept { **location = sample; }
+
+private:
+    T** location;
+};
+
+/// The references that a host passes at a creation, in the order of the type signature: results, then operands.
+class References {
+public:
+    explicit References(void* const* hostPointers) noexcept : locations(hostPointers) {}
+
+    template <Sample T>
+    ValueRef<T> At(std::size_t index) const noexcept {
+        return ValueRef<T>(static_cast<T**>(locations[index]));
+    }
+
+private:
+    void* const* locations;
+};
+
+/// Whether a sample is its channel's NoValue marker. Integers compare plainly. A floating marker that is a NaN stands
+/// for every NaN; any other floating marker compares in the ordinary way, so that no NaN matches it.
+template <Sample T>
+constexpr bool SampleEquals(T sample, T marker) noexcept {
+    if constexpr (FloatSample<T>) {
+        return marker != marker ? sample != sample : sample == marker;
+    } else {
+        return sample == marker;
+    }
+}
+
+/// Whether an operand has a marker. That a floating marker is a NaN is found out once, at the creation, and kept here;
+/// a 0 takes the marker's own place then, so that one comparison settles every usual sample on the sample path.
+struct NoValueFlag {
+    bool isSet = false;
+    bool isNaN = false;
+};
+
+/// Keeps the sample that stands in an operand's channel now as its marker; an operand without a sample gets none.
+template <Sample T>
+void CaptureNoValue(ValueRef<T> operand, NoValueFlag& flag, T& noValue) noexcept {
+    if (!operand.HasSample())
+        return;
+    const T marker = operand.Read();
+    flag = {.isSet = true, .isNaN = marker != marker};
+    noValue = flag.isNaN ? T{0} : marker;
+}
+
+/// Whether an operand's sample equals its marker, be the flag set or not; a marker that was not captured is 0.
+template <Sample T>
+bool EqualsNoValue(ValueRef<T> operand, const NoValueFlag& flag, const T& noValue) noexcept {
+    const T sample = operand.Read();
+    if constexpr (FloatSample<T>) {
+        if (std::islessgreater(sample, noValue)) [[likely]]
+            return false;
+        return SampleEquals(sample, flag.isNaN ? std::numeric_limits<T>::quiet_NaN() : noValue);
+    } else {
+        return SampleEquals(sample, noValue);
+    }
+}
+
+/// Whether an operand holds its marker now. An operand without a marker is not read.
+template <Sample T>
+bool HoldsNoValue(ValueRef<T> operand, const NoValueFlag& flag, const T& noValue) noexcept {
+    return flag.isSet && EqualsNoValue(operand, flag, noValue);
+}
+
+} // namespace Velmarosk::Operation

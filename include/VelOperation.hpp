@@ -1,0 +1,198 @@
+/// The typed host side of VelOperation for C++20: channels that know their sample type and their NoValue, and
+/// operations that dispose of themselves. Signatures are derived from types, so that they cannot be wrong. Everything
+/// is inline and adds nothing to the calls of VelOperation.h, where the rules of life, threads and memory stand.
+///
+///     Vel::Channel<double> x, y, z;
+///     auto divide = Vel::OperationHandle::Create(true, "Divide", z, x, y);
+///     x = 1.0;
+///     y = 3.0;
+///     if (divide.Execute())
+///         use(z.Get());
+#pragma once
+
+#include "VelOperation.h"
+
+#include <array>
+#include <concepts>
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+#include <utility>
+
+namespace Vel {
+
+namespace Detail {
+
+/// The letter of a sample type, 0 for any other type.
+template <class T>
+constexpr char Letter() noexcept {
+    if constexpr (std::same_as<T, float>)
+        return 'F';
+    else if constexpr (std::same_as<T, double>)
+        return 'D';
+    else if constexpr (std::integral<T> && !std::same_as<T, bool>) {
+        constexpr std::array<char, 9> unsignedLetters{0, 'B', 'W', 0, 'L', 0, 0, 0, 'Q'};
+        constexpr std::array<char, 9> signedLetters{0, 'b', 'w', 0, 'l', 0, 0, 0, 'q'};
+        return std::is_signed_v<T> ? signedLetters[sizeof(T)] : unsignedLetters[sizeof(T)];
+    } else
+        return 0;
+}
+
+} // namespace Detail
+
+/// std::uint8_t to std::uint64_t, std::int8_t to std::int64_t, float and double.
+template <class T>
+concept Sample = Detail::Letter<T>()
+!= 0;
+
+/// The NoValue of a channel for which none is given: a NaN, or the lowest signed, or the highest unsigned value.
+template <Sample T>
+inline constexpr T defaultNoValue = std::is_floating_point_v<T> ? std::numeric_limits<T>::quiet_NaN()
+                                    : std::is_signed_v<T>       ? std::numeric_limits<T>::lowest()
+                                                                : std::numeric_limits<T>::max();
+
+/// A channel: its NoValue, a sample of its own, and the pointer that operations follow. The pointer starts at the own
+/// sample and may be moved over samples that lie elsewhere. A channel stays where it is made, since operations keep its
+/// address, and must outlive them.
+template <Sample T>
+class Channel {
+public:
+    explicit Channel(T itsNoValue = defaultNoValue<T>) noexcept
+        : noValue(itsNoValue), sample(itsNoValue), current(&sample) {}
+    Channel(const Channel&) = delete;
+    Channel& operator=(const Channel&) = delete;
+
+    /// The current sample. The pointer must not be null.
+    T Get() const noexcept { return *current; }
+    void Set(T value) noexcept { *current = value; }
+    Channel& operator=(T value) noexcept {
+        Set(value);
+        return *this;
+    }
+
+    T NoValue() const noexcept { return noValue; }
+    void SetNoValue() noexcept { Set(noValue); }
+    /// A NaN as NoValue stands for every NaN.
+    bool IsNoValue() const noexcept { return *current == noValue || (*current != *current && noValue != noValue); }
+
+    /// Moves the pointer to a sample of the host's; null: there is none.
+    void MoveTo(T* newSample) noexcept { current = newSample; }
+    /// Moves the pointer back to the channel's own sample.
+    void MoveHome() noexcept { current = &sample; }
+    T* Current() const noexcept { return current; }
+
+    /// What Create takes for this channel.
+    T** Reference() noexcept { return &current; }
+
+private:
+    T noValue;
+    T sample;
+    T* current;
+};
+
+/// A Float32 parameter that is passed as one, not as a double: the duration of "MonoFlop" with one operand.
+struct PackedFloat32 {
+    float value;
+};
+
+namespace Detail {
+
+/// Lets a channel show its NoValue while an operation is created, and gives the sample back afterwards.
+template <Sample T>
+class NoValueShown {
+public:
+    explicit NoValueShown(Channel<T>& channel) noexcept : sample(channel.Current()) {
+        if (sample != nullptr) {
+            before = *sample;
+            *sample = channel.NoValue();
+        }
+    }
+    NoValueShown(const NoValueShown&) = delete;
+    NoValueShown& operator=(const NoValueShown&) = delete;
+    ~NoValueShown() {
+        if (sample != nullptr)
+            *sample = before;
+    }
+
+private:
+    T* sample;
+    T before{};
+};
+
+/// Calls a function while all channels show their NoValue. Samples come back in reverse order, so that one which
+/// several channels share survives.
+template <class TFunction>
+auto ShowNoValues(TFunction function) {
+    return function();
+}
+template <class TFunction, Sample T, Sample... TRest>
+auto ShowNoValues(TFunction function, Channel<T>& channel, Channel<TRest>&... rest) {
+    const NoValueShown<T> shown(channel);
+    return ShowNoValues(function, rest...);
+}
+
+template <Sample T>
+constexpr char ParameterLetter(T) noexcept {
+    return Letter<T>();
+}
+constexpr char ParameterLetter(PackedFloat32) noexcept { return 'F'; }
+constexpr char ParameterLetter(bool) noexcept { return 'W'; }
+constexpr char ParameterLetter(const char*) noexcept { return 'S'; }
+
+/// The form in which a parameter travels as a variable argument.
+template <Sample T>
+constexpr auto Argument(T value) noexcept {
+    if constexpr (std::is_floating_point_v<T>)
+        return static_cast<double>(value);
+    else if constexpr (sizeof(T) == sizeof(std::uint64_t))
+        return static_cast<unsigned long long>(value);
+    else
+        return static_cast<unsigned int>(value);
+}
+inline double Argument(PackedFloat32 packed) noexcept { return VelPackFloat32(packed.value); }
+constexpr unsigned int Argument(bool value) noexcept { return value ? 1u : 0u; }
+constexpr const char* Argument(const char* text) noexcept { return text; }
+
+} // namespace Detail
+
+/// Owns one operation, or none. Move-only; disposes of the operation at its end.
+class OperationHandle {
+public:
+    OperationHandle() noexcept = default;
+    explicit OperationHandle(VelHandle created) noexcept : handle(created) {}
+    OperationHandle(OperationHandle&& other) noexcept : handle(std::exchange(other.handle, nullptr)) {}
+    OperationHandle& operator=(OperationHandle&& other) noexcept {
+        std::swap(handle, other.handle);
+        return *this;
+    }
+    ~OperationHandle() { ::Dispose(handle); }
+
+    /// Creates an operation on channels in signature order, results first. Each channel shows its NoValue to the new
+    /// operation and keeps its sample. Empty if the library refuses; the message callback then knows why.
+    template <Sample... Ts>
+    [[nodiscard]] static OperationHandle Create(bool noValueAware, const char* operationName,
+                                                Channel<Ts>&... channels) {
+        static constexpr char signature[] = {Detail::Letter<Ts>()..., '\0'};
+        return Detail::ShowNoValues(
+            [&] { return OperationHandle(::Create(noValueAware, operationName, signature, channels.Reference()...)); },
+            channels...);
+    }
+
+    explicit operator bool() const noexcept { return handle != nullptr; }
+    VelHandle Get() const noexcept { return handle; }
+
+    /// Parameters in order: numbers of sample types, PackedFloat32, bool, or a NUL-terminated text.
+    template <class... TParameters>
+    bool Initialize(TParameters... parameters) {
+        const char signature[] = {Detail::ParameterLetter(parameters)..., '\0'};
+        return ::Initialize(handle, signature, Detail::Argument(parameters)...);
+    }
+    bool Execute() { return ::Execute(handle); }
+    bool Reset() { return ::Reset(handle); }
+    bool Terminate() { return ::Terminate(handle); }
+
+private:
+    VelHandle handle = nullptr;
+};
+
+} // namespace Vel

@@ -1,0 +1,9 @@
+/// The text by which a host tells one build of the library from another.
+#pragma once
+
+namespace Velmarosk::Operation {
+
+/// "Beta Build 26227" once the library is attached to the process, empty before. The storage never moves.
+const char* BuildText() noexcept;
+
+} // namespace Velmarosk::Operation

@@ -1,0 +1,12 @@
+/// The system's tick counter.
+#pragma once
+
+#include <cstdint>
+
+namespace Velmarosk::Platform {
+
+/// Milliseconds since the system started, in 32 bits that wrap after 49.7 days. Time in which the system sleeps does
+/// not count. Answered by the kernel's shared page, without a system call.
+std::uint32_t GetTickCount() noexcept;
+
+} // namespace Velmarosk::Platform

@@ -1,0 +1,176 @@
+/// Arithmetic on two operands. What cannot be computed, a zero divisor or a power without a finite value, is refused:
+/// Execute returns false and the result stays as it was. Nothing else is refused; infinities and NaNs are written.
+#pragma once
+
+#include "core/Arithmetic.h"
+#include "core/FunctionOperations.h"
+#include "core/OperationRows.h"
+
+#include <cmath>
+#include <optional>
+
+namespace Velmarosk::Operation {
+
+struct Plus {
+    template <Sample T>
+    T operator()(T a, T b) const noexcept {
+        if constexpr (IntegerSample<T>)
+            return WrappingAdd(b, a);
+        else
+            return b + a;
+    }
+};
+
+struct Minus {
+    template <Sample T>
+    T operator()(T a, T b) const noexcept {
+        if constexpr (IntegerSample<T>)
+            return WrappingSubtract(a, b);
+        else
+            return a - b;
+    }
+};
+
+struct Multiply {
+    template <Sample T>
+    T operator()(T a, T b) const noexcept {
+        if constexpr (IntegerSample<T>)
+            return WrappingMultiply(b, a);
+        else
+            return b * a;
+    }
+};
+
+/// Integers of 8 and 16 bits divide in 32 bits and wrap at the end. On SInt32 and SInt64 the lowest value divided by -1
+/// is intentionally not guarded: the processor's division fault goes to the host.
+struct Divide {
+    template <Sample T>
+    std::optional<T> operator()(T a, T b) const noexcept {
+        if (b == 0)
+            return std::nullopt;
+        return static_cast<T>(a / b);
+    }
+};
+
+/// The remainder takes the sign of the dividend. The fault of Divide applies here too.
+struct Modulo {
+    template <Sample T>
+    std::optional<T> operator()(T a, T b) const noexcept {
+        if (b == 0)
+            return std::nullopt;
+        if constexpr (IntegerSample<T>)
+            return static_cast<T>(a % b);
+        else
+            return std::fmod(a, b);
+    }
+};
+
+/// An unordered comparison counts as false, so that a NaN passes in the first operand and is dropped in the second.
+struct Min2 {
+    template <Sample T>
+    T operator()(T a, T b) const noexcept {
+        return b < a ? b : a;
+    }
+};
+
+/// Treats ties and NaNs as Min2 does: the first operand wins.
+struct Max2 {
+    template <Sample T>
+    T operator()(T a, T b) const noexcept {
+        return a < b ? b : a;
+    }
+};
+
+struct Power {
+    template <FloatSample T>
+    std::optional<T> operator()(T a, T b) const noexcept {
+        const T value = std::pow(a, b);
+        if (!std::isfinite(value))
+            return std::nullopt;
+        return value;
+    }
+};
+
+/// The distance of the point (a, b) from the origin, at the precision of T throughout.
+struct Radius {
+    template <FloatSample T>
+    T operator()(T a, T b) const noexcept {
+        return std::sqrt(a * a + b * b);
+    }
+};
+
+/// The direction of the point (a, b) in degrees, 0 to 360, from the positive a axis toward the positive b axis. Only
+/// the radius is taken at the precision of T. The origin gives a NaN, and a point just below the positive a axis 360.
+struct Angle {
+    template <FloatSample T>
+    T operator()(T a, T b) const noexcept {
+        const Float64 cosine = static_cast<Float64>(a) / static_cast<Float64>(Radius{}(a, b));
+        const Float64 degrees = std::acos(cosine) * 180.0 / 3.141592653589793;
+        return static_cast<T>(b >= 0 ? degrees : 360.0 - degrees);
+    }
+};
+
+/// "Plus": operand 1 plus operand 2. Integers wrap at the width of their type.
+template <class TResult, class TOperand1, class TOperand2>
+using CPlus = CBinaryFunction<Plus, TResult, TOperand1, TOperand2>;
+template <class TResult, class TOperand1, class TOperand2>
+using CPlusNV = CNoValueAware<CPlus<TResult, TOperand1, TOperand2>>;
+
+/// "Minus": operand 1 minus operand 2. Integers wrap.
+template <class TResult, class TOperand1, class TOperand2>
+using CMinus = CBinaryFunction<Minus, TResult, TOperand1, TOperand2>;
+template <class TResult, class TOperand1, class TOperand2>
+using CMinusNV = CNoValueAware<CMinus<TResult, TOperand1, TOperand2>>;
+
+/// "Multiply": operand 1 times operand 2. Integers wrap.
+template <class TResult, class TOperand1, class TOperand2>
+using CMultiply = CBinaryFunction<Multiply, TResult, TOperand1, TOperand2>;
+template <class TResult, class TOperand1, class TOperand2>
+using CMultiplyNV = CNoValueAware<CMultiply<TResult, TOperand1, TOperand2>>;
+
+/// "Divide": operand 1 divided by operand 2, toward zero on integers. Refused for a divisor of 0, also -0.0.
+template <class TResult, class TOperand1, class TOperand2>
+using CDivide = CBinaryFunction<Divide, TResult, TOperand1, TOperand2>;
+template <class TResult, class TOperand1, class TOperand2>
+using CDivideNV = CNoValueAware<CDivide<TResult, TOperand1, TOperand2>>;
+
+/// "Modulo": the remainder of operand 1 by operand 2. Refused for a divisor of 0, also -0.0.
+template <class TResult, class TOperand1, class TOperand2>
+using CModulo = CBinaryFunction<Modulo, TResult, TOperand1, TOperand2>;
+template <class TResult, class TOperand1, class TOperand2>
+using CModuloNV = CNoValueAware<CModulo<TResult, TOperand1, TOperand2>>;
+
+/// "Min" with two operands: the smaller one, operand 1 if they are equal or unordered.
+template <class T>
+using CMin2 = CBinaryFunction<Min2, T, T, T>;
+template <class T>
+using CMin2NV = CNoValueAware<CMin2<T>>;
+
+/// "Max" with two operands: the larger one, operand 1 if they are equal or unordered.
+template <class T>
+using CMax2 = CBinaryFunction<Max2, T, T, T>;
+template <class T>
+using CMax2NV = CNoValueAware<CMax2<T>>;
+
+/// "Power": operand 1 raised to operand 2. Refused if the value is infinite or a NaN.
+template <class T>
+using CPower = CBinaryFunction<Power, T, T, T>;
+template <class T>
+using CPowerNV = CNoValueAware<CPower<T>>;
+
+/// "Radius": the distance of the point (operand 1, operand 2) from the origin.
+template <class TResult, class TOperand1, class TOperand2>
+using CRadius = CBinaryFunction<Radius, TResult, TOperand1, TOperand2>;
+template <class TResult, class TOperand1, class TOperand2>
+using CRadiusNV = CNoValueAware<CRadius<TResult, TOperand1, TOperand2>>;
+
+/// "Angle": the direction of the point (operand 1, operand 2) in degrees.
+template <class TResult, class TOperand1, class TOperand2>
+using CAngle = CBinaryFunction<Angle, TResult, TOperand1, TOperand2>;
+template <class TResult, class TOperand1, class TOperand2>
+using CAngleNV = CNoValueAware<CAngle<TResult, TOperand1, TOperand2>>;
+
+/// The rows of this topic.
+std::span<const Family> BinaryArithmeticFamilies() noexcept;
+
+} // namespace Velmarosk::Operation
