@@ -1,0 +1,35 @@
+# A thin front over the CMake presets. `make run` and `make test` do all the set-up on a fresh Debian 12 machine.
+
+PRESET ?= release
+BUILD := build/$(PRESET)
+
+.PHONY: all run test lint format-check format packages count clean
+
+all: packages
+	cmake --preset $(PRESET)
+	cmake --build --preset $(PRESET)
+
+run: all
+	$(BUILD)/examples/division
+
+test: all
+	ctest --preset $(PRESET)
+
+# Instructions of one Execute, per operation.
+count: all
+	benchmarks/count-instructions $(BUILD)
+
+lint: all
+	scripts/lint $(BUILD)
+
+format-check: packages
+	scripts/format --check
+
+format: packages
+	scripts/format
+
+packages:
+	@scripts/install-packages
+
+clean:
+	rm -rf build

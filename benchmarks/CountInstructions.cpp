@@ -1,0 +1,126 @@
+/// What one sample costs, in instructions: loops over Execute that callgrind counts one by one. Each figure is that of
+/// a loop through the export less that of the same loop through a function that only returns. Run by
+/// count-instructions.
+
+#include "VelOperation.hpp"
+
+#include <valgrind/callgrind.h>
+
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <new>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t rounds = 4096; // a power of 2
+
+bool Nothing(VelHandle /*handle*/) { return true; }
+
+/// Runs a loop under the counter, and writes the count out under a label that count-instructions reads.
+template <class TLoop>
+void Count(const std::string& label, TLoop loop) {
+    loop(); // binds symbols and warms up, uncounted
+    CALLGRIND_START_INSTRUMENTATION;
+    loop();
+    CALLGRIND_STOP_INSTRUMENTATION;
+    CALLGRIND_DUMP_STATS_AT(label.c_str());
+}
+
+std::string Label(const std::string& kind, const std::string& title, int goal) {
+    return kind + "|" + title + "|" + std::to_string(rounds) + "|" + std::to_string(goal);
+}
+
+/// Executes an operation while the inner pointer of its first operand moves over a column of samples.
+template <Vel::Sample T>
+void CountExecute(const std::string& title, int goal, const Vel::OperationHandle& operation, Vel::Channel<T>& operand,
+                  std::vector<T>& column) {
+    const auto loop = [&](auto function) {
+        auto* volatile target = function; // keeps the call a call
+        return [&, target = target] {
+            for (std::size_t i = 0; i < rounds; ++i) {
+                operand.MoveTo(&column[i & (column.size() - 1)]);
+                target(operation.Get());
+            }
+        };
+    };
+    Count(Label("base", title, goal), loop(Nothing));
+    Count(Label("execute", title, goal), loop(Execute));
+    operand.MoveHome();
+}
+
+template <Vel::Sample T>
+std::vector<T> RandomColumn() {
+    std::mt19937_64 random(1);
+    std::uniform_real_distribution<double> samples(1, 100);
+    std::vector<T> column(rounds);
+    for (T& sample : column)
+        sample = static_cast<T>(samples(random));
+    return column;
+}
+
+/// Sets an operation up as its caller says, and counts an Execute.
+using SetUp = std::function<void(Vel::OperationHandle&)>;
+
+template <Vel::Sample TResult, Vel::Sample TOperand>
+void CountUnary(const std::string& title, int goal, bool noValueAware, const char* name, const SetUp& setUp = {}) {
+    Vel::Channel<TResult> result;
+    Vel::Channel<TOperand> operand;
+    auto operation = Vel::OperationHandle::Create(noValueAware, name, result, operand);
+    if (!operation)
+        return;
+    if (setUp)
+        setUp(operation);
+    auto column = RandomColumn<TOperand>();
+    CountExecute(title, goal, operation, operand, column);
+}
+
+template <Vel::Sample TResult, Vel::Sample TOperand>
+void CountBinary(const std::string& title, int goal, bool noValueAware, const char* name) {
+    Vel::Channel<TResult> result;
+    Vel::Channel<TOperand> operand1;
+    Vel::Channel<TOperand> operand2;
+    auto operation = Vel::OperationHandle::Create(noValueAware, name, result, operand1, operand2);
+    if (!operation)
+        return;
+    operand2 = 3;
+    auto column = RandomColumn<TOperand>();
+    CountExecute(title, goal, operation, operand1, column);
+}
+
+/// Create and Dispose against new and delete of as much memory; the goal is the ratio.
+template <Vel::Sample T, Vel::Sample... TOthers>
+void CountCreation(const std::string& title, const char* name, Vel::Channel<T>& result,
+                   Vel::Channel<TOthers>&... operands) {
+    constexpr std::size_t size = sizeof(void*) * (2 + sizeof...(operands)) + sizeof(T) * (1 + sizeof...(operands)) + 8;
+    Count(Label("new", title, 10), [] {
+        for (std::size_t i = 0; i < rounds; ++i) {
+            void* volatile memory = ::operator new(size);
+            ::operator delete(memory);
+        }
+    });
+    const std::array<char, 8> letters{Vel::Detail::Letter<T>(), Vel::Detail::Letter<TOthers>()..., '\0'};
+    Count(Label("create", title, 10), [&] {
+        for (std::size_t i = 0; i < rounds; ++i)
+            Dispose(Create(true, name, letters.data(), result.Reference(), operands.Reference()...));
+    });
+}
+
+} // namespace
+
+int main() {
+    CountBinary<double, double>("Plus DDD, plain", 17, false, "Plus");
+    CountBinary<double, double>("Plus DDD, NoValue-aware", 30, true, "Plus");
+    CountBinary<double, double>("Divide DDD, plain", 23, false, "Divide");
+    CountBinary<double, double>("Divide DDD, NoValue-aware", 35, true, "Divide");
+
+    Vel::Channel<double> x;
+    Vel::Channel<double> y;
+    Vel::Channel<double> z;
+    CountCreation("Plus DDD", "Plus", z, x, y);
+    CountCreation("Angle DDD", "Angle", z, x, y);
+}

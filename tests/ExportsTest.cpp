@@ -1,0 +1,134 @@
+/// The exports apart from what single operations do, and the typed header in front of them.
+
+#include "Sequences.h"
+
+#include "core/ValueRef.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+using namespace Sequences;
+
+namespace {
+
+TEST(Exports, NullHandlesHaveDefinedAnswers) {
+    EXPECT_FALSE(Execute(nullptr));
+    EXPECT_FALSE(Initialize(nullptr, "D", 1.0));
+    EXPECT_FALSE(Terminate(nullptr));
+    EXPECT_TRUE(Reset(nullptr));
+    EXPECT_TRUE(Dispose(nullptr));
+}
+
+TEST(Exports, OperationsWithoutParametersTakeAny) {
+    Vel::Channel<float> result, a, b;
+    auto operation = Vel::OperationHandle::Create(true, "Plus", result, a, b);
+    EXPECT_TRUE(operation.Initialize());
+    EXPECT_TRUE(operation.Initialize(1.0, 2u, "text"));
+    EXPECT_TRUE(operation.Reset());
+    EXPECT_TRUE(operation.Terminate());
+}
+
+TEST(Exports, InnerPointersAreFollowedAtEveryCall) {
+    Vel::Channel<double> z, x, y;
+    auto operation = Vel::OperationHandle::Create(true, "Minus", z, x, y);
+    std::array<double, 3> column{5, 6, std::numeric_limits<double>::quiet_NaN()};
+    y = 1;
+    for (double& sample : column) {
+        x.MoveTo(&sample);
+        EXPECT_EQ(operation.Execute(), sample == sample);
+    }
+    EXPECT_TRUE(z.IsNoValue());
+    x.MoveTo(&column[1]);
+    double elsewhere = 0;
+    z.MoveTo(&elsewhere);
+    EXPECT_TRUE(operation.Execute());
+    EXPECT_EQ(elsewhere, 5);
+}
+
+TEST(Exports, ResetKeepsTheMarkers) {
+    Vel::Channel<std::int16_t> result(-1), a(7), b(8);
+    auto operation = Vel::OperationHandle::Create(true, "Plus", result, a, b);
+    a = 1;
+    b = 2;
+    operation.Reset();
+    EXPECT_TRUE(operation.Execute());
+    b = 8;
+    EXPECT_FALSE(operation.Execute());
+    EXPECT_EQ(result.Get(), -1);
+}
+
+TEST(TypedHeader, ChannelsShowTheirNoValueAtCreationAndKeepTheirSamples) {
+    Vel::Channel<std::int32_t> total(-7), step(-9);
+    total = 3;
+    step = 4;
+    auto operation = Vel::OperationHandle::Create(true, "Plus", total, total, step);
+    EXPECT_EQ(total.Get(), 3);
+    EXPECT_EQ(step.Get(), 4);
+    EXPECT_TRUE(operation.Execute());
+    step.SetNoValue();
+    EXPECT_FALSE(operation.Execute());
+    EXPECT_EQ(total.Get(), -7);
+}
+
+TEST(TypedHeader, HandlesMoveAndDispose) {
+    Vel::Channel<double> z, x, y;
+    EXPECT_FALSE(Vel::OperationHandle::Create(true, "Nonsense", z, x, y));
+    auto first = Vel::OperationHandle::Create(true, "Plus", z, x, y);
+    VelHandle const handle = first.Get();
+    Vel::OperationHandle second = std::move(first);
+    EXPECT_EQ(second.Get(), handle);
+    Vel::OperationHandle third;
+    third = std::move(second);
+    x = 1;
+    y = 2;
+    EXPECT_TRUE(third.Execute());
+    EXPECT_EQ(z.Get(), 3);
+}
+
+TEST(TypedHeader, PackedFloat32LiesInTheLowFourBytes) {
+    const double packed = VelPackFloat32(0.1f);
+    float low = 0;
+    std::memcpy(&low, &packed, sizeof low);
+    EXPECT_EQ(low, 0.1f);
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(packed) >> 32, 0u);
+}
+
+/// The markers' test is made for speed; this is the rule that it stands for.
+TEST(NoValue, EqualsItsMarkerByTheRuleForEveryPairOfSamples) {
+    using namespace Velmarosk::Operation;
+    const double odd = std::bit_cast<double>(0xFFF0000000000001u);
+    const std::array samples{0.0,   -0.0,
+                             1.0,   -1e308,
+                             1e308, std::numeric_limits<double>::infinity(),
+                             odd,   std::numeric_limits<double>::quiet_NaN()};
+    for (double marker : samples) {
+        double* current = &marker;
+        const ValueRef<double> channel(&current);
+        NoValueFlag flag;
+        double noValue = 0;
+        CaptureNoValue(channel, flag, noValue);
+        const double captured = marker;
+        for (const double sample : samples) {
+            marker = sample;
+            EXPECT_EQ(HoldsNoValue(channel, flag, noValue), SampleEquals(sample, captured));
+            EXPECT_EQ(SampleEquals(sample, captured), captured != captured ? sample != sample : sample == captured);
+        }
+    }
+}
+
+TEST(TypeCodes, FollowTheLettersAndNothingElse) {
+    using Velmarosk::Operation::TypeCodeFromLetter;
+    const std::string ordered = "BWLQbwlqFDS";
+    for (int character = -128; character < 128; ++character) {
+        const auto place = std::string("fds").find(static_cast<char>(character));
+        const auto code = place != std::string::npos ? 8 + place : ordered.find(static_cast<char>(character));
+        EXPECT_EQ(TypeCodeFromLetter(static_cast<char>(character)),
+                  code == std::string::npos ? 0 : static_cast<int>(code) + 1);
+    }
+}
+
+} // namespace

@@ -1,0 +1,325 @@
+/// What Create accepts and how it refuses, over every name and every signature of up to three operands, against a
+/// second decision: the vocabulary written as patterns, and the refusals of what is left.
+
+#include "VelOperation.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cctype>
+#include <cstring>
+#include <map>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+const std::string integers = "BWLQbwlq";
+const std::string floats = "FD";
+const std::string known = integers + floats;
+const std::string letters = known + "Sx"; // a known letter without a type, and an unknown one
+
+/// In a pattern * # ~ stand for any type, any integer, any float, alike in all their places, and ? for any type in its
+/// own place.
+struct Entry {
+    const char* names;
+    std::vector<std::string> patterns;
+};
+const std::vector<Entry> vocabulary{
+    {"Abs Negate Sign Sin Cos Tan ArcSin ArcCos ArcTan Sinh Cosh Tanh Exp Ln Log Sqrt Floor Ceil Power10 Round",
+     {"~~"}},
+    {"Assignment GetOldValue GetOldValueN Average", {"**"}},
+    {"Min Max", {"**", "***"}},
+    {"Cast", {"*?"}},
+    {"PhysToFloat", {"~?"}},
+    {"MaskAndShift", {"##"}},
+    {"Plus Minus Multiply Divide Modulo", {"***"}},
+    {"Power Angle Radius", {"~~~"}},
+    {"Equal Unequal GreaterThan LessThan GreaterThanOrEqual LessThanOrEqual", {"W**"}},
+    {"BitwiseNot", {"##"}},
+    {"BitwiseAnd BitwiseOr BitwiseXOr BitwiseShiftLeft BitwiseShiftRight LogicalAnd LogicalOr LogicalXOr", {"###"}},
+    {"LogicalNot StartOnlyTrigger StopOnlyTrigger StartNotStopTriggerPuls", {"WW"}},
+    {"TestBit", {"W##"}},
+    {"TestMask", {"W#", "W##"}},
+    {"Valid", {"W*", "***"}},
+    {"IsNoValue", {"W*", "W~~"}},
+    {"NoValueAlarm PosEdge NegEdge TFF", {"W*"}},
+    {"If", {"*W**"}},
+    {"IsTic", {"W#"}},
+    {"StartStopTrigger StartNotStopTrigger", {"WWW"}},
+    {"DFF", {"*?*"}},
+    {"MonoFlop", {"W*", "~~~"}},
+    {"Timeout", {"W**", "W?~~"}},
+    {"Time", {"~W", "~W~"}},
+    {"TimeDiff", {"~WW", "~WW~"}},
+    {"Count", {"~WW"}},
+    {"SystemTime LocalTime", {"Q", "~"}},
+    {"Hour Minute Second", {"QQ", "~~"}},
+    {"UpperLimit LowerLimit", {"W~~", "W~~~"}},
+    {"Linea VLinea", {"~~"}},
+    {"Gangermittlung", {"b?WW", "bSWW", "bxWW"}},
+    {"Integral IntegralAdd UpperIntegral Differential", {"~~", "~~~"}},
+    {"Statistics", {"****"}},
+    {"FilterButterworthLowPass FilterButterworthHighPass FilterButterworthBandPass FilterButterworthBandStop", {"~~"}},
+};
+
+using Combination = std::pair<std::string, std::string>;
+
+/// Every combination of the vocabulary up to three operands.
+std::set<Combination> AcceptedCombinations() {
+    std::set<Combination> accepted;
+    const std::map<char, std::string> ranges{{'*', known}, {'#', integers}, {'~', floats}};
+    for (const Entry& entry : vocabulary) {
+        for (const std::string& pattern : entry.patterns) {
+            std::set<std::string> signatures{pattern};
+            for (bool changed = true; changed;) {
+                changed = false;
+                for (const std::string& signature : std::set(signatures)) {
+                    const auto place = signature.find_first_of("*#~?");
+                    if (place == std::string::npos)
+                        continue;
+                    const char wildcard = signature[place];
+                    for (const char letter : wildcard == '?' ? known : ranges.at(wildcard)) {
+                        std::string filled = signature;
+                        filled[place] = letter;
+                        for (char& other : filled)
+                            other = other == wildcard && wildcard != '?' ? letter : other;
+                        signatures.insert(filled);
+                    }
+                    signatures.erase(signature);
+                    changed = true;
+                }
+            }
+            std::istringstream names(entry.names);
+            for (std::string name; names >> name;) {
+                for (const std::string& signature : signatures)
+                    accepted.emplace(name, signature);
+            }
+        }
+    }
+    for (const char letter : known) {
+        accepted.erase({"Cast", std::string(2, letter)});
+        if (letter != 'W')
+            accepted.erase({"DFF", {letter, 'W', letter}});
+    }
+    for (const std::string alike : {"BWLQ", "bwlq"}) {
+        for (const char result : alike) {
+            for (const char operand : alike)
+                accepted.emplace("MaskAndShift", std::string{result, operand});
+        }
+    }
+    return accepted;
+}
+
+std::string NameOf(char letter) {
+    const std::array<const char*, 10> names{"UInt8",  "UInt16", "UInt32", "UInt64",  "SInt8",
+                                            "SInt16", "SInt32", "SInt64", "Float32", "Float64"};
+    return names[known.find(letter)];
+}
+
+bool In(char letter, const std::string& set) { return set.find(letter) != std::string::npos; }
+
+/// The message for a combination outside the vocabulary, behind its level; empty for a silent refusal.
+std::string MessageFor(const std::string& name, const std::string& signature) {
+    const auto text = [&](int level, std::string format) {
+        if (const auto place = format.find("%s"); place != std::string::npos)
+            format.replace(place, 2, name);
+        return std::to_string(level) + format;
+    };
+    const std::string placeholder = "4Unknown or unsupported datatype for ##name operation\n";
+    const std::size_t count = signature.size() - 1;
+    const char r = signature[0], a = count > 0 ? signature[1] : ' ', b = count > 1 ? signature[2] : ' ';
+
+    const std::map<std::string, std::set<std::size_t>> named{
+        {"Gangermittlung", {3}}, {"UpperLimit", {2, 3}}, {"LowerLimit", {2, 3}},  {"Linea", {1}},
+        {"VLinea", {1}},         {"Extract8Bits", {8}},  {"Extract16Bits", {16}}, {"Statistics", {3}}};
+    if (const auto found = named.find(name); found != named.end()) {
+        if (!found->second.contains(count))
+            return text(2, "Wrong number of parameters for operation %s ");
+        if (name == "Statistics" && signature == std::string(4, r)) // all alike, and not accepted
+            return text(4, "Unknown or unsupported datatype for operation %s ");
+        return text(2, "Wrong parametertypes for operation %s ");
+    }
+    if (count == 0) {
+        return name == "SystemTime" || name == "LocalTime"
+                   ? text(4, "Unknown or unsupported result datatype for %s operation")
+                   : text(4, "Unknown or unsupported const operation");
+    }
+    if (count == 1) {
+        if (In(r, floats)) {
+            if (name == "PhysToFloat" || (name == "Cast" && a != r))
+                return placeholder;
+            if (name == "MaskAndShift" && a != r)
+                return text(4, "Unknown or unsupported result datatype for MaskAndShift operation");
+            return text(4, a == 'W' ? "Unknown or unsupported unary operation %s with operand type UInt16"
+                                    : "Unknown or unsupported unary operation %s");
+        }
+        if (a == r) {
+            if (!In(r, known))
+                return text(4, "Unknown or unsupported datatype for unary operation %s");
+            return text(4, r == 'B' ? "Unknown or unsupported UInt8 unary operation %s"
+                                    : "Unknown or unsupported unary operation %s");
+        }
+        if (name == "Cast" || name == "MaskAndShift") {
+            if (In(r, known))
+                return placeholder;
+            return text(4, "Unknown or unsupported result datatype for " +
+                               std::string(name == "Cast" ? "cast" : "MaskAndShift") + " operation");
+        }
+        if (r == 'W' && In(a, known))
+            return text(4, "Unknown or unsupported unary operation %s with result type UInt16");
+        return text(4, r == 'W' || a == 'W' ? "Unknown or unsupported datatype for unary operation %s"
+                                            : "Unknown or unsupported unary operation %s");
+    }
+    if (count == 2) {
+        const std::string datatype = "Unknown or unsupported datatype for binary operation %s";
+        const std::string different = "Different datatypes for binary operation %s";
+        if (r == a && a == b) {
+            return In(r, known) ? text(4, "Unknown or unsupported " + NameOf(r) + " binary operation %s")
+                                : text(4, "Unknown or unsupported datatype for binary operation");
+        }
+        if (r == a)
+            return text(4, different);
+        if (r == 'W' && a == b) {
+            return In(a, known)
+                       ? text(4, "Unknown or unsupported " + NameOf(a) + " binary operation %s with boolean result")
+                       : text(4, datatype + " with boolean result");
+        }
+        if (r == 'W' && b != 'W')
+            return text(4, different);
+        if (r == 'W')
+            return name == "DFF" ? placeholder : text(4, "Unknown binary operation %s");
+        if (a == 'W' && r == b) {
+            return In(r, floats)
+                       ? text(4, "Unknown or unsupported " + NameOf(r) + " binary operation %s with boolean operand1")
+                       : text(4, datatype + " with boolean operand1");
+        }
+        if (a == 'W')
+            return b == 'W' ? text(8, datatype) : text(4, different);
+        if (r != b)
+            return text(4, different);
+        if (name != "DFF")
+            return text(4, "Unknown binary operation %s");
+        return In(r, known) ? placeholder : text(4, datatype);
+    }
+    if (name == "If" && a == 'W' && b == r && signature[3] == r)
+        return "";
+    return name == "TimeDiff" || name == "Timeout" ? text(8, "Unknown or unsupported datatype for ternary operation %s")
+                                                   : text(8, "Unknown or unsupported ternary operation %s");
+}
+
+std::string received;
+int messages = 0;
+
+void Receive(int level, const char* text) {
+    const std::string message = text;
+    ASSERT_TRUE(message.starts_with("VelOperation.dll : "));
+    received = std::to_string(level) + message.substr(std::strlen("VelOperation.dll : "));
+    ++messages;
+}
+
+class Vocabulary : public testing::Test {
+protected:
+    void SetUp() override { SetMessageCallback(Receive); }
+    void TearDown() override { SetMessageCallback(nullptr); }
+
+    /// Creates with one sample behind all references. The message is left in `received`.
+    static bool IsCreated(bool noValueAware, const std::string& name, const std::string& signature) {
+        received.clear();
+        messages = 0;
+        alignas(8) static std::array<char, 8> sample{};
+        static void* current = sample.data();
+        void* const r = &current;
+        VelHandle const handle =
+            Create(noValueAware, name.c_str(), signature.c_str(), r, r, r, r, r, r, r, r, r, r, r, r, r, r, r, r, r);
+        Dispose(handle);
+        return handle != nullptr;
+    }
+};
+
+/// Every signature of a number of letters.
+std::vector<std::string> Signatures(std::size_t length) {
+    std::vector<std::string> signatures{""};
+    for (std::size_t i = 0; i < length; ++i) {
+        std::vector<std::string> longer;
+        for (const std::string& signature : signatures) {
+            for (const char letter : letters)
+                longer.push_back(signature + letter);
+        }
+        signatures = longer;
+    }
+    return signatures;
+}
+
+TEST_F(Vocabulary, EveryNameAndSignatureIsAcceptedOrRefusedAsItMust) {
+    const std::set<Combination> accepted = AcceptedCombinations();
+    std::set<std::string> names{"Foo", "", "plus", "Extract8Bits", "Extract16Bits"};
+    for (const Combination& combination : accepted)
+        names.insert(combination.first);
+
+    for (std::size_t length = 1; length <= 4; ++length) {
+        for (const std::string& signature : Signatures(length)) {
+            for (const std::string& name : names) {
+                // A lower-case letter of a floating type is the same letter.
+                std::string asked = signature;
+                for (char& letter : asked)
+                    letter =
+                        name.size() % 2 == 0 && In(letter, floats) ? static_cast<char>(std::tolower(letter)) : letter;
+                const bool expected = accepted.contains({name, signature});
+                const std::string message = expected ? "" : MessageFor(name, signature);
+                for (const bool noValueAware : {false, true}) {
+                    ASSERT_LE(IsCreated(noValueAware, name, asked), expected) << name << " " << signature;
+                    ASSERT_EQ(received, message) << name << " " << signature;
+                    ASSERT_EQ(messages, message.empty() ? 0 : 1);
+                }
+            }
+        }
+    }
+}
+
+TEST_F(Vocabulary, ExtractionsTakeTheirManyResults) {
+    for (const std::string signature : {"WWWWWWWWW", "BWWWWWWWB", "WWWWWBWWB", "WWWWWWWWb"}) {
+        EXPECT_FALSE(IsCreated(true, "Extract8Bits", signature));
+        EXPECT_EQ(received, "2Wrong parametertypes for operation Extract8Bits ");
+    }
+    EXPECT_FALSE(IsCreated(true, "Extract16Bits", std::string(16, 'W') + "B"));
+    EXPECT_EQ(received, "2Wrong parametertypes for operation Extract16Bits ");
+    EXPECT_FALSE(IsCreated(true, "Extract16Bits", std::string(18, 'W')));
+    EXPECT_EQ(received, "2Wrong number of parameters for operation Extract16Bits ");
+}
+
+TEST_F(Vocabulary, UnusualSignaturesAndNamesAreRefused) {
+    EXPECT_FALSE(IsCreated(true, "Plus", ""));
+    EXPECT_EQ(received, "2Too less parameter (0) for operation Plus\n");
+    EXPECT_FALSE(IsCreated(false, "Linea", ""));
+    EXPECT_EQ(received, "2Too less parameter (0) for operation Linea\n");
+    for (const std::size_t length : {5u, 9u, 17u, 18u, 100000u}) {
+        EXPECT_FALSE(IsCreated(true, "Plus", std::string(length, 'D')));
+        EXPECT_EQ(messages, 0);
+    }
+    EXPECT_FALSE(IsCreated(true, "Plus", "??\xFF"));
+    EXPECT_EQ(received, "4Unknown or unsupported datatype for binary operation");
+    EXPECT_FALSE(IsCreated(true, "Gangermittlung", "?BWW"));
+    EXPECT_EQ(received, "2Wrong parametertypes for operation Gangermittlung ");
+}
+
+TEST_F(Vocabulary, MessagesEndWithTheirBuffer) {
+    // The prefix takes 19 of 119 characters; the operation's name gets what the rest of the text leaves.
+    const std::string before = "Unknown or unsupported unary operation ";
+    const std::string name(100 - before.size(), 'n');
+    EXPECT_FALSE(IsCreated(true, name, "LL"));
+    EXPECT_EQ(received, "4" + before + name);
+    EXPECT_FALSE(IsCreated(true, name + "m", "LL"));
+    EXPECT_EQ(received, "4" + before + name);
+    EXPECT_FALSE(IsCreated(true, std::string(100000, 'n'), "LL"));
+    EXPECT_EQ(received, "4" + before + name);
+
+    SetMessageCallback(nullptr);
+    EXPECT_FALSE(IsCreated(true, "Foo", "LL"));
+    EXPECT_EQ(messages, 0);
+}
+
+} // namespace
