@@ -58,12 +58,16 @@ public:
     bool CheckNoValue() override {
         if (!IsOperandNoValue())
             return true;
-        resultRef.Write(resultNoValue);
-        return false;
+        return WriteNoValue();
     }
     bool Initialize(Parameters& /*parameters*/) override { return true; }
 
 protected:
+    /// Gives the result its NoValue. Always false.
+    bool WriteNoValue() const noexcept {
+        resultRef.Write(resultNoValue);
+        return false;
+    }
     bool IsOperandNoValue() const noexcept { return HoldsNoValue(operandRef, hasOperandNoValue, operandNoValue); }
 
     ValueRef<TResult> resultRef;
@@ -89,12 +93,16 @@ public:
     bool CheckNoValue() override {
         if (!IsOperand1NoValue() && !IsOperand2NoValue())
             return true;
-        resultRef.Write(resultNoValue);
-        return false;
+        return WriteNoValue();
     }
     bool Initialize(Parameters& /*parameters*/) override { return true; }
 
 protected:
+    /// Gives the result its NoValue. Always false.
+    bool WriteNoValue() const noexcept {
+        resultRef.Write(resultNoValue);
+        return false;
+    }
     bool IsOperand1NoValue() const noexcept { return HoldsNoValue(operand1Ref, hasOperand1NoValue, operand1NoValue); }
     bool IsOperand2NoValue() const noexcept { return HoldsNoValue(operand2Ref, hasOperand2NoValue, operand2NoValue); }
 
@@ -126,12 +134,16 @@ public:
     bool CheckNoValue() override {
         if (!IsOperand1NoValue() && !IsOperand2NoValue() && !IsOperand3NoValue())
             return true;
-        resultRef.Write(resultNoValue);
-        return false;
+        return WriteNoValue();
     }
     bool Initialize(Parameters& /*parameters*/) override { return true; }
 
 protected:
+    /// Gives the result its NoValue. Always false.
+    bool WriteNoValue() const noexcept {
+        resultRef.Write(resultNoValue);
+        return false;
+    }
     bool IsOperand1NoValue() const noexcept { return HoldsNoValue(operand1Ref, hasOperand1NoValue, operand1NoValue); }
     bool IsOperand2NoValue() const noexcept { return HoldsNoValue(operand2Ref, hasOperand2NoValue, operand2NoValue); }
     bool IsOperand3NoValue() const noexcept { return HoldsNoValue(operand3Ref, hasOperand3NoValue, operand3NoValue); }

@@ -281,6 +281,8 @@ TEST_F(Vocabulary, EveryNameAndSignatureIsAcceptedOrRefusedAsItMust) {
 }
 
 TEST_F(Vocabulary, ExtractionsTakeTheirManyResults) {
+    EXPECT_TRUE(IsCreated(true, "Extract8Bits", "WWWWWWWWB"));
+    EXPECT_TRUE(IsCreated(true, "Extract16Bits", std::string(17, 'W')));
     for (const std::string signature : {"WWWWWWWWW", "BWWWWWWWB", "WWWWWBWWB", "WWWWWWWWb"}) {
         EXPECT_FALSE(IsCreated(true, "Extract8Bits", signature));
         EXPECT_EQ(received, "2Wrong parametertypes for operation Extract8Bits ");

@@ -1,0 +1,207 @@
+#include "Samples.h"
+#include "Sequences.h"
+
+#include "core/Arithmetic.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+using namespace Sequences;
+
+namespace {
+
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+template <class T>
+bool SameBits(T a, T b) {
+    return std::memcmp(&a, &b, sizeof a) == 0 || (a != a && b != b);
+}
+
+/// Holds every integer sample and every value on the way.
+__extension__ using Wide = __int128;
+
+/// A truncation to an integer of a number of bits, two's complement.
+Wide Truncated(long double value, int bits) {
+    const long double bound = std::ldexp(1.0L, bits - 1);
+    const long double whole = std::trunc(value);
+    return whole >= -bound && whole < bound ? static_cast<Wide>(whole) : -(static_cast<Wide>(1) << (bits - 1));
+}
+
+template <class TResult, class TOperand>
+TResult ReferenceCast(TOperand sample) {
+    if constexpr (std::integral<TOperand> && std::integral<TResult>) {
+        return static_cast<TResult>(static_cast<Wide>(sample));
+    } else if constexpr (std::integral<TResult>) {
+        const auto value = static_cast<long double>(sample);
+        if (sizeof(TResult) == 8 && std::unsigned_integral<TResult> && value >= 0x1p63L) {
+            return static_cast<TResult>(value < 0x1p64L ? static_cast<Wide>(value) : static_cast<Wide>(1) << 63);
+        }
+        const bool inLong = sizeof(TResult) == 8 || std::unsigned_integral<TResult>;
+        return static_cast<TResult>(Truncated(value, inLong ? 64 : 32));
+    } else if constexpr (std::same_as<TOperand, std::uint64_t>) {
+        const auto bits = static_cast<TResult>(static_cast<long double>(static_cast<std::int64_t>(sample)));
+        return (sample >> 63) != 0 ? static_cast<TResult>(static_cast<long double>(bits) + 0x1p64L) : bits;
+    } else {
+        return static_cast<TResult>(static_cast<long double>(sample));
+    }
+}
+
+TEST(Conversions, CastsOfEveryPairFollowTheReference) {
+    int pairs = 0;
+    ForEachType(AllSampleTypes(), [&](auto resultType) {
+        ForEachType(AllSampleTypes(), [&](auto operandType) {
+            using TResult = decltype(resultType);
+            using TOperand = decltype(operandType);
+            Vel::Channel<TResult> result;
+            Vel::Channel<TOperand> operand;
+            auto cast = Vel::OperationHandle::Create(false, "Cast", result, operand);
+            ASSERT_EQ(static_cast<bool>(cast), !(std::same_as<TResult, TOperand>));
+            if (!cast)
+                return;
+            ++pairs;
+            for (const TOperand sample : EdgeSamples<TOperand>()) {
+                operand = sample;
+                ASSERT_TRUE(cast.Execute());
+                ASSERT_TRUE(SameBits(result.Get(), ReferenceCast<TResult>(sample)))
+                    << typeid(TOperand).name() << " to " << typeid(TResult).name() << ": " << +sample << " gives "
+                    << +result.Get() << " and not " << +ReferenceCast<TResult>(sample);
+            }
+        });
+    });
+    EXPECT_EQ(pairs, 90);
+}
+
+TEST(Conversions, TruncationsOfTheProcessorAndOfPlainCodeAgree) {
+    namespace Ops = Velmarosk::Operation;
+    ForEachType(Types<float, double>(), [](auto type) {
+        for (const auto sample : EdgeSamples<decltype(type)>()) {
+            EXPECT_EQ(Ops::TruncateToSInt32(sample), Ops::TruncateSafely<std::int32_t>(sample)) << sample;
+            EXPECT_EQ(Ops::TruncateToSInt64(sample), Ops::TruncateSafely<std::int64_t>(sample)) << sample;
+        }
+    });
+}
+
+TEST(Conversions, CastsOfNotedSamples) {
+    RunInBothForms({
+        {"Cast", "lD", plain, {In({-0.5}, Is(0)), In({2.9}, Is(2)), In({5e9}, Is(-2147483648.))}},
+        {"Cast", "WF", plain, {In({70000}, Is(4464))}},
+        {"Cast", "BD", plain, {In({-1}, Is(255))}},
+        {"Cast", "wD", plain, {In({5e9}, Is(0))}},
+        {"Cast", "QD", plain, {In({-1}, Is(18446744073709551615.)), In({1e20}, Is(9223372036854775808.))}},
+        {"Cast", "Qw", plain, {In({-1}, Is(18446744073709551615.))}},
+        {"Cast", "Lb", plain, {In({-1}, Is(4294967295.))}},
+    });
+}
+
+TEST(Conversions, AssignmentKeepsEveryBit) {
+    for (const std::uint64_t bits : {0x7FF4000000000001u, 0xFFF8123456789ABCu, 0x8000000000000000u}) {
+        Vel::Channel<double> result, operand;
+        auto assignment = Vel::OperationHandle::Create(false, "Assignment", result, operand);
+        operand = std::bit_cast<double>(bits);
+        EXPECT_TRUE(assignment.Execute());
+        EXPECT_EQ(std::bit_cast<std::uint64_t>(result.Get()), bits);
+    }
+}
+
+TEST(Conversions, ScalingComputesInFloat64) {
+    const double wide = 18446744073709551615.0;
+    RunInBothForms({
+        {"PhysToFloat", "Fw", plain, {In({-3}, Is(-3))}}, // factor 1, offset 0
+        {"PhysToFloat", "DW", plain, With(0.5, -10.0), {In({7}, Is(-6.5)), restart, In({8}, Is(-6))}},
+        {"PhysToFloat", "FF", plain, With(0.1, 0.0), {In({3}, Is(static_cast<float>(3 * 0.1)))}},
+        {"PhysToFloat", "FD", plain, With(1.0, 1e39), {In({-1e39}, Is(0)), In({1}, Is(infinity))}},
+        {"PhysToFloat",
+         "DD",
+         plain,
+         With(3.0, 1.0),
+         {Init(With(9.0), false), Init(With(9.0, 9.0, 9.0), false), Init(With(), false), In({2}, Is(7))}},
+    });
+    RunSequences({{"PhysToFloat", "DQ", plain, With(1.0, 0.0), {In({none}, Is(wide))}}});
+}
+
+TEST(Conversions, FieldsOfEveryWidthAndPlaceInTheLow31Bits) {
+    ForEachType(IntegerSampleTypes(), [](auto type) {
+        using T = decltype(type);
+        constexpr int width = 8 * sizeof(T);
+        Vel::Channel<T> result, operand;
+        auto field = Vel::OperationHandle::Create(false, "MaskAndShift", result, operand);
+        for (int low = 0; low < width; ++low) {
+            for (int bits = 1; low + bits <= width && bits < 32; ++bits) {
+                ASSERT_TRUE(field.Initialize(((std::uint64_t{1} << bits) - 1) << low));
+                for (const T sample : EdgeSamples<T>()) {
+                    operand = sample;
+                    ASSERT_TRUE(field.Execute());
+                    // The field moved to the top of 64 bits and back down, by sign where the type has one.
+                    const std::uint64_t top = static_cast<std::uint64_t>(sample) << (64 - low - bits);
+                    const T expected = std::signed_integral<T>
+                                           ? static_cast<T>(static_cast<std::int64_t>(top) >> (64 - bits))
+                                           : static_cast<T>(top >> (64 - bits));
+                    ASSERT_EQ(result.Get(), expected) << width << " " << low << " " << bits << " " << +sample;
+                }
+            }
+        }
+    });
+}
+
+TEST(Conversions, FieldsThatAreOddOnPurpose) {
+    using std::uint64_t;
+    RunSequences({
+        {"MaskAndShift", "BB", plain, {In({0xAB}, Is(0))}}, // no mask yet
+        {"MaskAndShift",
+         "BB",
+         plain,
+         With(uint64_t{0xF0}),
+         {In({0xAB}, Is(0x0A)), Init(With(uint64_t{0}), false), In({0xAB}, Is(0x0A))}},
+        {"MaskAndShift", "bb", plain, With(uint64_t{0xF0}), {In({-85}, Is(-6))}},
+        {"MaskAndShift",
+         "lb",
+         plain,
+         With(uint64_t{0xF0}),
+         {In({-85}, Is(-6)), Init(With(), false), Init(With(uint64_t{1}, uint64_t{1}), false)}},
+        {"MaskAndShift", "BL", plain, With(uint64_t{0xFFF00}), {In({0x12345}, Is(0x23))}},
+        // A mask with a gap is refused and used all the same, unshifted.
+        {"MaskAndShift", "BB", plain, {Init(With(uint64_t{0x05}), false), In({0xFF}, Is(5))}},
+        {"MaskAndShift", "bb", plain, With(uint64_t{0x70}), {Init(With(uint64_t{0x0D}), false), In({0x0F}, Is(-3))}},
+        // Masks above the operand meet nothing there; a field across its top counts its full width.
+        {"MaskAndShift", "BB", plain, With(uint64_t{0xF00}), {In({0xFF}, Is(0))}},
+        {"MaskAndShift", "ww", plain, With(uint64_t{0xFFFF0000}), {In({-1}, Is(0))}},
+        {"MaskAndShift", "bb", plain, With(uint64_t{0xFF0}), {In({-128}, Is(-8)), In({0x70}, Is(7))}},
+        // Wide fields of SInt64: the sign bit is placed in 32 bits.
+        {"MaskAndShift", "qq", plain, With(uint64_t{0xFFFFFFFFFF}), {In({0x80}, Is(0xFFFFFF80)), In({0x7F}, Is(0x7F))}},
+        {"MaskAndShift", "qq", plain, With(uint64_t{0xFFFFFFFF}), {In({0x80000000}, Is(-2147483648.)), In({1}, Is(1))}},
+        {"MaskAndShift", "qq", plain, With(~uint64_t{0}), {In({-5}, Is(-5)), In({4294967296.}, Is(4294967296.))}},
+        {"MaskAndShift", "QQ", plain, With(uint64_t{0xFFFFFFFF00}), {In({0x123456789A}, Is(0x12345678))}},
+    });
+}
+
+template <std::size_t bits, class TOperand, std::size_t... indices>
+void CheckExtraction(const char* name, TOperand sample, std::index_sequence<indices...>) {
+    std::array<Vel::Channel<std::uint16_t>, bits> results{
+        Vel::Channel<std::uint16_t>(static_cast<std::uint16_t>(100 + indices))...};
+    Vel::Channel<TOperand> operand(sample);
+    for (const bool noValueAware : {false, true}) {
+        auto extraction = Vel::OperationHandle::Create(noValueAware, name, results[indices]..., operand);
+        ASSERT_TRUE(extraction);
+        EXPECT_TRUE(extraction.Initialize());
+        EXPECT_EQ(extraction.Execute(), !noValueAware); // the marker is a word like any other to the plain form
+        for (std::size_t bit = 0; bit < bits; ++bit)
+            EXPECT_EQ(results[bit].Get(), noValueAware ? 100 + bit : sample >> bit & 1u);
+        operand = static_cast<TOperand>(~sample);
+        EXPECT_TRUE(extraction.Execute());
+        for (std::size_t bit = 0; bit < bits; ++bit)
+            EXPECT_EQ(results[bit].Get(), 1u - (sample >> bit & 1u));
+        operand = sample;
+    }
+}
+
+TEST(Conversions, WordsSplitIntoTheirBits) {
+    CheckExtraction<8>("Extract8Bits", std::uint8_t{0xA5}, std::make_index_sequence<8>());
+    CheckExtraction<16>("Extract16Bits", std::uint16_t{0x8EA1}, std::make_index_sequence<16>());
+}
+
+} // namespace

@@ -1,0 +1,57 @@
+/// Sample values at the edges of each type, and loops over types, for tests that compare with a reference.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <concepts>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+template <class... Ts>
+struct Types {};
+using AllSampleTypes = Types<std::uint8_t, std::uint16_t, std::uint32_t, std::uint64_t, std::int8_t, std::int16_t,
+                             std::int32_t, std::int64_t, float, double>;
+using IntegerSampleTypes = Types<std::uint8_t, std::uint16_t, std::uint32_t, std::uint64_t, std::int8_t, std::int16_t,
+                                 std::int32_t, std::int64_t>;
+
+/// Calls a function with a value of each type.
+template <class... Ts, class TFunction>
+void ForEachType(Types<Ts...>, TFunction function) {
+    (function(Ts{}), ...);
+}
+
+/// Both sides of every place where a conversion or a comparison may change its outcome.
+template <class T>
+std::vector<T> EdgeSamples() {
+    std::vector<T> samples;
+    if constexpr (std::floating_point<T>) {
+        const T infinity = std::numeric_limits<T>::infinity();
+        for (const double exact :
+             {0.0,    0.4,    1.0,    1.5,    2.9,      70000.0, 0x1p7,  0x1p8, 0x1p15, 0x1p16, 0x1p31,
+              0x1p32, 0x1p53, 0x1p62, 0x1p63, 0x1.8p63, 0x1p64,  0x1p65, 5e9,   1e20,   1e30}) {
+            const T value = static_cast<T>(exact);
+            for (const T near : {value, std::nextafter(value, infinity), std::nextafter(value, -infinity)}) {
+                samples.push_back(near);
+                samples.push_back(-near);
+            }
+        }
+        for (const T special : {infinity, std::numeric_limits<T>::quiet_NaN(), std::numeric_limits<T>::denorm_min(),
+                                std::numeric_limits<T>::max()}) {
+            samples.push_back(special);
+            samples.push_back(-special);
+        }
+    } else {
+        for (int bit = 0; bit < 64; ++bit) {
+            for (std::uint64_t offset = 0; offset < 3; ++offset) {
+                samples.push_back(static_cast<T>((std::uint64_t{1} << bit) + offset - 1));
+                samples.push_back(static_cast<T>(~(std::uint64_t{1} << bit) + offset));
+            }
+        }
+        samples.push_back(static_cast<T>(0xFFFFFFFFFFFFFBFF)); // rounds twice on its way to a Float64
+        samples.push_back(static_cast<T>(0x8000008000000001)); // and to a Float32
+        std::ranges::sort(samples);
+        samples.erase(std::ranges::unique(samples).begin(), samples.end());
+    }
+    return samples;
+}
