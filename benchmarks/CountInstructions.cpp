@@ -7,6 +7,7 @@
 #include <valgrind/callgrind.h>
 
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -92,6 +93,35 @@ void CountBinary(const std::string& title, int goal, bool noValueAware, const ch
     CountExecute(title, goal, operation, operand1, column);
 }
 
+void CountSelection() {
+    Vel::Channel<double> result;
+    Vel::Channel<std::uint16_t> condition;
+    Vel::Channel<double> operand2;
+    Vel::Channel<double> operand3;
+    auto operation = Vel::OperationHandle::Create(true, "If", result, condition, operand2, operand3);
+    operand2 = 1;
+    operand3 = 2;
+    auto column = RandomColumn<std::uint16_t>();
+    CountExecute("If DWDD, NoValue-aware", 30, operation, condition, column);
+}
+
+/// What a function of the math library costs by itself, less that of one that only returns.
+void CountMathFunction(const std::string& title, double (*function)(double)) {
+    const auto column = RandomColumn<double>();
+    const auto loop = [&](double (*called)(double)) {
+        auto* volatile target = called;
+        return [&column, target = target] {
+            double sum = 0;
+            for (const double sample : column)
+                sum += target(sample);
+            const volatile double used = sum;
+            static_cast<void>(used);
+        };
+    };
+    Count(Label("base", title, 0), loop([](double x) { return x; }));
+    Count(Label("execute", title, 0), loop(function));
+}
+
 /// Create and Dispose against new and delete of as much memory; the goal is the ratio.
 template <Vel::Sample T, Vel::Sample... TOthers>
 void CountCreation(const std::string& title, const char* name, Vel::Channel<T>& result,
@@ -117,6 +147,12 @@ int main() {
     CountBinary<double, double>("Plus DDD, NoValue-aware", 30, true, "Plus");
     CountBinary<double, double>("Divide DDD, plain", 23, false, "Divide");
     CountBinary<double, double>("Divide DDD, NoValue-aware", 35, true, "Divide");
+
+    CountBinary<std::uint16_t, double>("Equal WDD, NoValue-aware", 35, true, "Equal");
+    CountUnary<std::int32_t, double>("Cast lD, plain", 15, false, "Cast");
+    CountSelection();
+    CountUnary<double, double>("Sin DD, plain", 0, false, "Sin");
+    CountMathFunction("the math library's sin in the same loop", std::sin);
 
     Vel::Channel<double> x;
     Vel::Channel<double> y;
