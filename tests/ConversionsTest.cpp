@@ -14,7 +14,6 @@ using namespace Sequences;
 
 namespace {
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
 template <class T>

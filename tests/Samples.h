@@ -51,7 +51,7 @@ std::vector<T> EdgeSamples() {
         samples.push_back(static_cast<T>(0xFFFFFFFFFFFFFBFF)); // rounds twice on its way to a Float64
         samples.push_back(static_cast<T>(0x8000008000000001)); // and to a Float32
         std::ranges::sort(samples);
-        samples.erase(std::ranges::unique(samples).begin(), samples.end());
+        samples.erase(std::unique(samples.begin(), samples.end()), samples.end());
     }
     return samples;
 }

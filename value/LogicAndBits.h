@@ -94,8 +94,10 @@ using CLogicalAnd = CBinaryFunction<LogicalRelation<std::logical_and<>>, TResult
 /// its marker is NoValue even if the marker is 0.
 template <class TResult, class TOperand1, class TOperand2>
 class CLogicalAndNV final : public CLogicalAnd<TResult, TOperand1, TOperand2> {
+    using Plain = CLogicalAnd<TResult, TOperand1, TOperand2>;
+
 public:
-    using CLogicalAnd<TResult, TOperand1, TOperand2>::CBinaryFunction;
+    using Plain::Plain;
 
     bool Execute() override {
         if (this->IsOperand1NoValue()) {
@@ -119,8 +121,10 @@ using CLogicalOr = CBinaryFunction<LogicalRelation<std::logical_or<>>, TResult, 
 /// marker is NoValue, whatever number the marker is.
 template <class TResult, class TOperand1, class TOperand2>
 class CLogicalOrNV final : public CLogicalOr<TResult, TOperand1, TOperand2> {
+    using Plain = CLogicalOr<TResult, TOperand1, TOperand2>;
+
 public:
-    using CLogicalOr<TResult, TOperand1, TOperand2>::CBinaryFunction;
+    using Plain::Plain;
 
     bool Execute() override {
         if (this->IsOperand1NoValue()) {
