@@ -19,8 +19,8 @@ test: all
 count: all
 	benchmarks/count-instructions $(BUILD)
 
-lint: all
-	scripts/lint $(BUILD)
+lint: packages
+	scripts/lint
 
 format-check: packages
 	scripts/format --check

@@ -41,9 +41,9 @@ private:
 /// Whether a sample is its channel's NoValue marker. Integers compare plainly. A floating marker that is a NaN stands
 /// for every NaN; any other floating marker compares in the ordinary way, so that no NaN matches it.
 template <Sample T>
-constexpr bool SampleEquals(T sample, T marker) noexcept {
+bool SampleEquals(T sample, T marker) noexcept {
     if constexpr (FloatSample<T>) {
-        return marker != marker ? sample != sample : sample == marker;
+        return std::isnan(marker) ? std::isnan(sample) : sample == marker;
     } else {
         return sample == marker;
     }
@@ -62,7 +62,9 @@ void CaptureNoValue(ValueRef<T> operand, NoValueFlag& flag, T& noValue) noexcept
     if (!operand.HasSample())
         return;
     const T marker = operand.Read();
-    flag = {.isSet = true, .isNaN = marker != marker};
+    flag.isSet = true;
+    if constexpr (FloatSample<T>)
+        flag.isNaN = std::isnan(marker);
     noValue = flag.isNaN ? T{0} : marker;
 }
 
