@@ -8,7 +8,9 @@ target_compile_options(vel_flags INTERFACE
     -ffp-contract=off
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Werror
     $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
+set(VEL_SANITIZED 0)
 if(VEL_SANITIZE)
+    set(VEL_SANITIZED 1)
     target_compile_options(vel_flags INTERFACE
         -fsanitize=${VEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(vel_flags INTERFACE -fsanitize=${VEL_SANITIZE})
@@ -19,5 +21,7 @@ endif()
 add_library(vel_library_flags INTERFACE)
 target_compile_options(vel_library_flags INTERFACE
     -fPIC -fvisibility=hidden -fvisibility-inlines-hidden -ffunction-sections -fdata-sections
-    $<$<NOT:$<BOOL:${VEL_SANITIZE}>>:-fno-rtti>
     $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+if(NOT VEL_SANITIZE) # sanitizers look at types
+    target_compile_options(vel_library_flags INTERFACE -fno-rtti)
+endif()
