@@ -10,10 +10,12 @@
 #include <cmath>
 #include <cstddef>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <new>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -40,6 +42,8 @@ std::string Label(const std::string& kind, const std::string& title, int goal) {
 template <Vel::Sample T>
 void CountExecute(const std::string& title, int goal, const Vel::OperationHandle& operation, Vel::Channel<T>& operand,
                   std::vector<T>& column) {
+    if (!operation)
+        return;
     const auto loop = [&](auto function) {
         auto* volatile target = function; // keeps the call a call
         return [&, target = target] {
@@ -64,19 +68,23 @@ std::vector<T> RandomColumn() {
     return column;
 }
 
-/// Sets an operation up as its caller says, and counts an Execute.
+/// Hands the parameters over.
 using SetUp = std::function<void(Vel::OperationHandle&)>;
 
+/// Executes the operation `fill` times before it counts, for windows longer than the counted loop.
 template <Vel::Sample TResult, Vel::Sample TOperand>
-void CountUnary(const std::string& title, int goal, bool noValueAware, const char* name, const SetUp& setUp = {}) {
+void CountUnary(const std::string& title, int goal, bool noValueAware, const char* name, const SetUp& setUp = {},
+                std::size_t fill = 0) {
     Vel::Channel<TResult> result;
     Vel::Channel<TOperand> operand;
     auto operation = Vel::OperationHandle::Create(noValueAware, name, result, operand);
-    if (!operation)
-        return;
     if (setUp)
         setUp(operation);
     auto column = RandomColumn<TOperand>();
+    for (std::size_t i = 0; i < fill; ++i) {
+        operand = column[i & (rounds - 1)];
+        operation.Execute();
+    }
     CountExecute(title, goal, operation, operand, column);
 }
 
@@ -86,8 +94,6 @@ void CountBinary(const std::string& title, int goal, bool noValueAware, const ch
     Vel::Channel<TOperand> operand1;
     Vel::Channel<TOperand> operand2;
     auto operation = Vel::OperationHandle::Create(noValueAware, name, result, operand1, operand2);
-    if (!operation)
-        return;
     operand2 = 3;
     auto column = RandomColumn<TOperand>();
     CountExecute(title, goal, operation, operand1, column);
@@ -103,6 +109,57 @@ void CountSelection() {
     operand3 = 2;
     auto column = RandomColumn<std::uint16_t>();
     CountExecute("If DWDD, NoValue-aware", 30, operation, condition, column);
+}
+
+void CountLogicOverTime() {
+    CountUnary<std::uint16_t, double>("PosEdge WD, plain", 22, false, "PosEdge",
+                                      [](auto& operation) { operation.Initialize(50.0); });
+    Vel::Channel<float> count;
+    Vel::Channel<std::uint16_t> event;
+    Vel::Channel<std::uint16_t> reset;
+    auto events = RandomColumn<std::uint16_t>();
+    CountExecute("Count FWW, plain", 30, Vel::OperationHandle::Create(false, "Count", count, event, reset), event,
+                 events);
+
+    Vel::Channel<double> held;
+    Vel::Channel<std::uint8_t> clock;
+    Vel::Channel<double> data;
+    std::vector<std::uint8_t> unchanged(rounds, 1);
+    CountExecute("DFF DBD, plain, unchanged clock", 15, Vel::OperationHandle::Create(false, "DFF", held, clock, data),
+                 clock, unchanged);
+
+    Vel::Channel<std::uint16_t> exceeded;
+    Vel::Channel<double> value;
+    Vel::Channel<double> limit;
+    auto upperLimit = Vel::OperationHandle::Create(false, "UpperLimit", exceeded, value, limit);
+    upperLimit.Initialize(10.0);
+    limit = 90;
+    auto values = RandomColumn<double>();
+    CountExecute("UpperLimit WDD, plain", 25, upperLimit, value, values);
+
+    CountUnary<double, double>("Linea DD, plain, 256 points", 90, false, "Linea", [](auto& operation) {
+        [&]<std::size_t... i>(std::index_sequence<i...>) {
+            // Ascending from 0 to 100; x and y take turns.
+            operation.Initialize(static_cast<double>(i / 2) * (100.0 / 256) + static_cast<double>(i % 2)...);
+        }
+        (std::make_index_sequence<512>());
+    });
+}
+
+void CountSignalProcessing() {
+    const double lowest = std::numeric_limits<double>::lowest();
+    const double highest = std::numeric_limits<double>::max();
+    for (const unsigned int window : {1000u, 100000u}) {
+        CountUnary<double, double>(
+            "Max DD, plain, window " + std::to_string(window), 85, false, "Max",
+            [&](auto& operation) { operation.Initialize(lowest, highest, window); }, window);
+    }
+    CountUnary<double, double>("Average DD, plain, window 1000", 50, false, "Average",
+                               [&](auto& operation) { operation.Initialize(1000u, lowest, highest); });
+    CountUnary<double, double>("GetOldValueN DD, plain, depth 1000", 30, false, "GetOldValueN",
+                               [](auto& operation) { operation.Initialize(1000u, 0.0); });
+    CountUnary<double, double>("FilterButterworthLowPass DD, plain, order 4", 105, false, "FilterButterworthLowPass",
+                               [](auto& operation) { operation.Initialize(4u, 1000.0, 100.0); });
 }
 
 /// What a function of the math library costs by itself, less that of one that only returns.
@@ -153,6 +210,9 @@ int main() {
     CountSelection();
     CountUnary<double, double>("Sin DD, plain", 0, false, "Sin");
     CountMathFunction("the math library's sin in the same loop", std::sin);
+
+    CountLogicOverTime();
+    CountSignalProcessing();
 
     Vel::Channel<double> x;
     Vel::Channel<double> y;
