@@ -1,5 +1,6 @@
 #include "library/OperationTable.h"
 
+#include "logic/Limits.h"
 #include "value/BinaryArithmetic.h"
 
 namespace Velmarosk::Operation {
@@ -8,6 +9,7 @@ namespace {
 
 constexpr Topic topics[] = {
     BinaryArithmeticFamilies,
+    LimitFamilies,
 };
 
 } // namespace
