@@ -1,5 +1,6 @@
 #include "library/OperationTable.h"
 
+#include "logic/Curves.h"
 #include "logic/Limits.h"
 #include "value/BinaryArithmetic.h"
 
@@ -10,6 +11,7 @@ namespace {
 constexpr Topic topics[] = {
     BinaryArithmeticFamilies,
     LimitFamilies,
+    CurveFamilies,
 };
 
 } // namespace
