@@ -1,6 +1,7 @@
 #include "library/OperationTable.h"
 
 #include "logic/Curves.h"
+#include "logic/GearDetermination.h"
 #include "logic/Limits.h"
 #include "value/BinaryArithmetic.h"
 
@@ -12,6 +13,7 @@ constexpr Topic topics[] = {
     BinaryArithmeticFamilies,
     LimitFamilies,
     CurveFamilies,
+    GearFamilies,
 };
 
 } // namespace
