@@ -1,5 +1,8 @@
 #include "library/OperationTable.h"
 
+#include "logic/Curves.h"
+#include "logic/GearDetermination.h"
+#include "logic/Limits.h"
 #include "value/BinaryArithmetic.h"
 #include "value/Comparison.h"
 #include "value/Conversions.h"
@@ -11,10 +14,15 @@ namespace Velmarosk::Operation {
 
 namespace {
 
+// clang-format off
 constexpr Topic topics[] = {
-    ConversionFamilies, UnaryMathematicsFamilies, BinaryArithmeticFamilies,
-    ComparisonFamilies, LogicAndBitFamilies,      ValidityFamilies,
+    // value
+    ConversionFamilies, UnaryMathematicsFamilies, BinaryArithmeticFamilies, ComparisonFamilies, LogicAndBitFamilies,
+    ValidityFamilies,
+    // logic
+    LimitFamilies, CurveFamilies, GearFamilies,
 };
+// clang-format on
 
 } // namespace
 

@@ -1,0 +1,47 @@
+/// The gear that a vehicle is in, found by the ratio of two speeds.
+#pragma once
+
+#include "core/Operation.h"
+#include "core/OperationRows.h"
+#include "logic/GearTable.h"
+
+#include <vector>
+
+namespace Velmarosk::Operation {
+
+/// "Gangermittlung": the gear of the first table entry from whose ratio operand 3 divided by operand 2 differs by less
+/// than the tolerance. Operand 1 is a gate: while it is 0 nothing is determined.
+///
+/// Parameters: the tolerance (a floating value, in the unit of the ratios), then the name of the gear table's file (a
+/// text). The letters are free. Initialize adds to the table and replaces the tolerance.
+/// Execute returns false and leaves the result as it is while a gate or a divisor of 0 or an unknown ratio gives no
+/// gear. Reset and Terminate change nothing.
+class CGangermittlung : public COperation {
+public:
+    explicit CGangermittlung(const References& references);
+
+    bool CheckNoValue() override;
+    bool Execute() override;
+    bool Initialize(Parameters& parameters) override;
+
+private:
+    ValueRef<SInt8> resultRef;
+    ValueRef<UInt16> operand1Ref;
+    ValueRef<UInt16> operand2Ref;
+    ValueRef<UInt16> operand3Ref;
+    Float32 tolerance = 0;
+    std::vector<GearEntry> gearTable;
+    NoValueFlag hasOperand1NoValue;
+    NoValueFlag hasOperand2NoValue;
+    NoValueFlag hasOperand3NoValue;
+    SInt8 resultNoValue;
+    UInt16 operand1NoValue = 0;
+    UInt16 operand2NoValue = 0;
+    UInt16 operand3NoValue = 0;
+};
+using CGangermittlungNV = CNoValueAware<CGangermittlung>;
+
+/// The rows of this topic.
+std::span<const Family> GearFamilies() noexcept;
+
+} // namespace Velmarosk::Operation

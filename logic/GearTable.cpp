@@ -1,0 +1,82 @@
+#include "logic/GearTable.h"
+
+#include "platform/File.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <span>
+
+namespace Velmarosk::Operation {
+
+namespace {
+
+constexpr std::size_t pieceSize = 80;
+
+/// A number's text as std::from_chars takes it: without the white space and the plus sign in front.
+std::string_view WithoutLead(std::string_view text) noexcept {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+    if (!text.starts_with('+'))
+        return text;
+    text.remove_prefix(1);
+    return text.starts_with('-') ? std::string_view() : text;
+}
+
+/// The decimal number at the front of a text, whatever the locale; infinite or 0 where it leaves the range. 0 if there
+/// is none: words such as "inf" are no decimal numbers.
+Float64 ParseFloat(std::string_view text) noexcept {
+    text = WithoutLead(text);
+    Float64 value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error == std::errc::result_out_of_range) {
+        // The digits of one piece do not leave the range by themselves, so the sign of the exponent tells at which end.
+        const std::string_view number(text.data(), end);
+        const bool isTiny = number.find("e-") != number.npos || number.find("E-") != number.npos;
+        return std::copysign(isTiny ? 0 : std::numeric_limits<Float64>::infinity(), number.front() == '-' ? -1 : 1);
+    }
+    return error == std::errc() && std::isfinite(value) ? value : 0;
+}
+
+/// The decimal integer at the front of a text, clamped to 32 bits. 0 if there is none.
+SInt32 ParseInteger(std::string_view text) noexcept {
+    text = WithoutLead(text);
+    SInt32 value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error == std::errc::result_out_of_range)
+        return text.front() == '-' ? std::numeric_limits<SInt32>::min() : std::numeric_limits<SInt32>::max();
+    return value;
+}
+
+} // namespace
+
+std::optional<GearEntry> ParseGearRecord(std::string_view text) noexcept {
+    const std::size_t equalsSign = text.find('=');
+    if (equalsSign == text.npos)
+        return std::nullopt;
+    // The character in front of the sign is intended to be cut off, whatever it is. Where there is none, the length
+    // wraps, and the whole text, which begins with the sign, is a ratio of 0.
+    const std::string_view ratio = text.substr(0, equalsSign - 1);
+    const std::string_view gear = text.substr(equalsSign + 1);
+    // Of the gear the low 8 bits count.
+    return GearEntry{.ratio = static_cast<Float32>(ParseFloat(ratio)), .gear = static_cast<SInt8>(ParseInteger(gear))};
+}
+
+bool AppendGearTable(const char* fileName, std::vector<GearEntry>& table) {
+    Platform::InputFile file(fileName);
+    if (!file.IsOpen())
+        return false;
+
+    std::array<char, pieceSize + 1> buffer{}; // the last byte stays the NUL of a text without one
+    while (const auto delivered = file.Read(std::span(buffer).first<pieceSize>())) {
+        if (*delivered == pieceSize)
+            return true;
+        // Not limited to what was delivered: what an earlier piece left behind it belongs to the text.
+        if (const auto entry = ParseGearRecord(buffer.data()))
+            table.push_back(*entry);
+    }
+    return false;
+}
+
+} // namespace Velmarosk::Operation
