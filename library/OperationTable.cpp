@@ -1,5 +1,10 @@
 #include "library/OperationTable.h"
 
+#include "logic/Clock.h"
+#include "logic/Edges.h"
+#include "logic/FlipFlops.h"
+#include "logic/TimeMeasurement.h"
+#include "logic/Timers.h"
 #include "value/BinaryArithmetic.h"
 
 namespace Velmarosk::Operation {
@@ -7,7 +12,7 @@ namespace Velmarosk::Operation {
 namespace {
 
 constexpr Topic topics[] = {
-    BinaryArithmeticFamilies,
+    BinaryArithmeticFamilies, EdgeFamilies, FlipFlopFamilies, TimerFamilies, TimeMeasurementFamilies, ClockFamilies,
 };
 
 } // namespace
