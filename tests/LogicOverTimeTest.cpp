@@ -36,7 +36,6 @@ TEST(Edges, AreStrictOnTheNewSideAndCompareInTheTypeOfTheOperand) {
         {"NegEdge", "Wb", plain, With(std::int8_t{-5}, std::int8_t{-4}), {In({-5}, Is(0)), In({-6}, Is(1)),
             In({-7}, Is(0)), In({-5}, Is(0)), In({-127}, Is(1))}},
         {"PosEdge", "WQ", plain, With(1ull << 63), {In({9223372036854775808.}, Is(0)), In({1e19}, Is(1))}},
-        {"PosEdge", "WF", plain, With(0.1), {In({0.1}, Is(0)), In({0.2}, Is(1))}}, // the threshold is narrowed
         // Parameters come back to their defaults, and a third one voids the second.
         {"NegEdge", "WF", plain, {In({0}, Is(0)), In({1}, Is(0)), In({0.5}, Is(1)), Init(With(9.0, 10.0), true),
             In({8}, Is(1)), Init(With(), true), In({0}, Is(0)), In({1}, Is(0)), In({0}, Is(1))}},
@@ -47,7 +46,6 @@ TEST(Edges, AreStrictOnTheNewSideAndCompareInTheTypeOfTheOperand) {
     });
     RunSequences({
         {"NegEdge", "WF", plain, {In({2}, Is(0)), In({nan}, Is(0)), In({0}, Is(0)), In({2}, Is(0)), In({0}, Is(1))}},
-        {"PosEdge", "WF", aware, {In({1}, Is(1)), In({none}, marker), In({2}, Is(0)), In({0}, Is(0)), In({1}, Is(1))}},
         {"IsTic", "WB", plain, {Times(254, {255}, Is(0)), Times(3, {255}, Is(1)), In({0}, Is(0))}},
         {"IsTic", "Wb", aware, {In({none}, marker), Times(126, {127}, Is(0)), Times(3, {127}, Is(1))}},
     });
@@ -76,8 +74,6 @@ TEST(Triggers, LatchUntilReset) {
         {"StopOnlyTrigger", "WW", aware, {In({none}, Is(1)), In({1}, Is(0)), In({none}, Is(0)), restart,
             In({none}, Is(1))}},
         {"StopOnlyTrigger", "WW", plain, {In({none}, Is(0)), In({absent}, Is(0))}},
-        {"StartStopTrigger", "WWW", aware, {In({1, 0}, Is(1)), In({none, 1}, marker), In({0, none}, marker),
-            In({0, 1}, Is(1)), In({0, 1}, Is(0))}},
         {"StartNotStopTriggerPuls", "WW", aware, With(1.0), {After(0), forgetAsked, In({1}, Is(1)), Asked(1),
             After(1001), In({none}, marker), In({0}, Is(1)), Asked(0), In({1}, Is(1)), In({0}, Is(0))}},
     });
@@ -96,7 +92,6 @@ TEST(FlipFlops, ChangesBetweenHighValuesArmTheNextEdge) {
     RunSequences({
         {"DFF", "FDF", plain, {In({nan, absent}, kept), In({nan, 2}, kept), In({1, 3}, Is(3)), In({nan, 4}, kept)}},
         {"DFF", "WWW", aware, {In({1, none}, marker), In({none, 1}, marker), In({1, 2}, Is(2)), In({1, none}, marker)}},
-        {"TFF", "Wl", aware, {In({1}, Is(1)), In({none}, marker), In({1}, kept), In({0}, kept), In({7}, Is(0))}},
     });
 }
 
@@ -120,27 +115,33 @@ TEST(MonoFlop, PulseIsWrittenAtItsEndsOnly) {
     });
     RunSequences({
         {"MonoFlop", "DDD", plain, {In({0, absent}, kept), In({1, 1}, Is(1)), In({nan, 1}, kept)}},
-        {"MonoFlop", "WL", aware, Pulse(1), {At(0), begins, At(1001), In({none}, marker), In({1}, Is(0))}},
-        {"MonoFlop", "DDD", aware, With(1.0), {In({1, 0}, Is(1)), In({1, none}, marker), In({1, 2}, Is(0))}},
     });
 }
 
-TEST(MonoFlop, RetriggerRestartsARunningPulse) {
-    const auto course = [](Expected again, Step atItsOldEnd) {
-        return std::vector{restart, At(0), In({1}, Is(1)), At(800), In({0}, kept), In({1}, again), At(1001), atItsOldEnd};
+TEST(MonoFlop, ParametersAreReadFromTheirLowBytes) {
+    const auto lasts = [](std::uint32_t milliseconds) {
+        return std::vector{At(0), In({1}, Is(1)), At(milliseconds), In({1}, kept), At(milliseconds + 1), In({1}, Is(0))};
     };
-    const auto once = course(kept, In({1}, Is(0)));
-    auto anew = course(Is(1), In({1}, kept));
+    const auto cHost = [](double duration) {
+        return Parameters([=](Vel::OperationHandle& monoFlop) { return Initialize(monoFlop.Get(), "F", duration); });
+    };
+    const std::vector<Step> once{In({1}, Is(1)), In({0}, kept), In({1}, kept)};
+    const std::vector<Step> again{In({1}, Is(1)), In({0}, kept), In({1}, Is(1))};
     RunInBothForms({
-        {"MonoFlop", "WW", plain, Pulse(1, 0x8000), anew},
-        {"MonoFlop", "WW", plain, Pulse(1, 0x10000), once}, // 16 bits count
+        {"MonoFlop", "WW", plain, cHost(VelPackFloat32(0.25f)), lasts(250)},
+        {"MonoFlop", "WW", plain, cHost(std::bit_cast<double>(0xC0590000'3F000000u)), lasts(500)},
+        {"MonoFlop", "WW", plain, Pulse(0.0015f, 1), lasts(1)},
+        {"MonoFlop", "WW", plain, Pulse(4294968.f), lasts(704)}, // of 2^32 + 704
+        {"MonoFlop", "WW", plain, Pulse(-0.002f), lasts(0xFFFFFFFE)},
+        {"MonoFlop", "WW", plain, Pulse(1e20f), lasts(0)},
+        {"MonoFlop", "WW", plain, Pulse(1, 0x8000), again},
+        {"MonoFlop", "WW", plain, Pulse(1, 0x10000), once},
         {"MonoFlop", "WW", plain, Pulse(1, 1, 1), once},
         {"MonoFlop", "DDD", plain, With(1.0, 0x10000), {In({1, 0}, Is(1)), In({0, 1}, kept), In({1, 1}, Is(1)),
             In({0, 2}, kept), Init(With(), false), Init(With(1.0, 0, 1), true), In({0, 2.5}, Is(0))}},
-    });
-    anew.insert(anew.begin(), Init(Pulse(1), true)); // without a word on retriggering
-    RunInBothForms({
-        {"MonoFlop", "WW", plain, Pulse(5, 1), anew},
+        // Retriggering moves the end, and neither Reset nor an Initialize without a word on it takes it back.
+        {"MonoFlop", "WW", plain, Pulse(1, 1), {Init(Pulse(1), true), restart, At(0), In({1}, Is(1)), At(800),
+            In({0}, kept), In({1}, Is(1)), At(1001), In({1}, kept), At(1801), In({1}, Is(0))}},
     });
 }
 
@@ -167,8 +168,6 @@ TEST(Timeout, WatchesForTheLastChange) {
     });
     RunSequences({
         {"Timeout", "WFF", plain, {In({nan, 0}, Is(0)), In({nan, 0}, Is(0)), In({1, nan}, Is(0)), In({1, nan}, Is(0))}},
-        {"Timeout", "Wll", aware, {At(0), In({none, 1}, marker), In({5, 1}, Is(0)), At(1000), In({5, none}, marker),
-            In({none, 1}, marker), In({5, 1}, Is(1))}},
         // The one row without a NoValue-aware form.
         {"Timeout", "Www", aware, {At(0), In({none, 1}, Is(0)), At(1000), In({none, 1}, Is(1)), In({1, none}, Is(0)),
             In({1, none}, Is(1))}},
@@ -199,8 +198,6 @@ TEST(TimeMeasurement, TimeDiffMeasuresFromAStartToAStop) {
         {"TimeDiff", "DWWD", plain, {In({0, 1, absent}, trueMarker), In({1, 0, 1}, kept), In({3, 0, absent}, kept)}},
         {"TimeDiff", "DWW", aware, With(1.0), {In({none, 1}, marker), In({1, 0}, trueMarker), In({1, none}, marker),
             In({none, 1}, marker), In({1, 0}, kept), In({1, 1}, Is(2))}},
-        {"TimeDiff", "DWWD", aware, {In({1, 0, none}, marker), In({1, 0, 1}, trueMarker), In({1, 1, none}, marker),
-            In({none, 1, 2}, marker), In({1, 1, 4}, Is(3))}},
     });
 }
 
@@ -219,39 +216,10 @@ TEST(TimeMeasurement, TimeAndCountFollowTheirConditions) {
     });
     RunSequences({
         {"Time", "FWF", plain, {In({0, absent}, Is(0)), In({1, 16777216}, Is(0)), In({0, 16777217}, Is(0))}},
-        {"Time", "DW", aware, With(1.0), {In({1}, Is(1)), In({none}, marker), In({1}, Is(2))}},
-        {"Time", "DWD", aware, {In({1, none}, marker), In({1, 1}, Is(0)), In({none, 2}, marker), In({0, 4}, Is(3))}},
-        {"Count", "DWW", aware, {In({1, 0}, Is(1)), In({none, 0}, marker), In({2, none}, marker), In({2, 0}, Is(1))}},
     });
 }
 
 // clang-format on
-
-TEST(MonoFlop, DurationIsATrueFloat32InTheLowBytesOfItsArgument) {
-    Vel::Channel<std::uint16_t> pulse;
-    Vel::Channel<double> trigger;
-    auto operation = Vel::OperationHandle::Create(false, "MonoFlop", pulse, trigger);
-    trigger = 1;
-    const auto lastsUntil = [&](std::uint32_t tickCount) {
-        operation.Reset();
-        for (const std::uint32_t now : {std::uint32_t{0}, tickCount}) {
-            FakePlatform::tickCount = now;
-            operation.Execute();
-        }
-        return pulse.Get() == 1;
-    };
-    const auto lasts = [&](std::uint32_t milliseconds) {
-        return lastsUntil(milliseconds) && !lastsUntil(milliseconds + 1);
-    };
-    EXPECT_TRUE(Initialize(operation.Get(), "F", VelPackFloat32(0.25f)) && lasts(250));
-    EXPECT_TRUE(Initialize(operation.Get(), "FW", VelPackFloat32(0.0015f), 1) && lasts(1));
-    const auto anyHighBytes = std::bit_cast<double>(0xC0590000'3F000000u);
-    EXPECT_TRUE(Initialize(operation.Get(), "D", anyHighBytes) && lasts(500));
-    EXPECT_TRUE(operation.Initialize(Vel::PackedFloat32{2.5f}) && lasts(2500));
-    EXPECT_TRUE(operation.Initialize(Vel::PackedFloat32{4294968.f}) && lasts(704)); // of 2^32 + 704
-    EXPECT_TRUE(operation.Initialize(Vel::PackedFloat32{-0.002f}) && lasts(0xFFFFFFFE));
-    EXPECT_TRUE(operation.Initialize(Vel::PackedFloat32{1e20f}) && lasts(0));
-}
 
 TEST(Triggers, OneChannelMayBeOperandAndResult) {
     Vel::Channel<std::uint16_t> start, stopAndResult;
