@@ -87,7 +87,7 @@ UInt64 TruncateToUInt64(T value) noexcept {
 /// of a compiler does: some values come out one bit away from the nearest.
 template <FloatSample T>
 constexpr T FloatFromUInt64(UInt64 value) noexcept {
-    const SInt64 bits = static_cast<SInt64>(value);
+    const auto bits = static_cast<SInt64>(value);
     const T converted = static_cast<T>(bits);
     return bits < 0 ? converted + static_cast<T>(18446744073709551616.0) : converted;
 }
