@@ -29,7 +29,7 @@ Parameters Pulse(float seconds, TParameters... others) {
 // The tables are packed by hand.
 // clang-format off
 
-TEST(Edges, AreStrictOnTheNewSideAndCompareInTheTypeOfTheOperand) {
+TEST(Edges, PassTheirThresholdAndTriggersLatchUntilReset) {
     RunInBothForms({
         {"PosEdge", "WD", plain, With(5.0, 5.0), {In({6}, Is(1)), In({7}, Is(0)), In({4}, Is(0)), In({5}, Is(0)),
             In({5.5}, Is(1)), restart, In({8}, Is(1))}},
@@ -43,16 +43,6 @@ TEST(Edges, AreStrictOnTheNewSideAndCompareInTheTypeOfTheOperand) {
             Init(With(3, 7), true), Init(With(3), true), In({4}, Is(1))}},
         {"IsTic", "Wl", plain, {Times(2, {3}, Is(0)), In({3}, Is(1)), In({3}, Is(0)), In({5}, Is(1)), In({0}, Is(0)),
             restart, In({0}, Is(0)), In({2}, Is(1))}},
-    });
-    RunSequences({
-        {"NegEdge", "WF", plain, {In({2}, Is(0)), In({nan}, Is(0)), In({0}, Is(0)), In({2}, Is(0)), In({0}, Is(1))}},
-        {"IsTic", "WB", plain, {Times(254, {255}, Is(0)), Times(3, {255}, Is(1)), In({0}, Is(0))}},
-        {"IsTic", "Wb", aware, {In({none}, marker), Times(126, {127}, Is(0)), Times(3, {127}, Is(1))}},
-    });
-}
-
-TEST(Triggers, LatchUntilReset) {
-    RunInBothForms({
         {"StartOnlyTrigger", "WW", plain, {In({0}, Is(0)), In({7}, Is(1)), In({0}, Is(1)), In({absent}, Is(1)), restart,
             In({0}, Is(0)), In({1}, Is(1))}},
         {"StopOnlyTrigger", "WW", plain, {In({0}, Is(1)), In({7}, Is(0)), In({0}, Is(0)), restart, In({0}, Is(1))}},
@@ -69,6 +59,9 @@ TEST(Triggers, LatchUntilReset) {
             After(500), In({1}, Is(1)), In({0}, Is(1)), After(501), In({1}, Is(1)), In({0}, Is(0))}},
     });
     RunSequences({
+        {"NegEdge", "WF", plain, {In({2}, Is(0)), In({nan}, Is(0)), In({0}, Is(0)), In({2}, Is(0)), In({0}, Is(1))}},
+        {"IsTic", "WB", plain, {Times(254, {255}, Is(0)), Times(3, {255}, Is(1)), In({0}, Is(0))}},
+        {"IsTic", "Wb", aware, {In({none}, marker), Times(126, {127}, Is(0)), Times(3, {127}, Is(1))}},
         {"StartOnlyTrigger", "WW", aware, {In({none}, marker), In({1}, Is(1)), In({none}, Is(1)), restart,
             In({none}, marker)}},
         {"StopOnlyTrigger", "WW", aware, {In({none}, Is(1)), In({1}, Is(0)), In({none}, Is(0)), restart,
@@ -120,7 +113,8 @@ TEST(MonoFlop, PulseIsWrittenAtItsEndsOnly) {
 
 TEST(MonoFlop, ParametersAreReadFromTheirLowBytes) {
     const auto lasts = [](std::uint32_t milliseconds) {
-        return std::vector{At(0), In({1}, Is(1)), At(milliseconds), In({1}, kept), At(milliseconds + 1), In({1}, Is(0))};
+        return std::vector{At(0), In({1}, Is(1)), At(milliseconds), In({1}, kept),
+                           At(milliseconds + 1), In({1}, Is(0))};
     };
     const auto cHost = [](double duration) {
         return Parameters([=](Vel::OperationHandle& monoFlop) { return Initialize(monoFlop.Get(), "F", duration); });
@@ -177,7 +171,7 @@ TEST(Timeout, WatchesForTheLastChange) {
     });
 }
 
-TEST(TimeMeasurement, TimeDiffMeasuresFromAStartToAStop) {
+TEST(TimeMeasurement, FollowsItsConditions) {
     RunInBothForms({
         {"TimeDiff", "DWW", plain, With(0.25), {In({0, 0}, trueMarker), In({1, 0}, kept), In({1, 0}, kept),
             In({0, 0}, kept), In({2, 0}, kept), In({0, 1}, Is(1)), In({1, 0}, kept), In({1, 7}, Is(0.25)),
@@ -193,16 +187,6 @@ TEST(TimeMeasurement, TimeDiffMeasuresFromAStartToAStop) {
         {"TimeDiff", "DWW", plain, With(1.0), {In({0, 1}, trueMarker), In({1, 1}, kept), In({1, 2}, Is(1))}},
         {"TimeDiff", "DWWD", plain, {In({0, 1, 0}, trueMarker), In({1, 1, 1}, kept), In({1, 2, 2}, kept),
             In({1, 3, 3}, Is(2))}},
-    });
-    RunSequences({
-        {"TimeDiff", "DWWD", plain, {In({0, 1, absent}, trueMarker), In({1, 0, 1}, kept), In({3, 0, absent}, kept)}},
-        {"TimeDiff", "DWW", aware, With(1.0), {In({none, 1}, marker), In({1, 0}, trueMarker), In({1, none}, marker),
-            In({none, 1}, marker), In({1, 0}, kept), In({1, 1}, Is(2))}},
-    });
-}
-
-TEST(TimeMeasurement, TimeAndCountFollowTheirConditions) {
-    RunInBothForms({
         {"Time", "DW", plain, With(0.5), {In({0}, Is(0)), In({3}, Is(0.5)), In({1}, Is(1)), In({0}, Is(0)),
             In({1}, Is(0.5)), restart, In({1}, Is(0.5)), Init(With(), false), Init(With(1.0, 1.0), false),
             In({1}, Is(1)), Init(With(2.0), true), In({1}, Is(6))}},
@@ -215,6 +199,9 @@ TEST(TimeMeasurement, TimeAndCountFollowTheirConditions) {
             In({0, 0}, Is(1)), In({1, 1}, Is(0)), restart, In({1, 0}, Is(1)), restart, In({2, 3}, Is(0))}},
     });
     RunSequences({
+        {"TimeDiff", "DWWD", plain, {In({0, 1, absent}, trueMarker), In({1, 0, 1}, kept), In({3, 0, absent}, kept)}},
+        {"TimeDiff", "DWW", aware, With(1.0), {In({none, 1}, marker), In({1, 0}, trueMarker), In({1, none}, marker),
+            In({none, 1}, marker), In({1, 0}, kept), In({1, 1}, Is(2))}},
         {"Time", "FWF", plain, {In({0, absent}, Is(0)), In({1, 16777216}, Is(0)), In({0, 16777217}, Is(0))}},
     });
 }

@@ -69,9 +69,9 @@ TEST(FileTime, FailureLeavesTheOutputAlone) {
     // clang-format off
     // 257 would be 1 in a byte.
     for (const auto& [field, value] : std::initializer_list<std::pair<std::uint16_t SYSTEMTIME::*, std::uint16_t>>{
-             {&SYSTEMTIME::wYear, 1600}, {&SYSTEMTIME::wYear, 30828}, {&SYSTEMTIME::wMonth, 0}, {&SYSTEMTIME::wMonth, 13},
-             {&SYSTEMTIME::wMonth, 257}, {&SYSTEMTIME::wDay, 0}, {&SYSTEMTIME::wDay, 31}, {&SYSTEMTIME::wDay, 257},
-             {&SYSTEMTIME::wHour, 24}, {&SYSTEMTIME::wMinute, 60}, {&SYSTEMTIME::wSecond, 60},
+             {&SYSTEMTIME::wYear, 1600}, {&SYSTEMTIME::wYear, 30828}, {&SYSTEMTIME::wMonth, 0},
+             {&SYSTEMTIME::wMonth, 13}, {&SYSTEMTIME::wMonth, 257}, {&SYSTEMTIME::wDay, 0}, {&SYSTEMTIME::wDay, 31},
+             {&SYSTEMTIME::wDay, 257}, {&SYSTEMTIME::wHour, 24}, {&SYSTEMTIME::wMinute, 60}, {&SYSTEMTIME::wSecond, 60},
              {&SYSTEMTIME::wMilliseconds, 1000}}) {
         // clang-format on
         SYSTEMTIME wrong = right;
@@ -84,15 +84,12 @@ TEST(FileTime, FailureLeavesTheOutputAlone) {
 }
 
 TEST(SystemClock, LocalTimeChangesWithDaylightSaving) {
-    const auto utc = [](year_month_day date, minutes time) -> Instant { return sys_days(date) + time; };
+    // clang-format off
     for (const auto& [zone, at, before, after] : std::initializer_list<std::tuple<int, Instant, int, int>>{
-             {0, utc(2026y / March / 29, 1h), 60, 120},
-             {0, utc(2026y / October / 25, 1h), 120, 60},
-             {1, utc(2026y / March / 8, 7h), -300, -240},
-             {2, utc(2026y / April / 4, 14h), 780, 720},
-             {3, utc(2026y / June / 1, 0h), 345, 345},
-             {4, utc(2026y / March / 8, 5h + 30min), -210, -150},
-         }) {
+             {0, sys_days(2026y / March / 29) + 1h, 60, 120}, {0, sys_days(2026y / October / 25) + 1h, 120, 60},
+             {1, sys_days(2026y / March / 8) + 7h, -300, -240}, {2, sys_days(2026y / April / 4) + 14h, 780, 720},
+             {3, sys_days(2026y / June / 1) + 0h, 345, 345}, {4, sys_days(2026y / March / 8) + 330min, -210, -150}}) {
+        // clang-format on
         SetTimeZone(zones[zone]);
         EXPECT_EQ(MinutesFromUtc(at - 1ms), before) << zones[zone];
         EXPECT_EQ(MinutesFromUtc(at), after) << zones[zone];
