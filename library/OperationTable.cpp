@@ -1,8 +1,13 @@
 #include "library/OperationTable.h"
 
+#include "logic/Clock.h"
 #include "logic/Curves.h"
+#include "logic/Edges.h"
+#include "logic/FlipFlops.h"
 #include "logic/GearDetermination.h"
 #include "logic/Limits.h"
+#include "logic/TimeMeasurement.h"
+#include "logic/Timers.h"
 #include "value/BinaryArithmetic.h"
 #include "value/Comparison.h"
 #include "value/Conversions.h"
@@ -20,7 +25,8 @@ constexpr Topic topics[] = {
     ConversionFamilies, UnaryMathematicsFamilies, BinaryArithmeticFamilies, ComparisonFamilies, LogicAndBitFamilies,
     ValidityFamilies,
     // logic
-    LimitFamilies, CurveFamilies, GearFamilies,
+    EdgeFamilies, FlipFlopFamilies, TimerFamilies, TimeMeasurementFamilies, ClockFamilies, LimitFamilies, CurveFamilies,
+    GearFamilies,
 };
 // clang-format on
 

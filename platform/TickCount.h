@@ -9,4 +9,9 @@ namespace Velmarosk::Platform {
 /// not count. Answered by the kernel's shared page, without a system call.
 std::uint32_t GetTickCount() noexcept;
 
+/// Milliseconds since an earlier tick count, right across a wrap of the counter.
+inline std::uint32_t MillisecondsSince(std::uint32_t earlierTickCount) noexcept {
+    return GetTickCount() - earlierTickCount;
+}
+
 } // namespace Velmarosk::Platform

@@ -1,6 +1,8 @@
 /// The clocks that the tests link in the place of the platform's own: they stand at what a test sets.
 #pragma once
 
+#include "platform/FileTime.h"
+
 #include <cstdint>
 
 namespace FakePlatform {
@@ -9,5 +11,9 @@ namespace FakePlatform {
 inline std::uint32_t tickCount = 0;
 /// How often it was asked.
 inline int tickCountReads = 0;
+
+/// What Platform::GetSystemTime and Platform::GetLocalTime answer.
+inline Velmarosk::Platform::SYSTEMTIME systemTime{};
+inline Velmarosk::Platform::SYSTEMTIME localTime{};
 
 } // namespace FakePlatform

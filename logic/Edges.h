@@ -1,0 +1,255 @@
+/// Edges and triggers: a channel's course over time as a boolean channel, written as 0 or 1 on every sample. Execute
+/// returns true; the NoValue-aware twins return false with the result's NoValue while an operand holds its own, and
+/// keep their state then, unless they say otherwise.
+#pragma once
+
+#include "core/OperationRows.h"
+#include "platform/TickCount.h"
+
+#include <limits>
+
+namespace Velmarosk::Operation {
+
+/// The old value may lie on the threshold, the new one must not. A comparison with a NaN fails.
+struct RisingPassage {
+    static constexpr int defaultThreshold = 0;
+
+    template <Sample T>
+    static bool IsPassed(T oldValue, T value, T threshold) noexcept {
+        return oldValue <= threshold && value > threshold;
+    }
+};
+
+/// RisingPassage downward. The other default is intended: a boolean channel falls below 1, not below 0.
+struct FallingPassage {
+    static constexpr int defaultThreshold = 1;
+
+    template <Sample T>
+    static bool IsPassed(T oldValue, T value, T threshold) noexcept {
+        return oldValue >= threshold && value < threshold;
+    }
+};
+
+/// 1 for the one sample in which the operand passes the threshold. The first sample is compared with the initial value.
+///
+/// Parameters: the threshold, then the initial value, both in the operand's type and unit. Without the first the
+/// default threshold comes back; unless there are exactly two, the initial value is 0. Further ones are ignored.
+/// Reset: the initial value becomes the old value again; the threshold stays.
+template <class TPassage, class TResult, class TOperand>
+class CThresholdEdge : public CUnaryOperation<TResult, TOperand> {
+public:
+    using CUnaryOperation<TResult, TOperand>::CUnaryOperation;
+
+    bool Execute() override {
+        const TOperand value = this->operandRef.Read();
+        this->resultRef.Write(TPassage::IsPassed(oldValue, value, threshold));
+        oldValue = value;
+        return true;
+    }
+
+    bool Initialize(Parameters& parameters) override {
+        threshold = parameters.Count() > 0 ? parameters.NextSample<TOperand>() : TOperand{TPassage::defaultThreshold};
+        initialValue = parameters.Count() == 2 ? parameters.NextSample<TOperand>() : TOperand{0};
+        oldValue = initialValue;
+        return true;
+    }
+
+    void Reset() override { oldValue = initialValue; }
+
+private:
+    TOperand oldValue = 0;
+    TOperand threshold = TPassage::defaultThreshold;
+    TOperand initialValue = 0;
+};
+
+/// "PosEdge": the operand rises above the threshold, 0 by default.
+template <class TResult, class TOperand>
+using CPosEdge = CThresholdEdge<RisingPassage, TResult, TOperand>;
+template <class TResult, class TOperand>
+using CPosEdgeNV = CNoValueAware<CPosEdge<TResult, TOperand>>;
+
+/// "NegEdge": the operand falls below the threshold, 1 by default.
+template <class TResult, class TOperand>
+using CNegEdge = CThresholdEdge<FallingPassage, TResult, TOperand>;
+template <class TResult, class TOperand>
+using CNegEdgeNV = CNoValueAware<CNegEdge<TResult, TOperand>>;
+
+/// "IsTic": 1 while the number of Execute calls, this one included, equals the operand. The count stops at the highest
+/// value of the operand's type. No parameters. Reset: the count is 0.
+template <class TResult, class TOperand>
+class CIsTic : public CUnaryOperation<TResult, TOperand> {
+public:
+    using CUnaryOperation<TResult, TOperand>::CUnaryOperation;
+
+    bool Execute() override {
+        if (ticCount != std::numeric_limits<TOperand>::max())
+            ++ticCount;
+        this->resultRef.Write(ticCount == this->operandRef.Read());
+        return true;
+    }
+
+    void Reset() override { ticCount = 0; }
+
+private:
+    TOperand ticCount = 0;
+};
+template <class TResult, class TOperand>
+using CIsTicNV = CNoValueAware<CIsTic<TResult, TOperand>>;
+
+/// "StartOnlyTrigger": 1 from the first sample on that is not 0. The operand is not read any more then. No parameters.
+/// Reset: 0 again.
+class CStartOnlyTrigger : public CUnaryOperation<Boolean, Boolean> {
+public:
+    using CUnaryOperation::CUnaryOperation;
+
+    bool Execute() override {
+        if (!state && operandRef.Read() != 0)
+            state = true;
+        resultRef.Write(state);
+        return true;
+    }
+
+    void Reset() override { state = false; }
+
+protected:
+    bool state = false;
+};
+
+/// Intentionally holds its 1 through NoValue: once the trigger is set the operand is not looked at.
+class CStartOnlyTriggerNV final : public CStartOnlyTrigger {
+public:
+    using CStartOnlyTrigger::CStartOnlyTrigger;
+    bool CheckNoValue() override { return state || CStartOnlyTrigger::CheckNoValue(); }
+    bool Execute() override { return CheckNoValue() && CStartOnlyTrigger::Execute(); }
+};
+
+/// "StopOnlyTrigger": 0 from the first sample on that is not 0. The operand is not read any more then. No parameters.
+/// Reset: 1 again.
+class CStopOnlyTrigger : public CUnaryOperation<Boolean, Boolean> {
+public:
+    using CUnaryOperation::CUnaryOperation;
+
+    bool Execute() override {
+        ClearOnStop();
+        return WriteState();
+    }
+
+    void Reset() override { state = true; }
+
+protected:
+    void ClearOnStop() noexcept {
+        if (state && operandRef.Read() != 0)
+            state = false;
+    }
+    bool WriteState() noexcept {
+        resultRef.Write(state);
+        return true;
+    }
+
+private:
+    bool state = true;
+};
+
+/// Never shows NoValue, which is intended: the operand's NoValue only keeps it from clearing the state, and the state
+/// is written over the NoValue that the check leaves in the result.
+class CStopOnlyTriggerNV final : public CStopOnlyTrigger {
+public:
+    using CStopOnlyTrigger::CStopOnlyTrigger;
+    bool Execute() override {
+        if (CheckNoValue())
+            ClearOnStop();
+        return WriteState();
+    }
+};
+
+/// "StartNotStopTriggerPuls": one pulse per Reset. It begins with the first sample that is not 0, and ends with the
+/// first 0 after a sample that found the pulse time over: the time is intentionally looked at only while the operand is
+/// not 0, so a 0 within the pulse time does not end the pulse. Timed by the tick counter.
+///
+/// Parameters: the pulse time in seconds, a double, 2 by default; refused without any, further ones are ignored.
+/// Reset: ready for the next pulse; the pulse time stays.
+class CStartNotStopTriggerPuls : public CUnaryOperation<Boolean, Boolean> {
+public:
+    using CUnaryOperation::CUnaryOperation;
+
+    bool Execute() override {
+        if (operandRef.Read() != 0)
+            StartOrLookAtTime();
+        else if (started && !open)
+            Stop();
+        resultRef.Write(state);
+        return true;
+    }
+
+    bool Initialize(Parameters& parameters) override {
+        if (parameters.Count() == 0)
+            return false;
+        pulseSeconds = parameters.NextFloat64();
+        return true;
+    }
+
+    void Reset() override {
+        state = false;
+        started = false;
+        open = true;
+    }
+
+private:
+    void StartOrLookAtTime() noexcept {
+        if (!started) {
+            startTick = Platform::GetTickCount();
+            state = true;
+            started = true;
+        } else if (open && Platform::MillisecondsSince(startTick) / 1000.0 > pulseSeconds) {
+            open = false;
+        }
+    }
+    /// `started` stays, so that the pulse is the only one.
+    void Stop() noexcept {
+        state = false;
+        open = true;
+    }
+
+    bool state = false;
+    bool started = false;
+    bool open = true; ///< the pulse time is not known to be over; falls only once the pulse is started
+    UInt32 startTick = 0;
+    Float64 pulseSeconds = 2.0;
+};
+using CStartNotStopTriggerPulsNV = CNoValueAware<CStartNotStopTriggerPuls>;
+
+/// Operand 1 sets the state, and operand 2 clears it while its truth is `clearingStop`; but only after the state was
+/// written, so that a state always shows for one sample. No parameters. Reset: 0 again.
+template <bool clearingStop>
+class CHeldTrigger : public CBinaryOperation<Boolean, Boolean, Boolean> {
+public:
+    using CBinaryOperation::CBinaryOperation;
+
+    bool Execute() override {
+        const bool stop = operand2Ref.Read() != 0; // before the result is written, which may be the same channel
+        if (operand1Ref.Read() != 0)
+            state = true;
+        resultRef.Write(state);
+        if (stop == clearingStop)
+            state = false;
+        return true;
+    }
+
+    void Reset() override { state = false; }
+
+private:
+    bool state = false;
+};
+
+/// "StartStopTrigger": 1 from a start in operand 1 to the sample of a stop in operand 2.
+using CStartStopTrigger = CHeldTrigger<true>;
+using CStartStopTriggerNV = CNoValueAware<CStartStopTrigger>;
+
+/// "StartNotStopTrigger": 1 from a start in operand 1 to the sample in which operand 2 is 0.
+using CStartNotStopTrigger = CHeldTrigger<false>;
+using CStartNotStopTriggerNV = CNoValueAware<CStartNotStopTrigger>;
+
+/// The rows of this topic.
+std::span<const Family> EdgeFamilies() noexcept;
+
+} // namespace Velmarosk::Operation
