@@ -83,7 +83,7 @@ public:
             startTick = Platform::GetTickCount();
             return WriteValue(this->resultRef, TResult{0});
         }
-        if (Platform::GetTickCount() - startTick <= delayMilliseconds)
+        if (Platform::MillisecondsSince(startTick) <= delayMilliseconds)
             return true;
         return WriteValue(this->resultRef, TResult{1});
     }
