@@ -18,7 +18,7 @@ inline constexpr UInt64 fileTicksFromFileEpoch = secondsFromFileEpoch * fileTick
 /// The time value of a file time.
 template <Sample T>
 T TimeValue(UInt64 fileTime) noexcept {
-    const Float64 ticks = FloatFromUInt64<Float64>(fileTime - fileTicksFromFileEpoch);
+    const auto ticks = FloatFromUInt64<Float64>(fileTime - fileTicksFromFileEpoch);
     return ConvertSample<T>(ticks / static_cast<Float64>(fileTicksPerSecond));
 }
 

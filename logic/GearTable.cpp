@@ -33,7 +33,7 @@ Float64 ParseFloat(std::string_view text) noexcept {
     if (error == std::errc::result_out_of_range) {
         // The digits of one piece do not leave the range by themselves, so the sign of the exponent tells at which end.
         const std::string_view number(text.data(), end);
-        const bool isTiny = number.find("e-") != number.npos || number.find("E-") != number.npos;
+        const bool isTiny = number.find("e-") != std::string_view::npos || number.find("E-") != std::string_view::npos;
         return std::copysign(isTiny ? 0 : std::numeric_limits<Float64>::infinity(), number.front() == '-' ? -1 : 1);
     }
     return error == std::errc() && std::isfinite(value) ? value : 0;
@@ -53,7 +53,7 @@ SInt32 ParseInteger(std::string_view text) noexcept {
 
 std::optional<GearEntry> ParseGearRecord(std::string_view text) noexcept {
     const std::size_t equalsSign = text.find('=');
-    if (equalsSign == text.npos)
+    if (equalsSign == std::string_view::npos)
         return std::nullopt;
     // The character in front of the sign is intended to be cut off, whatever it is. Where there is none, the length
     // wraps, and the whole text, which begins with the sign, is a ratio of 0.

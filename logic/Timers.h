@@ -41,7 +41,7 @@ public:
     bool Initialize(Parameters& parameters) override {
         if (parameters.Count() == 0)
             return false;
-        const Float64 seconds = static_cast<Float64>(parameters.NextPackedFloat32());
+        const auto seconds = static_cast<Float64>(parameters.NextPackedFloat32());
         durationMs = static_cast<UInt32>(TruncateToSInt64(seconds * 1000.0)); // what is too long wraps
         if (parameters.Count() == 2)
             retrigger = parameters.NextSample<UInt16>() > 0;
@@ -132,7 +132,8 @@ public:
             timedOut = false;
             changeTick = Platform::GetTickCount();
         } else if (!timedOut) {
-            timedOut = static_cast<TTimeout>(Platform::MillisecondsSince(changeTick) / 1000) >= timeout;
+            const UInt32 seconds = Platform::MillisecondsSince(changeTick) / 1000;
+            timedOut = static_cast<TTimeout>(seconds) >= timeout;
         }
         this->resultRef.Write(timedOut);
         return true;

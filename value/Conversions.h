@@ -58,7 +58,7 @@ public:
     }
 
     bool Execute() override {
-        const Float64 raw = ConvertSample<Float64>(this->operandRef.Read());
+        const auto raw = ConvertSample<Float64>(this->operandRef.Read());
         this->resultRef.Write(static_cast<TResult>(raw * factor + offset));
         return true;
     }
