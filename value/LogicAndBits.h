@@ -86,59 +86,47 @@ struct BitAtIndex {
     }
 };
 
-/// "LogicalAnd": 1 if both operands are true, else 0. No parameters, no state.
+/// The NoValue-aware form of a plain operation that one truth value of either operand decides, also beside a NoValue.
+/// An operand at its marker is NoValue, whatever number the marker is.
+template <class TPlain, bool decidingTruth>
+class CThreeValued final : public TPlain {
+public:
+    using TPlain::TPlain;
+
+    bool Execute() override {
+        if (this->IsOperand1NoValue()) {
+            if (this->IsOperand2NoValue() || IsTrue(this->operand2Ref) != decidingTruth)
+                return this->WriteNoValue();
+            return Write(decidingTruth);
+        }
+        if (IsTrue(this->operand1Ref) == decidingTruth)
+            return Write(decidingTruth);
+        if (this->IsOperand2NoValue())
+            return this->WriteNoValue();
+        return Write(IsTrue(this->operand2Ref));
+    }
+
+private:
+    static bool IsTrue(auto operand) noexcept { return operand.Read() != 0; }
+    bool Write(bool truth) const noexcept {
+        this->resultRef.Write(truth);
+        return true;
+    }
+};
+
+/// "LogicalAnd": 1 if both operands are true, else 0. No parameters, no state. NoValue-aware, an operand that is false
+/// decides the result.
 template <class TResult, class TOperand1, class TOperand2>
 using CLogicalAnd = CBinaryFunction<LogicalRelation<std::logical_and<>>, TResult, TOperand1, TOperand2>;
-
-/// The NoValue-aware "LogicalAnd": an operand that is false decides the result, also beside a NoValue. An operand at
-/// its marker is NoValue even if the marker is 0.
 template <class TResult, class TOperand1, class TOperand2>
-class CLogicalAndNV final : public CLogicalAnd<TResult, TOperand1, TOperand2> {
-    using Plain = CLogicalAnd<TResult, TOperand1, TOperand2>;
+using CLogicalAndNV = CThreeValued<CLogicalAnd<TResult, TOperand1, TOperand2>, false>;
 
-public:
-    using Plain::Plain;
-
-    bool Execute() override {
-        if (this->IsOperand1NoValue()) {
-            if (this->IsOperand2NoValue() || this->operand2Ref.Read() != 0)
-                return this->WriteNoValue();
-            return WriteValue(this->resultRef, TResult{0});
-        }
-        if (this->operand1Ref.Read() == 0)
-            return WriteValue(this->resultRef, TResult{0});
-        if (this->IsOperand2NoValue())
-            return this->WriteNoValue();
-        return WriteValue(this->resultRef, static_cast<TResult>(this->operand2Ref.Read() != 0));
-    }
-};
-
-/// "LogicalOr": 1 if at least one operand is true, else 0. No parameters, no state.
+/// "LogicalOr": 1 if at least one operand is true, else 0. No parameters, no state. NoValue-aware, an operand that is
+/// true decides the result.
 template <class TResult, class TOperand1, class TOperand2>
 using CLogicalOr = CBinaryFunction<LogicalRelation<std::logical_or<>>, TResult, TOperand1, TOperand2>;
-
-/// The NoValue-aware "LogicalOr": an operand that is true decides the result, also beside a NoValue. An operand at its
-/// marker is NoValue, whatever number the marker is.
 template <class TResult, class TOperand1, class TOperand2>
-class CLogicalOrNV final : public CLogicalOr<TResult, TOperand1, TOperand2> {
-    using Plain = CLogicalOr<TResult, TOperand1, TOperand2>;
-
-public:
-    using Plain::Plain;
-
-    bool Execute() override {
-        if (this->IsOperand1NoValue()) {
-            if (this->IsOperand2NoValue() || this->operand2Ref.Read() == 0)
-                return this->WriteNoValue();
-            return WriteValue(this->resultRef, TResult{1});
-        }
-        if (this->operand1Ref.Read() != 0)
-            return WriteValue(this->resultRef, TResult{1});
-        if (this->IsOperand2NoValue())
-            return this->WriteNoValue();
-        return WriteValue(this->resultRef, static_cast<TResult>(this->operand2Ref.Read() != 0));
-    }
-};
+using CLogicalOrNV = CThreeValued<CLogicalOr<TResult, TOperand1, TOperand2>, true>;
 
 /// "LogicalXOr": 1 if exactly one operand is true, else 0. On UInt32 the name intentionally stands for CPlus.
 template <class TResult, class TOperand1, class TOperand2>
