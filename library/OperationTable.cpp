@@ -1,6 +1,7 @@
 #include "library/OperationTable.h"
 
 #include "signal/Integration.h"
+#include "signal/OldValues.h"
 #include "value/BinaryArithmetic.h"
 
 namespace Velmarosk::Operation {
@@ -11,6 +12,7 @@ namespace {
 constexpr Topic topics[] = {
     BinaryArithmeticFamilies,
     IntegrationFamilies,
+    OldValuesFamilies,
 };
 // clang-format on
 
