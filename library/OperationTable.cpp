@@ -2,6 +2,8 @@
 
 #include "signal/Integration.h"
 #include "signal/OldValues.h"
+#include "signal/SlidingWindows.h"
+#include "signal/Statistics.h"
 #include "value/BinaryArithmetic.h"
 
 namespace Velmarosk::Operation {
@@ -13,6 +15,8 @@ constexpr Topic topics[] = {
     BinaryArithmeticFamilies,
     IntegrationFamilies,
     OldValuesFamilies,
+    SlidingWindowsFamilies,
+    StatisticsFamilies,
 };
 // clang-format on
 
