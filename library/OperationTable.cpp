@@ -1,5 +1,6 @@
 #include "library/OperationTable.h"
 
+#include "signal/ButterworthFilters.h"
 #include "signal/Integration.h"
 #include "signal/OldValues.h"
 #include "signal/SlidingWindows.h"
@@ -17,6 +18,7 @@ constexpr Topic topics[] = {
     OldValuesFamilies,
     SlidingWindowsFamilies,
     StatisticsFamilies,
+    ButterworthFiltersFamilies,
 };
 // clang-format on
 
