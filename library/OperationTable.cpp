@@ -8,6 +8,11 @@
 #include "logic/Limits.h"
 #include "logic/TimeMeasurement.h"
 #include "logic/Timers.h"
+#include "signal/ButterworthFilters.h"
+#include "signal/Integration.h"
+#include "signal/OldValues.h"
+#include "signal/SlidingWindows.h"
+#include "signal/Statistics.h"
 #include "value/BinaryArithmetic.h"
 #include "value/Comparison.h"
 #include "value/Conversions.h"
@@ -27,6 +32,8 @@ constexpr Topic topics[] = {
     // logic
     EdgeFamilies, FlipFlopFamilies, TimerFamilies, TimeMeasurementFamilies, ClockFamilies, LimitFamilies, CurveFamilies,
     GearFamilies,
+    // signal
+    IntegrationFamilies, OldValuesFamilies, SlidingWindowsFamilies, StatisticsFamilies, ButterworthFiltersFamilies,
 };
 // clang-format on
 

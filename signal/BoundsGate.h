@@ -1,0 +1,25 @@
+/// Decides which samples count.
+#pragma once
+
+#include "core/Parameters.h"
+
+#include <limits>
+
+namespace Velmarosk::Operation {
+
+/// A pair of inclusive bounds, the full finite range of the type at first. They are not put in order: a lower bound
+/// above the upper one admits nothing. A NaN passes, and a bound that is a NaN holds nothing back.
+template <Sample T>
+struct BoundsGate {
+    bool Admits(T sample) const noexcept { return !(lowerBound > sample) && !(sample > upperBound); }
+
+    void Read(Parameters& parameters) noexcept {
+        lowerBound = parameters.NextSample<T>();
+        upperBound = parameters.NextSample<T>();
+    }
+
+    T lowerBound = std::numeric_limits<T>::lowest();
+    T upperBound = std::numeric_limits<T>::max();
+};
+
+} // namespace Velmarosk::Operation

@@ -1,0 +1,216 @@
+/// Smallest value, largest value and mean of one channel, of everything since the start or of the last samples. Samples
+/// outside a pair of bounds do not exist for these operations.
+#pragma once
+
+#include "core/OperationRows.h"
+#include "signal/BoundsGate.h"
+#include "signal/RunningMean.h"
+#include "signal/SlidingExtreme.h"
+
+namespace Velmarosk::Operation {
+
+/// "Min" and "Max" with one operand. Parameters: lower and upper bound, both inclusive, of the channel's type, then
+/// optionally the length of the window in samples, 32 bits (0 or none for no window). Execute is true once a sample
+/// inside the bounds has been seen. Reset forgets all samples; bounds and window stay.
+///
+/// While a NaN is in the window the result is the extreme of the other samples, and a NaN if there is no other.
+template <class TOrder, class TResult, class TOperand>
+class CExtreme : public CUnaryOperation<TResult, TOperand> {
+public:
+    using CUnaryOperation<TResult, TOperand>::CUnaryOperation;
+
+    bool Execute() override {
+        const TOperand sample = this->operandRef.Read();
+        if (!bounds.Admits(sample))
+            return hasValue;
+        if (windowLength == 0)
+            return Follow(sample);
+        hasValue = true;
+        if (!windowFull)
+            return Fill(sample);
+        window.DropOldest();
+        if (!window.TryEnter(sample))
+            return EnterSlowly(sample);
+        this->resultRef.Write(window.Extreme());
+        return true;
+    }
+
+    bool Initialize(Parameters& parameters) override {
+        if (parameters.Count() < 2)
+            return false;
+        bounds.Read(parameters);
+        windowLength = parameters.Count() < 3 ? 0 : parameters.NextUInt32();
+        return true;
+    }
+
+    void Reset() override {
+        extremeValue = TOrder::template start<TOperand>;
+        window.Clear();
+        windowFull = false;
+        hasValue = false;
+    }
+
+protected:
+    bool hasValue = false;
+    /// Intentionally not touched while there is a window.
+    TResult extremeValue = TOrder::template start<TOperand>;
+
+private:
+    bool Follow(TOperand sample) noexcept {
+        if (TOrder::IsReached(sample, extremeValue)) {
+            extremeValue = sample;
+            hasValue = true;
+        }
+        if (hasValue)
+            this->resultRef.Write(extremeValue);
+        return hasValue;
+    }
+
+    // What a full window rarely needs stays out of line, so that Execute needs no stack.
+
+    /// Intentionally, a window is full when it comes to hold exactly `windowLength` samples. Once full it keeps the
+    /// number of its samples until Reset, whatever length is set; and when the length is made shorter than what it
+    /// holds before it is full, it grows until Reset. Without a window the samples held stay as they are.
+    [[gnu::noinline]] bool Fill(TOperand sample) {
+        window.Append(sample);
+        windowFull = window.Held() == windowLength;
+        return WriteWindow(sample);
+    }
+
+    [[gnu::noinline]] bool EnterSlowly(TOperand sample) noexcept {
+        window.EnterSlowly(sample);
+        return WriteWindow(sample);
+    }
+
+    bool WriteWindow(TOperand sample) noexcept {
+        this->resultRef.Write(window.HasExtreme() ? window.Extreme() : sample);
+        return true;
+    }
+
+    bool windowFull = false;
+    BoundsGate<TOperand> bounds;
+    UInt32 windowLength = 0;
+    SlidingExtreme<TOrder, TOperand> window;
+};
+
+/// Twin of CExtreme: a sample without value does not enter, and the extreme is written again. Intentionally that is the
+/// extreme of the operation without a window: with one, it is still the highest ("Min") or lowest ("Max") value of the
+/// type, or what was found before the window was set.
+template <class TPlain>
+class CExtremeNV final : public TPlain {
+public:
+    using TPlain::TPlain;
+
+    /// Only answers, and writes no marker.
+    bool CheckNoValue() override { return !this->IsOperandNoValue(); }
+
+    bool Execute() override {
+        if (CheckNoValue())
+            return TPlain::Execute();
+        if (this->hasValue)
+            this->resultRef.Write(this->extremeValue);
+        return this->hasValue;
+    }
+};
+
+template <class TResult, class TOperand>
+using CMin = CExtreme<Smallest, TResult, TOperand>;
+template <class TResult, class TOperand>
+using CMinNV = CExtremeNV<CMin<TResult, TOperand>>;
+template <class TResult, class TOperand>
+using CMax = CExtreme<Largest, TResult, TOperand>;
+template <class TResult, class TOperand>
+using CMaxNV = CExtremeNV<CMax<TResult, TOperand>>;
+
+/// "Average": the mean. Parameters: length of the window in samples, 32 bits (0 for none); lower and upper bound, both
+/// inclusive, of the channel's type; then optionally the number of samples without value in a row at which the mean is
+/// given up, 32 bits. Execute is true if there is a mean; also a sample that does not count writes it again. Reset
+/// forgets all samples; the parameters stay.
+template <class T>
+class CAverage : public CUnaryOperation<T, T> {
+public:
+    using CUnaryOperation<T, T>::CUnaryOperation;
+
+    bool Execute() override {
+        if (noValueLimit == 0)
+            return Take(this->operandRef.Read());
+        return ExecuteWithLimit();
+    }
+
+    /// A limit of 0 is answered with false, intentionally, although everything has been set.
+    bool Initialize(Parameters& parameters) override {
+        if (parameters.Count() < 3)
+            return false;
+        mean.SetWindowLength(parameters.NextUInt32());
+        bounds.Read(parameters);
+        if (parameters.Count() != 4)
+            return true;
+        noValueLimit = parameters.NextUInt32();
+        return noValueLimit != 0;
+    }
+
+    void Reset() override {
+        noValueCount = 0;
+        mean.Clear();
+    }
+
+protected:
+    bool WriteMean() noexcept {
+        if (!mean.HasValue())
+            return false;
+        this->resultRef.Write(mean.Value());
+        return true;
+    }
+
+private:
+    bool Take(T sample) {
+        if (!bounds.Admits(sample))
+            return WriteMean();
+        if (!mean.IsSliding())
+            return AddAndWrite(sample);
+        mean.Slide(sample);
+        this->resultRef.Write(mean.Value());
+        return true;
+    }
+
+    // What a full window does not need stays out of line, so that Execute needs no stack.
+
+    [[gnu::noinline]] bool AddAndWrite(T sample) {
+        mean.Add(sample);
+        this->resultRef.Write(mean.Value());
+        return true;
+    }
+
+    /// A run of samples without value that is shorter than the limit stays invisible; CheckNoValue has written the
+    /// marker, and the mean is written over it.
+    [[gnu::noinline]] bool ExecuteWithLimit() {
+        if (this->CheckNoValue()) {
+            noValueCount = 0;
+            return Take(this->operandRef.Read());
+        }
+        ++noValueCount;
+        return noValueCount < noValueLimit && WriteMean();
+    }
+
+    UInt32 noValueLimit = 0;
+    UInt32 noValueCount = 0;
+    BoundsGate<T> bounds;
+    RunningMean<T> mean;
+};
+
+/// Twin of CAverage: the last mean stands for any number of samples without value, whatever the limit.
+template <class T>
+class CAverageNV final : public CAverage<T> {
+public:
+    using CAverage<T>::CAverage;
+
+    /// Only answers, and writes no marker.
+    bool CheckNoValue() override { return !this->IsOperandNoValue(); }
+
+    bool Execute() override { return CheckNoValue() ? CAverage<T>::Execute() : this->WriteMean(); }
+};
+
+/// The rows of this topic.
+std::span<const Family> SlidingWindowsFamilies() noexcept;
+
+} // namespace Velmarosk::Operation
