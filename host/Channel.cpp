@@ -40,11 +40,22 @@ std::string TypeNames() {
 }
 
 void Prepare(Channel& channel, std::size_t rows) {
-    std::visit([&](auto& samples) { samples.values.assign(rows + 1, samples.noValue); }, channel.samples);
+    std::visit(
+        [&](auto& samples) {
+            samples.values.assign(rows + 2, samples.noValue); // one before, and one that a block may begin
+            samples.finished = samples.values;
+        },
+        channel.samples);
 }
 
-void Carry(Channel& channel, std::size_t rows) {
-    std::visit([&](auto& samples) { samples.values.front() = samples.values[rows]; }, channel.samples);
+void Finish(Channel& channel, std::size_t rows) {
+    std::visit(
+        [&](auto& samples) {
+            samples.values.swap(samples.finished);
+            samples.values[0] = samples.finished[rows];
+            samples.values[1] = samples.finished[rows + 1];
+        },
+        channel.samples);
 }
 
 } // namespace Velreplay

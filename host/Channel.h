@@ -13,11 +13,13 @@
 
 namespace Velreplay {
 
-/// Samples of one type. The first value is the sample before the block: operations that latch start from it.
+/// Samples of one type: those of the block that is being read and computed, and those of the block before, which may
+/// still be being written. The first of a block's values is the sample before it: operations that latch start from it.
 template <Vel::Sample T>
 struct Samples {
     T noValue = Vel::defaultNoValue<T>;
     std::vector<T> values;
+    std::vector<T> finished;
 
     /// As the library compares: a NaN as NoValue stands for every NaN.
     bool IsNoValue(T value) const { return value == noValue || (value != value && noValue != noValue); }
@@ -50,10 +52,11 @@ std::optional<char> TypeLetter(std::string_view name);
 /// All names, for messages.
 std::string TypeNames();
 
-/// Makes room for a block of rows and puts NoValue before it.
+/// Makes room for blocks of rows and puts NoValue before the first.
 void Prepare(Channel& channel, std::size_t rows);
 
-/// Makes the last of a block's rows the sample before the next block.
-void Carry(Channel& channel, std::size_t rows);
+/// Ends a block: its values are the finished ones now, and its last row is the sample before the next block. A
+/// row that it has begun to read becomes the first of the next.
+void Finish(Channel& channel, std::size_t rows);
 
 } // namespace Velreplay

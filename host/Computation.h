@@ -24,8 +24,10 @@ public:
     void Run(std::size_t rows);
 
     const std::string& Name() const { return results.front()->name; }
-    /// Of the rows of the last block.
-    std::span<const Status> Statuses() const { return statuses; }
+    /// Ends a block.
+    void Finish() { statuses.swap(finished); }
+    /// Of the rows of the finished block.
+    std::span<const Status> Statuses() const { return finished; }
     /// By status, since the beginning.
     const std::array<std::uint64_t, 3>& Totals() const { return totals; }
 
@@ -45,6 +47,7 @@ private:
     Vel::OperationHandle operation;
     const Operation* description = nullptr;
     std::vector<Status> statuses;
+    std::vector<Status> finished;
     std::array<std::uint64_t, 3> totals{};
 };
 

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdio>
 #include <deque>
+#include <future>
 #include <optional>
 
 namespace Velreplay {
@@ -32,6 +33,13 @@ struct Setup {
                 results.push_back(&channels.Add(computation.place, result, Recording::mostRows));
             computations.emplace_back(computation, std::move(results), std::move(operands));
         }
+    }
+
+    void FinishBlock(std::size_t rows) {
+        for (Channel& channel : channels.All())
+            Finish(channel, rows);
+        for (Computation& computation : computations)
+            computation.Finish();
     }
 
     std::vector<const Channel*> Chosen(const Plan& plan) {
@@ -79,19 +87,25 @@ bool Replay(const Options& options) {
 
     Progress progress(recording.Size());
     std::uint64_t total = 0;
+    std::future<void> writing; // of the finished block, while the next one is read and computed
     while (const std::size_t rows = result.IsClosed() ? 0 : recording.ReadBlock()) {
         for (Computation& computation : setup.computations)
             computation.Run(rows);
-        result.WriteRows(rows);
-        if (recording.IsLive())
-            result.Flush();
         if (picture)
             picture->Take(rows);
-        for (Channel& channel : setup.channels.All())
-            Carry(channel, rows);
+        if (writing.valid())
+            writing.get();
+        setup.FinishBlock(rows);
+        writing = std::async(std::launch::async, [&, rows] {
+            result.WriteRows(rows);
+            if (recording.IsLive())
+                result.Flush();
+        });
         total += rows;
         progress.Show(recording.Position());
     }
+    if (writing.valid())
+        writing.get();
     result.Keep();
     if (picture)
         picture->Draw();

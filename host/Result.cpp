@@ -100,7 +100,7 @@ void Result::AppendRow(std::size_t row) {
     for (const Channel* const channel : channels) {
         std::visit(
             [&](const auto& samples) {
-                const auto value = samples.values[row];
+                const auto value = samples.finished[row];
                 if (!samples.IsNoValue(value))
                     to = WriteCell(to, value, format.decimalComma);
             },

@@ -5,6 +5,7 @@
 #include "host/Computation.h"
 #include "host/Recording.h"
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -27,6 +28,7 @@ public:
     void AddStatus(const Computation& computation) { computations.push_back(&computation); }
 
     void WriteHeader();
+    /// Writes the rows of the finished block.
     void WriteRows(std::size_t rows);
     void Flush();
     /// Puts the result in its place.
@@ -45,7 +47,7 @@ private:
     std::string partName; ///< what is written until Keep; empty: the result itself
     CsvFormat format;
     int file = -1;
-    bool isClosed = false;
+    std::atomic<bool> isClosed = false;
     std::vector<const Channel*> channels;
     std::vector<const Computation*> computations;
     std::vector<char> buffer;
