@@ -48,6 +48,16 @@ void Prepare(Channel& channel, std::size_t rows) {
         channel.samples);
 }
 
+void FillConstant(Channel& channel, const AnySamples& constant) {
+    std::visit(
+        [&]<class T>(Samples<T>& samples) {
+            const T value = std::get<Samples<T>>(constant).noValue;
+            std::fill(samples.values.begin() + 1, samples.values.end(), value);
+            std::fill(samples.finished.begin() + 1, samples.finished.end(), value);
+        },
+        channel.samples);
+}
+
 void Finish(Channel& channel, std::size_t rows) {
     std::visit(
         [&](auto& samples) {

@@ -55,6 +55,9 @@ std::string TypeNames();
 /// Makes room for blocks of rows and puts NoValue before the first.
 void Prepare(Channel& channel, std::size_t rows);
 
+/// Puts one value into all rows: the NoValue of `constant`, which has the same type.
+void FillConstant(Channel& channel, const AnySamples& constant);
+
 /// Ends a block: its values are the finished ones now, and its last row is the sample before the next block. A
 /// row that it has begun to read becomes the first of the next.
 void Finish(Channel& channel, std::size_t rows);

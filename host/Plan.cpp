@@ -91,6 +91,7 @@ private:
     const toml::table& table;
 };
 
+/// Takes a number of the plan as NoValue. False: it is none of the type.
 template <class T>
 bool SetNoValue(Samples<T>& samples, const toml::node& node) {
     if constexpr (std::is_floating_point_v<T>) {
@@ -118,6 +119,16 @@ Channel ReadChannel(const Section& section, const std::string& name) {
         !std::visit([&](auto& samples) { return SetNoValue(samples, *noValue); }, channel.samples))
         throw Failure(section.Place(*noValue), "\"no_value\" is no number of the type " + type);
     return channel;
+}
+
+ConstantPlan ReadConstant(const std::string& file, const toml::table& table) {
+    const Section section(file, table, {"name", "type", "value", "no_value"});
+    ConstantPlan plan{section.Place(), ReadChannel(section, section.NeededText("name")), {}};
+    plan.value = plan.channel.samples;
+    const toml::node* const value = section.Find("value");
+    if (value != nullptr && !std::visit([&](auto& samples) { return SetNoValue(samples, *value); }, plan.value))
+        throw Failure(section.Place(*value), "\"value\" is no number of the channel's type");
+    return plan;
 }
 
 std::vector<std::array<double, 2>> ReadPairs(const Section& section, const toml::array& array) {
@@ -197,7 +208,7 @@ toml::table Parse(const std::string& file) {
 
 Plan ReadPlan(const std::string& file) {
     const toml::table table = Parse(file);
-    const Section section(file, table, {"output", "inputs", "channels", "plot"});
+    const Section section(file, table, {"output", "inputs", "constants", "channels", "plot"});
     Plan plan;
     plan.file = file;
     plan.output = section.Texts("output");
@@ -205,6 +216,8 @@ Plan ReadPlan(const std::string& file) {
         const Section inner(file, *input, {"name", "type", "no_value"});
         plan.inputs.push_back({inner.Place(), ReadChannel(inner, inner.NeededText("name"))});
     }
+    for (const toml::table* const constant : section.Tables("constants"))
+        plan.constants.push_back(ReadConstant(file, *constant));
     for (const toml::table* const channel : section.Tables("channels"))
         plan.computations.push_back(ReadComputation(file, *channel));
     if (const toml::node* const plot = section.Find("plot"); plot != nullptr && plot->is_table())

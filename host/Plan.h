@@ -1,4 +1,4 @@
-// What is to be computed: input channels, computed channels, chosen result channels, the picture's panels.
+// What is to be computed: input channels, constants, computed channels, chosen result channels, the picture's panels.
 #pragma once
 
 #include "host/Channel.h"
@@ -18,6 +18,13 @@ using Value = std::variant<bool, std::int64_t, double, std::vector<std::array<do
 struct InputPlan {
     std::string place;
     Channel channel;
+};
+
+/// A channel that is the same in every row: a value, or never a sample.
+struct ConstantPlan {
+    std::string place;
+    Channel channel;
+    AnySamples value; ///< its NoValue is the value
 };
 
 struct ComputationPlan {
@@ -47,6 +54,7 @@ struct PicturePlan {
 struct Plan {
     std::string file;
     std::vector<InputPlan> inputs;
+    std::vector<ConstantPlan> constants;
     std::vector<ComputationPlan> computations;
     std::vector<std::string> output; ///< names; empty: all
     PicturePlan picture;

@@ -26,6 +26,8 @@ struct Setup {
     explicit Setup(const Plan& plan) {
         for (const InputPlan& input : plan.inputs)
             inputs.push_back(&channels.Add(input.place, input.channel, Recording::mostRows));
+        for (const ConstantPlan& constant : plan.constants)
+            FillConstant(channels.Add(constant.place, constant.channel, Recording::mostRows), constant.value);
         for (const ComputationPlan& computation : plan.computations) {
             std::vector<Channel*> operands = channels.FindAll(computation.place, computation.operands);
             std::vector<Channel*> results;
