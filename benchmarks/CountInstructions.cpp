@@ -42,8 +42,6 @@ std::string Label(const std::string& kind, const std::string& title, int goal) {
 template <Vel::Sample T>
 void CountExecute(const std::string& title, int goal, const Vel::OperationHandle& operation, Vel::Channel<T>& operand,
                   std::vector<T>& column) {
-    if (!operation)
-        return;
     const auto loop = [&](auto function) {
         auto* volatile target = function; // keeps the call a call
         return [&, target = target] {
@@ -219,4 +217,9 @@ int main() {
     Vel::Channel<double> z;
     CountCreation("Plus DDD", "Plus", z, x, y);
     CountCreation("Angle DDD", "Angle", z, x, y);
+    CountCreation("DFF DDD", "DFF", z, x, y);
+    CountCreation("Statistics DDDD", "Statistics", z, x, y, x);
+    CountCreation("FilterButterworthBandStop DD", "FilterButterworthBandStop", z, x);
+    Vel::Channel<float> narrow;
+    CountCreation("Cast FD", "Cast", narrow, x);
 }

@@ -10,48 +10,37 @@ namespace Velmarosk::Operation {
 
 namespace {
 
-/// The longest signature of the vocabulary: sixteen results and their operand.
-constexpr std::size_t maxLetters = 17;
-
-/// A letter in the form in which the table writes it.
-constexpr char CanonicalLetter(char letter) noexcept {
-    switch (letter) {
-    case 'f':
-        return 'F';
-    case 'd':
-        return 'D';
-    default:
-        return letter;
-    }
+const TypeRow* RowAt(std::span<const TypeRow> rows, UInt64 key) noexcept {
+    const auto row = std::ranges::lower_bound(rows, key, {}, &TypeRow::key);
+    return row != rows.end() && row->key == key ? &*row : nullptr;
 }
 
-bool Accepts(std::string_view rowLetters, std::string_view letters) noexcept {
-    for (std::size_t i = 0; i < letters.size(); ++i) {
-        if (rowLetters[i] != letters[i] && rowLetters[i] != anyLetter)
-            return false;
-    }
-    return true;
+/// The key under which a row stands that accepts any first operand.
+UInt64 SignatureKeyWithAnyOperand(std::string_view letters) noexcept {
+    std::array<char, maxLetters> opened{};
+    std::ranges::copy(letters, opened.begin());
+    if (letters.size() > 1)
+        opened[1] = anyLetter;
+    return SignatureKey({opened.data(), letters.size()});
 }
 
 } // namespace
 
 const TypeRow* FindRow(OperationTable table, std::string_view operationName, std::string_view typeSignature) noexcept {
-    if (typeSignature.empty() || typeSignature.size() > maxLetters)
+    if (typeSignature.size() > maxLetters)
         return nullptr;
-    std::array<char, maxLetters> canonical{};
-    std::ranges::transform(typeSignature, canonical.begin(), CanonicalLetter);
-    const std::string_view letters(canonical.data(), typeSignature.size());
+    const UInt32 nameHash = NameHash(operationName);
+    const UInt64 key = SignatureKey(typeSignature);
+    const UInt64 keyWithAnyOperand = SignatureKeyWithAnyOperand(typeSignature);
 
     for (const Topic topic : table) {
         for (const Family& family : topic()) {
-            if (family.name != operationName)
+            if (family.nameHash != nameHash || family.name != operationName)
                 continue;
-            for (const TypeRow& row : family.rows) {
-                if (row.letters.size() != letters.size())
-                    break; // one entry's rows are of one length
-                if (Accepts(row.letters, letters))
-                    return &row;
-            }
+            if (const TypeRow* const row = RowAt(family.rows, key))
+                return row;
+            if (const TypeRow* const row = RowAt(family.rows, keyWithAnyOperand))
+                return row;
         }
     }
     return nullptr;
@@ -59,9 +48,10 @@ const TypeRow* FindRow(OperationTable table, std::string_view operationName, std
 
 COperation* CreateOperation(OperationTable table, bool noValueAware, const char* operationName,
                             const char* typeSignature, std::va_list& references) {
-    const TypeRow* const row = FindRow(table, operationName, typeSignature);
+    const std::string_view signature(typeSignature);
+    const TypeRow* const row = FindRow(table, operationName, signature);
     if (row == nullptr) {
-        if (const auto refusal = ExplainRefusal(operationName, typeSignature)) {
+        if (const auto refusal = ExplainRefusal(operationName, signature)) {
             if (refusal->typeName != nullptr)
                 ReportMessage(refusal->level, refusal->format, refusal->typeName, operationName);
             else
@@ -70,11 +60,11 @@ COperation* CreateOperation(OperationTable table, bool noValueAware, const char*
         return nullptr;
     }
 
-    std::array<void*, maxLetters> locations; // the letters of the row say how many are filled
-    for (std::size_t i = 0; i < row->letters.size(); ++i)
+    std::array<void*, maxLetters> locations; // filled as far as the signature goes
+    for (std::size_t i = 0; i < signature.size(); ++i)
         locations[i] = va_arg(references, void*);
-    const Maker make = noValueAware ? row->noValueAware : row->plain;
-    return make(References(locations.data()));
+    const Maker& maker = noValueAware ? row->noValueAware : row->plain;
+    return maker.construct(::operator new(maker.size), References(locations.data()));
 }
 
 } // namespace Velmarosk::Operation

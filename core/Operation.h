@@ -33,7 +33,7 @@ inline COperation::~COperation() = default;
 template <Sample TResult>
 class CConstOperation : public COperation {
 public:
-    [[gnu::noinline]] explicit CConstOperation(const References& references)
+    [[gnu::noinline]] explicit CConstOperation(const References& references) noexcept
         : resultRef(references.At<TResult>(0)), resultNoValue(resultRef.Read()) {}
 
     bool CheckNoValue() override { return true; }
@@ -48,7 +48,7 @@ protected:
 template <Sample TResult, Sample TOperand>
 class CUnaryOperation : public COperation {
 public:
-    [[gnu::noinline]] explicit CUnaryOperation(const References& references)
+    [[gnu::noinline]] explicit CUnaryOperation(const References& references) noexcept
         : resultRef(references.At<TResult>(0)),
           operandRef(references.At<TOperand>(1)),
           resultNoValue(resultRef.Read()) {
@@ -81,7 +81,7 @@ protected:
 template <Sample TResult, Sample TOperand1, Sample TOperand2>
 class CBinaryOperation : public COperation {
 public:
-    [[gnu::noinline]] explicit CBinaryOperation(const References& references)
+    [[gnu::noinline]] explicit CBinaryOperation(const References& references) noexcept
         : resultRef(references.At<TResult>(0)),
           operand1Ref(references.At<TOperand1>(1)),
           operand2Ref(references.At<TOperand2>(2)),
@@ -120,7 +120,7 @@ protected:
 template <Sample TResult, Sample TOperand1, Sample TOperand2, Sample TOperand3>
 class CTernaryOperation : public COperation {
 public:
-    [[gnu::noinline]] explicit CTernaryOperation(const References& references)
+    [[gnu::noinline]] explicit CTernaryOperation(const References& references) noexcept
         : resultRef(references.At<TResult>(0)),
           operand1Ref(references.At<TOperand1>(1)),
           operand2Ref(references.At<TOperand2>(2)),

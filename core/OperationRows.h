@@ -13,26 +13,64 @@
 
 #include "core/Operation.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
+#include <new>
 #include <span>
 #include <string_view>
 #include <type_traits>
 
 namespace Velmarosk::Operation {
 
-using Maker = COperation* (*)(const References& references);
+/// The longest signature of the vocabulary: sixteen results and their operand.
+inline constexpr std::size_t maxLetters = 17;
 
-/// Stands in a row's letters where any letter is accepted.
+/// Stands in the letters of a row where any letter is accepted. Possible at the first operand only.
 inline constexpr char anyLetter = '?';
+
+/// A signature of up to maxLetters letters as one number, different for each sequence of type codes.
+constexpr UInt64 SignatureKey(std::string_view letters) noexcept {
+    constexpr UInt64 codes = codeText + 2; // that of anyLetter included
+    UInt64 key = 1;                        // keeps a leading unknown letter visible
+    for (const char letter : letters)
+        key = key * codes + static_cast<UInt64>(letter == anyLetter ? codeText + 1 : TypeCodeFromLetter(letter));
+    return key;
+}
+
+/// Constructs an operation in memory of its size. Does not fail.
+using Constructor = COperation* (*)(void* memory, const References& references);
+
+struct Maker {
+    Constructor construct;
+    std::size_t size;
+};
 
 /// One accepted combination of types.
 struct TypeRow {
-    std::string_view letters; ///< result first, as in the type signature
+    UInt64 key; ///< of the signature, result first
     Maker plain;
     Maker noValueAware;
 };
 
+/// Lets a look-up pass other names by without comparing them (Fowler, Noll and Vo's hash).
+constexpr UInt32 NameHash(std::string_view name) noexcept {
+    UInt32 hash = 2166136261;
+    for (const char character : name)
+        hash = (hash ^ static_cast<UInt8>(character)) * 16777619;
+    return hash;
+}
+
+/// A name with rows in ascending order of their keys, as every shape over lists of types in the order of their codes
+/// gives them. Another order does not compile.
 struct Family {
+    consteval Family(std::string_view itsName, std::span<const TypeRow> itsRows)
+        : nameHash(NameHash(itsName)), name(itsName), rows(itsRows) {
+        if (!std::ranges::is_sorted(rows, {}, &TypeRow::key))
+            throw "rows out of order";
+    }
+
+    UInt32 nameHash;
     std::string_view name;
     std::span<const TypeRow> rows;
 };
@@ -43,14 +81,19 @@ using OperationTable = std::span<const Topic>;
 
 /// Compiled for size: there is one for each operation and row, and none is on the sample path.
 template <class TOperation>
-[[gnu::cold]] COperation* Make(const References& references) {
-    return new TOperation(references);
+[[gnu::cold]] COperation* Construct(void* memory, const References& references) {
+    static_assert(std::is_nothrow_constructible_v<TOperation, const References&>);
+    static_assert(alignof(TOperation) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
+    return ::new (memory) TOperation(references);
 }
+
+template <class TOperation>
+inline constexpr Maker make{&Construct<TOperation>, sizeof(TOperation)};
 
 /// A row for classes that are not templates.
 template <class TPlain, class TAware>
 constexpr TypeRow Row(std::string_view letters) noexcept {
-    return {letters, &Make<TPlain>, &Make<TAware>};
+    return {SignatureKey(letters), make<TPlain>, make<TAware>};
 }
 
 // Lists of types and of signatures.
@@ -66,8 +109,10 @@ using AllTypes = TypeList<UInt8, UInt16, UInt32, UInt64, SInt8, SInt16, SInt32, 
 /// The sample types of one row, result first.
 template <class... Ts>
 struct Signature {
-    static constexpr std::array<char, sizeof...(Ts)> storage{letterOf<Ts>...};
-    static constexpr std::string_view letters{storage.data(), storage.size()};
+    static constexpr UInt64 Key() noexcept {
+        constexpr std::array letters{letterOf<Ts>...};
+        return SignatureKey({letters.data(), letters.size()});
+    }
 };
 
 /// What a shape yields for types that have no row.
@@ -140,7 +185,7 @@ using ResultOfOne = Signature<TResult, TOperand>;
 
 template <template <class...> class TPlain, template <class...> class TAware, class... Ts>
 constexpr TypeRow RowOf(Signature<Ts...> /*types*/) noexcept {
-    return {Signature<Ts...>::letters, &Make<TPlain<Ts...>>, &Make<TAware<Ts...>>};
+    return {Signature<Ts...>::Key(), make<TPlain<Ts...>>, make<TAware<Ts...>>};
 }
 
 template <template <class...> class TPlain, template <class...> class TAware, class... TSignatures>
@@ -155,7 +200,7 @@ inline constexpr auto rows = RowsOf<TPlain, TAware>(TSignatures{});
 template <template <class> class TPlain, template <class> class TAware, class... Ts>
 constexpr TypeRow RowOfOne(Signature<Ts...> /*types*/) noexcept {
     using Last = typename decltype((std::type_identity<Ts>{}, ...))::type;
-    return {Signature<Ts...>::letters, &Make<TPlain<Last>>, &Make<TAware<Last>>};
+    return {Signature<Ts...>::Key(), make<TPlain<Last>>, make<TAware<Last>>};
 }
 
 template <template <class> class TPlain, template <class> class TAware, class... TSignatures>

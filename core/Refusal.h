@@ -1,5 +1,5 @@
-/// Why a creation is refused. This decision knows names and type codes only; what is accepted, the operation table
-/// says.
+/// Why a creation is refused. What is accepted, the operation table alone says; this explains the rest, by name and
+/// type codes only.
 #pragma once
 
 #include <optional>
@@ -14,8 +14,8 @@ struct Refusal {
     const char* typeName = nullptr;
 };
 
-/// Why an operation name with a type signature is refused. Nothing if it is part of the vocabulary, and nothing for the
-/// combinations that are refused in silence.
+/// Why an operation name with a type signature is refused, for combinations that no row accepts. Nothing for those that
+/// are refused in silence.
 std::optional<Refusal> ExplainRefusal(std::string_view operationName, std::string_view typeSignature) noexcept;
 
 } // namespace Velmarosk::Operation

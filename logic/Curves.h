@@ -30,7 +30,7 @@ struct LineaPoint {
 template <class T>
 class CLinea : public COperation {
 public:
-    [[gnu::noinline]] explicit CLinea(const References& references)
+    [[gnu::noinline]] explicit CLinea(const References& references) noexcept
         : resultRef(references.At<T>(0)), operandRef(references.At<T>(1)), resultNoValue(resultRef.Read()) {
         CaptureNoValue(operandRef, hasOperandNoValue, operandNoValue);
     }

@@ -5,7 +5,7 @@ namespace Velmarosk::Operation {
 namespace {
 
 /// A boolean channel intentionally clocks boolean data only.
-template <class TClock, class TData>
+template <class TData, class TClock>
 using Clocked = std::conditional_t<std::same_as<TClock, Boolean> && !std::same_as<TData, Boolean>, NoSignature,
                                    Signature<TData, TClock, TData>>;
 

@@ -2,7 +2,7 @@
 
 namespace Velmarosk::Operation {
 
-CGangermittlung::CGangermittlung(const References& references)
+CGangermittlung::CGangermittlung(const References& references) noexcept
     : resultRef(references.At<SInt8>(0)),
       operand1Ref(references.At<UInt16>(1)),
       operand2Ref(references.At<UInt16>(2)),

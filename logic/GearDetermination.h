@@ -18,7 +18,7 @@ namespace Velmarosk::Operation {
 /// gear. Reset and Terminate change nothing.
 class CGangermittlung : public COperation {
 public:
-    explicit CGangermittlung(const References& references);
+    explicit CGangermittlung(const References& references) noexcept;
 
     bool CheckNoValue() override;
     bool Execute() override;

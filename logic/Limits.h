@@ -19,7 +19,7 @@ namespace Velmarosk::Operation {
 template <FloatSample T>
 class CLimit : public COperation {
 public:
-    [[gnu::noinline]] explicit CLimit(const References& references)
+    [[gnu::noinline]] explicit CLimit(const References& references) noexcept
         : resultRef(references.At<Boolean>(0)),
           operand1Ref(references.At<T>(1)),
           operand2Ref(references.At<T>(2)),
@@ -123,7 +123,7 @@ using CLowerLimitNV = CNoValueAware<CLowerLimit<T>>;
 template <FloatSample T>
 class CLimit2 : public CLimit<T> {
 public:
-    [[gnu::noinline]] explicit CLimit2(const References& references)
+    [[gnu::noinline]] explicit CLimit2(const References& references) noexcept
         : CLimit<T>(references), operand3Ref(references.At<T>(3)) {
         CaptureNoValue(operand3Ref, hasOperand3NoValue, operand3NoValue);
     }

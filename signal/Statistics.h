@@ -16,7 +16,7 @@ namespace Velmarosk::Operation {
 template <class TResult, class TOperand>
 class CStatistics : public COperation {
 public:
-    [[gnu::noinline]] explicit CStatistics(const References& references)
+    [[gnu::noinline]] explicit CStatistics(const References& references) noexcept
         : minResult(references.At<TResult>(0)),
           maxResult(references.At<TResult>(1)),
           meanResult(references.At<TResult>(2)),

@@ -139,7 +139,7 @@ class CExtractBits : public COperation {
 public:
     static constexpr std::size_t bitCount = std::numeric_limits<TOperand>::digits;
 
-    explicit CExtractBits(const References& references)
+    explicit CExtractBits(const References& references) noexcept
         : CExtractBits(references, std::make_index_sequence<bitCount>()) {}
 
     bool CheckNoValue() override {
@@ -160,7 +160,7 @@ public:
 
 private:
     template <std::size_t... bits>
-    CExtractBits(const References& references, std::index_sequence<bits...> /*sequence*/)
+    CExtractBits(const References& references, std::index_sequence<bits...> /*sequence*/) noexcept
         : resultRefs{references.At<Boolean>(bits)...},
           operandRef(references.At<TOperand>(bitCount)),
           resultNoValues{resultRefs[bits].Read()...} {
