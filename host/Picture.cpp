@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
+#include <limits>
 #include <ostream>
 #include <sstream>
 
@@ -17,6 +19,7 @@ constexpr int panelPixels = 190;
 constexpr int lanePixels = 38; // of a boolean channel
 constexpr int framePixels = 100;
 constexpr double laneDistance = 1.5;
+constexpr double mostCountedTics = 10; // of whole numbers: each has a tic up to here
 constexpr std::array colours{"#0b5394", "#cc4125", "#38761d", "#b45f06", "#674ea7", "#45818e"};
 
 /// A text for gnuplot, within double quotes.
@@ -46,6 +49,27 @@ void WriteCurve(std::ostream& script, const Envelope& curve, double offset) {
 }
 
 } // namespace
+
+bool Picture::Panel::IsWhole() const {
+    return std::none_of(curves.begin(), curves.end(), [](const Envelope& curve) { return curve.Y().IsFloating(); });
+}
+
+/// Boolean channels lie one below the other.
+double Picture::Panel::Lane(std::size_t curve) const {
+    return laneDistance * static_cast<double>(curves.size() - 1 - curve);
+}
+
+std::pair<double, double> Picture::Panel::Range() const {
+    double lowest = std::numeric_limits<double>::max();
+    double highest = std::numeric_limits<double>::lowest();
+    for (const Envelope& curve : curves)
+        for (const Span& span : curve.Spans())
+            if (span.hasSample && std::isfinite(span.smallest) && std::isfinite(span.largest)) {
+                lowest = std::min(lowest, span.smallest);
+                highest = std::max(highest, span.largest);
+            }
+    return lowest <= highest ? std::pair(lowest, highest) : std::pair(0.0, 1.0);
+}
 
 bool Picture::Panel::IsBoolean() const {
     return std::all_of(curves.begin(), curves.end(), [](const Envelope& curve) { return curve.IsBoolean(); });
@@ -109,17 +133,21 @@ void Picture::WritePanel(std::ostream& script, std::size_t index, double bottom,
     script << "set bmargin at screen " << bottom << "\nset tmargin at screen " << top << '\n'
            << (isLast ? "set format x\nset xlabel " + Quoted(plan.xTitle) + " noenhanced\n" : "set format x \"\"\n")
            << "set ylabel "
-           << Quoted(panel.plan->title + (panel.plan->unit.empty() ? "" : "\n[" + panel.plan->unit + "]"))
+           << Quoted(panel.plan->title + (panel.plan->unit.empty() ? "" : " [" + panel.plan->unit + "]"))
            << " noenhanced\n";
     if (isBoolean) {
         script << "unset key\nset yrange [-0.4:" << laneDistance * static_cast<double>(panel.curves.size()) << "]\n"
                << "set ytics (";
         for (std::size_t i = 0; i < panel.curves.size(); ++i)
             script << (i == 0 ? "" : ", ") << Quoted(panel.curves[i].Y().name) << ' '
-                   << laneDistance * static_cast<double>(i) + 0.5;
+                   << panel.Lane(i) + 0.5;
         script << ") noenhanced\n";
     } else {
-        script << "set key\nset yrange [*:*]\nset ytics auto\nset offsets 0, 0, graph 0.06, graph 0.06\n";
+        const auto [lowest, highest] = panel.Range();
+        const double margin = highest > lowest ? 0.06 * (highest - lowest) : 1.0;
+        const bool isCounted = panel.IsWhole() && highest - lowest <= mostCountedTics;
+        script << (panel.curves.size() == 1 ? "unset key\n" : "set key\n") << "set yrange [" << lowest - margin << ':'
+               << highest + margin << "]\nset ytics " << (isCounted ? "1" : "auto") << '\n';
     }
     script << "plot ";
     for (std::size_t i = 0; i < panel.curves.size(); ++i)
@@ -128,7 +156,7 @@ void Picture::WritePanel(std::ostream& script, std::size_t index, double bottom,
                << Quoted(panel.curves[i].Y().name);
     script << '\n';
     for (std::size_t i = 0; i < panel.curves.size(); ++i)
-        WriteCurve(script, panel.curves[i], isBoolean ? laneDistance * static_cast<double>(i) : 0.0);
+        WriteCurve(script, panel.curves[i], isBoolean ? panel.Lane(i) : 0.0);
 }
 
 void Picture::Draw() const {

@@ -8,6 +8,7 @@
 #include <deque>
 #include <iosfwd>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Velreplay {
@@ -27,6 +28,9 @@ private:
         const PanelPlan* plan;
         std::deque<Envelope> curves;
         bool IsBoolean() const;
+        bool IsWhole() const;
+        double Lane(std::size_t curve) const;
+        std::pair<double, double> Range() const;
     };
 
     void WriteScript(std::ostream& script) const;
