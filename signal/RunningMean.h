@@ -28,9 +28,9 @@ public:
         } else {
             // Where the count has reached the length, all that was counted came while there was no window, and nothing
             // of it can leave.
+            window.Append(sample);
             if (count < windowLength)
                 ++count;
-            window.Append(sample);
         }
         sum = ConvertSample<Float64>(sample) + sum;
     }
