@@ -32,7 +32,7 @@ public:
             if (count < windowLength)
                 ++count;
         }
-        sum = ConvertSample<Float64>(sample) + sum;
+        sum = AddInOrder(ConvertSample<Float64>(sample), sum);
     }
 
     /// Whether a sample leaves for each that enters.
@@ -42,7 +42,7 @@ public:
     void Slide(T sample) noexcept {
         const Float64 rest = sum - ConvertSample<Float64>(window.Oldest());
         window.Replace(sample);
-        sum = ConvertSample<Float64>(sample) + rest;
+        sum = AddInOrder(ConvertSample<Float64>(sample), rest);
     }
 
     void Clear() noexcept {

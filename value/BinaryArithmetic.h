@@ -87,7 +87,7 @@ struct Power {
 struct Radius {
     template <FloatSample T>
     T operator()(T a, T b) const noexcept {
-        return std::sqrt(a * a + b * b);
+        return std::sqrt(AddInOrder(a * a, b * b));
     }
 };
 
