@@ -36,6 +36,35 @@ constexpr T WrappingMultiply(T a, T b) noexcept {
     return static_cast<T>(static_cast<Wide>(a) * static_cast<Wide>(b));
 }
 
+// A sum and a product of two NaNs are the first one. Compilers hold both operations for commutative, so that it would
+// be left to chance which NaN is the first; here it is as written.
+
+template <FloatSample T>
+T AddInOrder(T first, T second) noexcept {
+#if defined(__x86_64__)
+    if constexpr (std::same_as<T, Float32>)
+        asm("addss %1, %0" : "+x"(first) : "xm"(second));
+    else
+        asm("addsd %1, %0" : "+x"(first) : "xm"(second));
+    return first;
+#else
+    return first + second;
+#endif
+}
+
+template <FloatSample T>
+T MultiplyInOrder(T first, T second) noexcept {
+#if defined(__x86_64__)
+    if constexpr (std::same_as<T, Float32>)
+        asm("mulss %1, %0" : "+x"(first) : "xm"(second));
+    else
+        asm("mulsd %1, %0" : "+x"(first) : "xm"(second));
+    return first;
+#else
+    return first * second;
+#endif
+}
+
 /// Truncation toward zero. What does not fit, and a NaN, gives the most negative integer.
 template <SignedSample TInteger, FloatSample T>
 constexpr TInteger TruncateSafely(T value) noexcept {

@@ -4,6 +4,8 @@
 
 #include "core/Operation.h"
 
+#include <cmath>
+#include <concepts>
 #include <optional>
 
 namespace Velmarosk::Operation {
@@ -20,6 +22,18 @@ bool WriteValue(ValueRef<T> result, std::optional<T> value) noexcept {
         result.Write(*value);
     return value.has_value();
 }
+
+/// A function whose value is refused if it is infinite or a NaN. The operands are not tested.
+template <class TFunction>
+struct Guarded {
+    template <FloatSample T, std::same_as<T>... TOthers>
+    std::optional<T> operator()(T first, TOthers... others) const noexcept {
+        const T value = TFunction{}(first, others...);
+        if (!std::isfinite(value))
+            return std::nullopt;
+        return value;
+    }
+};
 
 template <class TFunction, Sample TResult, Sample TOperand>
 class CUnaryFunction : public CUnaryOperation<TResult, TOperand> {

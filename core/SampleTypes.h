@@ -1,6 +1,7 @@
 /// The ten sample types, with the letter and the code by which a host names each of them.
 #pragma once
 
+#include <cmath>
 #include <concepts>
 #include <cstdint>
 
@@ -33,6 +34,15 @@ template <class T>
 concept FloatSample = OneOf<T, Float32, Float64>;
 template <class T>
 concept Sample = IntegerSample<T> || FloatSample<T>;
+
+/// Never true of an integer.
+template <Sample T>
+bool IsNaN(T sample) noexcept {
+    if constexpr (FloatSample<T>)
+        return std::isnan(sample);
+    else
+        return false;
+}
 
 /// The number behind a letter of a type signature.
 enum TypeCode : int {

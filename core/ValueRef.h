@@ -42,11 +42,7 @@ private:
 /// for every NaN; any other floating marker compares in the ordinary way, so that no NaN matches it.
 template <Sample T>
 bool SampleEquals(T sample, T marker) noexcept {
-    if constexpr (FloatSample<T>) {
-        return std::isnan(marker) ? std::isnan(sample) : sample == marker;
-    } else {
-        return sample == marker;
-    }
+    return IsNaN(marker) ? IsNaN(sample) : sample == marker;
 }
 
 /// Whether an operand has a marker. That a floating marker is a NaN is found out once, at the creation, and kept here;
@@ -62,9 +58,7 @@ void CaptureNoValue(ValueRef<T> operand, NoValueFlag& flag, T& noValue) noexcept
     if (!operand.HasSample())
         return;
     const T marker = operand.Read();
-    flag.isSet = true;
-    if constexpr (FloatSample<T>)
-        flag.isNaN = std::isnan(marker);
+    flag = {.isSet = true, .isNaN = IsNaN(marker)};
     noValue = flag.isNaN ? T{0} : marker;
 }
 

@@ -27,7 +27,8 @@
  * 3. NoValue. THE SAMPLE THAT STANDS IN A CHANNEL WHEN Create IS CALLED IS THAT CHANNEL'S NoValue for this operation:
  *    the value that says "no valid sample now". Store it in every operand and result channel before Create. It is
  *    kept as a marker for the operation's life; later changes of the channel do not change it. The pointer of the
- *    result must be valid at Create. An operand whose pointer is null at Create has no marker and never is NoValue.
+ *    result must be valid at Create. An operand whose pointer is null at Create has no marker and never is NoValue,
+ *    except where the reference of an operation says so.
  *    A floating marker that is a NaN stands for every NaN; other markers compare exactly (-0.0 equals +0.0).
  *
  * 4. Threads. [set-up] functions may run on several threads at once for different operations, as long as nobody
@@ -67,8 +68,8 @@ typedef void* VelHandle;
 /**
  * Receives the library's messages. `text` is NUL-terminated, at most 119 characters long, begins with
  * "VelOperation.dll : ", and is valid for the time of the call only. `level` is 2 (the request has a wrong form), 4
- * (there is no such operation on these types) or 8 (the same, of an operation with three operands or a boolean first
- * operand).
+ * (there is no such operation on these types) or 8 (the same, of an operation with three operands, or with two boolean
+ * operands and another result).
  */
 typedef void (*MessageCallback)(int level, const char* text);
 
@@ -100,9 +101,10 @@ VEL_API void SetMessageCallback(MessageCallback callback);
  *                sample, for instance the `double**` that `&current` is. Operations with several results take all
  *                results first.
  *
- * Returns the handle, or null if there is no such operation on these types; a message tells why, except that an "If" on
- * unknown types and a signature of more than four letters are refused in silence. Null strings are not allowed. The
- * strings are not kept. [set-up] [may call back]
+ * Returns the handle, or null if there is no such operation on these types; a message tells why. Refused in silence are
+ * only an "If" on unknown types, and signatures of more than four letters for names other than "Gangermittlung",
+ * "UpperLimit", "LowerLimit", "Linea", "VLinea", "Extract8Bits", "Extract16Bits" and "Statistics". Null strings are not
+ * allowed. The strings are not kept. [set-up] [may call back]
  */
 VEL_API VelHandle Create(bool noValueAware, const char* operationName, const char* typeSignature, ...);
 

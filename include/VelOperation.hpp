@@ -139,18 +139,19 @@ constexpr char ParameterLetter(PackedFloat32) noexcept { return 'F'; }
 constexpr char ParameterLetter(bool) noexcept { return 'W'; }
 constexpr char ParameterLetter(const char*) noexcept { return 'S'; }
 
-/// The form in which a parameter travels as a variable argument.
+/// The form in which a parameter travels as a variable argument. Integers are widened to 64 bits, of which an operation
+/// takes the low ones that it wants.
 template <Sample T>
 constexpr auto Argument(T value) noexcept {
     if constexpr (std::is_floating_point_v<T>)
         return static_cast<double>(value);
-    else if constexpr (sizeof(T) == sizeof(std::uint64_t))
-        return static_cast<unsigned long long>(value);
+    else if constexpr (std::is_signed_v<T>)
+        return static_cast<long long>(value);
     else
-        return static_cast<unsigned int>(value);
+        return static_cast<unsigned long long>(value);
 }
 inline double Argument(PackedFloat32 packed) noexcept { return VelPackFloat32(packed.value); }
-constexpr unsigned int Argument(bool value) noexcept { return value ? 1u : 0u; }
+constexpr unsigned long long Argument(bool value) noexcept { return value ? 1 : 0; }
 constexpr const char* Argument(const char* text) noexcept { return text; }
 
 } // namespace Detail
@@ -168,7 +169,8 @@ public:
     ~OperationHandle() { ::Dispose(handle); }
 
     /// Creates an operation on channels in signature order, results first. Each channel shows its NoValue to the new
-    /// operation and keeps its sample. Empty if the library refuses; the message callback then knows why.
+    /// operation and gets its sample back, so nobody may use these channels meanwhile. Empty if the library refuses;
+    /// the message callback then knows why.
     template <Sample... Ts>
     [[nodiscard]] static OperationHandle Create(bool noValueAware, const char* operationName,
                                                 Channel<Ts>&... channels) {
@@ -181,7 +183,8 @@ public:
     explicit operator bool() const noexcept { return handle != nullptr; }
     VelHandle Get() const noexcept { return handle; }
 
-    /// Parameters in order: numbers of sample types, PackedFloat32, bool, or a NUL-terminated text.
+    /// Parameters in order: numbers of sample types, PackedFloat32, bool, or a NUL-terminated text. A floating
+    /// parameter must be passed as a floating number and an integer as an integer: 2.0 is not 2.
     template <class... TParameters>
     bool Initialize(TParameters... parameters) {
         const char signature[] = {Detail::ParameterLetter(parameters)..., '\0'};

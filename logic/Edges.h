@@ -41,9 +41,8 @@ public:
     using CUnaryOperation<TResult, TOperand>::CUnaryOperation;
 
     bool Execute() override {
-        const TOperand value = this->operandRef.Read();
-        this->resultRef.Write(TPassage::IsPassed(oldValue, value, threshold));
-        oldValue = value;
+        this->resultRef.Write(TPassage::IsPassed(oldValue, this->operandRef.Read(), threshold));
+        oldValue = this->operandRef.Read(); // behind the result, which may be the same channel
         return true;
     }
 

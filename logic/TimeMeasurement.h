@@ -74,9 +74,9 @@ template <class TResult, class TStart, class TStop>
 using CTimeDiffNV = CNoValueAware<CTimeDiff<TResult, TStart, TStop>>;
 
 /// "TimeDiff" with three operands: the difference of operand 3, the time, between an edge of operand 1, the start, and
-/// one of operand 2, the stop; the time is read at these edges only. The result is NoValue from the first sample on, in
-/// the plain class too, and is written then at a stop only. No parameters. Reset: as after the creation, with the
-/// NoValue to come.
+/// one of operand 2, the stop; the plain class reads the time at these edges only. The result is NoValue from the first
+/// sample on, in the plain class too, and is written then at a stop only. No parameters. Reset: as after the creation,
+/// with the NoValue to come.
 template <class TResult, class TStart, class TStop, class TTime>
 class CTimeDiff2 : public CTernaryOperation<TResult, TStart, TStop, TTime> {
 public:
@@ -148,8 +148,8 @@ template <class TResult, class TCondition>
 using CCondTimeNV = CNoValueAware<CCondTime<TResult, TCondition>>;
 
 /// "Time" with two operands: how long operand 1 has been true, in the time of operand 2. Shows 0 in the sample in which
-/// it becomes true, and intentionally still the time in the one in which it becomes false. Operand 2 is read while the
-/// time runs and where it begins. No parameters. Reset: no time runs.
+/// it becomes true, and intentionally still the time in the one in which it becomes false. The plain class
+/// reads operand 2 only while the time runs and where it begins. No parameters. Reset: no time runs.
 template <class TResult, class TCondition, class TTime>
 class CCondTime2 : public CBinaryOperation<TResult, TCondition, TTime> {
 public:

@@ -64,8 +64,8 @@ private:
 template <class TResult, class TTrigger>
 using CMonoFlopNV = CNoValueAware<CMonoFlop<TResult, TTrigger>>;
 
-/// "MonoFlop" with two operands: as the one with one operand, in the time of operand 2, which is read only while a
-/// pulse runs and where one begins.
+/// "MonoFlop" with two operands: as the one with one operand, in the time of operand 2, which the plain class reads
+/// only while a pulse runs and where one begins.
 ///
 /// Parameters: the duration in the unit of operand 2, a double, 0 by default; whether an edge during a pulse begins it
 /// anew, in the low 32 bits of an integer, no by default. Refused without any; the second is taken if there are exactly

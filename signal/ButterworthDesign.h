@@ -42,8 +42,8 @@ struct StopBand {
 StopBand StopBandOf(Float64 corner1, Float64 corner2) noexcept;
 
 // Each design is empty if the corners are refused. An order above 8 is designed as 8; of order 0 there is no filter,
-// and the one coefficient pair that stands for it writes 0. Parameters outside all sense, such as a rate of 0, are not
-// refused and give coefficients that are infinite, NaNs or unstable.
+// and the one coefficient pair that stands for it writes 0 for finite samples. Parameters outside all sense, such as a
+// rate of 0, are not refused and give coefficients that are infinite, NaNs or unstable.
 
 /// Refuses a corner of 0 and one above half the sample rate.
 std::optional<ButterworthDesign> DesignLowPass(const ButterworthParameters& parameters) noexcept;

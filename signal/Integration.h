@@ -2,6 +2,7 @@
 /// the second operand is the time. Everything is computed in the type of the channels, with their precision.
 #pragma once
 
+#include "core/Arithmetic.h"
 #include "core/OperationRows.h"
 
 namespace Velmarosk::Operation {
@@ -44,7 +45,9 @@ public:
 
 protected:
     /// The area under the line from the previous value to x.
-    TResult Trapezoid(TResult x) const noexcept { return (x + oldValue) * TResult{0.5} * deltaTime; }
+    TResult Trapezoid(TResult x) const noexcept {
+        return MultiplyInOrder(AddInOrder(x, oldValue) * TResult{0.5}, deltaTime);
+    }
 
     TResult oldValue = 0;
     TResult deltaTime = 0;
@@ -82,7 +85,7 @@ public:
     bool Execute() override {
         const TResult x = this->operandRef.Read();
         if (this->hasOldValue) {
-            sum = this->Trapezoid(x) + sum;
+            sum = AddInOrder(this->Trapezoid(x), sum);
             this->resultRef.Write(sum);
         }
         this->hasOldValue = true;
@@ -108,7 +111,7 @@ public:
     using CUnaryOperation<TResult, TOperand>::CUnaryOperation;
 
     bool Execute() override {
-        this->resultRef.Write(this->operandRef.Read() * deltaTime);
+        this->resultRef.Write(MultiplyInOrder(this->operandRef.Read(), deltaTime));
         return true;
     }
 
@@ -169,7 +172,9 @@ public:
     }
 
 protected:
-    TResult Trapezoid(TResult x, TResult t) const noexcept { return (x + oldValue) * TResult{0.5} * (t - oldTime); }
+    TResult Trapezoid(TResult x, TResult t) const noexcept {
+        return MultiplyInOrder(AddInOrder(x, oldValue) * TResult{0.5}, t - oldTime);
+    }
 
     void Remember(TResult x, TResult t) noexcept {
         hasOldValue = true;
@@ -215,7 +220,7 @@ public:
         const TResult x = this->operand1Ref.Read();
         const TResult t = this->operand2Ref.Read();
         if (this->hasOldValue) {
-            sum = this->Trapezoid(x, t) + sum;
+            sum = AddInOrder(this->Trapezoid(x, t), sum);
             this->resultRef.Write(sum);
         }
         this->Remember(x, t);
@@ -244,7 +249,7 @@ public:
     bool Execute() override {
         const TResult x = this->operand1Ref.Read();
         const TResult t = this->operand2Ref.Read();
-        this->resultRef.Write((t - oldTime) * x);
+        this->resultRef.Write(MultiplyInOrder(t - oldTime, x));
         oldTime = t;
         return true;
     }

@@ -28,11 +28,11 @@ public:
         } else {
             // Where the count has reached the length, all that was counted came while there was no window, and nothing
             // of it can leave.
+            window.Append(sample);
             if (count < windowLength)
                 ++count;
-            window.Append(sample);
         }
-        sum = ConvertSample<Float64>(sample) + sum;
+        sum = AddInOrder(ConvertSample<Float64>(sample), sum);
     }
 
     /// Whether a sample leaves for each that enters.
@@ -42,7 +42,7 @@ public:
     void Slide(T sample) noexcept {
         const Float64 rest = sum - ConvertSample<Float64>(window.Oldest());
         window.Replace(sample);
-        sum = ConvertSample<Float64>(sample) + rest;
+        sum = AddInOrder(ConvertSample<Float64>(sample), rest);
     }
 
     void Clear() noexcept {

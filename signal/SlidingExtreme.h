@@ -124,7 +124,7 @@ public:
 
     /// Makes the sample the newest one held. False, with nothing done, if a look at the newest entries is not enough.
     bool TryEnter(T sample) noexcept {
-        if (sample != sample)
+        if (IsNaN(sample))
             return false;
         Block* block = newest;
         UInt32 slot = newestSlot;
@@ -151,7 +151,7 @@ public:
 
     /// The same for a sample that TryEnter has left.
     [[gnu::noinline]] void EnterSlowly(T sample) noexcept {
-        if (sample == sample) {
+        if (!IsNaN(sample)) {
             CutBySearch(sample);
             Push(sample, newest, newestSlot, entries);
         } else {

@@ -25,7 +25,6 @@ public:
             return hasValue;
         if (windowLength == 0)
             return Follow(sample);
-        hasValue = true;
         if (!windowFull)
             return Fill(sample);
         window.DropOldest();
@@ -73,6 +72,7 @@ private:
     /// holds before it is full, it grows until Reset. Without a window the samples held stay as they are.
     [[gnu::noinline]] bool Fill(TOperand sample) {
         window.Append(sample);
+        hasValue = true;
         windowFull = window.Held() == windowLength;
         return WriteWindow(sample);
     }

@@ -30,9 +30,9 @@ public:
     bool Execute() override {
         const TOperand sample = operand.Read();
         if (bounds.Admits(sample)) {
+            mean.Add(sample); // first, since it is what may find no memory
             Take(sample);
             WriteExtremes();
-            mean.Add(sample);
         }
         // Outside the bounds the mean is written again, intentionally without the other two.
         WriteMean();

@@ -45,7 +45,7 @@ TEST(BinaryArithmetic, DivisionTruncatesAndRefusesAZeroDivisor) {
         {"Modulo", "bbb", plain, {In({-128, -1}, Is(0))}},
         {"Divide", "www", plain, {In({-32768, -1}, Is(-32768))}},
         {"Modulo", "www", plain, {In({-32768, -1}, Is(0))}},
-        {"Divide", "DDD", plain, {In({1, nan}, Is(nan))}},
+        {"Divide", "DDD", plain, {In({1, nan}, Is(nan)), In({absent, 0}, refused)}},
         {"Modulo", "FFF", plain, {In({1, nan}, Is(nan))}},
     });
 }
@@ -144,6 +144,20 @@ TEST(BinaryArithmetic, ChosenSamplesAndMarkersKeepTheirBits) {
     result = 0;
     EXPECT_TRUE(blind.Execute());
     EXPECT_EQ(std::bit_cast<std::uint64_t>(result.Get()), std::bit_cast<std::uint64_t>(odd));
+}
+
+TEST(BinaryArithmetic, OfTwoNaNsTheSecondOperandComesThrough) {
+    const auto first = std::bit_cast<double>(0x7FF8000000000001u), second = std::bit_cast<double>(0xFFF8000000000002u);
+    for (const char* name : {"Plus", "Multiply"}) {
+        for (const bool noValueAware : {false, true}) {
+            Vel::Channel<double> result, a(1), b(1);
+            auto operation = Vel::OperationHandle::Create(noValueAware, name, result, a, b);
+            a = first;
+            b = second;
+            EXPECT_TRUE(operation.Execute());
+            EXPECT_EQ(std::bit_cast<std::uint64_t>(result.Get()), std::bit_cast<std::uint64_t>(second));
+        }
+    }
 }
 
 TEST(BinaryArithmetic, OneChannelMayBeOperandAndResult) {

@@ -45,6 +45,18 @@ int main(void) {
     EXPECT(Reset(divide));
     EXPECT(Terminate(divide));
     EXPECT(Dispose(divide));
+
+    {
+        unsigned short trigger = 0xFFFF, pulse = 0xFFFF;
+        unsigned short *currentTrigger = &trigger, *currentPulse = &pulse;
+        VelHandle monoFlop = Create(true, "MonoFlop", "WW", &currentPulse, &currentTrigger);
+        EXPECT(Initialize(monoFlop, "F", VelPackFloat32(1000.0f)));
+        trigger = 1;
+        EXPECT(Execute(monoFlop) && pulse == 1);
+        pulse = 7;
+        EXPECT(Execute(monoFlop) && pulse == 7);
+        EXPECT(Dispose(monoFlop));
+    }
     SetMessageCallback(NULL);
     return 0;
 }

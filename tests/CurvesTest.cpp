@@ -84,6 +84,11 @@ TEST(Curves, EqualTheirDefinitionToTheBit) {
 TEST(Curves, VLineaWritesAZeroOverTheNoValueOfItsOperand) {
     RunSequences({{"VLinea", "DD", plain, With(0., 5.), {In({1}, refused), In({none}, refused)}},
                   {"VLinea", "FF", aware, With(0., 0., 9., 9.), {In({none}, Is(9)), In({3}, Is(3))}}}); // a NaN stays
+    Vel::Channel<double> seldom, nanMarked;
+    auto untouching = Vel::OperationHandle::Create(true, "VLinea", seldom, nanMarked);
+    nanMarked = -0.0;
+    EXPECT_FALSE(untouching.Execute());
+    EXPECT_TRUE(std::signbit(nanMarked.Get()));
     Vel::Channel<double> result, operand(-999), late;
     auto operation = Vel::OperationHandle::Create(true, "VLinea", result, operand);
     operand = -999;

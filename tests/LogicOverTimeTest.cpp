@@ -39,7 +39,7 @@ TEST(Edges, PassTheirThresholdAndTriggersLatchUntilReset) {
         // Parameters come back to their defaults, and a third one voids the second.
         {"NegEdge", "WF", plain, {In({0}, Is(0)), In({1}, Is(0)), In({0.5}, Is(1)), Init(With(9.0, 10.0), true),
             In({8}, Is(1)), Init(With(), true), In({0}, Is(0)), In({1}, Is(0)), In({0}, Is(1))}},
-        {"PosEdge", "Wl", plain, With(-3, -5), {In({-2}, Is(1)), Init(With(-3, -5, 0), true), In({-2}, Is(0)),
+        {"PosEdge", "Wl", plain, With(-3, -5), {In({-2}, Is(1)), Init(With(-3, -5, 0), true), In({-2}, Is(0)), In({-4}, Is(0)), In({-2}, Is(1)),
             Init(With(3, 7), true), Init(With(3), true), In({4}, Is(1))}},
         {"IsTic", "Wl", plain, {Times(2, {3}, Is(0)), In({3}, Is(1)), In({3}, Is(0)), In({5}, Is(1)), In({0}, Is(0)),
             restart, In({0}, Is(0)), In({2}, Is(1))}},

@@ -7,7 +7,6 @@
 #include "core/OperationRows.h"
 
 #include <cmath>
-#include <optional>
 
 namespace Velmarosk::Operation {
 
@@ -17,7 +16,7 @@ struct Plus {
         if constexpr (IntegerSample<T>)
             return WrappingAdd(b, a);
         else
-            return b + a;
+            return AddInOrder(b, a);
     }
 };
 
@@ -37,27 +36,23 @@ struct Multiply {
         if constexpr (IntegerSample<T>)
             return WrappingMultiply(b, a);
         else
-            return b * a;
+            return MultiplyInOrder(b, a);
     }
 };
 
 /// Integers of 8 and 16 bits divide in 32 bits and wrap at the end. On SInt32 and SInt64 the lowest value divided by -1
 /// is intentionally not guarded: the processor's division fault goes to the host.
-struct Divide {
+struct Quotient {
     template <Sample T>
-    std::optional<T> operator()(T a, T b) const noexcept {
-        if (b == 0)
-            return std::nullopt;
+    T operator()(T a, T b) const noexcept {
         return static_cast<T>(a / b);
     }
 };
 
-/// The remainder takes the sign of the dividend. The fault of Divide applies here too.
-struct Modulo {
+/// The remainder takes the sign of the dividend. The fault of Quotient applies here too.
+struct Remainder {
     template <Sample T>
-    std::optional<T> operator()(T a, T b) const noexcept {
-        if (b == 0)
-            return std::nullopt;
+    T operator()(T a, T b) const noexcept {
         if constexpr (IntegerSample<T>)
             return static_cast<T>(a % b);
         else
@@ -83,11 +78,8 @@ struct Max2 {
 
 struct Power {
     template <FloatSample T>
-    std::optional<T> operator()(T a, T b) const noexcept {
-        const T value = std::pow(a, b);
-        if (!std::isfinite(value))
-            return std::nullopt;
-        return value;
+    T operator()(T a, T b) const noexcept {
+        return std::pow(a, b);
     }
 };
 
@@ -95,7 +87,7 @@ struct Power {
 struct Radius {
     template <FloatSample T>
     T operator()(T a, T b) const noexcept {
-        return std::sqrt(a * a + b * b);
+        return std::sqrt(AddInOrder(a * a, b * b));
     }
 };
 
@@ -107,6 +99,20 @@ struct Angle {
         const Float64 cosine = static_cast<Float64>(a) / static_cast<Float64>(Radius{}(a, b));
         const Float64 degrees = std::acos(cosine) * 180.0 / 3.141592653589793;
         return static_cast<T>(b >= 0 ? degrees : 360.0 - degrees);
+    }
+};
+
+/// Reads the divisor first, and the dividend only if the divisor is not 0.
+template <class TFunction, Sample TResult, Sample TOperand1, Sample TOperand2>
+class CDivision : public CBinaryOperation<TResult, TOperand1, TOperand2> {
+public:
+    using CBinaryOperation<TResult, TOperand1, TOperand2>::CBinaryOperation;
+
+    bool Execute() override {
+        const TOperand2 divisor = this->operand2Ref.Read();
+        if (divisor == 0)
+            return false;
+        return WriteValue(this->resultRef, TFunction{}(this->operand1Ref.Read(), divisor));
     }
 };
 
@@ -130,13 +136,13 @@ using CMultiplyNV = CNoValueAware<CMultiply<TResult, TOperand1, TOperand2>>;
 
 /// "Divide": operand 1 divided by operand 2, toward zero on integers. Refused for a divisor of 0, also -0.0.
 template <class TResult, class TOperand1, class TOperand2>
-using CDivide = CBinaryFunction<Divide, TResult, TOperand1, TOperand2>;
+using CDivide = CDivision<Quotient, TResult, TOperand1, TOperand2>;
 template <class TResult, class TOperand1, class TOperand2>
 using CDivideNV = CNoValueAware<CDivide<TResult, TOperand1, TOperand2>>;
 
 /// "Modulo": the remainder of operand 1 by operand 2. Refused for a divisor of 0, also -0.0.
 template <class TResult, class TOperand1, class TOperand2>
-using CModulo = CBinaryFunction<Modulo, TResult, TOperand1, TOperand2>;
+using CModulo = CDivision<Remainder, TResult, TOperand1, TOperand2>;
 template <class TResult, class TOperand1, class TOperand2>
 using CModuloNV = CNoValueAware<CModulo<TResult, TOperand1, TOperand2>>;
 
@@ -154,7 +160,7 @@ using CMax2NV = CNoValueAware<CMax2<T>>;
 
 /// "Power": operand 1 raised to operand 2. Refused if the value is infinite or a NaN.
 template <class T>
-using CPower = CBinaryFunction<Power, T, T, T>;
+using CPower = CBinaryFunction<Guarded<Power>, T, T, T>;
 template <class T>
 using CPowerNV = CNoValueAware<CPower<T>>;
 

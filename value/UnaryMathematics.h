@@ -7,21 +7,8 @@
 #include "core/OperationRows.h"
 
 #include <cmath>
-#include <optional>
 
 namespace Velmarosk::Operation {
-
-/// A function whose value is refused if it is infinite or a NaN.
-template <class TFunction>
-struct Guarded {
-    template <FloatSample T>
-    std::optional<T> operator()(T x) const noexcept {
-        const T value = TFunction{}(x);
-        if (!std::isfinite(value))
-            return std::nullopt;
-        return value;
-    }
-};
 
 // The functions of the math library. Each calls that of its type; none widens a Float32.
 
@@ -99,7 +86,14 @@ struct Negate {
 struct AbsoluteValue {
     template <FloatSample T>
     T operator()(T x) const noexcept {
-        return std::fabs(x);
+        if constexpr (std::same_as<T, Float32>) {
+            // By way of Float64, which makes a signalling NaN a quiet one. Volatile, or else a compiler may take the
+            // short way.
+            const volatile auto wide = static_cast<Float64>(x);
+            return static_cast<Float32>(std::fabs(wide));
+        } else {
+            return std::fabs(x);
+        }
     }
 };
 struct SignOf {
