@@ -1,0 +1,41 @@
+// What a picture needs of a channel, in the same memory however long the recording is.
+#pragma once
+
+#include "host/Channel.h"
+
+#include <vector>
+
+namespace Velreplay {
+
+/// The smallest and the largest sample of a few neighbouring rows, and whether samples are missing there.
+struct Span {
+    double x = 0;
+    double smallest = 0;
+    double largest = 0;
+    bool hasSample = false;
+    bool hasGap = false;
+};
+
+/// A channel over x as spans of equal numbers of rows. When there are too many, neighbours become one.
+class Envelope {
+public:
+    Envelope(const Channel& itsX, const Channel& itsY) : x(itsX), y(itsY) {}
+
+    void Take(std::size_t rows);
+    const std::vector<Span>& Spans() const { return spans; }
+    const Channel& Y() const { return y; }
+    /// Only whole samples 0 and 1.
+    bool IsBoolean() const;
+
+private:
+    void Add(double at, double value, bool isNoValue);
+    void Halve();
+
+    const Channel& x;
+    const Channel& y;
+    std::vector<Span> spans;
+    std::size_t rowsPerSpan = 1;
+    std::size_t rowsInLast = 0;
+};
+
+} // namespace Velreplay

@@ -1,0 +1,16 @@
+// What stops velreplay: where, what, and what to do about it.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace Velreplay {
+
+class Failure : public std::runtime_error {
+public:
+    /// "place: what", and the remedy on a line of its own if there is one.
+    Failure(const std::string& place, const std::string& what, const std::string& remedy = {})
+        : std::runtime_error(place + ": " + what + (remedy.empty() ? "" : "\n  " + remedy)) {}
+};
+
+} // namespace Velreplay

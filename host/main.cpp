@@ -1,0 +1,91 @@
+// velreplay: replays a recording through a plan of computed channels.
+#include "host/Failure.h"
+#include "host/Replay.h"
+#include "host/Vocabulary.h"
+
+#include <CLI/CLI.hpp>
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+namespace {
+
+constexpr int failed = 1;
+constexpr int interrupted = 130; // as shells say it: 128 and the number of SIGINT
+
+/// The calls that wait return when a signal comes, so that the run can end in good order.
+void HandleSignals() {
+    struct sigaction action {};
+    action.sa_handler = &Velreplay::Interrupt;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    action.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &action, nullptr);
+}
+
+void ListOperations() {
+    for (const Velreplay::Operation& operation : Velreplay::AllOperations())
+        std::printf("%-26s %zu %-8s %s\n", std::string(operation.name).c_str(), operation.operands,
+                    operation.operands == 1 ? "operand" : "operands", std::string(operation.summary).c_str());
+    std::puts("\nvelreplay --operations NAME tells one operation's types and parameters.");
+}
+
+void DescribeOperation(const std::string& name) {
+    const auto found = Velreplay::FindOperations(name);
+    if (found.empty())
+        throw Velreplay::Failure("--operations", "unknown operation \"" + name + "\"",
+                                 "velreplay --operations lists all");
+    for (const Velreplay::Operation* const operation : found)
+        std::fputs(Velreplay::Describe(*operation).c_str(), stdout);
+}
+
+char Separator(const std::string& text, bool decimalComma) {
+    if (text == "tab" || text == "\\t")
+        return '\t';
+    if (text.empty())
+        return decimalComma ? ';' : ',';
+    const char separator = text[0];
+    if (text.size() != 1 || separator == '"' || separator == '\n' || (decimalComma && separator == ','))
+        throw Velreplay::Failure("--separator", "\"" + text + "\" cannot separate cells",
+                                 "give one character, such as ; or the word tab");
+    return separator;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Velreplay::Options options;
+    std::string separator;
+    std::string operation;
+    CLI::App app("Replays a recording (CSV) through a plan (TOML) of computed channels.", "velreplay");
+    app.set_version_flag("--version", "velreplay 1.8.0");
+    auto* const plan = app.add_option("PLAN", options.plan, "TOML: inputs, computed channels, parameters, panels");
+    app.add_option("RECORDING", options.recording, "CSV with a header of channel names; - (default): standard input");
+    app.add_option("-o,--output", options.result, "where the result goes; - (default): standard output");
+    app.add_option("--plot", options.picture, "draws the plan's panels into a .svg or .png file");
+    app.add_option("--separator", separator, "between cells: one character or the word tab (default: , )");
+    app.add_flag("--decimal-comma", options.format.decimalComma, "numbers like 1,5; cells are separated by ; then");
+    app.add_flag("--status", options.withStatus, "adds a column for each computation: computed, no value, refused");
+    app.add_flag("-q,--quiet", options.isQuiet, "no summary");
+    auto* const operations =
+        app.add_option("--operations", operation, "lists the operations, or tells all about one of them")
+            ->expected(0, 1);
+    CLI11_PARSE(app, argc, argv);
+
+    try {
+        if (*operations) {
+            operation.empty() ? ListOperations() : DescribeOperation(operation);
+            return 0;
+        }
+        if (!*plan)
+            throw Velreplay::Failure("velreplay", "no plan is given", "velreplay --help tells the arguments");
+        options.format.separator = Separator(separator, options.format.decimalComma);
+        HandleSignals();
+        return Velreplay::Replay(options) ? 0 : interrupted;
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "%s\n", failure.what());
+        return failed;
+    }
+}
