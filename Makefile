@@ -9,8 +9,11 @@ all: packages
 	cmake --preset $(PRESET)
 	cmake --build --preset $(PRESET)
 
+DRIVE := $(BUILD)/examples/drive-result
+
 run: all
-	$(BUILD)/examples/division
+	$(BUILD)/host/velreplay examples/drive/plan.toml $(DRIVE)/recording.csv -o $(DRIVE)/result.csv --plot $(DRIVE)/drive.png
+	@echo "The result is in $(DRIVE)/result.csv, the picture in $(DRIVE)/drive.png."
 
 test: all
 	ctest --preset $(PRESET)

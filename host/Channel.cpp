@@ -7,7 +7,7 @@ namespace Velreplay {
 
 namespace {
 
-constexpr std::array<std::string_view, 10> typeNames{"UInt8", "UInt16", "UInt32", "UInt64",  "SInt8",
+constexpr std::array<std::string_view, 10> typeNames{"UInt8",  "UInt16", "UInt32", "UInt64",  "SInt8",
                                                      "SInt16", "SInt32", "SInt64", "Float32", "Float64"};
 
 template <std::size_t... Index>

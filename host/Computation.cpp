@@ -36,8 +36,9 @@ const Operation& FindOperation(const ComputationPlan& plan) {
             return *operation;
         forms += "\n" + Describe(*operation);
     }
-    throw Failure(plan.place, plan.operation + " does not exist with " + std::to_string(plan.results.size()) +
-                                  " results and " + std::to_string(plan.operands.size()) + " operands",
+    throw Failure(plan.place,
+                  plan.operation + " does not exist with " + std::to_string(plan.results.size()) + " results and " +
+                      std::to_string(plan.operands.size()) + " operands",
                   "it exists as" + forms);
 }
 

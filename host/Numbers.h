@@ -66,8 +66,9 @@ std::errc ReadNumber(std::string_view text, T& value) {
 /// The longest text that WriteNumber writes.
 inline constexpr std::ptrdiff_t longestNumber = 32;
 
-/// Writes a number below 100000 that has up to three decimals, and returns its end; null: it is none. It is the shortest
-/// form: no two decimal numbers of up to 15 digits stand for the same Float64, and no exponent is shorter here.
+/// Writes a number below 100000 that has up to three decimals, and returns its end; null: it is none. It is the
+/// shortest form: no two decimal numbers of up to 15 digits stand for the same Float64, and no exponent is shorter
+/// here.
 inline char* WriteShortDecimal(char* begin, double value) {
     constexpr double limit = 1e5;
     const double size = std::abs(value);

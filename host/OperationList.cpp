@@ -31,18 +31,19 @@ constexpr Parameter monoFlopOfTime[] = {
     {"retrigger", Flag, "true or false", omitted, "whether an edge during a pulse begins it anew"}};
 constexpr Parameter samplePeriod[] = {{"sample_period", Number, "s", required, "time from row to row", 0}};
 constexpr Parameter hysteresis[] = {{"hysteresis", Sample, "operand", required, "width behind the limit"}};
-constexpr Parameter hysteresisPercent[] = {{"hysteresis", Sample, "%", required, "share of the distance of the limits"}};
+constexpr Parameter hysteresisPercent[] = {
+    {"hysteresis", Sample, "%", required, "share of the distance of the limits"}};
 constexpr Parameter curve[] = {{"points", Curve, "[[x, y], ...]", required, "the curve, x ascending"}};
-constexpr Parameter gears[] = {
-    {"tolerance", Number, "ratio", required, "half width of the band around a ratio", 0},
-    {"table", GearTable, "[[ratio, gear], ...]", required, "the gears, first match wins"}};
+constexpr Parameter gears[] = {{"tolerance", Number, "ratio", required, "half width of the band around a ratio", 0},
+                               {"table", GearTable, "[[ratio, gear], ...]", required, "the gears, first match wins"}};
 constexpr Parameter integral[] = {{"delta_time", Number, "s", required, "time from row to row"},
                                   {"initial_value", Number, "operand", omitted, "the sample before the first"}};
 constexpr Parameter upperIntegral[] = {{"delta_time", Number, "s", required, "time from row to row"}};
 constexpr Parameter integralOfTime[] = {
     {"initial_value", Number, "operand 1", omitted, "the sample before the first"},
     {"initial_time", Number, "operand 2", paired, "the time of the sample before the first"}};
-constexpr Parameter upperIntegralOfTime[] = {{"initial_time", Number, "operand 2", "0", "time before the first sample"}};
+constexpr Parameter upperIntegralOfTime[] = {
+    {"initial_time", Number, "operand 2", "0", "time before the first sample"}};
 constexpr Parameter oldValue[] = {{"initial_value", Sample, "operand", omitted, "the first result, else NoValue"}};
 constexpr Parameter oldValueN[] = {
     {"depth", Count, "samples", "1", "how many samples ago"},

@@ -152,8 +152,7 @@ void Picture::WritePanel(std::ostream& script, std::size_t index, double bottom,
     script << "plot ";
     for (std::size_t i = 0; i < panel.curves.size(); ++i)
         script << (i == 0 ? "" : ", ") << "'-' with " << (panel.curves[i].Y().IsFloating() ? "lines" : "steps")
-               << " lw 1.4 lc rgb \"" << colours[i % colours.size()] << "\" title "
-               << Quoted(panel.curves[i].Y().name);
+               << " lw 1.4 lc rgb \"" << colours[i % colours.size()] << "\" title " << Quoted(panel.curves[i].Y().name);
     script << '\n';
     for (std::size_t i = 0; i < panel.curves.size(); ++i)
         WriteCurve(script, panel.curves[i], isBoolean ? panel.Lane(i) : 0.0);

@@ -155,9 +155,8 @@ Value ReadValue(const Section& section, std::string_view name, const toml::node&
 }
 
 ComputationPlan ReadComputation(const std::string& file, const toml::table& table) {
-    const Section section(file, table,
-                          {"name", "names", "operation", "type", "operands", "no_value_aware", "no_value",
-                           "parameters"});
+    const Section section(
+        file, table, {"name", "names", "operation", "type", "operands", "no_value_aware", "no_value", "parameters"});
     ComputationPlan plan;
     std::vector<std::string> names = section.Texts("names");
     if (names.empty())

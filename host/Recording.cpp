@@ -95,7 +95,8 @@ void Recording::Parse() {
     if (position == 0 && block.starts_with(byteOrderMark))
         block.remove_prefix(byteOrderMark.size());
     position += byteCount;
-    if (csv_parse(&parser, block.data(), block.size(), &Recording::CellCallback, &Recording::RowCallback, this) != block.size())
+    if (csv_parse(&parser, block.data(), block.size(), &Recording::CellCallback, &Recording::RowCallback, this) !=
+        block.size())
         throw Failure(Place(), std::string("no CSV: ") + csv_strerror(csv_error(&parser)));
 }
 
@@ -145,8 +146,9 @@ void Recording::OnRow(int terminator) {
         } else if (!hasHeader) {
             MatchHeader();
         } else if (cell < columns.size()) {
-            throw Failure(Place(), std::to_string(cell) + " cells, but the header has " +
-                                       std::to_string(columns.size()) + " names",
+            throw Failure(Place(),
+                          std::to_string(cell) + " cells, but the header has " + std::to_string(columns.size()) +
+                              " names",
                           "leave cells without sample empty, but keep their separators");
         } else {
             ++rows;

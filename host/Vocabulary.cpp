@@ -37,7 +37,8 @@ std::string_view TypesOf(char letter) {
 
 /// Puts each type for each letter of the pattern that has none yet.
 void Expand(std::string_view pattern, std::map<char, char>& types, std::vector<std::string>& signatures) {
-    const auto open = std::find_if(pattern.begin(), pattern.end(), [&](char letter) { return !types.contains(letter); });
+    const auto open =
+        std::find_if(pattern.begin(), pattern.end(), [&](char letter) { return !types.contains(letter); });
     if (open == pattern.end()) {
         std::string signature;
         for (const char letter : pattern)

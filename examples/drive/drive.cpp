@@ -23,16 +23,15 @@ constexpr Breakpoint urban[] = {{0, 0},    {11, 0},   {15, 15},  {23, 15},  {25,
                                 {54, 15},  {56, 15},  {61, 32},  {85, 32},  {93, 10},  {96, 0},   {117, 0},
                                 {122, 15}, {124, 15}, {133, 35}, {135, 35}, {143, 50}, {155, 50}, {163, 35},
                                 {178, 35}, {185, 10}, {188, 0},  {195, 0}};
-constexpr Breakpoint extraUrban[] = {{0, 0},     {20, 0},    {25, 15},   {27, 15},   {36, 35},   {38, 35},
-                                     {46, 50},   {48, 50},   {61, 70},   {111, 70},  {119, 50},  {188, 50},
-                                     {201, 70},  {251, 70},  {286, 100}, {316, 100}, {336, 120}, {346, 120},
-                                     {362, 80},  {370, 50},  {380, 0},   {400, 0}};
+constexpr Breakpoint extraUrban[] = {{0, 0},    {20, 0},   {25, 15},   {27, 15},   {36, 35},   {38, 35},
+                                     {46, 50},  {48, 50},  {61, 70},   {111, 70},  {119, 50},  {188, 50},
+                                     {201, 70}, {251, 70}, {286, 100}, {316, 100}, {336, 120}, {346, 120},
+                                     {362, 80}, {370, 50}, {380, 0},   {400, 0}};
 
 /// In 1/100 km/h, at a row of the drive.
 int SpeedAt(int row) {
     const bool isUrban = row < urbanSeconds * urbanParts * rowsPerSecond;
-    const int inPart =
-        isUrban ? row % (urbanSeconds * rowsPerSecond) : row - urbanSeconds * urbanParts * rowsPerSecond;
+    const int inPart = isUrban ? row % (urbanSeconds * rowsPerSecond) : row - urbanSeconds * urbanParts * rowsPerSecond;
     const std::span<const Breakpoint> points = isUrban ? std::span<const Breakpoint>(urban) : extraUrban;
     std::size_t next = 1;
     while (next + 1 < points.size() && points[next].second * rowsPerSecond < inPart)
@@ -81,8 +80,8 @@ public:
     bool isClutchOpen = true;
 
 private:
-    static constexpr int idle = 850;         // 1/min
-    static constexpr int shiftDuration = 10; // rows
+    static constexpr int idle = 850;                                      // 1/min
+    static constexpr int shiftDuration = 10;                              // rows
     static constexpr std::array perKmh{0, 12068, 6896, 4655, 3448, 2758}; // 1/100 of 1/min, by gear
     static constexpr std::array upAt{1, 1550, 3450, 5050, 7050};          // 1/100 km/h: into the next gear
     static constexpr int hysteresis = 300;
