@@ -139,8 +139,7 @@ void Picture::WritePanel(std::ostream& script, std::size_t index, double bottom,
         script << "unset key\nset yrange [-0.4:" << laneDistance * static_cast<double>(panel.curves.size()) << "]\n"
                << "set ytics (";
         for (std::size_t i = 0; i < panel.curves.size(); ++i)
-            script << (i == 0 ? "" : ", ") << Quoted(panel.curves[i].Y().name) << ' '
-                   << panel.Lane(i) + 0.5;
+            script << (i == 0 ? "" : ", ") << Quoted(panel.curves[i].Y().name) << ' ' << panel.Lane(i) + 0.5;
         script << ") noenhanced\n";
     } else {
         const auto [lowest, highest] = panel.Range();

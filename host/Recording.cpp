@@ -34,7 +34,7 @@ Recording::Recording(const std::string& itsName, CsvFormat itsFormat)
     struct stat status {};
     if (itsName != "-" && fstat(file, &status) == 0 && S_ISREG(status.st_mode))
         size = static_cast<std::uint64_t>(status.st_size);
-    if (csv_init(&parser, CSV_REPALL_NL | CSV_STRICT_FINI) != 0)
+    if (csv_init(&parser, CSV_REPALL_NL | CSV_STRICT | CSV_STRICT_FINI) != 0)
         throw Failure(name, "the CSV parser cannot start");
     hasParser = true;
     csv_set_delim(&parser, static_cast<unsigned char>(format.separator));
@@ -96,8 +96,10 @@ void Recording::Parse() {
         block.remove_prefix(byteOrderMark.size());
     position += byteCount;
     if (csv_parse(&parser, block.data(), block.size(), &Recording::CellCallback, &Recording::RowCallback, this) !=
-        block.size())
-        throw Failure(Place(), std::string("no CSV: ") + csv_strerror(csv_error(&parser)));
+            block.size() &&
+        !failure)
+        failure = std::make_exception_ptr(Failure(Place(), "no CSV: a quote stands amid a cell",
+                                                  "put the whole cell in quotes, and double the quotes in it"));
 }
 
 /// The last line may lack its end.

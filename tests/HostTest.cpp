@@ -1,106 +1,253 @@
-/// velreplay: its table of operations against the library and the reference, and the drive that it replays.
-
-#include "host/Vocabulary.h"
-
-#include "VelOperation.h"
+// velreplay as its user runs it: plans, recordings, what is written and what is said.
+#include "host/Numbers.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
+#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include <sys/wait.h>
+
 namespace {
 
-const std::string velreplay = VEL_VELREPLAY;
-const std::string drive = VEL_DRIVE;
+constexpr const char* dividePlan = R"(
+[[inputs]]
+name = "a"
+type = "Float64"
+[[inputs]]
+name = "b"
+type = "Float64"
+[[channels]]
+name = "z"
+operation = "Divide"
+type = "Float64"
+operands = ["a", "b"]
+)";
 
-std::string FileText(const std::string& name) {
-    std::ifstream file(name);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
+class HostTest : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string pattern = testing::TempDir() + "velreplayXXXXXX";
+        folder = mkdtemp(pattern.data());
+        std::filesystem::current_path(folder);
+    }
+    void TearDown() override {
+        std::filesystem::current_path("/");
+        std::filesystem::remove_all(folder);
+    }
 
-TEST(HostVocabulary, EveryRowExistsAndEveryOperationIsInTheReference) {
-    std::string headings;
-    std::istringstream reference(FileText(VEL_REFERENCE));
-    for (std::string line; std::getline(reference, line);) {
-        if (line.starts_with("### "))
-            headings += " " + line.substr(4) + " ";
+    static void Write(const char* file, const std::string& text) { std::ofstream(file, std::ios::binary) << text; }
+    static std::string Read(const char* file) {
+        std::ifstream stream(file, std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), {}};
     }
-    std::ranges::replace(headings, ',', ' ');
+    /// Runs a shell's command line with velreplay in $V; standard output and error go to the files out and err.
+    static int Run(const std::string& commandLine) {
+        const std::string whole = "V=" VEL_REPLAY "; (" + commandLine + ") >out 2>err";
+        const int status = std::system(whole.c_str());
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    static std::string Replayed(const std::string& plan, const std::string& recording, const char* options = "") {
+        Write("plan.toml", plan);
+        Write("rec.csv", recording);
+        return Run(std::string("$V -q plan.toml rec.csv ") + options) == 0 ? Read("out") : "failed: " + Read("err");
+    }
 
-    std::size_t rows = 0;
-    for (const Velreplay::Operation& operation : Velreplay::AllOperations()) {
-        const std::string name(operation.name);
-        EXPECT_NE(headings.find(" " + name + " "), std::string::npos) << name;
-        for (const std::string& signature : Velreplay::SignaturesOf(operation)) {
-            EXPECT_EQ(signature.size(), operation.results + operation.operands) << name;
-            alignas(8) std::array<char, 8> sample{};
-            void* current = sample.data();
-            void* const r = &current;
-            VelHandle const handle =
-                Create(true, name.c_str(), signature.c_str(), r, r, r, r, r, r, r, r, r, r, r, r, r, r, r, r, r);
-            EXPECT_NE(handle, nullptr) << name << " " << signature;
-            Dispose(handle);
-            ++rows;
-        }
-    }
-    EXPECT_EQ(rows, 777u);
-}
-
-/// The cells of a result, by column name.
-struct Table {
-    explicit Table(const std::string& name) {
-        std::ifstream file(name);
-        for (std::string line; std::getline(file, line);) {
-            std::vector<std::string> cells;
-            std::istringstream stream(line);
-            for (std::string cell; std::getline(stream, cell, ',');)
-                cells.push_back(cell);
-            (header.empty() ? header : rows.emplace_back()) = cells;
-        }
-    }
-    double At(std::size_t row, const std::string& column) const {
-        const auto place = std::ranges::find(header, column) - header.begin();
-        return std::stod(rows.at(row).at(static_cast<std::size_t>(place)));
-    }
-    std::vector<std::string> header;
-    std::vector<std::vector<std::string>> rows;
+    std::string folder;
 };
 
-TEST(Drive, HasTheKeyFiguresOfTheCycle) {
-    const std::string result = testing::TempDir() + "drive.csv";
-    const std::string command = velreplay + " " VEL_PLAN " " + drive + "/recording.csv -q -o " + result;
-    ASSERT_EQ(std::system(command.c_str()), 0);
-    const Table table(result);
-    ASSERT_EQ(table.rows.size(), 11801u);
-    const std::size_t last = table.rows.size() - 1;
-    EXPECT_EQ(table.At(last, "time"), 1180);
-    EXPECT_NEAR(table.At(last, "distance"), 11.03, 0.02);
-    EXPECT_NEAR(table.At(last, "distance") / table.At(last, "time") * 3600, 33.6, 0.1);
-    double highest = 0;
-    for (std::size_t row = 0; row <= last; ++row)
-        highest = std::max(highest, table.At(row, "speed"));
-    EXPECT_NEAR(highest, 120, 1);
+TEST_F(HostTest, ReadsAndWritesEveryFormOfTable) {
+    EXPECT_EQ(Replayed(dividePlan, "a,b\n6,3\n1,0\n,2\nNaN,1\n+1.5e0,-0.5\n", "--status"),
+              "a,b,z,z.status\n6,3,2,computed\n1,0,2,refused\n,2,,no value\n,1,,no value\n1.5,-0.5,-3,computed\n");
+    EXPECT_EQ(
+        Replayed(dividePlan, "\xEF\xBB\xBF\"b\";other;a\r\n\"0,5\";\"x;\"\"y\nz\";1,5\r\n2;;NA", "--decimal-comma"),
+        "a;b;z\n1,5;0,5;3\n;2;\n");
+    EXPECT_EQ(Replayed("output = [\"z\"]" + std::string(dividePlan), "a\tb\n6\t3", "--separator tab"), "z\n2\n");
 }
 
-TEST(Velreplay, RefusesAPlanBeforeItWritesOverAResult) {
-    const std::string plan = testing::TempDir() + "plan.toml", result = testing::TempDir() + "kept.csv",
-                      messages = testing::TempDir() + "messages.txt";
-    std::ofstream(result) << "as it was";
-    std::ofstream(plan)
-        << "[[inputs]]\nname = \"x\"\ntype = \"Float64\"\n"
-           "[[channels]]\nname = \"y\"\noperation = \"Sqart\"\ntype = \"Float64\"\noperands = [\"x\"]\n";
-    const std::string command =
-        velreplay + " " + plan + " " + drive + "/recording.csv -o " + result + " 2> " + messages;
-    const int status = std::system(command.c_str());
-    EXPECT_EQ(status >> 8, 1);
-    EXPECT_EQ(FileText(result), "as it was");
-    EXPECT_NE(FileText(messages).find(plan), std::string::npos) << FileText(messages);
+// The first cells of a row may come in one piece of the recording and the others in the next.
+TEST_F(HostTest, KeepsRowsThatStraddleBlocks) {
+    std::string recording = "a,b\n";
+    std::string expected = "a,b,z\n";
+    for (int row = 1; row <= 40000; ++row) {
+        const std::string cells = std::to_string(row) + ",1";
+        recording += cells + "\n";
+        expected += cells + "," + std::to_string(row) + "\n";
+    }
+    EXPECT_TRUE(Replayed(dividePlan, recording) == expected);
+    EXPECT_EQ(Run("(printf 'a,b\\n1'; sleep 0.1; printf '0,5\\n8,'; sleep 0.1; printf '2\\n') | $V -q plan.toml"), 0);
+    EXPECT_EQ(Read("out"), "a,b,z\n10,5,2\n8,2,4\n");
+}
+
+TEST_F(HostTest, SaysWhereAndWhatAndLeavesTheOldResult) {
+    Write("plan.toml", dividePlan);
+    Write("result.csv", "old\n");
+    const auto refuse = [&](const std::string& recording, const std::string& message) {
+        Write("rec.csv", recording);
+        EXPECT_EQ(Run("$V plan.toml rec.csv -o result.csv"), 1);
+        EXPECT_EQ(Read("err").substr(0, message.size()), message);
+        EXPECT_EQ(Read("result.csv"), "old\n");
+        EXPECT_FALSE(std::filesystem::exists("result.csv.part"));
+    };
+    refuse("a,b\n1,2\n\n1,2x\n", "rec.csv:4, column 2, channel \"b\": \"2x\" is no number of the type Float64");
+    refuse("a,b\n1\n", "rec.csv:2: 1 cells, but the header has 2 names");
+    refuse("a,b\n1,2,3\n", "rec.csv:2: more cells than the header has names");
+    refuse("a,c\n", "rec.csv:1: there is no channel \"b\"\n  the header has: a c");
+    refuse("a,b\n1,\"2", "rec.csv:2: a quoted cell does not end");
+    refuse("a,b\n1,2\n3\"4,5\n", "rec.csv:3: no CSV");
+    refuse("", "rec.csv: the recording is empty");
+    Write("rec.csv", "a,b\n1,2\n");
+    EXPECT_EQ(Run("$V plan.toml rec.csv -o /dev/full"), 1);
+    EXPECT_NE(Read("err").find("make room on the disk"), std::string::npos);
+}
+
+TEST_F(HostTest, RefusesPlansWithARemedy) {
+    const auto refuse = [&](const std::string& from, const std::string& to, const std::string& message) {
+        std::string plan = dividePlan;
+        plan.replace(plan.find(from), from.size(), to);
+        EXPECT_NE(Replayed(plan, "a,b\n1,2\n").find(message), std::string::npos) << to << '\n' << Read("err");
+    };
+    refuse("\"Divide\"", "\"Divid\"",
+           "plan.toml:8: channel \"z\": unknown operation \"Divid\"\n  did you mean \"Divide\"");
+    refuse("\"a\", \"b\"", "\"a\", \"z\"", "unknown channel \"z\"");
+    refuse("\"Divide\"", "\"BitwiseAnd\"",
+           "Unknown or unsupported Float64 binary operation BitwiseAnd\n  it exists on");
+    refuse("\"a\", \"b\"", "\"a\"", "Divide does not exist with 1 results and 1 operands");
+    refuse("operands", "operand", "plan.toml:12: unknown key \"operand\"");
+    refuse("Float64", "float", "unknown type \"float\"");
+    const std::string unary = "operands = [\"a\"]\nparameters = ";
+    const auto parameters = [&](const std::string& operation, const std::string& text, const std::string& message) {
+        std::string plan = dividePlan;
+        plan.replace(plan.find("operands"), std::string::npos, unary + text);
+        plan.replace(plan.find("Divide"), 6, operation);
+        EXPECT_NE(Replayed(plan, "a,b\n1,2\n").find(message), std::string::npos) << text << '\n' << Read("err");
+    };
+    const std::string pass = "FilterButterworthLowPass";
+    parameters(pass, "{ order = 2, sample_rate = 10, corner = 1 }", "unknown parameter \"corner\"");
+    parameters(pass, "{ order = 2, sample_rate = 10 }", "parameter \"corner1\" is missing");
+    parameters(pass, "{ order = 9, sample_rate = 10, corner1 = 1 }", "parameter \"order\" is out of range");
+    parameters(pass, "{ order = 2.5, sample_rate = 10, corner1 = 1 }", "is no whole number");
+    parameters(pass, "{ order = 2, sample_rate = 10, corner1 = 6 }", "refuses these parameters");
+    parameters("Linea", "{ points = [[1, 2], [0, 3]] }", "is not in ascending order");
+}
+
+// Every way in which parameters travel: doubles, samples of narrow types, masks, defaults, curves, the packed duration.
+TEST_F(HostTest, PassesParametersInTheirForms) {
+    const std::string plan = R"(
+[[inputs]]
+name = "x"
+type = "SInt8"
+[[inputs]]
+name = "w"
+type = "UInt16"
+[[channels]]
+name = "edge"
+type = "UInt16"
+operation = "NegEdge"
+operands = ["x"]
+parameters = { threshold = -3 }
+[[channels]]
+name = "field"
+type = "UInt8"
+operation = "MaskAndShift"
+operands = ["w"]
+parameters = { mask = 0x0F00 }
+[[channels]]
+name = "phys"
+type = "Float32"
+operation = "PhysToFloat"
+operands = ["w"]
+parameters = { factor = 0.5, offset = 1 }
+[[channels]]
+name = "curve"
+type = "Float32"
+operation = "Linea"
+operands = ["phys"]
+parameters = { points = [[0, 0], [128, 16], [256, 0]] }
+[[channels]]
+names = ["low", "high", "mean"]
+type = "UInt16"
+operation = "Statistics"
+operands = ["w"]
+parameters = { window = 2 }
+[[channels]]
+name = "pulse"
+type = "UInt16"
+operation = "MonoFlop"
+operands = ["w"]
+parameters = { duration = 1e6, retrigger = true }
+[[channels]]
+name = "gear"
+type = "SInt8"
+operation = "Gangermittlung"
+operands = ["w", "w", "w"]
+parameters = { tolerance = 0.1, table = [[2, 1], [1, -5]] }
+)";
+    EXPECT_EQ(Replayed(plan, "x,w\n-2,256\n-5,4000\n"), "x,w,edge,field,phys,curve,low,high,mean,pulse,gear\n"
+                                                        "-2,256,0,1,129,15.875,256,256,256,1,-5\n"
+                                                        "-5,4000,1,15,2001,0,256,4000,2128,1,-5\n");
+}
+
+TEST_F(HostTest, LeavesWholeRowsWhenStopped) {
+    Write("plan.toml", dividePlan);
+    EXPECT_EQ(Run("(printf 'a,b\\n6,3\\n8,'; sleep 1) | (exec timeout -s INT 0.4 $V -q plan.toml - -o result.csv)"),
+              124);
+    EXPECT_EQ(Read("result.csv"), "a,b,z\n6,3,2\n");
+    EXPECT_EQ(Run("(echo a,b; yes 6,3) | $V plan.toml 2>summary | head -3"), 0);
+    EXPECT_EQ(Read("out"), "a,b,z\n6,3,2\n6,3,2\n");
+}
+
+// The key figures of the cycle: 1180 s, 11.03 km, at most 120 km/h, 33.6 km/h in the mean.
+TEST_F(HostTest, DrivesTheCycle) {
+    ASSERT_EQ(Run("$V " VEL_SOURCE "/examples/drive/plan.toml " VEL_DRIVE "/recording.csv -o result.csv "
+                  "--plot drive.svg"),
+              0)
+        << Read("err");
+    EXPECT_NE(Read("drive.svg").find("</svg>"), std::string::npos);
+    std::ifstream result("result.csv");
+    std::string line;
+    std::getline(result, line);
+    double time = 0, speed = 0, highest = 0, distance = 0;
+    while (std::getline(result, line)) {
+        std::istringstream cells(line);
+        std::vector<std::string> row;
+        for (std::string cell; std::getline(cells, cell, ',');)
+            row.push_back(cell);
+        time = std::stod(row[0]);
+        speed = std::stod(row[2]);
+        highest = std::max(highest, speed);
+        distance = row[4].empty() ? 0 : std::stod(row[4]);
+    }
+    EXPECT_EQ(time, 1180);
+    EXPECT_NEAR(distance, 11.03, 0.005);
+    EXPECT_NEAR(highest, 120, 0.2);
+    EXPECT_NEAR(distance / time * 3600, 33.6, 0.05);
+    EXPECT_NEAR(speed, 0, 1e-6);
+}
+
+TEST(HostNumbers, ShortFormsAreThoseOfTheStandardLibrary) {
+    std::uint64_t state = 1;
+    for (int i = 0; i < 300000; ++i) {
+        state = state * 6364136223846793005u + 1442695040888963407u;
+        const auto digits = static_cast<std::int64_t>(state >> 24) % (i % 2 == 0 ? 250000000 : 2000000);
+        const double value = static_cast<double>(digits) / (i % 3 == 0 ? 1000.0 : i % 3 == 1 ? 1.0 : 12345.0);
+        char expected[64], actual[64];
+        const std::string_view wanted(expected, std::to_chars(expected, expected + 64, value).ptr);
+        ASSERT_EQ(std::string_view(actual, Velreplay::WriteNumber(actual, value)), wanted);
+        double back = 0;
+        ASSERT_EQ(Velreplay::ReadNumber(wanted, back), std::errc());
+        ASSERT_EQ(back, value) << wanted;
+    }
+    for (const char* const bad : {"-", ".", "1.2.3", "+-1", "1e", "1 2", "0x1"}) {
+        double value = 0;
+        EXPECT_NE(Velreplay::ReadNumber(bad, value), std::errc()) << bad;
+    }
 }
 
 } // namespace
