@@ -1,0 +1,95 @@
+/// Every row of the vocabulary as a subject of checks: an operation on channels of its own, with parameters by its
+/// rules and samples that gather around the edges. For checks that walk over all rows, and for the fuzz targets.
+#pragma once
+
+#include "host/Parameters.h"
+#include "host/Vocabulary.h"
+
+#include <VelOperation.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <random>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace VelChecks {
+
+/// Makes choices: a number below `count`. A seeded generator in walks, the fuzzer's bytes in its targets.
+using Choose = std::function<std::uint64_t(std::uint64_t count)>;
+
+/// The same choices on every run, whatever the compiler.
+class SeededChoice {
+public:
+    explicit SeededChoice(std::uint64_t seed) : engine(seed) {}
+    std::uint64_t operator()(std::uint64_t count) { return engine() % count; }
+
+private:
+    std::mt19937_64 engine;
+};
+
+/// One accepted combination of types.
+struct Row {
+    const Velreplay::Operation* operation;
+    std::string signature;
+
+    std::string Title(bool noValueAware) const;
+};
+
+std::vector<Row> AllRows();
+
+/// A sample of any type, in the low bytes; the others are 0.
+using SampleBits = std::uint64_t;
+
+std::size_t SizeOfSample(char letter);
+bool IsNaN(char letter, SampleBits sample);
+
+/// Small whole numbers, the ends of the type, infinities, NaNs.
+SampleBits ChooseSample(char letter, const Choose& choose);
+
+/// The usual marker of a type: a NaN, or the lowest signed, or the highest unsigned value.
+SampleBits UsualNoValue(char letter);
+
+/// Parameters that the row's operation accepts. Those that may be left out are left out at times.
+Velreplay::OrderedParameters ChooseParameters(const Row& row, const Choose& choose);
+
+/// A row's operation, created on channels that hold their NoValue, as a host creates it.
+class Subject {
+public:
+    /// `noValues`: one for each letter of the signature; none: the usual ones.
+    Subject(const Row& itsRow, bool noValueAware, std::span<const SampleBits> noValues = {});
+    Subject(const Subject&) = delete;
+    Subject& operator=(const Subject&) = delete;
+    ~Subject() { Dispose(handle); }
+
+    VelHandle Handle() const { return handle; }
+    bool Initialize(const Velreplay::OrderedParameters& parameters) {
+        return Velreplay::CallInitialize(handle, parameters.list);
+    }
+    bool Execute() { return ::Execute(handle); }
+    bool Reset() { return ::Reset(handle); }
+
+    std::span<SampleBits> Results() { return std::span(samples).first(row.operation->results); }
+    std::span<SampleBits> Operands() {
+        return std::span(samples).subspan(row.operation->results, row.operation->operands);
+    }
+    /// The letter of an operand's type.
+    char Letter(std::size_t operand) const { return row.signature[row.operation->results + operand]; }
+
+    /// Gives each operand a sample, its own NoValue now and then. Leaves out what the processor cannot divide.
+    void ChooseOperands(const Choose& choose);
+
+private:
+    static constexpr std::size_t mostChannels = 17;
+
+    const Row row;
+    std::array<SampleBits, mostChannels> markers{};
+    std::array<SampleBits, mostChannels> samples{};
+    std::array<void*, mostChannels> pointers{};
+    VelHandle handle = nullptr;
+};
+
+} // namespace VelChecks
