@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count clean
+.PHONY: all run test lint format-check format packages count bits clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -21,6 +21,10 @@ test: all
 # Instructions of one Execute, per operation.
 count: all
 	benchmarks/count-instructions $(BUILD)
+
+# The hash of all results, by g++ and clang++ at -O0, -O2 and -O3.
+bits: packages
+	checks/compare-bits
 
 lint: packages
 	scripts/lint

@@ -136,7 +136,8 @@ SampleBits ChooseSample(char letter, const Choose& choose) {
         if (choose(3) != 0)
             return BitsOf(static_cast<T>(choose(usualSamples)));
         static const std::vector<T> edges = EdgeSamples<T>();
-        return BitsOf(edges[choose(edges.size())]);
+        const T edge = edges[choose(edges.size())];
+        return BitsOf(edge) | (edge != edge ? choose(usualSamples) : 0); // NaNs with payloads
     });
 }
 

@@ -1,6 +1,7 @@
 /// Butterworth filters as one recursion over the last inputs and outputs, in Float64 also for Float32 channels.
 #pragma once
 
+#include "core/Arithmetic.h"
 #include "core/OperationRows.h"
 #include "signal/ButterworthDesign.h"
 
@@ -38,7 +39,7 @@ protected:
             const Float64 olderOutput = y[i];
             x[i] = input;
             y[i] = output;
-            sum += input * b[i] - output * a[i];
+            sum = AddInOrder(sum, MultiplyInOrder(input, b[i]) - MultiplyInOrder(output, a[i]));
             input = olderInput;
             output = olderOutput;
         }
