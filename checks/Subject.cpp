@@ -50,7 +50,7 @@ Velreplay::Value ChooseNumber(const Velreplay::Parameter& parameter, const Choos
 }
 
 Velreplay::Value ChooseCount(const Velreplay::Parameter& parameter, const Choose& choose) {
-    constexpr std::uint64_t longest = 40; // short enough to fill within a walk
+    constexpr std::uint64_t longest = 150; // more than a block of a window, and soon filled
     const auto least = static_cast<std::uint64_t>(std::max(parameter.least, 0.0));
     const auto most = parameter.most < longest ? static_cast<std::uint64_t>(parameter.most) : longest;
     return static_cast<std::int64_t>(least + choose(most - least + 1));

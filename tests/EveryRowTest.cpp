@@ -1,4 +1,5 @@
-/// A walk over every row of the vocabulary, plain and NoValue-aware.
+/// Walks over every row of the vocabulary, plain and NoValue-aware, with an allocator that counts and fails: operations
+/// live their life, ask for no memory in steady state, and let every failure reach the host.
 
 #include "FakePlatform.h"
 
@@ -6,36 +7,106 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <new>
+#include <optional>
+
+namespace {
+
+constexpr std::size_t never = std::numeric_limits<std::size_t>::max();
+
+std::size_t allocations = 0;
+std::size_t failingAllocation = never;
+std::ptrdiff_t living = 0;
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    void* const memory = allocations++ == failingAllocation ? nullptr : std::malloc(size);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    ++living;
+    return memory;
+}
+void operator delete(void* memory) noexcept {
+    living -= memory != nullptr ? 1 : 0;
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept { operator delete(memory); }
+
 using namespace VelChecks;
 
 namespace {
 
-/// Runs a function on each row in both forms.
-void Walk(const std::function<void(const Row& row, bool noValueAware)>& visit) {
-    for (const Row& row : AllRows())
+void Pass(Subject& subject, const Choose& choose, int samples) {
+    for (int sample = 0; sample < samples; ++sample) {
+        subject.ChooseOperands(choose);
+        FakePlatform::tickCount += static_cast<std::uint32_t>(choose(300));
+        subject.Execute();
+    }
+}
+
+TEST(EveryRow, LivesWithoutAllocationInSteadyState) {
+    SeededChoice seeded(2);
+    const Choose choose = std::ref(seeded);
+    const std::vector<Row> rows = AllRows();
+    EXPECT_EQ(rows.size(), 777u);
+    for (const Row& row : rows)
         for (const bool noValueAware : {false, true}) {
-            SCOPED_TRACE(row.Title(noValueAware));
-            visit(row, noValueAware);
+            Subject subject(row, noValueAware);
+            EXPECT_TRUE(subject.Initialize(ChooseParameters(row, choose))) << row.Title(noValueAware);
+            Pass(subject, choose, 1500); // fills every window that is chosen
+            allocations = 0;
+            for (int life = 0; life < 4; ++life) {
+                Pass(subject, choose, 2500);
+                EXPECT_TRUE(subject.Reset());
+            }
+            EXPECT_EQ(allocations, 0u) << row.Title(noValueAware);
         }
 }
 
-TEST(EveryRow, LivesFromCreationToDisposal) {
-    SeededChoice choose(1);
-    std::size_t rows = 0;
-    Walk([&](const Row& row, bool noValueAware) {
-        ++rows;
-        Subject subject(row, noValueAware);
-        for (int life = 0; life < 3; ++life) {
-            EXPECT_TRUE(subject.Initialize(ChooseParameters(row, std::ref(choose))));
-            for (int sample = 0; sample < 100; ++sample) {
-                subject.ChooseOperands(std::ref(choose));
-                FakePlatform::tickCount += static_cast<std::uint32_t>(choose(300));
-                subject.Execute();
+/// A fresh subject that lives until its window has filled.
+void Live(std::optional<Subject>& subject, const Row& row, bool noValueAware, const Choose& choose) {
+    const Velreplay::OrderedParameters parameters = ChooseParameters(row, choose);
+    subject.emplace(row, noValueAware);
+    subject->Initialize(parameters);
+    Pass(*subject, choose, 500);
+}
+
+TEST(EveryRow, LetsEachFailureOfAllocationReachTheHost) {
+    const Row plus{Velreplay::FindOperations("Plus").front(), "BBB"};
+    Subject other(plus, false);
+    other.Operands()[0] = 40;
+    other.Operands()[1] = 2;
+    const std::vector<Row> rows = AllRows();
+    for (std::size_t i = 0; i < 2 * rows.size(); ++i) {
+        const Row& row = rows[i / 2];
+        std::size_t failures = 0;
+        for (bool hasFailed = true; hasFailed; ++failures) {
+            const std::ptrdiff_t livingBefore = living;
+            SeededChoice seeded(i);
+            std::optional<Subject> subject;
+            hasFailed = false;
+            allocations = 0;
+            failingAllocation = failures;
+            try {
+                Live(subject, row, i % 2 == 1, std::ref(seeded));
+            } catch (const std::bad_alloc&) {
+                hasFailed = true;
             }
-            EXPECT_TRUE(subject.Reset());
+            failingAllocation = never;
+            if (subject)
+                Pass(*subject, std::ref(seeded), 200); // a host may go on
+            subject.reset();
+            ASSERT_EQ(living, livingBefore) << row.Title(i % 2 == 1) << ", allocation " << failures;
         }
-    });
-    EXPECT_EQ(rows, 2 * 777);
+        ASSERT_GT(failures, 1u);
+        other.Results()[0] = 0;
+        EXPECT_TRUE(other.Execute());
+        ASSERT_EQ(other.Results()[0], 42u);
+    }
 }
 
 } // namespace

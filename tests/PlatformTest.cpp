@@ -1,4 +1,5 @@
 #include "VelOperation.hpp"
+#include "checks/Subject.h"
 #include "platform/SystemClock.h"
 #include "platform/TickCount.h"
 
@@ -6,10 +7,22 @@
 
 #include <chrono>
 #include <cmath>
+#include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <ctime>
+#include <deque>
+#include <functional>
+#include <iterator>
 #include <tuple>
 #include <utility>
+
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -137,6 +150,52 @@ TEST(TickCount, CountsMilliseconds) {
     }
     EXPECT_GE(MillisecondsSince(tick), 4u);
     EXPECT_LE(milliseconds(MillisecondsSince(tick)), steady_clock::now() - begin + 1ms);
+}
+
+/// From here on the process is killed by every system call but its exit.
+bool ForbidSystemCalls() {
+    sock_filter filter[]{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_exit_group, 0, 1),
+                         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+                         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS)};
+    const sock_fprog program{std::size(filter), filter};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+/// Fills the windows of every row, forbids system calls, and executes them all, clocks included. Does not return.
+[[noreturn]] void ExecuteEveryRow(bool asksTheSystem) {
+    VelChecks::SeededChoice seeded(3);
+    const VelChecks::Choose choose = std::ref(seeded);
+    std::deque<VelChecks::Subject> subjects;
+    const auto execute = [&](int samples) {
+        for (VelChecks::Subject& subject : subjects)
+            for (int sample = 0; sample < samples; ++sample) {
+                subject.ChooseOperands(choose);
+                subject.Execute();
+            }
+    };
+    for (const VelChecks::Row& row : VelChecks::AllRows())
+        for (const bool noValueAware : {false, true})
+            subjects.emplace_back(row, noValueAware).Initialize(ChooseParameters(row, choose));
+    execute(1500);
+    if (!ForbidSystemCalls())
+        _exit(1);
+    execute(500);
+    if (asksTheSystem)
+        getppid();
+    _exit(0);
+}
+
+TEST(SystemCalls, ExecuteMakesNone) {
+    for (const bool asksTheSystem : {false, true}) {
+        const pid_t child = fork();
+        if (child == 0)
+            ExecuteEveryRow(asksTheSystem);
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(WIFEXITED(status) && WEXITSTATUS(status) == 0, !asksTheSystem);
+        EXPECT_EQ(WIFSIGNALED(status) && WTERMSIG(status) == SIGSYS, asksTheSystem);
+    }
 }
 
 } // namespace
