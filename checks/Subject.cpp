@@ -36,6 +36,32 @@ auto WithType(char letter, TFunction function) {
                       Velreplay::SamplesOfType(letter));
 }
 
+/// The samples of a type that are chosen from.
+struct Pool {
+    std::array<SampleBits, usualSamples> usual{};
+    std::vector<SampleBits> edges;
+};
+
+Pool MakePool(char letter) {
+    return WithType(letter, []<class T>(T) {
+        Pool pool;
+        for (std::size_t i = 0; i < pool.usual.size(); ++i)
+            pool.usual[i] = BitsOf(static_cast<T>(i));
+        for (const T edge : EdgeSamples<T>()) {
+            pool.edges.push_back(BitsOf(edge));
+            if (edge != edge) // with payloads as well
+                for (SampleBits payload = 1; payload < usualSamples; ++payload)
+                    pool.edges.push_back(BitsOf(edge) | payload);
+        }
+        return pool;
+    });
+}
+
+template <std::size_t... Index>
+std::array<Pool, sizeof...(Index)> MakePools(std::index_sequence<Index...>) {
+    return {MakePool(Velreplay::typeLetters[Index])...};
+}
+
 Velreplay::Value ChooseNumber(const Velreplay::Parameter& parameter, const Choose& choose) {
     // What several parameters of one operation must agree on.
     if (parameter.name == "sample_rate")
@@ -132,13 +158,9 @@ bool IsNaN(char letter, SampleBits sample) {
 }
 
 SampleBits ChooseSample(char letter, const Choose& choose) {
-    return WithType(letter, [&]<class T>(T) {
-        if (choose(3) != 0)
-            return BitsOf(static_cast<T>(choose(usualSamples)));
-        static const std::vector<T> edges = EdgeSamples<T>();
-        const T edge = edges[choose(edges.size())];
-        return BitsOf(edge) | (edge != edge ? choose(usualSamples) : 0); // NaNs with payloads
-    });
+    static const std::array pools = MakePools(std::make_index_sequence<Velreplay::typeLetters.size()>());
+    const Pool& pool = pools[Velreplay::typeLetters.find(letter)];
+    return choose(3) != 0 ? pool.usual[choose(pool.usual.size())] : pool.edges[choose(pool.edges.size())];
 }
 
 SampleBits UsualNoValue(char letter) {
