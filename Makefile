@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count bits clean
+.PHONY: all run test lint format-check format packages count bits coverage abi clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -25,6 +25,18 @@ count: all
 # The hash of all results, by g++ and clang++ at -O0, -O2 and -O3.
 bits: packages
 	checks/compare-bits
+
+# The lines of the library that the tests reach: all of them, or this fails.
+coverage: packages
+	cmake --preset coverage
+	cmake --build --preset coverage
+	find build/coverage -name '*.gcda' -delete
+	ctest --preset coverage -j2
+	gcovr --fail-under-line 100 --filter '(core|value|logic|signal|library|platform)/' build/coverage
+
+# The exports against their recorded description.
+abi: packages
+	checks/compare-abi
 
 lint: packages
 	scripts/lint

@@ -29,7 +29,6 @@ public:
     }
 
     bool CheckNoValue() override { return (!IsOperand1NoValue() && !IsOperand2NoValue()) || RefuseNoValue(); }
-    bool Execute() override { return false; }
     bool Initialize(Parameters& parameters) override;
     void Reset() override { limitExceeded = false; }
 

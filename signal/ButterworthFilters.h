@@ -66,7 +66,7 @@ public:
     using CAbstractIirFilter<TResult, TOperand>::CAbstractIirFilter;
 
     /// A sample without value does not exist for the filter. The check is named in full so that it needs no virtual
-    /// call; the plain kinds, which leave it out, replace this as well.
+    /// call; the plain kinds leave it out.
     bool Execute() override { return CUnaryOperation<TResult, TOperand>::CheckNoValue() && this->Filter(); }
 
     bool Initialize(Parameters& values) override {
@@ -117,7 +117,6 @@ template <class TNoValueAware>
 class CFilterButterworthPlain final : public TNoValueAware {
 public:
     using TNoValueAware::TNoValueAware;
-    bool CheckNoValue() override { return true; }
     bool Execute() override { return this->Filter(); }
 };
 

@@ -134,7 +134,7 @@ TEST(MonoFlop, ParametersAreReadFromTheirLowBytes) {
         {"MonoFlop", "DDD", plain, With(1.0, 0x10000), {In({1, 0}, Is(1)), In({0, 1}, kept), In({1, 1}, Is(1)),
             In({0, 2}, kept), Init(With(), false), Init(With(1.0, 0, 1), true), In({0, 2.5}, Is(0))}},
         // Retriggering moves the end, and neither Reset nor an Initialize without a word on it takes it back.
-        {"MonoFlop", "WW", plain, Pulse(1, 1), {Init(Pulse(1), true), restart, At(0), In({1}, Is(1)), At(800),
+        {"MonoFlop", "WW", plain, Pulse(1, 1), {Init(With(), false), Init(Pulse(1), true), restart, At(0), In({1}, Is(1)), At(800),
             In({0}, kept), In({1}, Is(1)), At(1001), In({1}, kept), At(1801), In({1}, Is(0))}},
     });
 }

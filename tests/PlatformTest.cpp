@@ -1,10 +1,12 @@
 #include "VelOperation.hpp"
 #include "checks/Subject.h"
+#include "platform/File.h"
 #include "platform/SystemClock.h"
 #include "platform/TickCount.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -14,6 +16,8 @@
 #include <deque>
 #include <functional>
 #include <iterator>
+#include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 
@@ -150,6 +154,26 @@ TEST(TickCount, CountsMilliseconds) {
     }
     EXPECT_GE(MillisecondsSince(tick), 4u);
     EXPECT_LE(milliseconds(MillisecondsSince(tick)), steady_clock::now() - begin + 1ms);
+}
+
+TEST(InputFile, ReadsOnWhenASignalInterrupts) {
+    struct sigaction action {};
+    action.sa_handler = [](int) {}; // and no SA_RESTART
+    sigaction(SIGUSR1, &action, nullptr);
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    InputFile file(("/proc/self/fd/" + std::to_string(ends[0])).c_str());
+    std::jthread writer([&ends, reader = pthread_self()] {
+        for (int signal = 0; signal < 3; ++signal) {
+            std::this_thread::sleep_for(10ms);
+            pthread_kill(reader, SIGUSR1);
+        }
+        EXPECT_EQ(write(ends[1], "gear", 4), 4);
+    });
+    std::array<char, 80> piece{};
+    EXPECT_EQ(file.Read(piece), std::size_t{4});
+    close(ends[0]);
+    close(ends[1]);
 }
 
 /// From here on the process is killed by every system call but its exit.
