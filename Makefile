@@ -29,8 +29,8 @@ bits: packages
 # The lines of the library that the tests reach: all of them, or this fails.
 coverage: packages
 	cmake --preset coverage
-	cmake --build --preset coverage
 	find build/coverage -name '*.gcda' -delete
+	cmake --build --preset coverage
 	ctest --preset coverage -j2
 	gcovr --fail-under-line 100 --filter '(core|value|logic|signal|library|platform)/' build/coverage
 
