@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count clean
+.PHONY: all run test lint format-check format packages count deb clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -21,6 +21,11 @@ test: all
 # Instructions of one Execute, per operation.
 count: all
 	benchmarks/count-instructions $(BUILD)
+
+# The Debian packages.
+deb: all
+	cd $(BUILD) && cpack
+	@echo "The packages are in $(BUILD)/packages."
 
 lint: packages
 	scripts/lint
