@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count bits coverage abi clean
+.PHONY: all run test lint format-check format packages count bits coverage abi deb clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -37,6 +37,11 @@ coverage: packages
 # The exports against their recorded description.
 abi: packages
 	checks/compare-abi
+
+# The Debian packages.
+deb: all
+	cd $(BUILD) && cpack
+	@echo "The packages are in $(BUILD)/packages."
 
 lint: packages
 	scripts/lint

@@ -2,11 +2,14 @@
 
 set(VEL_SANITIZE "" CACHE STRING "Sanitizers to build with, such as address,undefined")
 
+# Those who build this within their own project, or configure with --compile-no-warning-as-error, get by with warnings.
+set(CMAKE_COMPILE_WARNING_AS_ERROR ${PROJECT_IS_TOP_LEVEL})
+
 # For everything that is built here. Results are contract to the last bit: no contraction, no fast-math.
 add_library(vel_flags INTERFACE)
 target_compile_options(vel_flags INTERFACE
     -ffp-contract=off
-    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Werror
+    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow
     $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
 set(VEL_SANITIZED 0)
 if(VEL_SANITIZE)

@@ -60,7 +60,7 @@ int main(int argc, char** argv) {
     std::string separator;
     std::string operation;
     CLI::App app("Replays a recording (CSV) through a plan (TOML) of computed channels.", "velreplay");
-    app.set_version_flag("--version", "velreplay 1.8.0");
+    app.set_version_flag("--version", "velreplay " VEL_VERSION);
     auto* const plan = app.add_option("PLAN", options.plan, "TOML: inputs, computed channels, parameters, panels");
     app.add_option("RECORDING", options.recording, "CSV with a header of channel names; - (default): standard input");
     app.add_option("-o,--output", options.result, "where the result goes; - (default): standard output");
