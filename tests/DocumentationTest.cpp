@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <regex>
 #include <set>
 #include <string>
@@ -28,6 +29,19 @@ namespace fs = std::filesystem;
 using Velreplay::Operation;
 
 const fs::path source = VEL_SOURCE;
+
+/// A folder for the time of a test.
+struct TemporaryFolder {
+    TemporaryFolder() {
+        std::string pattern = testing::TempDir() + "pagesXXXXXX";
+        path = mkdtemp(pattern.data());
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    ~TemporaryFolder() { fs::remove_all(path); }
+
+    fs::path path;
+};
 
 std::string Read(const fs::path& file) {
     std::ifstream stream(file);
@@ -45,14 +59,9 @@ std::vector<fs::path> Pages() {
 
 /// The blocks of a page in fences of this language.
 std::vector<std::string> Blocks(const fs::path& page, const std::string& language) {
+    const std::regex block("\n```" + language + "\n([^`]*)```");
     const std::string text = Read(page);
-    std::vector<std::string> blocks;
-    const std::string begin = "\n```" + language + "\n";
-    for (std::size_t at = text.find(begin); at != std::string::npos; at = text.find(begin, at + 1)) {
-        const std::size_t first = at + begin.size();
-        blocks.push_back(text.substr(first, text.find("```\n", first) - first));
-    }
-    return blocks;
+    return {std::sregex_token_iterator(text.begin(), text.end(), block, 1), {}};
 }
 
 std::string WithoutIndent(const std::string& code) { return std::regex_replace("\n" + code, std::regex("\n +"), "\n"); }
@@ -80,6 +89,7 @@ std::set<std::string> Anchors(const fs::path& page) {
 
 TEST(Documentation, LinksLeadSomewhere) {
     const std::regex link("\\]\\(([^)#]*)(#[^)]*)?\\)");
+    std::map<fs::path, std::set<std::string>> anchors;
     for (const fs::path& page : Pages()) {
         const std::string text = Read(page);
         for (std::sregex_iterator found(text.begin(), text.end(), link), end; found != end; ++found) {
@@ -88,7 +98,11 @@ TEST(Documentation, LinksLeadSomewhere) {
                 continue;
             const fs::path target = file.empty() ? page : page.parent_path() / file;
             EXPECT_TRUE(fs::exists(target)) << page << ": " << found->str();
-            EXPECT_TRUE(!(*found)[2].matched || Anchors(target).contains((*found)[2])) << page << ": " << found->str();
+            if (!(*found)[2].matched)
+                continue;
+            if (!anchors.contains(target))
+                anchors[target] = Anchors(target);
+            EXPECT_TRUE(anchors[target].contains((*found)[2])) << page << ": " << found->str();
         }
     }
 }
@@ -103,8 +117,9 @@ TEST(Documentation, ShowsCodeOfTheExamples) {
             for (const std::string& block : Blocks(page, language))
                 EXPECT_NE(examples.find(WithoutIndent(block)), std::string::npos) << page << '\n' << block;
 
-    const std::string output = testing::TempDir() + "first-host.txt";
-    ASSERT_EQ(std::system(("'" VEL_FIRST_HOST "' >'" + output + "'").c_str()), 0);
+    const TemporaryFolder folder;
+    const fs::path output = folder.path / "output.txt";
+    ASSERT_EQ(std::system(("'" VEL_FIRST_HOST "' >'" + output.string() + "'").c_str()), 0);
     EXPECT_EQ(Read(output), Blocks(source / "docs/hosting.md", "text").at(0));
 }
 
@@ -115,16 +130,15 @@ TEST(Documentation, ShowsWhatVelreplayDoes) {
     const std::vector<std::string> tables = Blocks(page, "csv");
     ASSERT_GT(plans.size(), 1U);
     ASSERT_EQ(tables.size(), 2U);
-    const fs::path folder = fs::path(testing::TempDir()) / "velreplay-page";
-    fs::create_directories(folder);
-    std::ofstream(folder / "recording.csv") << tables[0];
-    std::ofstream(folder / "plan.toml") << plans[0];
+    const TemporaryFolder folder;
+    std::ofstream(folder.path / "recording.csv") << tables[0];
+    std::ofstream(folder.path / "plan.toml") << plans[0];
     const std::string command =
-        "cd '" + folder.string() + "' && '" VEL_REPLAY "' -q plan.toml recording.csv -o result.csv";
+        "cd '" + folder.path.string() + "' && '" VEL_REPLAY "' -q plan.toml recording.csv -o result.csv";
     ASSERT_EQ(std::system(command.c_str()), 0);
-    EXPECT_EQ(Read(folder / "result.csv"), tables[1]);
+    EXPECT_EQ(Read(folder.path / "result.csv"), tables[1]);
 
-    std::ofstream whole(folder / "plan.toml");
+    std::ofstream whole(folder.path / "plan.toml");
     for (const std::string& plan : plans)
         whole << plan << '\n';
     whole.close();
@@ -178,8 +192,9 @@ private:
     }
     void Take(const std::string& text) {
         const auto operations = Velreplay::AllOperations();
-        if (text.starts_with("### ") && entries.size() < operations.size())
-            entries.push_back({&operations[entries.size()], text.substr(4), {}, {}, {}});
+        if (text.starts_with("### "))
+            entries.push_back(
+                {&operations[std::min(entries.size(), operations.size() - 1)], text.substr(4), {}, {}, {}});
         else if (!entries.empty() && entries.back().summary.empty())
             entries.back().summary = text.substr(0, text.size() - 1);
         else if (text.starts_with("Example"))
@@ -303,11 +318,12 @@ private:
 
 /// The parameters of an example as velreplay reads them from a plan.
 Velreplay::ComputationPlan ParametersOf(const std::string& table) {
-    const std::string file = testing::TempDir() + "example.toml";
+    const TemporaryFolder folder;
+    const fs::path file = folder.path / "example.toml";
     std::ofstream(file)
         << "inputs = [{ name = \"x\", type = \"UInt8\" }]\n[[channels]]\nname = \"z\"\noperation = \"\"\n"
         << "type = \"UInt8\"\nparameters = " << (table.empty() ? "{}" : table) << '\n';
-    return Velreplay::ReadPlan(file).computations.at(0);
+    return Velreplay::ReadPlan(file.string()).computations.at(0);
 }
 
 TEST(OperationReference, HasExamplesThatRun) {
