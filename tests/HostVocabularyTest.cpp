@@ -1,13 +1,11 @@
-// velreplay's table of operations against the library and the reference.
+// velreplay's table of operations against the library.
 #include "host/Arguments.h"
 #include "host/Channel.h"
 #include "host/Vocabulary.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
-#include <fstream>
 #include <set>
 #include <string>
 #include <utility>
@@ -51,28 +49,6 @@ TEST(HostVocabulary, HasTheLibrarysRows) {
             if (!signature.empty() && name != "Gangermittlung" && !known.contains({name, signature})) {
                 EXPECT_FALSE(Exists(name, signature)) << name << ' ' << signature;
             }
-}
-
-TEST(HostVocabulary, HasTheReferencesEntries) {
-    std::ifstream reference(VEL_SOURCE "/docs/operations.md");
-    ASSERT_TRUE(reference);
-    std::set<std::string> described;
-    std::string line;
-    while (std::getline(reference, line)) {
-        if (!line.starts_with("### "))
-            continue;
-        line.erase(0, 4);
-        line.erase(std::min(line.size(), line.find(" (")));
-        for (std::size_t begin = 0; begin < line.size();) {
-            const std::size_t end = std::min(line.size(), line.find(", ", begin));
-            described.insert(line.substr(begin, end - begin));
-            begin = end + 2;
-        }
-    }
-    std::set<std::string> known;
-    for (const Operation& operation : Velreplay::AllOperations())
-        known.emplace(operation.name);
-    EXPECT_EQ(described, known);
 }
 
 } // namespace

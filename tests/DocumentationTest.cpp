@@ -1,0 +1,353 @@
+// What the pages of the documentation show: links lead somewhere, code is that of the examples, and what velreplay is
+// said to do it does. The reference of the operations is held against velreplay's table of them, and its examples are
+// run.
+#include "host/Arguments.h"
+#include "host/Channel.h"
+#include "host/Numbers.h"
+#include "host/Parameters.h"
+#include "host/Vocabulary.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Velreplay::Operation;
+
+const fs::path source = VEL_SOURCE;
+
+/// A folder for the time of a test.
+struct TemporaryFolder {
+    TemporaryFolder() {
+        std::string pattern = testing::TempDir() + "pagesXXXXXX";
+        path = mkdtemp(pattern.data());
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    ~TemporaryFolder() { fs::remove_all(path); }
+
+    fs::path path;
+};
+
+std::string Read(const fs::path& file) {
+    std::ifstream stream(file);
+    EXPECT_TRUE(stream) << file;
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::vector<fs::path> Pages() {
+    std::vector<fs::path> pages{source / "README.md", source / "benchmarks/README.md"};
+    for (const fs::directory_entry& entry : fs::directory_iterator(source / "docs"))
+        if (entry.path().extension() == ".md")
+            pages.push_back(entry.path());
+    return pages;
+}
+
+/// The blocks of a page in fences of this language.
+std::vector<std::string> Blocks(const fs::path& page, const std::string& language) {
+    const std::regex block("\n```" + language + "\n([^`]*)```");
+    const std::string text = Read(page);
+    return {std::sregex_token_iterator(text.begin(), text.end(), block, 1), {}};
+}
+
+std::string WithoutIndent(const std::string& code) { return std::regex_replace("\n" + code, std::regex("\n +"), "\n"); }
+
+/// The anchor that GitHub gives a heading.
+std::string Anchor(const std::string& heading) {
+    std::string anchor = "#";
+    for (const char character : heading)
+        if (std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '-' || character == '_')
+            anchor += static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+        else if (character == ' ')
+            anchor += '-';
+    return anchor;
+}
+
+/// Of the headings of a page, which must not be there twice.
+std::set<std::string> Anchors(const fs::path& page) {
+    std::set<std::string> anchors;
+    const std::string text = Read(page);
+    const std::regex heading("(?:^|\n)#+ (.*)");
+    for (std::sregex_iterator found(text.begin(), text.end(), heading), end; found != end; ++found)
+        EXPECT_TRUE(anchors.insert(Anchor((*found)[1])).second) << page << found->str();
+    return anchors;
+}
+
+TEST(Documentation, LinksLeadSomewhere) {
+    const std::regex link("\\]\\(([^)#]*)(#[^)]*)?\\)");
+    std::map<fs::path, std::set<std::string>> anchors;
+    for (const fs::path& page : Pages()) {
+        const std::string text = Read(page);
+        for (std::sregex_iterator found(text.begin(), text.end(), link), end; found != end; ++found) {
+            const std::string file = (*found)[1];
+            if (file.starts_with("http"))
+                continue;
+            const fs::path target = file.empty() ? page : page.parent_path() / file;
+            EXPECT_TRUE(fs::exists(target)) << page << ": " << found->str();
+            if (!(*found)[2].matched)
+                continue;
+            if (!anchors.contains(target))
+                anchors[target] = Anchors(target);
+            EXPECT_TRUE(anchors[target].contains((*found)[2])) << page << ": " << found->str();
+        }
+    }
+}
+
+TEST(Documentation, ShowsCodeOfTheExamples) {
+    std::string examples;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(source / "examples"))
+        if (entry.is_regular_file())
+            examples += WithoutIndent(Read(entry.path()));
+    for (const fs::path& page : Pages())
+        for (const std::string language : {"c", "cpp"})
+            for (const std::string& block : Blocks(page, language))
+                EXPECT_NE(examples.find(WithoutIndent(block)), std::string::npos) << page << '\n' << block;
+
+    const TemporaryFolder folder;
+    const fs::path output = folder.path / "output.txt";
+    std::vector<std::string> outputs;
+    for (const std::string host : {"first.c", "columns.c"}) {
+        ASSERT_EQ(std::system(("'" VEL_HOSTS "/hosting-" + host + "' >'" + output.string() + "'").c_str()), 0);
+        outputs.push_back(Read(output));
+    }
+    EXPECT_EQ(Blocks(source / "docs/hosting.md", "text"), outputs);
+}
+
+/// The first plan, recording and result belong together. The other plans are parts that may be added to the first.
+TEST(Documentation, ShowsWhatVelreplayDoes) {
+    const fs::path page = source / "docs/velreplay.md";
+    const std::vector<std::string> plans = Blocks(page, "toml");
+    const std::vector<std::string> tables = Blocks(page, "csv");
+    ASSERT_GT(plans.size(), 1U);
+    ASSERT_EQ(tables.size(), 2U);
+    const TemporaryFolder folder;
+    std::ofstream(folder.path / "recording.csv") << tables[0];
+    std::ofstream(folder.path / "plan.toml") << plans[0];
+    const std::string command =
+        "cd '" + folder.path.string() + "' && '" VEL_REPLAY "' -q plan.toml recording.csv -o result.csv";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    EXPECT_EQ(Read(folder.path / "result.csv"), tables[1]);
+
+    std::ofstream whole(folder.path / "plan.toml");
+    for (const std::string& plan : plans)
+        whole << plan << '\n';
+    whole.close();
+    EXPECT_EQ(std::system((command + " --plot picture.svg").c_str()), 0);
+}
+
+std::vector<std::string> Split(const std::string& text, const std::string& separator) {
+    std::vector<std::string> parts;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.size(), text.find(separator, begin));
+        parts.push_back(text.substr(begin, end - begin));
+        begin = end + separator.size();
+    }
+    return parts;
+}
+
+/// An entry of the reference: the operation that it describes, and what it says.
+struct Entry {
+    const Operation* operation;
+    std::string heading;
+    std::string summary;
+    std::vector<std::pair<std::string, std::string>> cells;
+    std::vector<std::string> examples;
+};
+
+struct Reference {
+    std::vector<std::string> table;
+    std::vector<Entry> entries;
+
+    /// Paragraph by paragraph. The entries are in the order of the operations.
+    Reference() {
+        std::ifstream file(source / "docs/operations.md");
+        std::string paragraph;
+        for (std::string line; std::getline(file, line);) {
+            if (line.starts_with("| ["))
+                table.push_back(line);
+            else if (line.starts_with("| ") && !line.starts_with("| |") && !entries.empty())
+                AddCell(line);
+            else if (!line.empty())
+                paragraph += (paragraph.empty() ? "" : " ") + line;
+            if (line.empty() && !paragraph.empty())
+                Take(std::exchange(paragraph, {}));
+        }
+        Take(paragraph);
+    }
+
+private:
+    void AddCell(const std::string& line) {
+        const std::size_t bar = line.find(" | ");
+        entries.back().cells.emplace_back(line.substr(2, bar - 2), line.substr(bar + 3, line.size() - bar - 5));
+    }
+    void Take(const std::string& text) {
+        const auto operations = Velreplay::AllOperations();
+        if (text.starts_with("### "))
+            entries.push_back(
+                {&operations[std::min(entries.size(), operations.size() - 1)], text.substr(4), {}, {}, {}});
+        else if (!entries.empty() && entries.back().summary.empty())
+            entries.back().summary = text.substr(0, text.size() - 1);
+        else if (text.starts_with("Example"))
+            entries.back().examples.push_back(text);
+    }
+};
+
+const Reference& TheReference() {
+    static const Reference reference;
+    return reference;
+}
+
+std::string Heading(const Operation& operation) {
+    static constexpr std::array counts{"", " (one operand)", " (two operands)", " (three operands)"};
+    const bool isAlone = Velreplay::FindOperations(operation.name).size() == 1;
+    return std::string(operation.name) + (isAlone ? "" : counts.at(operation.operands));
+}
+
+TEST(OperationReference, HasAnEntryForEachOperationAndFindsItInItsTable) {
+    ASSERT_EQ(TheReference().entries.size(), Velreplay::AllOperations().size());
+    std::vector<std::string> table;
+    for (const Entry& entry : TheReference().entries) {
+        EXPECT_EQ(entry.heading, Heading(*entry.operation));
+        table.push_back("| [" + entry.heading + "](" + Anchor(entry.heading) + ") | " +
+                        std::to_string(entry.operation->operands) + " | " + entry.summary + " |");
+        std::string rows;
+        for (const auto& [name, text] : entry.cells)
+            rows += name + ' ';
+        EXPECT_TRUE(rows.starts_with("Signature Parameters Computes NoValue-aware Refuses State ")) << entry.heading;
+    }
+    EXPECT_EQ(TheReference().table, table);
+}
+
+TEST(OperationReference, HasTheSignaturesAndParameters) {
+    for (const Entry& entry : TheReference().entries) {
+        const std::string signature = entry.cells.at(0).second.substr(0, entry.cells.at(0).second.find(':'));
+        std::string patterns;
+        for (const std::string& part : Split(signature, "`"))
+            patterns += part == ", " || part == " or " ? " " : part;
+        EXPECT_EQ(patterns, entry.operation->patterns) << entry.heading;
+
+        std::string described; // as velreplay describes them, but for their meaning
+        for (std::string part : Split(entry.cells.at(1).second, "<br>")) {
+            if (std::isdigit(static_cast<unsigned char>(part[0])) == 0 || part.find(". `") != 1)
+                continue;
+            EXPECT_EQ(part[0], '1' + std::count(described.begin(), described.end(), '\n')) << entry.heading;
+            std::erase(part, '`');
+            described += "    " + part.substr(3, part.find(": ") - 3) + "\n";
+        }
+        std::string known = DescribeParameters(*entry.operation);
+        known = std::regex_replace(known, std::regex(": .*"), "");
+        EXPECT_EQ(described.empty() ? "    none\n" : described, known) << entry.heading;
+    }
+}
+
+/// One operation on channels of one sample each.
+class Bench {
+public:
+    Bench(const Operation& operation, bool noValueAware, const std::string& signature, const std::string& noValue,
+          const Velreplay::ComputationPlan& plan)
+        : results(operation.results) {
+        Velreplay::ArgumentList references;
+        for (const char letter : signature)
+            channels.push_back(Velreplay::SamplesOfType(letter));
+        for (std::size_t i = 0; i < channels.size(); ++i)
+            std::visit([&](auto& samples) { Prepare(samples, noValue, pointers.at(i)); }, channels[i]);
+        for (std::size_t i = 0; i < channels.size(); ++i)
+            references.Add(signature[i], static_cast<const void*>(&pointers.at(i)));
+        handle = Vel::OperationHandle(Velreplay::CallCreate(noValueAware, std::string(operation.name), references));
+        const auto parameters = OrderParameters(operation, signature.back(), plan);
+        EXPECT_TRUE(Velreplay::CallInitialize(handle.Get(), parameters.list));
+    }
+
+    /// What the reference says of it: the results, or a word.
+    std::string Outcome(const std::vector<std::string>& operands) {
+        EXPECT_EQ(results + operands.size(), channels.size());
+        for (std::size_t i = 0; i < channels.size(); ++i)
+            std::visit([&](auto& samples) { Set(samples, i < results ? untouched : operands.at(i - results)); },
+                       channels[i]);
+        const bool hasRun = handle.Execute();
+        std::string text;
+        for (std::size_t i = 0; i < results; ++i)
+            text += (i == 0 ? "" : ", ") + std::visit([](const auto& samples) { return Text(samples); }, channels[i]);
+        if (text == untouched)
+            return hasRun ? "no write" : "refused";
+        if (results > 1)
+            text = "(" + text + ")";
+        return hasRun || text == "NoValue" ? text : "false with " + text;
+    }
+
+private:
+    static constexpr const char* untouched = "77"; // no example gives this
+
+    template <class T>
+    static void Set(Velreplay::Samples<T>& samples, const std::string& text) {
+        samples.values[0] = samples.noValue;
+        if (text != "NoValue") {
+            EXPECT_EQ(Velreplay::ReadNumber(text, samples.values[0]), std::errc()) << text;
+        }
+    }
+    template <class T>
+    static void Prepare(Velreplay::Samples<T>& samples, const std::string& noValue, void*& pointer) {
+        samples.values.resize(1);
+        Set(samples, noValue.empty() ? "NoValue" : noValue);
+        samples.noValue = samples.values[0];
+        pointer = samples.values.data();
+    }
+    template <class T>
+    static std::string Text(const Velreplay::Samples<T>& samples) {
+        std::array<char, Velreplay::longestNumber> text{};
+        if (samples.IsNoValue(samples.values[0]))
+            return "NoValue";
+        return {text.data(), Velreplay::WriteNumber(text.data(), samples.values[0])};
+    }
+
+    std::size_t results;
+    std::vector<Velreplay::AnySamples> channels;
+    std::array<void*, 20> pointers{};
+    Vel::OperationHandle handle;
+};
+
+/// The parameters of an example as velreplay reads them from a plan.
+Velreplay::ComputationPlan ParametersOf(const std::string& table) {
+    const TemporaryFolder folder;
+    const fs::path file = folder.path / "example.toml";
+    std::ofstream(file)
+        << "inputs = [{ name = \"x\", type = \"UInt8\" }]\n[[channels]]\nname = \"z\"\noperation = \"\"\n"
+        << "type = \"UInt8\"\nparameters = " << (table.empty() ? "{}" : table) << '\n';
+    return Velreplay::ReadPlan(file.string()).computations.at(0);
+}
+
+TEST(OperationReference, HasExamplesThatRun) {
+    const std::regex form("Example( \\(plain\\))?: `(\\w+)`(?: with `([^`]*)`)?(?: and NoValue (\\S+))?: (.*)");
+    for (const Entry& entry : TheReference().entries) {
+        EXPECT_TRUE(!entry.examples.empty() || entry.operation->operands == 0) << entry.heading;
+        for (const std::string& example : entry.examples) {
+            std::smatch parts;
+            ASSERT_TRUE(std::regex_match(example, parts, form)) << example;
+            Bench bench(*entry.operation, !parts[1].matched, parts[2], parts[4], ParametersOf(parts[3]));
+            std::string outcomes;
+            for (const std::string& step : Split(parts[5], "; ")) {
+                const std::string operands = step.substr(0, step.find(" → "));
+                const bool isRow = operands.starts_with('(');
+                const auto samples = Split(isRow ? operands.substr(1, operands.size() - 2) : operands, ", ");
+                outcomes += (outcomes.empty() ? "" : "; ") + operands + " → " + bench.Outcome(samples);
+            }
+            EXPECT_EQ(outcomes, parts[5]) << entry.heading;
+        }
+    }
+}
+
+} // namespace
