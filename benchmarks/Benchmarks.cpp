@@ -1,11 +1,12 @@
-/// The cost of one sample through the export, beside hand-written objects and what one would use instead. Each figure is
-/// called family/form/subject; report.py turns them into ratios.
+/// The cost of one sample through the export, beside hand-written objects and what one would use instead. Each figure
+/// is called family/form/subject; report.py turns them into ratios.
 
 #include "Alternatives.h"
 #include "Floors.h"
 #include "VelOperation.hpp"
 
 #include <benchmark/benchmark.h>
+#include <x86intrin.h>
 
 #include <algorithm>
 #include <array>
@@ -27,6 +28,7 @@ namespace {
 constexpr std::size_t batch = 4096;             ///< samples between two looks at the clock
 constexpr std::size_t shortColumn = 4096;       // a power of 2
 constexpr std::size_t longColumn = 1024 * 1024; // a power of 2
+constexpr std::size_t noFill = 0;
 constexpr double lowest = std::numeric_limits<double>::lowest();
 constexpr double highest = std::numeric_limits<double>::max();
 
@@ -54,42 +56,36 @@ void RegisterSteps(const std::string& name, TStep step) {
 }
 
 /// One operation of the library and the hand-written object, on the same channels.
-template <class TFloor, Vel::Sample TResult, Vel::Sample... TOperands>
+template <Vel::Sample TResult, Vel::Sample... TOperands>
 struct Pair {
-    template <class... TParameters>
-    Pair(bool noValueAware, const char* name, TParameters... parameters)
+    template <class TMaker, class... TParameters>
+    Pair(bool noValueAware, const char* name, TMaker makeFloor, const TParameters&... parameters)
         : operation(std::apply(
-              [&](auto&... channels) {
-                  return Vel::OperationHandle::Create(noValueAware, name, result, channels...);
-              },
+              [&](auto&... channels) { return Vel::OperationHandle::Create(noValueAware, name, result, channels...); },
               operands)),
           floor(std::apply(
               [&](auto&... channels) {
-                  return std::make_unique<TFloor>(result.Reference(), channels.Reference()..., parameters...);
+                  return makeFloor(noValueAware, result.Reference(), channels.Reference()..., parameters...);
               },
               operands)) {}
 
     Vel::Channel<TResult> result;
     std::tuple<Vel::Channel<TOperands>...> operands;
     Vel::OperationHandle operation;
-    std::unique_ptr<TFloor> floor;
+    Floors::FloorPointer floor;
 };
 
 /// Registers an operation and its floor. The inner pointer of the first operand moves over a column; the others keep
 /// their values. `fill` samples go through both before.
-template <bool noValueAware, template <bool> class TFloor, Vel::Sample TResult, Vel::Sample TFirst,
-          Vel::Sample... TOthers, class... TParameters>
-void RegisterForm(const std::string& title, const char* name, const SetUp& setUp, std::size_t fill,
-                  std::shared_ptr<std::vector<TFirst>> column, std::tuple<TOthers...> others,
-                  TParameters... parameters) {
-    using Objects = Pair<TFloor<noValueAware>, TResult, TFirst, TOthers...>;
-    const auto pair = std::make_shared<Objects>(noValueAware, name, parameters...);
+template <Vel::Sample TResult, class TMaker, Vel::Sample TFirst, Vel::Sample... TOthers, class... TParameters>
+void RegisterForm(bool noValueAware, TMaker makeFloor, const std::string& title, const char* name, const SetUp& setUp,
+                  std::size_t fill, std::shared_ptr<std::vector<TFirst>> column, std::tuple<TOthers...> others,
+                  const TParameters&... parameters) {
+    const auto pair = std::make_shared<Pair<TResult, TFirst, TOthers...>>(noValueAware, name, makeFloor, parameters...);
     if (setUp)
         setUp(pair->operation);
     auto& first = std::get<0>(pair->operands);
-    [&]<std::size_t... i>(std::index_sequence<i...>) {
-        ((std::get<i + 1>(pair->operands) = std::get<i>(others)), ...);
-    }
+    [&]<std::size_t... i>(std::index_sequence<i...>) { ((std::get<i + 1>(pair->operands) = std::get<i>(others)), ...); }
     (std::index_sequence_for<TOthers...>());
 
     const auto subject = [&](const char* what, SampleFunction function, void* handle) {
@@ -107,11 +103,11 @@ void RegisterForm(const std::string& title, const char* name, const SetUp& setUp
     subject("hand-written", Floors::Execute, pair->floor.get());
 }
 
-template <template <bool> class TFloor, Vel::Sample TResult, class TColumn, class TOthers, class... TParameters>
-void RegisterFamily(const std::string& title, const char* name, const SetUp& setUp, std::size_t fill, TColumn column,
-                    TOthers others, TParameters... parameters) {
-    RegisterForm<false, TFloor, TResult>(title, name, setUp, fill, column, others, parameters...);
-    RegisterForm<true, TFloor, TResult>(title, name, setUp, fill, column, others, parameters...);
+/// Registers both forms.
+template <Vel::Sample TResult, class... TArguments>
+void RegisterFamily(const TArguments&... arguments) {
+    RegisterForm<TResult>(false, arguments...);
+    RegisterForm<TResult>(true, arguments...);
 }
 
 /// Registers an alternative: an object with a Step from sample to sample.
@@ -138,26 +134,27 @@ void RegisterValues() {
     // The marker of a channel is a NaN; so is that of the formulas.
     const std::string unlessNoValue = "(a != a) || (b != b) ? nan : ";
 
-    RegisterFamily<Floors::Plus, double>("Plus DDD", "Plus", {}, 0, column, std::tuple(3.0));
+    RegisterFamily<double>(Floors::MakePlus, "Plus DDD", "Plus", SetUp{}, noFill, column, std::tuple(3.0));
     RegisterFormula("Plus DDD/plain/muParser", column, "a + b");
     RegisterFormula("Plus DDD/NoValue-aware/muParser", column, unlessNoValue + "a + b");
-    RegisterFamily<Floors::Divide, double>("Divide DDD", "Divide", {}, 0, column, std::tuple(3.0));
+    RegisterFamily<double>(Floors::MakeDivide, "Divide DDD", "Divide", SetUp{}, noFill, column, std::tuple(3.0));
     RegisterFormula("Divide DDD/plain/muParser", column, "b == 0 ? nan : a / b");
     RegisterFormula("Divide DDD/NoValue-aware/muParser", column, unlessNoValue + "(b == 0 ? nan : a / b)");
-    RegisterFamily<Floors::Equal, std::uint16_t>("Equal WDD", "Equal", {}, 0, column, std::tuple(3.0));
+    RegisterFamily<std::uint16_t>(Floors::MakeEqual, "Equal WDD", "Equal", SetUp{}, noFill, column, std::tuple(3.0));
     RegisterFormula("Equal WDD/plain/muParser", column, "a == b");
     RegisterFormula("Equal WDD/NoValue-aware/muParser", column, unlessNoValue + "(a == b)");
-    RegisterFamily<Floors::Cast, std::int32_t>("Cast lD", "Cast", {}, 0, column, std::tuple());
-    RegisterFamily<Floors::If, double>("If DWDD", "If", {}, 0, conditions, std::tuple(1.0, 2.0));
+    RegisterFamily<std::int32_t>(Floors::MakeCast, "Cast lD", "Cast", SetUp{}, noFill, column, std::tuple());
+    RegisterFamily<double>(Floors::MakeIf, "If DWDD", "If", SetUp{}, noFill, conditions, std::tuple(1.0, 2.0));
 }
 
 void RegisterLogic() {
     const auto column = std::make_shared<std::vector<double>>(RandomColumn<double>(shortColumn));
-    RegisterFamily<Floors::PosEdge, std::uint16_t>(
-        "PosEdge WD", "PosEdge", [](auto& operation) { operation.Initialize(50.0); }, 0, column, std::tuple(), 50.0);
-    RegisterFamily<Floors::UpperLimit, std::uint16_t>(
-        "UpperLimit WDD", "UpperLimit", [](auto& operation) { operation.Initialize(10.0); }, 0, column,
-        std::tuple(90.0));
+    RegisterFamily<std::uint16_t>(
+        Floors::MakePosEdge, "PosEdge WD", "PosEdge",
+        [](Vel::OperationHandle& operation) { operation.Initialize(50.0); }, noFill, column, std::tuple(), 50.0);
+    RegisterFamily<std::uint16_t>(
+        Floors::MakeUpperLimit, "UpperLimit WDD", "UpperLimit",
+        [](Vel::OperationHandle& operation) { operation.Initialize(10.0); }, noFill, column, std::tuple(90.0), 10.0);
 
     constexpr std::size_t points = 256;
     const auto x = [](std::size_t i) { return static_cast<double>(i) * (100.0 / points); };
@@ -165,37 +162,40 @@ void RegisterLogic() {
     std::vector<Floors::CurvePoint> curve;
     for (std::size_t i = 0; i < points; ++i)
         curve.push_back({x(i), y(i)});
-    RegisterFamily<Floors::Linea, double>(
-        "Linea DD, 256 points", "Linea",
-        [&]<class TOperation>(TOperation& operation) {
+    RegisterFamily<double>(
+        Floors::MakeLinea, "Linea DD, 256 points", "Linea",
+        [&](Vel::OperationHandle& operation) {
             [&]<std::size_t... i>(std::index_sequence<i...>) {
                 operation.Initialize((i % 2 == 0 ? x(i / 2) : y(i / 2))...);
             }
             (std::make_index_sequence<2 * points>());
         },
-        0, column, std::tuple(), curve);
+        noFill, column, std::tuple(), curve);
 }
 
 void RegisterSignals() {
     const auto column = std::make_shared<std::vector<double>>(RandomColumn<double>(shortColumn));
     constexpr std::size_t length = 1000;
-    RegisterFamily<Floors::Average, double>(
-        "Average DD, window 1000", "Average",
-        [](auto& operation) { operation.Initialize(static_cast<std::uint32_t>(length), lowest, highest); }, length,
+    RegisterFamily<double>(
+        Floors::MakeAverage, "Average DD, window 1000", "Average",
+        [](Vel::OperationHandle& operation) {
+            operation.Initialize(static_cast<std::uint32_t>(length), lowest, highest);
+        },
+        length, column, std::tuple(), length);
+    RegisterFamily<double>(
+        Floors::MakeGetOldValueN, "GetOldValueN DD, depth 1000", "GetOldValueN",
+        [](Vel::OperationHandle& operation) { operation.Initialize(static_cast<std::uint32_t>(length), 0.0); }, length,
         column, std::tuple(), length);
-    RegisterFamily<Floors::GetOldValueN, double>(
-        "GetOldValueN DD, depth 1000", "GetOldValueN",
-        [](auto& operation) { operation.Initialize(static_cast<std::uint32_t>(length), 0.0); }, length, column,
-        std::tuple(), length);
 
     // Butterworth, order 4, corner at a tenth of the sample rate.
     const std::vector<double> b{0.00482434335771623, 0.0192973734308649, 0.0289460601462974, 0.0192973734308649,
                                 0.00482434335771623};
     const std::vector<double> a{1, -2.36951300718204, 2.31398841441588, -1.05466540587857, 0.187379492368185};
     const std::string lowPass = "FilterButterworthLowPass DD, order 4";
-    RegisterFamily<Floors::LowPass, double>(
-        lowPass, "FilterButterworthLowPass", [](auto& operation) { operation.Initialize(4u, 1000.0, 100.0); }, 0,
-        column, std::tuple(), b, a);
+    RegisterFamily<double>(
+        Floors::MakeLowPass, lowPass, "FilterButterworthLowPass",
+        [](Vel::OperationHandle& operation) { operation.Initialize(4u, 1000.0, 100.0); }, noFill, column, std::tuple(),
+        b, a);
     const auto liquid = [&](const char* subject, liquid_iirdes_format form) {
         RegisterAlternative(lowPass + "/plain/" + subject, 0, column,
                             std::make_shared<Alternatives::LiquidLowPass>(form, 0.1));
@@ -208,9 +208,11 @@ void RegisterExtremes() {
     const auto column = std::make_shared<std::vector<double>>(RandomColumn<double>(longColumn));
     for (const std::size_t length : {10u, 100u, 1000u, 10000u, 100000u, 1000000u}) {
         const std::string title = "Max DD, window " + std::to_string(length);
-        RegisterFamily<Floors::Max, double>(
-            title, "Max",
-            [&](auto& operation) { operation.Initialize(lowest, highest, static_cast<std::uint32_t>(length)); },
+        RegisterFamily<double>(
+            Floors::MakeMax, title, "Max",
+            [&](Vel::OperationHandle& operation) {
+                operation.Initialize(lowest, highest, static_cast<std::uint32_t>(length));
+            },
             length, column, std::tuple(), length);
         RegisterAlternative(title + "/plain/multiset", length, column,
                             std::make_shared<Alternatives::MultisetMax>(length));
@@ -220,11 +222,11 @@ void RegisterExtremes() {
 
 /// Many NoValue-aware sums with channels of their own, one after the other, round and round.
 void RegisterManyObjects() {
-    using Objects = Pair<Floors::Plus<true>, double, double, double>;
+    using Objects = Pair<double, double, double>;
     for (const std::size_t count : {10u, 1000u, 100000u}) {
         const auto pairs = std::make_shared<std::vector<std::unique_ptr<Objects>>>();
         for (std::size_t i = 0; i < count; ++i) {
-            auto& pair = *pairs->emplace_back(std::make_unique<Objects>(true, "Plus"));
+            auto& pair = *pairs->emplace_back(std::make_unique<Objects>(true, "Plus", Floors::MakePlus));
             std::get<0>(pair.operands) = 1;
             std::get<1>(pair.operands) = 3;
         }
@@ -246,18 +248,15 @@ void RegisterManyObjects() {
 }
 
 void RegisterCreation() {
-    using Objects = Pair<Floors::Plus<true>, double, double, double>;
-    const auto pair = std::make_shared<Objects>(true, "Plus");
+    using Objects = Pair<double, double, double>;
+    const auto pair = std::make_shared<Objects>(true, "Plus", Floors::MakePlus);
     double** const z = pair->result.Reference();
     double** const x = std::get<0>(pair->operands).Reference();
     double** const y = std::get<1>(pair->operands).Reference();
     RegisterSteps("Create and Dispose, Plus DDD/NoValue-aware/library",
                   [=, keep = pair](std::size_t) { Dispose(Create(true, "Plus", "DDD", z, x, y)); });
-    RegisterSteps("Create and Dispose, Plus DDD/NoValue-aware/hand-written", [=, keep = pair](std::size_t) {
-        Floors::Floor* floor = new Floors::Plus<true>(z, x, y);
-        benchmark::DoNotOptimize(floor);
-        delete floor;
-    });
+    RegisterSteps("Create and Dispose, Plus DDD/NoValue-aware/hand-written",
+                  [=, keep = pair](std::size_t) { Floors::MakePlus(true, z, x, y); });
 }
 
 // The worst single sample.
@@ -265,7 +264,7 @@ void RegisterCreation() {
 /// The processor's time stamp, once all before it has been done.
 std::uint64_t TimeStamp() {
     _mm_lfence();
-    const std::uint64_t stamp = __builtin_ia32_rdtsc();
+    const std::uint64_t stamp = __rdtsc();
     _mm_lfence();
     return stamp;
 }
@@ -281,7 +280,8 @@ double NanosecondsPerTick() {
 }
 
 /// Times every sample by itself, less what the clock takes. The same samples run several times from the same start, and
-/// the least time of each sample counts: what the operation does comes each time, what the machine does beside does not.
+/// the least time of each sample counts: what the operation does comes each time, what the machine does beside does
+/// not.
 template <class TStep, class TRestart>
 void TimeSingleSamples(benchmark::State& state, const std::vector<double>& column, std::size_t fill, TStep step,
                        TRestart restart) {
@@ -328,7 +328,8 @@ void RegisterSingleSamples() {
         Course{"descending", [](std::size_t i) { return -static_cast<double>(i); }},
         Course{"sawtooth", [](std::size_t i) { return -static_cast<double>(i % tooth); }},
         // Falls, and now and then comes back to somewhere above: deep cuts into a long wedge.
-        Course{"returns", [](std::size_t i) {
+        Course{"returns",
+               [](std::size_t i) {
                    return i % tooth == 0 ? -static_cast<double>(i) + randomColumn[i] * (window / 200.0)
                                          : -static_cast<double>(i);
                }},
@@ -342,7 +343,7 @@ void RegisterSingleSamples() {
             benchmark::RegisterBenchmark((title + what).c_str(), measure)->Iterations(1)->Repetitions(1);
         };
         subject("library", [column](benchmark::State& state) {
-            Pair<Floors::Max<false>, double, double> pair(false, "Max", window);
+            Pair<double, double> pair(false, "Max", Floors::MakeMax, window);
             pair.operation.Initialize(lowest, highest, static_cast<std::uint32_t>(window));
             auto& operand = std::get<0>(pair.operands);
             TimeSingleSamples(
