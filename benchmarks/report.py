@@ -65,11 +65,12 @@ def picture_data(costs):
     """Two blocks: library / hand-written for each operation, then the growth of the extremes with the window."""
     ratios = {}
     for (family, form), subjects in costs.items():
-        if "library" in subjects and "window 1" not in family.replace("window 1000", "", 1):
+        is_other_window = family.startswith("Max") and family != "Max DD, window 1000"
+        if "library" in subjects and not is_other_window:
             ratios.setdefault(family, {})[form] = subjects["library"] / subjects["hand-written"]
     for family, forms in ratios.items():
         if not re.search("in turn|Create", family):
-            yield f'"{family.split(",")[0]}" {forms.get("plain", "NaN")} {forms.get("NoValue-aware", "NaN")}'
+            yield f'"{family.split()[0]}" {forms.get("plain", "NaN")} {forms.get("NoValue-aware", "NaN")}'
     yield "\n"
     for (family, form), subjects in costs.items():
         window = re.fullmatch(r"Max DD, window (\d+)", family)
