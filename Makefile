@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count bits coverage abi deb clean
+.PHONY: all run test lint format-check format packages count count-check bench bits coverage abi deb clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -21,6 +21,14 @@ test: all
 # Instructions of one Execute, per operation.
 count: all
 	benchmarks/count-instructions $(BUILD)
+
+# The same against the recorded figures.
+count-check: all
+	benchmarks/count-instructions --check $(BUILD)
+
+# Times of one Execute beside hand-written code and other libraries.
+bench: all
+	benchmarks/run-benchmarks $(BUILD)
 
 # The hash of all results, by g++ and clang++ at -O0, -O2 and -O3.
 bits: packages
