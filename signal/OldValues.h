@@ -57,7 +57,7 @@ public:
     using CUnaryOperation<TResult, TOperand>::CUnaryOperation;
 
     bool Execute() override {
-        if (filled != depth || line.IsEmpty())
+        if (!isFull)
             return Fill();
         this->resultRef.Write(line.Oldest());
         line.Replace(this->operandRef.Read());
@@ -72,11 +72,13 @@ public:
             if (depth == 0)
                 depth = 1;
         }
+        isFull = filled == depth && filled != 0;
         return true;
     }
 
     void Reset() override {
         filled = 0;
+        isFull = false;
         line.Clear();
     }
 
@@ -85,18 +87,20 @@ private:
     /// the line holds, it goes on filling, and the stated value goes out, until Reset. Out of line, so that Execute
     /// needs no stack.
     [[gnu::noinline]] bool Fill() {
-        if (filled == depth) { // a delay of 0
+        if (depth == 0 && filled == 0) {
             this->resultRef.Write(this->operandRef.Read());
             return true;
         }
         line.Append(this->operandRef.Read());
         ++filled;
+        isFull = filled == depth;
         this->resultRef.Write(initialValue);
         return true;
     }
 
     UInt32 filled = 0;
     UInt32 depth = 1;
+    bool isFull = false; ///< holds exactly `depth` samples, and at least one
     TResult initialValue = 0;
     BlockRing<TResult> line;
 };
