@@ -18,6 +18,7 @@
 #include <limits>
 #include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -75,8 +76,23 @@ struct Pair {
     Floors::FloorPointer floor;
 };
 
+/// Passes samples through both, which must agree: the hand-written object is known to do the same work then.
+template <class TPair, Vel::Sample T>
+void PassBoth(const std::string& title, TPair& pair, std::vector<T>& column, std::size_t samples) {
+    constexpr double tolerance = 1e-9;
+    for (std::size_t i = 0; i < samples; ++i) {
+        std::get<0>(pair.operands).MoveTo(&column[i % column.size()]);
+        const bool isNew = pair.operation.Execute();
+        const auto value = static_cast<double>(pair.result.Get());
+        const bool isNewByHand = Floors::Execute(pair.floor.get());
+        if (isNew != isNewByHand ||
+            std::abs(static_cast<double>(pair.result.Get()) - value) > tolerance * std::abs(value))
+            throw std::logic_error(title + ": library and hand-written object differ");
+    }
+}
+
 /// Registers an operation and its floor. The inner pointer of the first operand moves over a column; the others keep
-/// their values. `fill` samples go through both before.
+/// their values. `fill` samples and some more go through both before.
 template <Vel::Sample TResult, class TMaker, Vel::Sample TFirst, Vel::Sample... TOthers, class... TParameters>
 void RegisterForm(bool noValueAware, TMaker makeFloor, const std::string& title, const char* name, const SetUp& setUp,
                   std::size_t fill, std::shared_ptr<std::vector<TFirst>> column, std::tuple<TOthers...> others,
@@ -88,6 +104,8 @@ void RegisterForm(bool noValueAware, TMaker makeFloor, const std::string& title,
     [&]<std::size_t... i>(std::index_sequence<i...>) { ((std::get<i + 1>(pair->operands) = std::get<i>(others)), ...); }
     (std::index_sequence_for<TOthers...>());
 
+    PassBoth(title, *pair, *column, fill + batch);
+
     const auto subject = [&](const char* what, SampleFunction function, void* handle) {
         SampleFunction volatile target = function; // keeps the call a call
         const auto step = [pair, column, samples = column->data(), mask = column->size() - 1, &first, handle,
@@ -95,8 +113,6 @@ void RegisterForm(bool noValueAware, TMaker makeFloor, const std::string& title,
             first.MoveTo(samples + (i & mask));
             called(handle);
         };
-        for (std::size_t i = 0; i < fill; ++i)
-            step(i);
         RegisterSteps(title + (noValueAware ? "/NoValue-aware/" : "/plain/") + what, step);
     };
     subject("library", ::Execute, pair->operation.Get());
