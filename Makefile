@@ -16,7 +16,7 @@ run: all
 	@echo "The result is in $(DRIVE)/result.csv, the picture in $(DRIVE)/drive.png."
 
 test: all
-	ctest --preset $(PRESET)
+	ctest --preset $(PRESET) --parallel 2
 
 # Instructions of one Execute, per operation.
 count: all
