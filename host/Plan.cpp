@@ -219,8 +219,11 @@ Plan ReadPlan(const std::string& file) {
         plan.constants.push_back(ReadConstant(file, *constant));
     for (const toml::table* const channel : section.Tables("channels"))
         plan.computations.push_back(ReadComputation(file, *channel));
-    if (const toml::node* const plot = section.Find("plot"); plot != nullptr && plot->is_table())
+    if (const toml::node* const plot = section.Find("plot")) {
+        if (!plot->is_table())
+            throw Failure(section.Place(*plot), "\"plot\" is not a table", "begin it with [plot]");
         plan.picture = ReadPicture(file, *plot->as_table());
+    }
     if (plan.inputs.empty())
         throw Failure(file, "the plan has no input channel", "add: [[inputs]] with name and type");
     return plan;

@@ -2,6 +2,7 @@
 
 #include "host/Channels.h"
 #include "host/Computation.h"
+#include "host/Failure.h"
 #include "host/Picture.h"
 #include "host/Plan.h"
 #include "host/Progress.h"
@@ -10,8 +11,11 @@
 #include <chrono>
 #include <cstdio>
 #include <deque>
+#include <filesystem>
 #include <future>
+#include <initializer_list>
 #include <optional>
+#include <system_error>
 
 namespace Velreplay {
 
@@ -55,6 +59,14 @@ struct Setup {
     }
 };
 
+/// A result must not take the place of what it is made from.
+void RefuseToReplace(std::initializer_list<std::string> sources, const std::string& result) {
+    std::error_code none; // of files that do not exist: they differ
+    for (const std::string& source : sources)
+        if (std::filesystem::equivalent(source, result, none))
+            throw Failure(result, "the result would replace what it is made from", "give it another name");
+}
+
 void Summarize(const Setup& setup, std::uint64_t rows, double seconds) {
     std::fprintf(stderr, "%llu rows, %zu input and %zu other channels, %.2f s, %.0f rows/s\n",
                  static_cast<unsigned long long>(rows), setup.inputs.size(),
@@ -81,6 +93,7 @@ bool Replay(const Options& options) {
     Recording recording(options.recording, options.format);
     recording.ReadHeader(setup.inputs);
 
+    RefuseToReplace({options.plan, options.recording}, options.result);
     Result result(options.result, options.format, chosen);
     if (options.withStatus)
         for (const Computation& computation : setup.computations)

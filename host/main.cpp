@@ -72,7 +72,11 @@ int main(int argc, char** argv) {
     auto* const operations =
         app.add_option("--operations", operation, "lists the operations, or tells all about one of them")
             ->expected(0, 1);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& answer) { // --help and --version answer so, too
+        return app.exit(answer) == 0 ? 0 : failed;
+    }
 
     try {
         if (*operations) {

@@ -103,6 +103,9 @@ TEST_F(HostTest, SaysWhereAndWhatAndLeavesTheOldResult) {
     refuse("a,b\n1,2\n3\"4,5\n", "rec.csv:3: no CSV");
     refuse("", "rec.csv: the recording is empty");
     Write("rec.csv", "a,b\n1,2\n");
+    EXPECT_EQ(Run("$V plan.toml rec.csv --outptu result.csv"), 1);
+    EXPECT_EQ(Run("$V plan.toml rec.csv -o ./rec.csv || $V plan.toml rec.csv -o plan.toml"), 1);
+    EXPECT_EQ(Read("rec.csv") + Read("plan.toml"), std::string("a,b\n1,2\n") + dividePlan);
     EXPECT_EQ(Run("$V plan.toml rec.csv -o /dev/full"), 1);
     EXPECT_NE(Read("err").find("make room on the disk"), std::string::npos);
 }
@@ -192,6 +195,15 @@ parameters = { tolerance = 0.1, table = [[2, 1], [1, -5]] }
     EXPECT_EQ(Replayed(plan, "x,w\n-2,256\n-5,4000\n"), "x,w,edge,field,phys,curve,low,high,mean,pulse,gear\n"
                                                         "-2,256,0,1,129,15.875,256,256,256,1,-5\n"
                                                         "-5,4000,1,15,2001,0,256,4000,2128,1,-5\n");
+}
+
+TEST_F(HostTest, ShowsProgressWhereATerminalWatches) {
+    Write("plan.toml", dividePlan);
+    Write("rec.csv", "a,b\n6,3\n");
+    EXPECT_EQ(Run("script -qec \"$V -q plan.toml rec.csv -o result.csv\" terminal"), 0);
+    EXPECT_NE(Read("terminal").find("] 100 %\r\x1b[K"), std::string::npos) << Read("terminal");
+    EXPECT_EQ(Run("$V -q plan.toml rec.csv -o result.csv"), 0);
+    EXPECT_EQ(Read("out") + Read("err"), "");
 }
 
 TEST_F(HostTest, LeavesWholeRowsWhenStopped) {
