@@ -26,9 +26,9 @@
 
 namespace {
 
-constexpr std::size_t batch = 4096;             ///< samples between two looks at the clock
-constexpr std::size_t shortColumn = 4096;       // a power of 2
-constexpr std::size_t longColumn = 1024 * 1024; // a power of 2
+constexpr std::size_t batch = 4096;                          ///< samples between two looks at the clock
+constexpr std::size_t shortColumn = 4096;                    // a power of 2
+constexpr std::size_t longColumn = std::size_t{1024} * 1024; // a power of 2
 constexpr std::size_t noFill = 0;
 constexpr double lowest = std::numeric_limits<double>::lowest();
 constexpr double highest = std::numeric_limits<double>::max();
@@ -128,7 +128,7 @@ void RegisterFamily(const TArguments&... arguments) {
 
 /// Registers an alternative: an object with a Step from sample to sample.
 template <class TAlternative>
-void RegisterAlternative(const std::string& name, std::size_t fill, std::shared_ptr<std::vector<double>> column,
+void RegisterAlternative(const std::string& name, std::size_t fill, const std::shared_ptr<std::vector<double>>& column,
                          std::shared_ptr<TAlternative> alternative) {
     const auto step = [=, samples = column->data(), mask = column->size() - 1](std::size_t i) {
         benchmark::DoNotOptimize(alternative->Step(samples[i & mask]));
@@ -138,8 +138,9 @@ void RegisterAlternative(const std::string& name, std::size_t fill, std::shared_
     RegisterSteps(name, step);
 }
 
-void RegisterFormula(const std::string& name, std::shared_ptr<std::vector<double>> column, const std::string& formula) {
-    RegisterAlternative(name, 0, std::move(column), std::make_shared<Alternatives::Formula>(formula));
+void RegisterFormula(const std::string& name, const std::shared_ptr<std::vector<double>>& column,
+                     const std::string& formula) {
+    RegisterAlternative(name, 0, column, std::make_shared<Alternatives::Formula>(formula));
 }
 
 void RegisterValues() {

@@ -128,7 +128,11 @@ void CountLogicOverTime() {
     CountUnary<double, double>("Linea DD, plain, 256 points", false, "Linea", [](auto& operation) {
         [&]<std::size_t... i>(std::index_sequence<i...>) {
             // Ascending from 0 to 100; x and y take turns.
-            operation.Initialize(static_cast<double>(i / 2) * (100.0 / 256) + static_cast<double>(i % 2)...);
+            const auto coordinate = [](std::size_t place) {
+                const std::size_t point = place / 2;
+                return static_cast<double>(point) * (100.0 / 256) + static_cast<double>(place % 2);
+            };
+            operation.Initialize(coordinate(i)...);
         }
         (std::make_index_sequence<512>());
     });

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <limits>
+#include <type_traits>
 #include <utility>
 
 namespace Floors {
@@ -23,7 +25,10 @@ public:
     T Read() const { return **location; }
     /// A NaN as marker stands for every NaN.
     bool IsNoValue(T sample) const {
-        return hasNoValue && (sample == noValue || (sample != sample && noValue != noValue));
+        if constexpr (std::is_floating_point_v<T>)
+            return hasNoValue && (sample == noValue || (std::isnan(sample) && std::isnan(noValue)));
+        else
+            return hasNoValue && sample == noValue;
     }
 
 private:
@@ -323,7 +328,7 @@ struct MaxStep {
             return Refuse(*this, z);
         if (begin != end && arrival - entries[begin & mask].arrival == window)
             ++begin;
-        if (sample == sample) {
+        if (!std::isnan(sample)) {
             while (begin != end && sample >= entries[(end - 1) & mask].sample)
                 --end;
             entries[end++ & mask] = {sample, arrival};

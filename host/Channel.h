@@ -3,11 +3,13 @@
 
 #include <VelOperation.hpp>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <variant>
 #include <vector>
 
@@ -22,7 +24,12 @@ struct Samples {
     std::vector<T> finished;
 
     /// As the library compares: a NaN as NoValue stands for every NaN.
-    bool IsNoValue(T value) const { return value == noValue || (value != value && noValue != noValue); }
+    bool IsNoValue(T value) const {
+        if constexpr (std::is_floating_point_v<T>)
+            if (std::isnan(noValue))
+                return std::isnan(value);
+        return value == noValue;
+    }
 };
 
 /// In the order of the type letters.

@@ -111,7 +111,7 @@ void Computation::AimOperands() {
 /// All results of an operation have the same type.
 template <class T>
 void Computation::RunTyped(std::size_t rows, const Samples<T>& first) {
-    const VelHandle handle = operation.Get();
+    VelHandle const handle = operation.Get();
     std::vector<T*> columns;
     for (Channel* const result : results)
         columns.push_back(std::get<Samples<T>>(result->samples).values.data());

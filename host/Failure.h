@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace Velreplay {
 
@@ -12,5 +13,8 @@ public:
     Failure(const std::string& place, const std::string& what, const std::string& remedy = {})
         : std::runtime_error(place + ": " + what + (remedy.empty() ? "" : "\n  " + remedy)) {}
 };
+
+/// What the system says of an error number.
+inline std::string SystemMessage(int error) { return std::generic_category().message(error); }
 
 } // namespace Velreplay

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -29,7 +28,7 @@ Recording::Recording(const std::string& itsName, CsvFormat itsFormat)
     : name(itsName == "-" ? "standard input" : itsName), format(itsFormat), bytes(blockBytes) {
     file = itsName == "-" ? dup(STDIN_FILENO) : open(itsName.c_str(), O_RDONLY | O_CLOEXEC);
     if (file == -1)
-        throw Failure(name, std::string("the recording cannot be opened: ") + std::strerror(errno),
+        throw Failure(name, "the recording cannot be opened: " + SystemMessage(errno),
                       "name a CSV file, or - for standard input");
     struct stat status {};
     if (itsName != "-" && fstat(file, &status) == 0 && S_ISREG(status.st_mode))
@@ -76,7 +75,7 @@ bool Recording::ReadBytes() {
         if (count == -1 && errno == EINTR && !isInterrupted)
             continue;
         if (count == -1 && errno != EINTR)
-            throw Failure(name, std::string("the recording cannot be read: ") + std::strerror(errno));
+            throw Failure(name, "the recording cannot be read: " + SystemMessage(errno));
         if (count <= 0)
             break;
         byteCount += static_cast<std::size_t>(count);

@@ -7,7 +7,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -48,7 +47,7 @@ Result::Result(const std::string& itsName, CsvFormat itsFormat, std::vector<cons
     const std::string& written = partName.empty() ? name : partName;
     file = open(written.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, newFileMode);
     if (file == -1)
-        throw Failure(written, std::string("the result cannot be written: ") + std::strerror(errno),
+        throw Failure(written, "the result cannot be written: " + SystemMessage(errno),
                       "name a file in a folder that exists and that you may write to");
 }
 
@@ -127,7 +126,7 @@ void Result::Flush() {
         else if (errno != EINTR) {
             const int error = errno;
             TakeBackPartialRow(left);
-            throw Failure(name, std::string("the result cannot be written: ") + std::strerror(error),
+            throw Failure(name, "the result cannot be written: " + SystemMessage(error),
                           error == ENOSPC ? "make room on the disk, or write to another one with -o" : "");
         }
     }
@@ -146,11 +145,11 @@ void Result::TakeBackPartialRow(std::string_view left) {
 void Result::Keep() {
     Flush();
     if (close(std::exchange(file, -1)) != 0)
-        throw Failure(name, std::string("the result cannot be written: ") + std::strerror(errno));
+        throw Failure(name, "the result cannot be written: " + SystemMessage(errno));
     if (partName.empty())
         return;
     if (std::rename(partName.c_str(), name.c_str()) != 0)
-        throw Failure(name, std::string("the result cannot be put in its place: ") + std::strerror(errno));
+        throw Failure(name, "the result cannot be put in its place: " + SystemMessage(errno));
     partName.clear();
 }
 

@@ -53,9 +53,7 @@ char Separator(const std::string& text, bool decimalComma) {
     return separator;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
     Velreplay::Options options;
     std::string separator;
     std::string operation;
@@ -78,16 +76,22 @@ int main(int argc, char** argv) {
         return app.exit(answer) == 0 ? 0 : failed;
     }
 
+    if (*operations) {
+        operation.empty() ? ListOperations() : DescribeOperation(operation);
+        return 0;
+    }
+    if (!*plan)
+        throw Velreplay::Failure("velreplay", "no plan is given", "velreplay --help tells the arguments");
+    options.format.separator = Separator(separator, options.format.decimalComma);
+    HandleSignals();
+    return Velreplay::Replay(options) ? 0 : interrupted;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
     try {
-        if (*operations) {
-            operation.empty() ? ListOperations() : DescribeOperation(operation);
-            return 0;
-        }
-        if (!*plan)
-            throw Velreplay::Failure("velreplay", "no plan is given", "velreplay --help tells the arguments");
-        options.format.separator = Separator(separator, options.format.decimalComma);
-        HandleSignals();
-        return Velreplay::Replay(options) ? 0 : interrupted;
+        return Run(argc, argv);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "%s\n", failure.what());
         return failed;
