@@ -1,5 +1,5 @@
 #include "Sequences.h"
-#include "checks/Samples.h"
+#include "checks/Subject.h"
 
 #include "core/Arithmetic.h"
 
@@ -105,8 +105,8 @@ TEST(Conversions, ScalingComputesInFloat64) {
         Both("PhysToFloat", "FD", With(1.0, 1e39), In({-1e39}, 0), In({1}, infinity)),
         Both("PhysToFloat", "DD", With(3.0, 1.0), Init(With(9.0), false), Init(With(9.0, 9.0, 9.0), false),
              Init(With(), false), In({2}, 7)),
+        Plain("PhysToFloat", "DQ", With(1.0, 0.0), In({none}, wide)),
     });
-    RunSequences({Plain("PhysToFloat", "DQ", With(1.0, 0.0), In({none}, wide))});
 }
 
 TEST(Conversions, FieldsOfEveryWidthAndPlaceInTheLow31Bits) {
@@ -139,7 +139,6 @@ TEST(Conversions, FieldsThatAreOddOnPurpose) {
         Plain("MaskAndShift", "BB", In({0xAB}, 0)), // no mask yet
         Plain("MaskAndShift", "BB", With(uint64_t{0xF0}), In({0xAB}, 0x0A), Init(With(uint64_t{0}), false),
               In({0xAB}, 0x0A)),
-        Plain("MaskAndShift", "bb", With(uint64_t{0xF0}), In({-85}, -6)),
         Plain("MaskAndShift", "lb", With(uint64_t{0xF0}), In({-85}, -6), Init(With(), false),
               Init(With(uint64_t{1}, uint64_t{1}), false)),
         Plain("MaskAndShift", "BL", With(uint64_t{0xFFF00}), In({0x12345}, 0x23)),
@@ -159,29 +158,22 @@ TEST(Conversions, FieldsThatAreOddOnPurpose) {
     });
 }
 
-template <std::size_t bits, class TOperand, std::size_t... indices>
-void CheckExtraction(const char* name, TOperand sample, std::index_sequence<indices...>) {
-    std::array<Vel::Channel<std::uint16_t>, bits> results{
-        Vel::Channel<std::uint16_t>(static_cast<std::uint16_t>(100 + indices))...};
-    Vel::Channel<TOperand> operand(sample);
-    for (const bool noValueAware : {false, true}) {
-        auto extraction = Vel::OperationHandle::Create(noValueAware, name, results[indices]..., operand);
-        ASSERT_TRUE(extraction);
-        EXPECT_TRUE(extraction.Initialize());
-        EXPECT_EQ(extraction.Execute(), !noValueAware); // the marker is a word like any other to the plain form
-        for (std::size_t bit = 0; bit < bits; ++bit)
-            EXPECT_EQ(results[bit].Get(), noValueAware ? 100 + bit : sample >> bit & 1u);
-        operand = static_cast<TOperand>(~sample);
-        EXPECT_TRUE(extraction.Execute());
-        for (std::size_t bit = 0; bit < bits; ++bit)
-            EXPECT_EQ(results[bit].Get(), 1u - (sample >> bit & 1u));
-        operand = sample;
-    }
-}
-
 TEST(Conversions, WordsSplitIntoTheirBits) {
-    CheckExtraction<8>("Extract8Bits", std::uint8_t{0xA5}, std::make_index_sequence<8>());
-    CheckExtraction<16>("Extract16Bits", std::uint16_t{0x8EA1}, std::make_index_sequence<16>());
+    for (const bool noValueAware : {false, true})
+        for (const char* name : {"Extract8Bits", "Extract16Bits"}) {
+            const Velreplay::Operation* const operation = Velreplay::FindOperations(name).front();
+            std::vector<SampleBits> markers;
+            for (std::size_t i = 0; i <= operation->results; ++i)
+                markers.push_back(100 + i);
+            Subject extraction({operation, SignaturesOf(*operation).front()}, noValueAware, markers);
+            for (const SampleBits word : {0xA5u, 0x8EA1u, static_cast<unsigned>(markers.back())}) {
+                extraction.Operands()[0] = word;
+                const bool isNoValue = noValueAware && word == markers.back();
+                EXPECT_EQ(extraction.Execute(), !isNoValue);
+                for (std::size_t bit = 0; bit < operation->results; ++bit)
+                    EXPECT_EQ(extraction.Results()[bit], isNoValue ? markers[bit] : word >> bit & 1);
+            }
+        }
 }
 
 } // namespace

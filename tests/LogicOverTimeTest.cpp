@@ -162,7 +162,7 @@ TEST(TimeMeasurement, FollowsItsConditions) {
         Both("TimeDiff", "DWWD", In({0, 0, 5}, trueMarker), In({1, 0, 10}, kept), In({0, 0, 11}, kept),
              In({1, 0, 12}, kept), In({0, 2, 13.5}, 3.5), In({1, 0, 20}, kept), In({0, 1, 18}, -2),
              In({2, 0, 40}, kept), In({3, 1, 40}, 0), restart, In({1, 0, 1}, trueMarker), In({1, 1, 2}, 1),
-             In({3, 0, 3}, kept), restart, In({0, 1, 4}, trueMarker)),
+             In({0, 0, 3}, kept), In({1, 0, 3}, kept), restart, In({0, 1, 4}, trueMarker)),
         Both("TimeDiff", "FWWF", In({1, 0, 16777216}, trueMarker), In({1, 1, 16777217}, 0)),
         // A stop without a start is an edge in the form with a time channel only.
         Both("TimeDiff", "DWW", With(1.0), In({0, 1}, trueMarker), In({1, 1}, kept), In({1, 2}, 1)),
