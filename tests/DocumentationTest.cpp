@@ -266,9 +266,12 @@ public:
     std::string Outcome(const std::vector<std::string>& operands) {
         const auto results = subject.Results();
         EXPECT_EQ(results.size() + operands.size(), signature.size());
-        for (std::size_t i = 0; i < signature.size(); ++i) {
-            const std::string& number = i < results.size() ? untouched : operands.at(i - results.size());
-            results.data()[i] = number == "NoValue" ? markers[i] : Sample(signature[i], number);
+        for (std::size_t i = 0; i < results.size(); ++i)
+            results[i] = Sample(signature[i], untouched);
+        for (std::size_t i = 0; i < operands.size(); ++i) {
+            const std::size_t channel = results.size() + i;
+            subject.Operands()[i] =
+                operands[i] == "NoValue" ? markers.at(channel) : Sample(signature.at(channel), operands[i]);
         }
         const bool hasRun = subject.Execute();
         std::string text;

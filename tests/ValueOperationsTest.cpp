@@ -17,7 +17,6 @@ using namespace VelChecks;
 namespace {
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-constexpr double infinity = std::numeric_limits<double>::infinity();
 
 TEST(UnaryMathematics, EachNameIsItsFunctionAtThePrecisionOfTheType) {
     struct Function {
