@@ -103,8 +103,10 @@ Step::Step(Parameters parameters) : Step(Init(std::move(parameters), true)) {}
 
 Step::Step(std::vector<Step> several)
     : act([several = std::move(several)](Rig& rig) {
-          for (const Step& step : several)
-              step.act(rig);
+          for (std::size_t i = 0; i < several.size(); ++i) {
+              SCOPED_TRACE("step " + std::to_string(i));
+              several[i].act(rig);
+          }
       }) {}
 
 Step At(std::uint32_t tickCount) {
@@ -125,10 +127,7 @@ void RunSequences(const std::vector<Sequence>& sequences) {
                          (noValueAware ? " aware" : " plain"));
             Rig rig(sequence, noValueAware);
             ASSERT_TRUE(rig.IsCreated());
-            for (std::size_t step = 0; step < sequence.steps.size(); ++step) {
-                SCOPED_TRACE("step " + std::to_string(step));
-                sequence.steps[step].act(rig);
-            }
+            Step(sequence.steps).act(rig);
         }
 }
 
