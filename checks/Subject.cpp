@@ -1,11 +1,7 @@
 #include "checks/Subject.h"
 
-#include "host/Channel.h"
-#include "tests/Samples.h"
-
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <stdexcept>
 
@@ -14,27 +10,6 @@ namespace VelChecks {
 namespace {
 
 constexpr std::uint64_t usualSamples = 8; ///< small whole numbers, so that ties and repetitions are frequent
-
-template <class T>
-SampleBits BitsOf(T value) {
-    SampleBits bits = 0;
-    std::memcpy(&bits, &value, sizeof value);
-    return bits;
-}
-
-template <class T>
-T FromBits(SampleBits bits) {
-    T value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
-}
-
-/// Calls a function with a value of the type that a letter stands for.
-template <class TFunction>
-auto WithType(char letter, TFunction function) {
-    return std::visit([&]<class T>(const Velreplay::Samples<T>&) { return function(T{}); },
-                      Velreplay::SamplesOfType(letter));
-}
 
 /// The samples of a type that are chosen from.
 struct Pool {

@@ -2,6 +2,7 @@
 /// rules and samples that gather around the edges. For checks that walk over all rows, and for the fuzz targets.
 #pragma once
 
+#include "checks/Samples.h"
 #include "host/Parameters.h"
 #include "host/Vocabulary.h"
 
@@ -40,9 +41,6 @@ struct Row {
 };
 
 std::vector<Row> AllRows();
-
-/// A sample of any type, in the low bytes; the others are 0.
-using SampleBits = std::uint64_t;
 
 std::size_t SizeOfSample(char letter);
 bool IsNaN(char letter, SampleBits sample);

@@ -1,8 +1,8 @@
 /// The bits of all results: runs every row, plain and NoValue-aware, over seeded samples, and prints a hash for each
 /// operation and one for all. Every compiler and every optimization must print the same. An asterisk marks operations
 /// whose results hang on the accuracy of the math library, and may differ where another one is installed.
+#include "checks/FakePlatform.h"
 #include "checks/Subject.h"
-#include "tests/FakePlatform.h"
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,5 @@
-#include "FakePlatform.h"
 #include "Sequences.h"
+#include "checks/FakePlatform.h"
 
 #include <gtest/gtest.h>
 
@@ -21,9 +21,6 @@ Step Clocks(const Velmarosk::Platform::SYSTEMTIME& systemTime, const Velmarosk::
     }};
 }
 
-// The tables are packed by hand.
-// clang-format off
-
 TEST(Clock, SourcesCountSecondsFrom2000OnTheirOwnClock) {
     const Step now = Clocks({2026, 11, 0, 22, 21, 34, 56, 789}, {2026, 11, 1, 23, 3, 19, 56, 789});
     std::tm fields{};
@@ -32,47 +29,43 @@ TEST(Clock, SourcesCountSecondsFrom2000OnTheirOwnClock) {
     const auto seconds = static_cast<double>(timegm(&fields) - unixTimeOf2000);
     const double ticks = seconds * 1e7 + 7890000;
     const double eastward = 20700; // the local clock is 5:45 ahead
-    RunInBothForms({
-        {"SystemTime", "D", plain, {now, In({}, Is(ticks / 1e7))}},
-        {"SystemTime", "F", plain, {now, In({}, Is(static_cast<float>(ticks / 1e7)))}},
-        {"SystemTime", "Q", plain, {now, In({}, Is(seconds)), Clocks({2000, 1, 6, 1, 0, 0, 12, 900}, {}),
-            In({}, Is(12))}},
-        {"LocalTime", "D", plain, {now, In({}, Is((ticks + eastward * 1e7) / 1e7))}},
-        {"LocalTime", "Q", plain, {now, In({}, Is(seconds + eastward))}},
+    RunSequences({
+        Both("SystemTime", "D", now, In({}, ticks / 1e7)),
+        Both("SystemTime", "F", now, In({}, static_cast<float>(ticks / 1e7))),
+        Both("SystemTime", "Q", now, In({}, seconds), Clocks({2000, 1, 6, 1, 0, 0, 12, 900}, {}), In({}, 12)),
+        Both("LocalTime", "D", now, In({}, (ticks + eastward * 1e7) / 1e7)),
+        Both("LocalTime", "Q", now, In({}, seconds + eastward)),
         // A clock before 2000 counts down from 2^64 units of 100 ns.
-        {"SystemTime", "Q", plain, {Clocks({1999, 12, 5, 31, 23, 59, 59, 0}, {}), In({}, Is(1844674407369.))}},
+        Both("SystemTime", "Q", Clocks({1999, 12, 5, 31, 23, 59, 59, 0}, {}), In({}, 1844674407369.)),
     });
 }
 
 TEST(Clock, ComponentsShowTheTimeOfTheValue) {
     const std::time_t time = unixTimeOf2000 + 846020097;
     const std::tm fields = *std::gmtime(&time);
-    RunInBothForms({
-        {"Hour", "QQ", plain, {In({0}, Is(0)), In({3661}, Is(1)), In({86399}, Is(23)),
-            In({846020097}, Is(fields.tm_hour))}},
-        {"Minute", "DD", plain, {In({3661}, Is(1)), In({86399.5}, Is(59)), In({846020097}, Is(fields.tm_min))}},
-        {"Second", "DD", plain, {In({0.999}, Is(0)), In({3661}, Is(1)), In({86399.5}, Is(59)), In({-1}, Is(59)),
-            In({846020097.9}, Is(fields.tm_sec))}},
+    RunSequences({
+        Both("Hour", "QQ", In({0}, 0), In({3661}, 1), In({86399}, 23), In({846020097}, fields.tm_hour)),
+        Both("Minute", "DD", In({3661}, 1), In({86399.5}, 59), In({846020097}, fields.tm_min)),
+        Both("Second", "DD", In({0.999}, 0), In({3661}, 1), In({86399.5}, 59), In({-1}, 59),
+             In({846020097.9}, fields.tm_sec)),
         // Multiplied in Float32: 3661 becomes 3660.9998848.
-        {"Hour", "FF", plain, {In({3661}, Is(1)), In({86399}, Is(23)), In({-1}, Is(23))}},
-        {"Second", "FF", plain, {In({3661}, Is(0)), In({61}, Is(1)), In({-1}, Is(59))}},
+        Both("Hour", "FF", In({3661}, 1), In({86399}, 23), In({-1}, 23)),
+        Both("Second", "FF", In({3661}, 0), In({61}, 1), In({-1}, 59)),
     });
 }
 
 TEST(Clock, ComponentsOfWhatIsNoTimeAreZero) {
     RunSequences({
-        {"Hour", "DD", plain, {In({-1.3e10}, Is(0)), In({1e13}, Is(0)), In({nan}, Is(0)), In({infinity}, Is(0)),
-            In({-infinity}, Is(0)), In({1e300}, Is(0)), In({-1}, Is(23))}},
-        {"Second", "FF", plain, {In({-2e10}, Is(0)), In({9.2e11}, Is(0)), In({nan}, Is(0)), In({3e38}, Is(0))}},
+        Plain("Hour", "DD", In({-1.3e10}, 0), In({1e13}, 0), In({nan}, 0), In({infinity}, 0), In({-infinity}, 0),
+              In({1e300}, 0), In({-1}, 23)),
+        Plain("Second", "FF", In({-2e10}, 0), In({9.2e11}, 0), In({nan}, 0), In({3e38}, 0)),
         // The ends of the range: 1601-01-01, and 30828-09-14 02:48:05.
-        {"Minute", "DD", plain, {In({-12591158340}, Is(1)), In({-12591158401}, Is(0)), In({909746045284}, Is(48)),
-            In({909746045288}, Is(0))}},
+        Plain("Minute", "DD", In({-12591158340}, 1), In({-12591158401}, 0), In({909746045284}, 48),
+              In({909746045288}, 0)),
         // The unsigned product of the second wraps to a valid time.
-        {"Second", "QQ", plain, {In({909746045286}, Is(0)), In({1832083249000}, Is(29))}},
-        {"Second", "QQ", aware, {In({none}, Is(59))}},
+        Plain("Second", "QQ", In({909746045286}, 0), In({1832083249000}, 29)),
+        Aware("Second", "QQ", In({none}, 59)),
     });
 }
-
-// clang-format on
 
 } // namespace

@@ -1,5 +1,5 @@
-#include "Samples.h"
 #include "Sequences.h"
+#include "checks/Subject.h"
 
 #include "core/Arithmetic.h"
 
@@ -11,6 +11,7 @@
 #include <limits>
 
 using namespace Sequences;
+using namespace VelChecks;
 
 namespace {
 
@@ -85,18 +86,6 @@ TEST(Conversions, TruncationsOfTheProcessorAndOfPlainCodeAgree) {
     });
 }
 
-TEST(Conversions, CastsOfNotedSamples) {
-    RunInBothForms({
-        {"Cast", "lD", plain, {In({-0.5}, Is(0)), In({2.9}, Is(2)), In({5e9}, Is(-2147483648.))}},
-        {"Cast", "WF", plain, {In({70000}, Is(4464))}},
-        {"Cast", "BD", plain, {In({-1}, Is(255))}},
-        {"Cast", "wD", plain, {In({5e9}, Is(0))}},
-        {"Cast", "QD", plain, {In({-1}, Is(18446744073709551615.)), In({1e20}, Is(9223372036854775808.))}},
-        {"Cast", "Qw", plain, {In({-1}, Is(18446744073709551615.))}},
-        {"Cast", "Lb", plain, {In({-1}, Is(4294967295.))}},
-    });
-}
-
 TEST(Conversions, AssignmentKeepsEveryBit) {
     for (const std::uint64_t bits : {0x7FF4000000000001u, 0xFFF8123456789ABCu, 0x8000000000000000u}) {
         Vel::Channel<double> result, operand;
@@ -109,18 +98,15 @@ TEST(Conversions, AssignmentKeepsEveryBit) {
 
 TEST(Conversions, ScalingComputesInFloat64) {
     const double wide = 18446744073709551615.0;
-    RunInBothForms({
-        {"PhysToFloat", "Fw", plain, {In({-3}, Is(-3))}}, // factor 1, offset 0
-        {"PhysToFloat", "DW", plain, With(0.5, -10.0), {In({7}, Is(-6.5)), restart, In({8}, Is(-6))}},
-        {"PhysToFloat", "FF", plain, With(0.1, 0.0), {In({3}, Is(static_cast<float>(3 * 0.1)))}},
-        {"PhysToFloat", "FD", plain, With(1.0, 1e39), {In({-1e39}, Is(0)), In({1}, Is(infinity))}},
-        {"PhysToFloat",
-         "DD",
-         plain,
-         With(3.0, 1.0),
-         {Init(With(9.0), false), Init(With(9.0, 9.0, 9.0), false), Init(With(), false), In({2}, Is(7))}},
+    RunSequences({
+        Both("PhysToFloat", "Fw", In({-3}, -3)), // factor 1, offset 0
+        Both("PhysToFloat", "DW", With(0.5, -10.0), In({7}, -6.5), restart, In({8}, -6)),
+        Both("PhysToFloat", "FF", With(0.1, 0.0), In({3}, static_cast<float>(3 * 0.1))),
+        Both("PhysToFloat", "FD", With(1.0, 1e39), In({-1e39}, 0), In({1}, infinity)),
+        Both("PhysToFloat", "DD", With(3.0, 1.0), Init(With(9.0), false), Init(With(9.0, 9.0, 9.0), false),
+             Init(With(), false), In({2}, 7)),
+        Plain("PhysToFloat", "DQ", With(1.0, 0.0), In({none}, wide)),
     });
-    RunSequences({{"PhysToFloat", "DQ", plain, With(1.0, 0.0), {In({none}, Is(wide))}}});
 }
 
 TEST(Conversions, FieldsOfEveryWidthAndPlaceInTheLow31Bits) {
@@ -150,57 +136,44 @@ TEST(Conversions, FieldsOfEveryWidthAndPlaceInTheLow31Bits) {
 TEST(Conversions, FieldsThatAreOddOnPurpose) {
     using std::uint64_t;
     RunSequences({
-        {"MaskAndShift", "BB", plain, {In({0xAB}, Is(0))}}, // no mask yet
-        {"MaskAndShift",
-         "BB",
-         plain,
-         With(uint64_t{0xF0}),
-         {In({0xAB}, Is(0x0A)), Init(With(uint64_t{0}), false), In({0xAB}, Is(0x0A))}},
-        {"MaskAndShift", "bb", plain, With(uint64_t{0xF0}), {In({-85}, Is(-6))}},
-        {"MaskAndShift",
-         "lb",
-         plain,
-         With(uint64_t{0xF0}),
-         {In({-85}, Is(-6)), Init(With(), false), Init(With(uint64_t{1}, uint64_t{1}), false)}},
-        {"MaskAndShift", "BL", plain, With(uint64_t{0xFFF00}), {In({0x12345}, Is(0x23))}},
+        Plain("MaskAndShift", "BB", In({0xAB}, 0)), // no mask yet
+        Plain("MaskAndShift", "BB", With(uint64_t{0xF0}), In({0xAB}, 0x0A), Init(With(uint64_t{0}), false),
+              In({0xAB}, 0x0A)),
+        Plain("MaskAndShift", "lb", With(uint64_t{0xF0}), In({-85}, -6), Init(With(), false),
+              Init(With(uint64_t{1}, uint64_t{1}), false)),
+        Plain("MaskAndShift", "BL", With(uint64_t{0xFFF00}), In({0x12345}, 0x23)),
         // A mask with a gap is refused and used all the same, unshifted.
-        {"MaskAndShift", "BB", plain, {Init(With(uint64_t{0x05}), false), In({0xFF}, Is(5))}},
-        {"MaskAndShift", "bb", plain, With(uint64_t{0x70}), {Init(With(uint64_t{0x0D}), false), In({0x0F}, Is(-3))}},
+        Plain("MaskAndShift", "BB", Init(With(uint64_t{0x05}), false), In({0xFF}, 5)),
+        Plain("MaskAndShift", "bb", With(uint64_t{0x70}), Init(With(uint64_t{0x0D}), false), In({0x0F}, -3)),
+        Plain("MaskAndShift", "bb", With(uint64_t{1}), With(uint64_t{0x7F}), In({0x40}, -64)), // the second counts
         // Masks above the operand meet nothing there; a field across its top counts its full width.
-        {"MaskAndShift", "BB", plain, With(uint64_t{0xF00}), {In({0xFF}, Is(0))}},
-        {"MaskAndShift", "ww", plain, With(uint64_t{0xFFFF0000}), {In({-1}, Is(0))}},
-        {"MaskAndShift", "bb", plain, With(uint64_t{0xFF0}), {In({-128}, Is(-8)), In({0x70}, Is(7))}},
+        Plain("MaskAndShift", "BB", With(uint64_t{0xF00}), In({0xFF}, 0)),
+        Plain("MaskAndShift", "ww", With(uint64_t{0xFFFF0000}), In({-1}, 0)),
+        Plain("MaskAndShift", "bb", With(uint64_t{0xFF0}), In({-128}, -8), In({0x70}, 7)),
         // Wide fields of SInt64: the sign bit is placed in 32 bits.
-        {"MaskAndShift", "qq", plain, With(uint64_t{0xFFFFFFFFFF}), {In({0x80}, Is(0xFFFFFF80)), In({0x7F}, Is(0x7F))}},
-        {"MaskAndShift", "qq", plain, With(uint64_t{0xFFFFFFFF}), {In({0x80000000}, Is(-2147483648.)), In({1}, Is(1))}},
-        {"MaskAndShift", "qq", plain, With(~uint64_t{0}), {In({-5}, Is(-5)), In({4294967296.}, Is(4294967296.))}},
-        {"MaskAndShift", "QQ", plain, With(uint64_t{0xFFFFFFFF00}), {In({0x123456789A}, Is(0x12345678))}},
+        Plain("MaskAndShift", "qq", With(uint64_t{0xFFFFFFFFFF}), In({0x80}, 0xFFFFFF80), In({0x7F}, 0x7F)),
+        Plain("MaskAndShift", "qq", With(uint64_t{0xFFFFFFFF}), In({0x80000000}, -2147483648.), In({1}, 1)),
+        Plain("MaskAndShift", "qq", With(~uint64_t{0}), In({-5}, -5), In({4294967296.}, 4294967296.)),
+        Plain("MaskAndShift", "QQ", With(uint64_t{0xFFFFFFFF00}), In({0x123456789A}, 0x12345678)),
     });
 }
 
-template <std::size_t bits, class TOperand, std::size_t... indices>
-void CheckExtraction(const char* name, TOperand sample, std::index_sequence<indices...>) {
-    std::array<Vel::Channel<std::uint16_t>, bits> results{
-        Vel::Channel<std::uint16_t>(static_cast<std::uint16_t>(100 + indices))...};
-    Vel::Channel<TOperand> operand(sample);
-    for (const bool noValueAware : {false, true}) {
-        auto extraction = Vel::OperationHandle::Create(noValueAware, name, results[indices]..., operand);
-        ASSERT_TRUE(extraction);
-        EXPECT_TRUE(extraction.Initialize());
-        EXPECT_EQ(extraction.Execute(), !noValueAware); // the marker is a word like any other to the plain form
-        for (std::size_t bit = 0; bit < bits; ++bit)
-            EXPECT_EQ(results[bit].Get(), noValueAware ? 100 + bit : sample >> bit & 1u);
-        operand = static_cast<TOperand>(~sample);
-        EXPECT_TRUE(extraction.Execute());
-        for (std::size_t bit = 0; bit < bits; ++bit)
-            EXPECT_EQ(results[bit].Get(), 1u - (sample >> bit & 1u));
-        operand = sample;
-    }
-}
-
 TEST(Conversions, WordsSplitIntoTheirBits) {
-    CheckExtraction<8>("Extract8Bits", std::uint8_t{0xA5}, std::make_index_sequence<8>());
-    CheckExtraction<16>("Extract16Bits", std::uint16_t{0x8EA1}, std::make_index_sequence<16>());
+    for (const bool noValueAware : {false, true})
+        for (const char* name : {"Extract8Bits", "Extract16Bits"}) {
+            const Velreplay::Operation* const operation = Velreplay::FindOperations(name).front();
+            std::vector<SampleBits> markers;
+            for (std::size_t i = 0; i <= operation->results; ++i)
+                markers.push_back(100 + i);
+            Subject extraction({operation, SignaturesOf(*operation).front()}, noValueAware, markers);
+            for (const SampleBits word : {0xA5u, 0x8EA1u, static_cast<unsigned>(markers.back())}) {
+                extraction.Operands()[0] = word;
+                const bool isNoValue = noValueAware && word == markers.back();
+                EXPECT_EQ(extraction.Execute(), !isNoValue);
+                for (std::size_t bit = 0; bit < operation->results; ++bit)
+                    EXPECT_EQ(extraction.Results()[bit], isNoValue ? markers[bit] : word >> bit & 1);
+            }
+        }
 }
 
 } // namespace

@@ -15,17 +15,14 @@ namespace {
 
 TEST(Curves, InterpolateBetweenPointsHoldTheEndsAndRefuseWithoutPoints) {
     const Parameters terminate = [](Vel::OperationHandle& operation) { return operation.Terminate(); };
-    RunInBothForms({
-        {"Linea",
-         "DD",
-         plain,
-         {In({1}, refused), Init(With(0., 0., 10., 100.), true), In({-1}, Is(0)), In({5}, Is(50)), In({10}, Is(100)),
-          Init(With(0., 6., 1.), false), In({1}, refused), Init(With(0., 7., 2., 9.), true), restart, In({1}, Is(8)),
-          Init(terminate, true), In({1}, refused), Init(With(0., 8.), true), In({1}, Is(8)), Init(With(), false),
-          In({1}, refused)}},
-        {"Linea", "FF", plain, With(0., 0., 5., 1., 5., 2., 10., 3.), {In({5}, Is(2)), In({7.5}, Is(2.5))}},
+    RunSequences({
+        Both("Linea", "DD", In({1}, refused), Init(With(0., 0., 10., 100.), true), In({-1}, 0), In({5}, 50),
+             In({10}, 100), Init(With(0., 6., 1.), false), In({1}, refused), Init(With(0., 7., 2., 9.), true), restart,
+             In({1}, 8), Init(terminate, true), In({1}, refused), Init(With(0., 8.), true), In({1}, 8),
+             Init(With(), false), In({1}, refused)),
+        Both("Linea", "FF", With(0., 0., 5., 1., 5., 2., 10., 3.), In({5}, 2), In({7.5}, 2.5)),
     });
-    RunSequences({{"Linea", "FF", aware, {In({none}, marker), In({1}, refused)}}});
+    RunSequences({Aware("Linea", "FF", In({none}, marker), In({1}, refused))});
 }
 
 /// The look-up as it is defined, with nothing prepared. Points are pairs of x and y.
@@ -82,8 +79,8 @@ TEST(Curves, EqualTheirDefinitionToTheBit) {
 }
 
 TEST(Curves, VLineaWritesAZeroOverTheNoValueOfItsOperand) {
-    RunSequences({{"VLinea", "DD", plain, With(0., 5.), {In({1}, refused), In({none}, refused)}},
-                  {"VLinea", "FF", aware, With(0., 0., 9., 9.), {In({none}, Is(9)), In({3}, Is(3))}}}); // a NaN stays
+    RunSequences({Plain("VLinea", "DD", With(0., 5.), In({1}, refused), In({none}, refused)),
+                  Aware("VLinea", "FF", With(0., 0., 9., 9.), In({none}, 9), In({3}, 3))}); // a NaN stays
     Vel::Channel<double> seldom, nanMarked;
     auto untouching = Vel::OperationHandle::Create(true, "VLinea", seldom, nanMarked);
     nanMarked = -0.0;

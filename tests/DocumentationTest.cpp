@@ -1,8 +1,7 @@
 // What the pages of the documentation show: links lead somewhere, code is that of the examples, and what velreplay is
 // said to do it does. The reference of the operations is held against velreplay's table of them, and its examples are
 // run.
-#include "host/Arguments.h"
-#include "host/Channel.h"
+#include "checks/Subject.h"
 #include "host/Numbers.h"
 #include "host/Parameters.h"
 #include "host/Vocabulary.h"
@@ -254,70 +253,64 @@ TEST(OperationReference, HasTheSignaturesAndParameters) {
     }
 }
 
-/// One operation on channels of one sample each.
+/// One operation on channels of one sample each, whose numbers are text.
 class Bench {
 public:
-    Bench(const Operation& operation, bool noValueAware, const std::string& signature, const std::string& noValue,
+    Bench(const VelChecks::Row& itsRow, bool noValueAware, const std::string& noValue,
           const Velreplay::ComputationPlan& plan)
-        : results(operation.results) {
-        Velreplay::ArgumentList references;
-        for (const char letter : signature)
-            channels.push_back(Velreplay::SamplesOfType(letter));
-        for (std::size_t i = 0; i < channels.size(); ++i)
-            std::visit([&](auto& samples) { Prepare(samples, noValue, pointers.at(i)); }, channels[i]);
-        for (std::size_t i = 0; i < channels.size(); ++i)
-            references.Add(signature[i], static_cast<const void*>(&pointers.at(i)));
-        handle = Vel::OperationHandle(Velreplay::CallCreate(noValueAware, std::string(operation.name), references));
-        const auto parameters = OrderParameters(operation, signature.back(), plan);
-        EXPECT_TRUE(Velreplay::CallInitialize(handle.Get(), parameters.list));
+        : signature(itsRow.signature), markers(Markers(signature, noValue)), subject(itsRow, noValueAware, markers) {
+        EXPECT_TRUE(subject.Initialize(OrderParameters(*itsRow.operation, signature.back(), plan)));
     }
 
     /// What the reference says of it: the results, or a word.
     std::string Outcome(const std::vector<std::string>& operands) {
-        EXPECT_EQ(results + operands.size(), channels.size());
-        for (std::size_t i = 0; i < channels.size(); ++i)
-            std::visit([&](auto& samples) { Set(samples, i < results ? untouched : operands.at(i - results)); },
-                       channels[i]);
-        const bool hasRun = handle.Execute();
+        const auto results = subject.Results();
+        EXPECT_EQ(results.size() + operands.size(), signature.size());
+        for (std::size_t i = 0; i < results.size(); ++i)
+            results[i] = Sample(signature[i], untouched);
+        for (std::size_t i = 0; i < operands.size(); ++i) {
+            const std::size_t channel = results.size() + i;
+            subject.Operands()[i] =
+                operands[i] == "NoValue" ? markers.at(channel) : Sample(signature.at(channel), operands[i]);
+        }
+        const bool hasRun = subject.Execute();
         std::string text;
-        for (std::size_t i = 0; i < results; ++i)
-            text += (i == 0 ? "" : ", ") + std::visit([](const auto& samples) { return Text(samples); }, channels[i]);
+        for (std::size_t i = 0; i < results.size(); ++i)
+            text += (i == 0 ? "" : ", ") + Text(signature[i], results[i], markers[i]);
         if (text == untouched)
             return hasRun ? "no write" : "refused";
-        if (results > 1)
+        if (results.size() > 1)
             text = "(" + text + ")";
         return hasRun || text == "NoValue" ? text : "false with " + text;
     }
 
 private:
-    static constexpr const char* untouched = "77"; // no example gives this
+    static inline const std::string untouched = "77"; // no example gives this
 
-    template <class T>
-    static void Set(Velreplay::Samples<T>& samples, const std::string& text) {
-        samples.values[0] = samples.noValue;
-        if (text != "NoValue") {
-            EXPECT_EQ(Velreplay::ReadNumber(text, samples.values[0]), std::errc()) << text;
-        }
+    static VelChecks::SampleBits Sample(char letter, const std::string& number) {
+        return VelChecks::WithType(letter, [&](auto sample) {
+            EXPECT_EQ(Velreplay::ReadNumber(number, sample), std::errc()) << number;
+            return VelChecks::BitsOf(sample);
+        });
     }
-    template <class T>
-    static void Prepare(Velreplay::Samples<T>& samples, const std::string& noValue, void*& pointer) {
-        samples.values.resize(1);
-        Set(samples, noValue.empty() ? "NoValue" : noValue);
-        samples.noValue = samples.values[0];
-        pointer = samples.values.data();
+    static std::vector<VelChecks::SampleBits> Markers(const std::string& signature, const std::string& noValue) {
+        std::vector<VelChecks::SampleBits> markers;
+        for (const char letter : signature)
+            markers.push_back(noValue.empty() ? VelChecks::UsualNoValue(letter) : Sample(letter, noValue));
+        return markers;
     }
-    template <class T>
-    static std::string Text(const Velreplay::Samples<T>& samples) {
-        std::array<char, Velreplay::longestNumber> text{};
-        if (samples.IsNoValue(samples.values[0]))
+    static std::string Text(char letter, VelChecks::SampleBits sample, VelChecks::SampleBits marker) {
+        if (sample == marker || (VelChecks::IsNaN(letter, sample) && VelChecks::IsNaN(letter, marker)))
             return "NoValue";
-        return {text.data(), Velreplay::WriteNumber(text.data(), samples.values[0])};
+        return VelChecks::WithType(letter, [=]<class T>(T) {
+            std::array<char, Velreplay::longestNumber> text{};
+            return std::string(text.data(), Velreplay::WriteNumber(text.data(), VelChecks::FromBits<T>(sample)));
+        });
     }
 
-    std::size_t results;
-    std::vector<Velreplay::AnySamples> channels;
-    std::array<void*, 20> pointers{};
-    Vel::OperationHandle handle;
+    std::string signature;
+    std::vector<VelChecks::SampleBits> markers;
+    VelChecks::Subject subject;
 };
 
 /// The parameters of an example as velreplay reads them from a plan.
@@ -337,7 +330,7 @@ TEST(OperationReference, HasExamplesThatRun) {
         for (const std::string& example : entry.examples) {
             std::smatch parts;
             ASSERT_TRUE(std::regex_match(example, parts, form)) << example;
-            Bench bench(*entry.operation, !parts[1].matched, parts[2], parts[4], ParametersOf(parts[3]));
+            Bench bench({entry.operation, parts[2]}, !parts[1].matched, parts[4], ParametersOf(parts[3]));
             std::string outcomes;
             for (const std::string& step : Split(parts[5], "; ")) {
                 const std::string operands = step.substr(0, step.find(" → "));

@@ -1,7 +1,7 @@
 /// Walks over every row of the vocabulary, plain and NoValue-aware, with an allocator that counts and fails: operations
 /// live their life, ask for no memory in steady state, and let every failure reach the host.
 
-#include "FakePlatform.h"
+#include "checks/FakePlatform.h"
 
 #include "checks/Subject.h"
 

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -49,18 +48,6 @@ TEST(Exports, InnerPointersAreFollowedAtEveryCall) {
     EXPECT_EQ(elsewhere, 5);
 }
 
-TEST(Exports, ResetKeepsTheMarkers) {
-    Vel::Channel<std::int16_t> result(-1), a(7), b(8);
-    auto operation = Vel::OperationHandle::Create(true, "Plus", result, a, b);
-    a = 1;
-    b = 2;
-    operation.Reset();
-    EXPECT_TRUE(operation.Execute());
-    b = 8;
-    EXPECT_FALSE(operation.Execute());
-    EXPECT_EQ(result.Get(), -1);
-}
-
 TEST(TypedHeader, ChannelsShowTheirNoValueAtCreationAndKeepTheirSamples) {
     Vel::Channel<std::int32_t> total(-7), step(-9);
     total = 3;
@@ -87,14 +74,6 @@ TEST(TypedHeader, HandlesMoveAndDispose) {
     y = 2;
     EXPECT_TRUE(third.Execute());
     EXPECT_EQ(z.Get(), 3);
-}
-
-TEST(TypedHeader, PackedFloat32LiesInTheLowFourBytes) {
-    const double packed = VelPackFloat32(0.1f);
-    float low = 0;
-    std::memcpy(&low, &packed, sizeof low);
-    EXPECT_EQ(low, 0.1f);
-    EXPECT_EQ(std::bit_cast<std::uint64_t>(packed) >> 32, 0u);
 }
 
 /// The markers' test is made for speed; this is the rule that it stands for.

@@ -37,43 +37,38 @@ Parameters WithTable(double tolerance, std::vector<std::string> pieces) {
 std::string Record(const std::string& text) { return text + '\0'; }
 const std::string second = Record("2 =2");
 
-Sequence Gear(Parameters parameters, std::vector<Step> steps, Form form = plain) {
-    return {"Gangermittlung", "bWWW", form, parameters, steps};
-}
-
 TEST(Gear, IsThatOfTheFirstEntryWithinTheTolerance) {
     const char* const noName = nullptr;
     const std::string allPlaces = "4 = " + std::string(75, '1');
-    RunInBothForms({
+    RunSequences({
         // Operands: gate, divisor, dividend. 1.5 lies in two bands.
-        Gear(WithTable(0.25, {second, Record("1.25 =-1"), Record("1.5 =3"), Record("no record")}),
-             {In({1, 2, 4}, Is(2)), In({1, 8, 11}, Is(-1)), In({1, 8, 12}, Is(3)), In({1, 8, 14}, refused),
-              In({1, 8, 15}, Is(2)), In({1, 8, 18}, refused), In({0, absent, absent}, refused),
-              In({1, 0, absent}, refused), restart, In({1, 2, 4}, Is(2))}),
+        Both("Gangermittlung", "bWWW",
+             WithTable(0.25, {second, Record("1.25 =-1"), Record("1.5 =3"), Record("no record")}), In({1, 2, 4}, 2),
+             In({1, 8, 11}, -1), In({1, 8, 12}, 3), In({1, 8, 14}, refused), In({1, 8, 15}, 2), In({1, 8, 18}, refused),
+             In({0, absent, absent}, refused), In({1, 0, absent}, refused), restart, In({1, 2, 4}, 2)),
         // A second table is added, and a second tolerance replaces the first, also where there is no file to read.
-        Gear(WithTable(0.1, {second}),
-             {Init(WithTable(0, {Record("2 =3"), Record("4 =4")}), true), In({1, 1, 4}, refused),
-              Init(With(9.0, ""), false), In({1, 1, 5}, Is(2)), Init(With(0.1, "/"), false), In({1, 1, 4}, Is(4)),
-              Init(With(9.0, "", 0), false), In({1, 1, 5}, refused), Init(With(9.0, noName), false),
-              In({1, 1, 5}, Is(2))}),
+        Both("Gangermittlung", "bWWW", WithTable(0.1, {second}),
+             Init(WithTable(0, {Record("2 =3"), Record("4 =4")}), true), In({1, 1, 4}, refused),
+             Init(With(9.0, ""), false), In({1, 1, 5}, 2), Init(With(0.1, "/"), false), In({1, 1, 4}, 4),
+             Init(With(9.0, "", 0), false), In({1, 1, 5}, refused), Init(With(9.0, noName), false), In({1, 1, 5}, 2)),
         // A long regular file is a complete piece at once.
-        Gear(With(9.0, "/proc/self/exe"), {In({1, 2, 4}, refused)}),
+        Both("Gangermittlung", "bWWW", With(9.0, "/proc/self/exe"), In({1, 2, 4}, refused)),
         // Without a NUL, a record runs on into the one before or to the end of the buffer.
-        Gear(WithTable(0.5, {"2 = 55", "1 =", Record("5 ="), allPlaces}),
-             {In({1, 1, 2}, Is(55)), In({1, 1, 1}, Is(55)), In({1, 1, 5}, Is(0)), In({1, 1, 4}, Is(-1))}),
+        Both("Gangermittlung", "bWWW", WithTable(0.5, {"2 = 55", "1 =", Record("5 ="), allPlaces}), In({1, 1, 2}, 55),
+             In({1, 1, 1}, 55), In({1, 1, 5}, 0), In({1, 1, 4}, -1)),
         // The gate is a UInt16 whatever its letter says, here the low half of a UInt32.
-        {"Gangermittlung", "bLWW", plain, WithTable(1, {second}), {In({65536, 1, 2}, refused), In({1, 1, 2}, Is(2))}},
+        Both("Gangermittlung", "bLWW", WithTable(1, {second}), In({65536, 1, 2}, refused), In({1, 1, 2}, 2)),
     });
 }
 
 TEST(Gear, TestsOnlyTheFirstOperandForNoValue) {
     const Parameters table = WithTable(0.5, {second});
     RunSequences({
-        Gear(table, {In({7, absent, absent}, marker), In({1, 3, 6}, Is(2))}, aware).Markers({7, 3, 6}),
-        Gear(table, {In({7, 3, 6}, Is(2))}).Markers({7, 3, 6}),
+        Aware("Gangermittlung", "bWWW", table, In({7, absent, absent}, marker), In({1, 3, 6}, 2)).Markers({7, 3, 6}),
+        Plain("Gangermittlung", "bWWW", table, In({7, 3, 6}, 2)).Markers({7, 3, 6}),
         // Without a marker of its own, but with one on another operand, it is tested against 0.
-        Gear(table, {In({0, 3, 6}, marker)}, aware).Markers({absent, absent, 6}),
-        Gear(table, {In({0, 3, 6}, refused)}, aware).Markers({absent, absent, absent}),
+        Aware("Gangermittlung", "bWWW", table, In({0, 3, 6}, marker)).Markers({absent, absent, 6}),
+        Aware("Gangermittlung", "bWWW", table, In({0, 3, 6}, refused)).Markers({absent, absent, absent}),
     });
 }
 

@@ -6,48 +6,38 @@ using namespace Sequences;
 
 namespace {
 
-Sequence Limit(const char* name, const char* signature, double hysteresis, std::vector<Step> steps, Form form = plain) {
-    const bool isNarrow = std::string(signature).back() == 'F';
-    return {name, signature, form, isNarrow ? With(static_cast<float>(hysteresis)) : With(hysteresis), steps};
-}
-
 TEST(Limits, RiseAtTheLimitAndFallBehindTheHysteresis) {
-    RunInBothForms({
-        Limit("UpperLimit", "WDD", 2,
-              {In({10, 10}, kept), In({11, 10}, Is(1)), In({9, 10}, kept), In({8, 10}, kept), In({7.9, 10}, Is(0)),
-               In({7.9, 5}, Is(1)), In({7.9, 9.9}, kept), In({7.9, 10}, Is(0))}),
-        Limit("LowerLimit", "WFF", 2,
-              {In({10, 10}, kept), In({9, 10}, Is(1)), In({11, 10}, kept), In({12, 10}, kept), In({12.1, 10}, Is(0))}),
+    RunSequences({
+        Both("UpperLimit", "WDD", With(2.), In({10, 10}, kept), In({11, 10}, 1), In({9, 10}, kept), In({8, 10}, kept),
+             In({7.9, 10}, 0), In({7.9, 5}, 1), In({7.9, 9.9}, kept), In({7.9, 10}, 0)),
+        Both("LowerLimit", "WFF", With(2.f), In({10, 10}, kept), In({9, 10}, 1), In({11, 10}, kept), In({12, 10}, kept),
+             In({12.1, 10}, 0)),
         // Float32 throughout: in Float64 this value would be below the return point.
-        Limit("UpperLimit", "WFF", 4e-8, {In({2, 1}, Is(1)), In({0.99999994, 1}, kept)}),
-        Limit("UpperLimit", "WDDD", 10,
-              {In({100, 100, 0}, kept), In({100.1, 100, 0}, Is(1)), In({90, 100, 0}, kept), In({89, 100, -20}, kept),
-               In({89.9, 100, 0}, Is(0))}),
-        Limit("LowerLimit", "WFFF", 10,
-              {In({0, 100, 0}, kept), In({-1, 100, 0}, Is(1)), In({10, 100, 0}, kept), In({10.5, 100, 0}, Is(0))}),
+        Both("UpperLimit", "WFF", With(4e-8f), In({2, 1}, 1), In({0.99999994, 1}, kept)),
+        Both("UpperLimit", "WDDD", With(10.), In({100, 100, 0}, kept), In({100.1, 100, 0}, 1), In({90, 100, 0}, kept),
+             In({89, 100, -20}, kept), In({89.9, 100, 0}, 0)),
+        Both("LowerLimit", "WFFF", With(10.f), In({0, 100, 0}, kept), In({-1, 100, 0}, 1), In({10, 100, 0}, kept),
+             In({10.5, 100, 0}, 0)),
         // Upside down, with a negative hysteresis.
-        Limit("LowerLimit", "WDDD", 10, {In({99, 0, 100}, Is(1)), In({90, 0, 100}, kept), In({91, 0, 100}, Is(0))}),
+        Both("LowerLimit", "WDDD", With(10.), In({99, 0, 100}, 1), In({90, 0, 100}, kept), In({91, 0, 100}, 0)),
         // The percentage is divided first: 100 * (7 / 100) is above 7.
-        Limit("LowerLimit", "WDDD", 7, {In({-1, 100, 0}, Is(1)), In({7.000000000000001, 100, 0}, kept)}),
+        Both("LowerLimit", "WDDD", With(7.), In({-1, 100, 0}, 1), In({7.000000000000001, 100, 0}, kept)),
         // A refused Initialize makes a percentage of the hysteresis in use, which is 10 % of 200.
-        Limit("UpperLimit", "WDDD", 10,
-              {In({201, 200, 0}, Is(1)), In({190, 200, 0}, kept), Init(With(1.0, 1.0), false), In({161, 200, 0}, kept),
-               In({159, 200, 0}, Is(0))}),
+        Both("UpperLimit", "WDDD", With(10.), In({201, 200, 0}, 1), In({190, 200, 0}, kept),
+             Init(With(1.0, 1.0), false), In({161, 200, 0}, kept), In({159, 200, 0}, 0)),
     });
 }
 
 TEST(Limits, NoValueAndResetForgetThatTheLimitWasExceeded) {
     for (const Step& noValue : {In({none, absent, 0}, marker), In({11, none, 0}, marker), In({11, 10, none}, marker)})
-        RunSequences({Limit("UpperLimit", "WDDD", 50,
-                            {In({11, 10, 0}, Is(1)), noValue, In({9, 10, 0}, kept), In({11, 10, 0}, Is(1)), restart,
-                             In({0, 10, 0}, kept), In({11, 10, 0}, Is(1))},
-                            aware)});
+        RunSequences({Aware("UpperLimit", "WDDD", With(50.), In({11, 10, 0}, 1), noValue, In({9, 10, 0}, kept),
+                            In({11, 10, 0}, 1), restart, In({0, 10, 0}, kept), In({11, 10, 0}, 1))});
     RunSequences({
-        Limit("LowerLimit", "WFF", 5, {In({9, 10}, Is(1)), In({9, none}, marker), In({9, 10}, Is(1))}, aware),
+        Aware("LowerLimit", "WFF", With(5.f), In({9, 10}, 1), In({9, none}, marker), In({9, 10}, 1)),
         // A plain operation takes a marker, here a NaN, for a number, and does not read the far side of a band in vain.
-        Limit("UpperLimit", "WDD", 2, {In({none, 10}, kept), In({11, 10}, Is(1)), In({none, 10}, kept)}),
-        Limit("UpperLimit", "WDDD", 2, {In({99, 100, absent}, kept), In({101, 100, absent}, Is(1))}),
-        Limit("LowerLimit", "WDDD", 2, {In({1, absent, 0}, kept), In({-1, absent, 0}, Is(1))}),
+        Plain("UpperLimit", "WDD", With(2.), In({none, 10}, kept), In({11, 10}, 1), In({none, 10}, kept)),
+        Plain("UpperLimit", "WDDD", With(2.), In({99, 100, absent}, kept), In({101, 100, absent}, 1)),
+        Plain("LowerLimit", "WDDD", With(2.), In({1, absent, 0}, kept), In({-1, absent, 0}, 1)),
     });
 }
 

@@ -12,28 +12,24 @@ using namespace Sequences;
 namespace {
 
 TEST(OldValues, DelayByOneSample) {
-    RunInBothForms({
-        Sequence("GetOldValue", "ll", plain, With(9),
-                 {In({1}, Is(9)), In({2}, Is(1)), In({3}, Is(2)), restart, In({4}, Is(9))}),
-        {"GetOldValue", "BB", plain, With(258), {In({1}, Is(2))}},
-        {"GetOldValue", "DD", plain, {In({1}, Is(0)), In({-0.0}, Is(1)), In({2}, Is(-0.0))}},
-        // The first output is what stands in the result, also when a value is given later.
-        Sequence("GetOldValue", "FF", plain, With(),
-                 {ResultHolds(5), In({1}, Is(5)), Init(With(8.), true), In({2}, Is(1)), restart, ResultHolds(6),
-                  In({3}, Is(6))}),
-        {"GetOldValueN", "QQ", plain, With(), {In({1}, Is(0)), In({2}, Is(1)), In({3}, Is(2))}},
-        Sequence(
-            "GetOldValueN", "DD", plain, With(3),
-            {In({1}, Is(0)), In({2}, Is(0)), In({3}, Is(0)), In({4}, Is(1)), In({5}, Is(2)), restart, In({6}, Is(0))}),
-        {"GetOldValueN", "ww", plain, With(0, -7), {In({1}, Is(-7)), In({2}, Is(1))}}, // 0 counts as 1 here
-        {"GetOldValueN", "FF", plain, With(2, 7., 9.), {In({1}, Is(7)), In({2}, Is(7)), In({3}, Is(1))}},
-        // A delay of no samples stays one, and leaves nothing behind.
-        {"GetOldValueN", "DD", plain, With(0), {In({1}, Is(1)), In({2}, Is(2)), Init(With(1), true), In({3}, Is(0))}},
-        {"GetOldValueN", "BB", plain, With(4294967295u), {In({1}, Is(0)), In({2}, Is(0))}},
-    });
     RunSequences({
-        {"GetOldValueN", "ll", aware, With(1), {In({1}, Is(0)), In({none}, marker), In({2}, Is(1)), In({3}, Is(2))}},
-        {"GetOldValue", "ll", aware, With(9), {In({none}, marker), In({2}, Is(9)), In({none}, marker), In({3}, Is(2))}},
+        Both("GetOldValue", "ll", With(9), In({1}, 9), In({2}, 1), In({3}, 2), restart, In({4}, 9)),
+        Both("GetOldValue", "BB", With(258), In({1}, 2)),
+        Both("GetOldValue", "DD", In({1}, 0), In({-0.0}, 1), In({2}, -0.0)),
+        // The first output is what stands in the result, also when a value is given later.
+        Both("GetOldValue", "FF", With(), ResultHolds(5), In({1}, 5), Init(With(8.), true), In({2}, 1), restart,
+             ResultHolds(6), In({3}, 6)),
+        Both("GetOldValueN", "QQ", With(), In({1}, 0), In({2}, 1), In({3}, 2)),
+        Both("GetOldValueN", "DD", With(3), In({1}, 0), In({2}, 0), In({3}, 0), In({4}, 1), In({5}, 2), restart,
+             In({6}, 0)),
+        Both("GetOldValueN", "ww", With(0, -7), In({1}, -7), In({2}, 1)), // 0 counts as 1 here
+        Both("GetOldValueN", "FF", With(2, 7., 9.), In({1}, 7), In({2}, 7), In({3}, 1)),
+        Both("GetOldValueN", "DD", With(3, 7.), In({1}, 7), With(3), In({2}, 0)),
+        // A delay of no samples stays one, and leaves nothing behind.
+        Both("GetOldValueN", "DD", With(0), In({1}, 1), In({2}, 2), Init(With(1), true), In({3}, 0)),
+        Both("GetOldValueN", "BB", With(4294967295u), In({1}, 0), In({2}, 0)),
+        Aware("GetOldValueN", "ll", With(1), In({1}, 0), In({none}, marker), In({2}, 1), In({3}, 2)),
+        Aware("GetOldValue", "ll", With(9), In({none}, marker), In({2}, 9), In({none}, marker), In({3}, 2)),
     });
 }
 

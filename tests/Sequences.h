@@ -2,8 +2,8 @@
 /// through the exports.
 ///
 ///     RunSequences({
-///         {"Divide", "DDD", plain, {In({6, 3}, Is(2)), In({6, 0}, refused)}},
-///         {"PosEdge", "WD", aware, With(5.0), {In({6}, Is(1)), In({none}, marker), restart, In({6}, Is(1))}},
+///         Plain("Divide", "DDD", In({6, 3}, 2), In({6, 0}, refused)),
+///         Both("PosEdge", "WD", With(5.0), In({6}, 1), In({7}, 0), restart, In({6}, 1)),
 ///     });
 #pragma once
 
@@ -31,13 +31,15 @@ inline const Cell absent{Cell::Kind::Absent};
 
 /// What an Execute must answer and do to the result.
 struct Expected {
-    bool returned;
-    enum class Result { Value, Marker, Untouched } result;
-    double value = 0;
+    enum class Result { Value, Marker, Untouched };
+    // Implicit, so that tables read as lists of numbers.
+    Expected(double number) : value(number) {}
+    Expected(bool itReturns, Result itsResult, double number = 0)
+        : returned(itReturns), result(itsResult), value(number) {}
+    bool returned = true;
+    Result result = Result::Value;
+    double value;
 };
-inline Expected Is(double value) { return {true, Expected::Result::Value, value}; }
-/// False, although a value is written.
-inline Expected FalseWith(double value) { return {false, Expected::Result::Value, value}; }
 inline const Expected kept{true, Expected::Result::Untouched};
 inline const Expected refused{false, Expected::Result::Untouched};
 inline const Expected marker{false, Expected::Result::Marker};
@@ -50,9 +52,12 @@ Parameters With(TParameters... parameters) {
     return [=](Vel::OperationHandle& operation) { return operation.Initialize(parameters...); };
 }
 
-/// One action of a sequence.
+/// One action of a sequence, or several. Parameters alone are an Initialize that must be accepted.
 struct Step {
-    std::function<void(class Rig&)> act;
+    Step(std::function<void(class Rig&)> itsAct) : act(std::move(itsAct)) {}
+    Step(std::vector<Step> several);
+    Step(Parameters parameters);
+    std::function<void(Rig&)> act;
 };
 Step In(std::initializer_list<Cell> operands, Expected expected);
 /// The same samples a number of times.
@@ -65,28 +70,36 @@ Step At(std::uint32_t tickCount);
 Step ResultHolds(double value);
 extern const Step restart; ///< Reset
 
-enum Form : bool { plain = false, aware = true };
-
+/// An operation by name and type signature, and its steps.
 struct Sequence {
-    Sequence(const char* operationName, const char* typeSignature, Form itsForm, Parameters parameters,
-             std::vector<Step> itsSteps);
-    Sequence(const char* operationName, const char* typeSignature, Form itsForm, std::vector<Step> itsSteps)
-        : Sequence(operationName, typeSignature, itsForm, Parameters(), std::move(itsSteps)) {}
-
     /// The operand channels hold these cells when the operation is created, and not the NoValue of their type: the
     /// lowest signed, the highest unsigned value, or a NaN.
-    Sequence& Markers(std::initializer_list<Cell> operands);
+    Sequence& Markers(std::initializer_list<Cell> operands) {
+        markers = operands;
+        return *this;
+    }
 
+    std::vector<bool> forms; ///< NoValue-aware or not
     std::string name;
     std::string signature;
-    Form form;
     std::vector<Step> steps;
-    std::vector<Cell> markers;
+    std::vector<Cell> markers = {};
 };
+template <class... TSteps>
+Sequence Plain(const char* name, const char* signature, TSteps... steps) {
+    return {{false}, name, signature, {steps...}};
+}
+template <class... TSteps>
+Sequence Aware(const char* name, const char* signature, TSteps... steps) {
+    return {{true}, name, signature, {steps...}};
+}
+/// For families whose forms differ in nothing that the steps show.
+template <class... TSteps>
+Sequence Both(const char* name, const char* signature, TSteps... steps) {
+    return {{false, true}, name, signature, {steps...}};
+}
 
-/// Runs each sequence on an operation of its own. The result's marker is 77 for every type.
+/// Runs each sequence on operations of its own. The result's marker is 77 for every type.
 void RunSequences(const std::vector<Sequence>& sequences);
-/// Runs each sequence in both forms, for families whose forms differ in nothing that the sequences show.
-void RunInBothForms(std::vector<Sequence> sequences);
 
 } // namespace Sequences

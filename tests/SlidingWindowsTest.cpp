@@ -19,69 +19,71 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double highest = std::numeric_limits<double>::max();
 
 TEST(SlidingWindows, ExtremesFollowTheLastSamples) {
-    RunInBothForms({
-        Sequence("Min", "DD", plain, With(-9., 9., 3),
-                 {In({5}, Is(5)), In({1}, Is(1)), In({7}, Is(1)), In({8}, Is(1)), In({9}, Is(7)), In({9.5}, kept),
-                  In({-10}, kept), restart, In({10}, refused), In({6}, Is(6))}),
-        {"Max", "bb", plain, With(-9, 9, 2), {In({3}, Is(3)), In({3}, Is(3)), In({1}, Is(3)), In({1}, Is(1))}},
-        {"Max", "BB", plain, {In({0}, Is(0)), In({200}, Is(200)), In({100}, Is(200)), restart, In({7}, Is(7))}},
-        Sequence("Min", "QQ", plain, With(std::uint64_t{5}, std::uint64_t{250}),
-                 {In({4}, refused), In({9}, Is(9)), In({5}, Is(5)), In({251}, kept)}),
+    RunSequences({
+        Both("Min", "DD", With(-9., 9., 3), In({5}, 5), In({1}, 1), In({7}, 1), In({8}, 1), In({9}, 7), In({9.5}, kept),
+             In({-10}, kept), restart, In({10}, refused), In({6}, 6)),
+        Both("Max", "bb", With(-9, 9, 2), In({3}, 3), In({3}, 3), In({1}, 3), In({1}, 1)),
+        Both("Max", "BB", In({0}, 0), In({200}, 200), In({100}, 200), restart, In({7}, 7)),
+        Both("Min", "QQ", With(std::uint64_t{5}, std::uint64_t{250}), In({4}, refused), In({9}, 9), In({5}, 5),
+             In({251}, kept)),
         // Without a window the newest of equals shows; in one the oldest smallest and the newest largest.
-        {"Min", "DD", plain, {In({0.0}, Is(0.0)), In({-0.0}, Is(-0.0)), In({0.0}, Is(0.0))}},
-        Sequence("Min", "DD", plain, With(-9., 9., 2),
-                 {In({0.0}, Is(0.0)), In({-0.0}, Is(0.0)), In({0.0}, Is(-0.0)), In({1}, Is(0.0))}),
-        {"Max", "FF", plain, With(-9., 9., 3), {In({0.0}, Is(0.0)), In({-0.0}, Is(-0.0)), In({-1}, Is(-0.0))}},
-        {"Max", "DD", plain, {In({infinity}, refused), In({-highest}, Is(-highest))}},
-        {"Min", "DD", plain, {Init(With(1.), false), In({-5}, Is(-5))}},
+        Both("Min", "DD", In({0.0}, 0.0), In({-0.0}, -0.0), In({0.0}, 0.0)),
+        Both("Min", "DD", With(-9., 9., 2), In({0.0}, 0.0), In({-0.0}, 0.0), In({0.0}, -0.0), In({1}, 0.0)),
+        Both("Max", "FF", With(-9., 9., 3), In({0.0}, 0.0), In({-0.0}, -0.0), In({-1}, -0.0)),
+        Both("Max", "DD", In({infinity}, refused), In({-highest}, -highest)),
+        Both("Min", "DD", Init(With(1.), false), In({-5}, -5)),
+        Both("Min", "DD", With(-9., 9., 2, 0), In({5}, 5), In({6}, 5), In({7}, 6)), // the fourth is not read
     });
+}
+
+TEST(SlidingWindows, SamplesLeaveAtTheEndOfABlockToo) {
+    std::vector<Step> steps;
+    for (double rising = 0; rising < 128; ++rising) // two blocks of 64 that cannot be left out
+        steps.push_back(In({rising}, 0));
+    steps.push_back(In({-5}, -5));
+    for (double rising = 1000; rising < 1062; ++rising) // to the end of the first block, in front of what was the 64
+        steps.push_back(In({rising}, -5));
+    steps.push_back(In({500}, -5));
+    RunSequences({Plain("Min", "DD", With(-9e9, 9e9, 128), steps, Times(64, {2000}, -5), In({2000}, 500))});
 }
 
 TEST(SlidingWindows, NaNsPassTheBoundsAndHideNothing) {
     RunSequences({
-        Sequence("Min", "DD", plain, With(-9., 9., 2),
-                 {In({nan}, Is(nan)), In({nan}, Is(nan)), In({nan}, Is(nan)), In({5}, Is(5)), In({nan}, Is(5)),
-                  In({nan}, Is(nan)), In({3}, Is(3)), In({4}, Is(3)), In({5}, Is(4))}),
-        {"Max", "DD", plain, With(-9., 9.), {In({nan}, refused), In({3}, Is(3)), In({nan}, Is(3))}},
-        {"Max", "DD", plain, With(nan, nan), {In({100}, Is(100))}},
-        {"Average", "DD", plain, With(1, -9., 9.), {In({nan}, Is(nan)), In({1}, Is(nan)), restart, In({1}, Is(1))}},
+        Plain("Min", "DD", With(-9., 9., 2), In({nan}, nan), In({nan}, nan), In({nan}, nan), In({5}, 5), In({nan}, 5),
+              In({nan}, nan), In({3}, 3), In({4}, 3), In({5}, 4)),
+        Plain("Max", "DD", With(-9., 9.), In({nan}, refused), In({3}, 3), In({nan}, 3)),
+        Plain("Max", "DD", With(nan, nan), In({100}, 100)),
+        Plain("Average", "DD", With(1, -9., 9.), In({nan}, nan), In({1}, nan), restart, In({1}, 1)),
     });
 }
 
 TEST(SlidingWindows, TwinsOfExtremesShowWhatIsKnownWithoutAWindow) {
     RunSequences({
-        {"Min", "ll", aware, {In({none}, refused), In({5}, Is(5)), In({none}, Is(5)), In({6}, Is(5))}},
-        Sequence("Min", "ll", aware, With(0, 9, 2),
-                 {In({none}, refused), In({5}, Is(5)), In({none}, Is(2147483647)), In({6}, Is(5))}),
-        Sequence("Max", "DD", aware, With(0., 9., 2),
-                 {In({5}, Is(5)), In({none}, Is(-highest)), In({4}, Is(5)), In({3}, Is(4))}),
-        {"Max", "DD", aware, {In({5}, Is(5)), Init(With(0., 9., 2), true), In({3}, Is(3)), In({none}, Is(5))}},
+        Aware("Min", "ll", In({none}, refused), In({5}, 5), In({none}, 5), In({6}, 5)),
+        Aware("Min", "ll", With(0, 9, 2), In({none}, refused), In({5}, 5), In({none}, 2147483647), In({6}, 5)),
+        Aware("Max", "DD", With(0., 9., 2), In({5}, 5), In({none}, -highest), In({4}, 5), In({3}, 4)),
+        Aware("Max", "DD", In({5}, 5), Init(With(0., 9., 2), true), In({3}, 3), In({none}, 5)),
     });
 }
 
 TEST(SlidingWindows, AveragesSlideAndRideOutSamplesWithoutValue) {
-    RunInBothForms({
-        {"Average", "DD", plain, With(2, 0., 9.), {In({2}, Is(2)), In({4}, Is(3)), In({6}, Is(5)), In({10}, Is(5))}},
-        Sequence("Average", "ll", plain, With(0, -99, 99),
-                 {In({100}, refused), In({2}, Is(2)), In({3}, Is(2)), In({-20}, Is(-5))}),
-        {"Average", "bb", plain, {In({-1}, Is(-1)), In({-2}, Is(-1)), restart, In({5}, Is(5))}},
-        {"Average", "QQ", plain, {In({18446744073709549568.}, Is(18446744073709549568.))}},
-        {"Average", "FF", plain, {In({16777216}, Is(16777216)), In({1}, Is(8388608)), Init(With(1, 2.), false)}},
-        // What has left stays in the sum as rounding residue.
-        {"Average", "DD", plain, With(2, -1e20, 1e20), {In({1e17}, Is(1e17)), In({1}, Is(5e16)), In({1}, Is(0.5))}},
+    RunSequences({
+        Both("Average", "ll", With(0, -99, 99), In({100}, refused), In({2}, 2), In({3}, 2), In({-20}, -5)),
+        Both("Average", "bb", In({-1}, -1), In({-2}, -1), restart, In({5}, 5)),
+        Both("Average", "QQ", In({18446744073709549568.}, 18446744073709549568.)),
+        Both("Average", "FF", In({16777216}, 16777216), In({1}, 8388608), Init(With(1, 2.), false)),
+        // What came while there was no window does not leave, and is counted as far as the window goes.
+        Both("Average", "DD", With(0, 0., 9.), In({2}, 2), In({4}, 3), With(2, 0., 9.), In({6}, 6), In({8}, 7)),
     });
     const auto limit3 = With(0u, -9., 9., 3u);
     RunSequences({
-        Sequence("Average", "DD", plain, limit3,
-                 {In({none}, marker), In({2}, Is(2)), In({none}, Is(2)), In({none}, Is(2)), In({none}, marker),
-                  In({none}, marker), In({4}, Is(3)), In({none}, Is(3)), In({10}, Is(3)), In({none}, Is(3)),
-                  In({none}, Is(3)), In({none}, marker), restart, In({none}, marker)}),
+        Plain("Average", "DD", limit3, In({none}, marker), In({2}, 2), In({none}, 2), In({none}, 2), In({none}, marker),
+              In({none}, marker), In({4}, 3), In({none}, 3), In({10}, 3), In({none}, 3), In({none}, 3),
+              In({none}, marker), restart, In({none}, marker)),
         // A limit of 0 is set, and answered with false; without the fourth value the limit stays.
-        Sequence("Average", "DD", plain, limit3,
-                 {In({2}, Is(2)), Init(With(0u, -9., 9.), true), In({none}, Is(2)), Init(With(0u, -9., 9., 0u), false),
-                  In({none}, Is(nan))}),
-        Sequence("Average", "DD", aware, limit3,
-                 {In({none}, refused), In({2}, Is(2)), Times(9, {none}, Is(2)), In({4}, Is(3))}),
+        Plain("Average", "DD", limit3, In({2}, 2), Init(With(0u, -9., 9.), true), In({none}, 2),
+              Init(With(0u, -9., 9., 0u), false), In({none}, nan)),
+        Aware("Average", "DD", limit3, In({none}, refused), In({2}, 2), Times(9, {none}, 2), In({4}, 3)),
     });
 }
 

@@ -55,6 +55,8 @@ TEST(Statistics, OddSamples) {
     poisoned.Feed(2, true, 2, 2, nan);
     poisoned.operation.Reset();
     poisoned.Feed(2, true, 2, 2, 2);
+    poisoned.operation.Reset();
+    poisoned.Feed(nan, false, 99, 99, nan);
 
     Watch<std::uint64_t> wide(false);
     constexpr std::uint64_t large = 0xC000000000000000u;
@@ -70,6 +72,8 @@ TEST(Statistics, TwinWritesAllAgainWithoutAValue) {
     watch.Feed(-2, true, -2, -1, -1); // -1.5
     watch.Feed(4, true, -2, -1, -1);
     watch.Feed(8, true, -2, 8, 1);
+    watch.operation.Reset();
+    watch.Feed(127, true, 127, 127, 127);
 }
 
 } // namespace

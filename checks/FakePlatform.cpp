@@ -1,4 +1,4 @@
-#include "FakePlatform.h"
+#include "checks/FakePlatform.h"
 
 #include "platform/SystemClock.h"
 #include "platform/TickCount.h"

@@ -1,12 +1,43 @@
-/// Sample values at the edges of each type, and loops over types, for tests that compare with a reference.
+/// Samples of each type: as bits, for what is told their type by a letter, and at the edges of the type, for tests that
+/// compare with a reference.
 #pragma once
+
+#include "host/Channel.h"
 
 #include <algorithm>
 #include <cmath>
 #include <concepts>
 #include <cstdint>
+#include <cstring>
 #include <limits>
+#include <variant>
 #include <vector>
+
+namespace VelChecks {
+
+/// A sample of any type, in the low bytes; the others are 0.
+using SampleBits = std::uint64_t;
+
+template <Vel::Sample T>
+SampleBits BitsOf(T value) {
+    SampleBits bits = 0;
+    std::memcpy(&bits, &value, sizeof value);
+    return bits;
+}
+
+template <Vel::Sample T>
+T FromBits(SampleBits bits) {
+    T value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+/// Calls a function with a value of the type that a letter stands for.
+template <class TFunction>
+auto WithType(char letter, TFunction function) {
+    return std::visit([&]<class T>(const Velreplay::Samples<T>&) { return function(T{}); },
+                      Velreplay::SamplesOfType(letter));
+}
 
 template <class... Ts>
 struct Types {};
@@ -55,3 +86,5 @@ std::vector<T> EdgeSamples() {
     }
     return samples;
 }
+
+} // namespace VelChecks
