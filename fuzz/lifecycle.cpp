@@ -1,0 +1,345 @@
+/// Any operations of the vocabulary through any lives: parameters by the rules and against them, samples, resets and
+/// clock jumps in any order, with an allocation that fails now and then. The plain form and the NoValue-aware one live
+/// side by side, and the second is held to what the first computes.
+
+#include "fuzz/Allocations.h"
+#include "fuzz/Finding.h"
+#include "fuzz/Memory.h"
+#include "tests/FakePlatform.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+using namespace VelChecks;
+using namespace VelFuzz;
+
+namespace {
+
+/// What the NoValue-aware form makes of a NoValue.
+enum class Twin {
+    Refuses,  ///< the results get their markers, the state stays: what the reference calls standard
+    Restarts, ///< the same, and the state is reset
+    Ignores,  ///< nothing: both forms are the same
+    Decides,  ///< without memory, it refuses, or computes where the NoValue does not matter
+    TakesForZero,
+    Repeats, ///< shows what the plain form showed last, or markers
+    /// Shows an extreme that is no result of the plain form: while there is a window, that from before the window.
+    ShowsAnother,
+    /// Nothing to compare: only one of the forms computes at all.
+    LivesAlone,
+};
+
+Twin TwinOf(const Row& row) {
+    const auto isOneOf = [&row](std::initializer_list<std::string_view> names) {
+        return std::ranges::find(names, row.operation->name) != names.end();
+    };
+    const std::size_t operands = row.operation->operands;
+    if (isOneOf({"Integral", "IntegralAdd", "Differential", "UpperLimit", "LowerLimit"}))
+        return Twin::Restarts;
+    if (isOneOf({"SystemTime", "LocalTime", "Hour", "Minute", "Second"}) ||
+        (isOneOf({"IsNoValue"}) && operands == 1) || (isOneOf({"Timeout"}) && row.signature == "Www"))
+        return Twin::Ignores;
+    if (isOneOf({"LogicalAnd", "LogicalOr", "If"}))
+        return Twin::Decides;
+    if (isOneOf({"StopOnlyTrigger"}))
+        return Twin::TakesForZero;
+    if (isOneOf({"StartOnlyTrigger", "Average", "Statistics"}))
+        return Twin::Repeats;
+    if (isOneOf({"Min", "Max"}) && operands == 1)
+        return Twin::ShowsAnother;
+    if (isOneOf({"Valid", "IsNoValue", "NoValueAlarm", "VLinea"}))
+        return Twin::LivesAlone;
+    return Twin::Refuses;
+}
+
+/// All rows but those of "Gangermittlung", whose table has a target of its own.
+const std::vector<Row>& Rows() {
+    static const std::vector<Row> rows = [] {
+        std::vector<Row> all = AllRows();
+        std::erase_if(all, [](const Row& row) { return row.operation->name == "Gangermittlung"; });
+        return all;
+    }();
+    return rows;
+}
+
+class Lifecycle {
+public:
+    /// Takes from `itsSamples`, the number of samples that may yet be executed.
+    Lifecycle(FuzzedDataProvider& itsBytes, std::uint64_t& itsSamples)
+        : bytes(itsBytes),
+          samplesLeft(itsSamples),
+          choose(ChoicesFrom(itsBytes)),
+          row(Rows()[choose(Rows().size())]),
+          twin(TwinOf(row)),
+          markers(ChooseMarkers()),
+          plain(row, false, markers),
+          aware(row, true, markers),
+          memory(row) {}
+
+    void Run() {
+        while (bytes.remaining_bytes() > 0) {
+            const std::uint64_t step = choose(16);
+            if (step == lastStep)
+                return;
+            Run(step);
+        }
+    }
+
+private:
+    static constexpr std::uint64_t lastStep = 8;
+
+    void Run(std::uint64_t step) {
+        switch (step) {
+        case 0:
+            return Reset();
+        case 1:
+            return Initialize(ChooseParameters(row, choose).list);
+        case 2:
+            return Initialize(ChooseAgainstTheRules());
+        case 3:
+            return MoveClocks();
+        case 4:
+            Require(plain.Terminate() && aware.Terminate(), Title() + ": Terminate");
+            return;
+        case 5:
+            failing = 1 + choose(12);
+            return;
+        case 6:
+            return ExecuteOften();
+        case 7:
+            return ExecuteRising();
+        default:
+            plain.ChooseOperands(choose);
+            if (choose(4) == 0)
+                ChooseBits();
+            return Execute();
+        }
+    }
+
+    std::string Title() const { return row.Title(true); }
+
+    /// Usual markers, any others, and none at operands.
+    std::vector<std::optional<SampleBits>> ChooseMarkers() {
+        std::vector<std::optional<SampleBits>> chosen;
+        const bool areUsual = choose(2) == 0;
+        for (const char letter : row.signature)
+            chosen.push_back(areUsual ? UsualNoValue(letter) : ChooseSample(letter, choose));
+        for (std::size_t i = row.operation->results; i < chosen.size(); ++i)
+            if (choose(8) == 7)
+                chosen[i].reset();
+        return chosen;
+    }
+
+    /// Any number of parameters, of which each that the operation may read has the kind that it reads, since another
+    /// kind breaks the contract of Initialize; and any values.
+    Velreplay::ArgumentList ChooseAgainstTheRules() {
+        const auto parameters = row.operation->parameters;
+        const bool isCurve = !parameters.empty() && parameters[0].kind == Velreplay::ParameterKind::Curve;
+        Velreplay::ArgumentList list;
+        for (std::uint64_t count = choose(isCurve ? 40 : parameters.size() + 3); count != 0; --count) {
+            const std::size_t index = list.arguments.size();
+            const char letter = choose(4) == 0 ? static_cast<char>(1 + choose(255)) : row.signature.back();
+            list.Add(letter, isCurve || index >= parameters.size() ? Argument(Velreplay::ParameterKind::Number)
+                                                                   : Argument(parameters[index].kind));
+        }
+        return list;
+    }
+
+    Velreplay::Argument Argument(Velreplay::ParameterKind kind) {
+        using enum Velreplay::ParameterKind;
+        const char letter = row.signature.back();
+        const bool isSample = kind == Sample;
+        if (kind == Number || kind == PackedSeconds || (isSample && (letter == 'F' || letter == 'D')))
+            return AnyDouble();
+        if (kind == Mask || (isSample && SizeOfSample(letter) == sizeof(std::uint64_t)))
+            return bytes.ConsumeIntegral<std::uint64_t>();
+        return choose(2) == 0 ? bytes.ConsumeIntegral<std::uint8_t>() : bytes.ConsumeIntegral<std::uint32_t>();
+    }
+
+    double AnyDouble() {
+        constexpr std::array<double, 11> special{0.0, -0.0, 1.0, -1.0, 0.5, 1e308, -1e308, 5e-324, 4294967296.0, INFINITY, NAN};
+        const std::uint64_t chosen = choose(special.size() + 2);
+        return chosen < special.size() ? special[chosen] : std::bit_cast<double>(bytes.ConsumeIntegral<SampleBits>());
+    }
+
+    void Initialize(const Velreplay::ArgumentList& parameters) {
+        const Outcome first = Watch(failing, [&] { return CallInitialize(plain.Handle(), parameters); });
+        const Outcome second = Watch(failing, [&] { return CallInitialize(aware.Handle(), parameters); });
+        failing = 0;
+        Require(first.answer == second.answer && first.isOutOfMemory == second.isOutOfMemory,
+                Title() + ": Initialize of the two forms");
+        if (!first.isOutOfMemory)
+            memory.Initialize(parameters);
+    }
+
+    void Reset() {
+        for (Subject* subject : {&plain, &aware}) {
+            const Outcome outcome = Watch(0, [&] { return subject->Reset(); });
+            Require(outcome.answer && outcome.allocations == 0, Title() + ": Reset");
+        }
+        memory.Reset();
+    }
+
+    void MoveClocks() {
+        FakePlatform::tickCount += choose(4) == 0 ? bytes.ConsumeIntegral<std::uint32_t>()
+                                                  : static_cast<std::uint32_t>(choose(5000));
+        FakePlatform::systemTime = FakePlatform::localTime = {
+            .wYear = static_cast<std::uint16_t>(1600 + choose(30000)),
+            .wMonth = static_cast<std::uint16_t>(choose(14)),
+            .wDayOfWeek = 0,
+            .wDay = static_cast<std::uint16_t>(choose(33)),
+            .wHour = static_cast<std::uint16_t>(choose(25)),
+            .wMinute = 59,
+            .wSecond = 30,
+            .wMilliseconds = static_cast<std::uint16_t>(choose(1001)),
+        };
+    }
+
+    void ChooseBits() {
+        for (std::size_t i = 0; i < plain.Operands().size(); ++i) {
+            const std::size_t size = SizeOfSample(plain.Letter(i));
+            plain.Operands()[i] = bytes.ConsumeIntegral<SampleBits>() >> (64 - 8 * size);
+        }
+        plain.KeepFromFaults();
+    }
+
+    void ExecuteOften() {
+        constexpr std::uint64_t most = 400; // more than a block of any window
+        SeededChoice seeded(choose(256));
+        for (std::uint64_t left = std::min(choose(most), samplesLeft); left != 0; --left) {
+            plain.ChooseOperands(std::ref(seeded));
+            Execute();
+        }
+    }
+
+    /// Rising or falling samples stay in the window of an extreme, all of them.
+    void ExecuteRising() {
+        constexpr std::uint64_t most = 400;
+        const bool isFalling = choose(2) == 1;
+        const auto start = static_cast<std::int64_t>(choose(most));
+        const auto count = static_cast<std::int64_t>(std::min(choose(most), samplesLeft));
+        for (std::int64_t i = 0; i < count; ++i) {
+            for (std::size_t operand = 0; operand < plain.Operands().size(); ++operand)
+                plain.Operands()[operand] = SampleOf(plain.Letter(operand), isFalling ? start - i : start + i);
+            plain.KeepFromFaults();
+            Execute();
+        }
+    }
+
+    /// Executes both forms on the plain form's operands.
+    void Execute() {
+        if (samplesLeft == 0)
+            return;
+        --samplesLeft;
+        std::ranges::copy(plain.Operands(), aware.Operands().begin());
+        if (twin != Twin::Repeats) {
+            for (std::size_t i = 0; i < plain.Results().size(); ++i)
+                plain.Results()[i] = aware.Results()[i] = SampleOf(row.signature[i], 77);
+        }
+        const bool isNoValue = aware.HasNoValue();
+        if (isNoValue && twin == Twin::TakesForZero)
+            plain.Operands()[0] = 0;
+        if (twin == Twin::LivesAlone)
+            ExecuteAlone();
+        else if (!isNoValue || twin == Twin::Ignores || twin == Twin::TakesForZero)
+            ExecuteAlike();
+        else if (twin == Twin::Decides)
+            Decide();
+        else
+            ExecuteAwareOfNoValue();
+        failing = 0;
+    }
+
+    Outcome Execute(Subject& subject, bool mayAllocate) {
+        const Outcome outcome = Watch(failing, [&] { return subject.Execute(); });
+        Require(mayAllocate || outcome.allocations == 0, Title() + ": an allocation in steady state");
+        return outcome;
+    }
+
+    void ExecuteAlike() {
+        Memory next = memory;
+        const bool mayAllocate = !plain.Operands().empty() && next.Take(plain.Operands()[0]);
+        const Outcome first = Execute(plain, mayAllocate);
+        const Outcome second = Execute(aware, mayAllocate);
+        Require(first.isOutOfMemory == second.isOutOfMemory, Title() + ": memory of the two forms");
+        Require(first.answer == second.answer && ShowsTheSame(), Title() + ": results of the two forms");
+        if (!first.isOutOfMemory)
+            memory = next;
+    }
+
+    /// The form that does not compute does nothing.
+    void ExecuteAlone() {
+        const bool isPlainIdle = row.operation->name != "IsNoValue";
+        Subject& idle = isPlainIdle ? plain : aware;
+        const std::vector<SampleBits> before(idle.Results().begin(), idle.Results().end());
+        Require(!Execute(idle, false).answer && std::ranges::equal(idle.Results(), before), Title() + ": is not idle");
+        Execute(isPlainIdle ? aware : plain, false);
+    }
+
+    void Decide() {
+        const Outcome first = Execute(plain, false);
+        const Outcome second = Execute(aware, false);
+        Require(second.answer ? first.answer && ShowsTheSame() : ShowsMarkers(), Title() + ": decision");
+    }
+
+    void ExecuteAwareOfNoValue() {
+        const Outcome outcome = Execute(aware, false);
+        switch (twin) {
+        case Twin::Restarts:
+            plain.Reset();
+            [[fallthrough]];
+        case Twin::Refuses:
+            Require(!outcome.answer && ShowsMarkers(), Title() + ": NoValue");
+            break;
+        case Twin::Repeats:
+            for (std::size_t i = 0; i < aware.Results().size(); ++i)
+                Require(ShowsTheSame(i) || ShowsMarker(i), Title() + ": repetition");
+            break;
+        default:
+            break;
+        }
+    }
+
+    bool ShowsTheSame(std::size_t result) {
+        return AreSame(row.signature[result], plain.Results()[result], aware.Results()[result]);
+    }
+    bool ShowsMarker(std::size_t result) {
+        return AreSame(row.signature[result], aware.Results()[result], *aware.ResultMarkers()[result]);
+    }
+    bool ShowsTheSame() {
+        for (std::size_t i = 0; i < aware.Results().size(); ++i)
+            if (!ShowsTheSame(i))
+                return false;
+        return true;
+    }
+    bool ShowsMarkers() {
+        for (std::size_t i = 0; i < aware.Results().size(); ++i)
+            if (!ShowsMarker(i))
+                return false;
+        return true;
+    }
+
+    FuzzedDataProvider& bytes;
+    std::uint64_t& samplesLeft;
+    const Choose choose;
+    const Row& row;
+    const Twin twin;
+    const std::vector<std::optional<SampleBits>> markers;
+    Subject plain;
+    Subject aware;
+    Memory memory;
+    std::size_t failing = 0; ///< the allocation of the next call that fails
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    FuzzedDataProvider bytes(data, size);
+    const MessageCheck messages;
+    FakePlatform::tickCount = 0;
+    std::uint64_t samplesLeft = 3000; // so that no input takes long
+    while (bytes.remaining_bytes() > 0)
+        Lifecycle(bytes, samplesLeft).Run();
+    return 0;
+}
