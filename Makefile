@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count clean
+.PHONY: all run test lint format-check format packages count fuzz clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -21,6 +21,12 @@ test: all
 # Instructions of one Execute, per operation.
 count: all
 	benchmarks/count-instructions $(BUILD)
+
+# Fuzz targets, each for some seconds from its kept inputs on.
+SECONDS_EACH ?= 60
+
+fuzz: packages
+	fuzz/run $(SECONDS_EACH)
 
 lint: packages
 	scripts/lint

@@ -96,14 +96,14 @@ Velreplay::Value ChooseValue(const Velreplay::Parameter& parameter, char type, c
     throw std::logic_error("unknown kind of parameter");
 }
 
-/// The lowest integer by -1: the one pair of samples that hosts must keep away, since the processor faults. Narrow types
-/// are divided in 32 bits, where it is harmless.
+/// The lowest integer by -1: the one pair of samples that hosts must keep away, since the processor faults. Narrow
+/// types are divided in 32 bits, where it is harmless.
 bool FaultsOnDivision(const Row& row, SampleBits dividend, SampleBits divisor) {
     if (row.operation->name != "Divide" && row.operation->name != "Modulo")
         return false;
     return WithType(row.signature.front(), [=]<class T>(T) {
-        return std::is_signed_v<T> && std::is_integral_v<T> && sizeof(T) >= sizeof(int) && FromBits<T>(divisor) == static_cast<T>(-1) &&
-               FromBits<T>(dividend) == std::numeric_limits<T>::lowest();
+        return std::is_signed_v<T> && std::is_integral_v<T> && sizeof(T) >= sizeof(int) &&
+               FromBits<T>(divisor) == static_cast<T>(-1) && FromBits<T>(dividend) == std::numeric_limits<T>::lowest();
     });
 }
 
@@ -204,7 +204,8 @@ void Subject::ChooseOperands(const Choose& choose) {
     constexpr std::uint64_t samplesPerNoValue = 12;
     const std::size_t first = row.operation->results;
     for (std::size_t i = first; i < row.signature.size(); ++i)
-        samples[i] = markers[i] && choose(samplesPerNoValue) == 0 ? *markers[i] : ChooseSample(row.signature[i], choose);
+        samples[i] =
+            markers[i] && choose(samplesPerNoValue) == 0 ? *markers[i] : ChooseSample(row.signature[i], choose);
     KeepFromFaults();
 }
 

@@ -16,7 +16,7 @@ struct Outcome {
 namespace Allocations {
 
 inline bool areWatched = false;
-inline std::size_t count = 0;  ///< while they are watched
+inline std::size_t count = 0;   ///< while they are watched
 inline std::size_t failing = 0; ///< the one of them that fails; 0 for none
 
 } // namespace Allocations

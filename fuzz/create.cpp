@@ -111,8 +111,8 @@ private:
 
     VelHandle Create() {
         const auto at = [this](std::size_t index) { return static_cast<void*>(&pointers[index]); };
-        return ::Create(choose(2) == 1, name.c_str(), signature.c_str(), at(0), at(1), at(2), at(3), at(4), at(5), at(6),
-                        at(7), at(8), at(9), at(10), at(11), at(12), at(13), at(14), at(15), at(16));
+        return ::Create(choose(2) == 1, name.c_str(), signature.c_str(), at(0), at(1), at(2), at(3), at(4), at(5),
+                        at(6), at(7), at(8), at(9), at(10), at(11), at(12), at(13), at(14), at(15), at(16));
     }
 
     void Live(VelHandle handle) {

@@ -1,7 +1,9 @@
 /// "Gangermittlung" with any pieces of a table and any samples, beside a plain reading of the same table.
 
 #include "fuzz/Finding.h"
+#include "logic/GearTable.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -11,16 +13,12 @@
 #include <unistd.h>
 
 using namespace VelFuzz;
+using Velmarosk::Operation::GearEntry;
 
 namespace {
 
 constexpr std::size_t pieceLength = 80;
 constexpr std::size_t mostPieces = 60;
-
-struct Entry {
-    float ratio;
-    std::int8_t gear;
-};
 
 /// The decimal number in front of a text, without the words and the hexadecimal numbers that strtod knows.
 double Number(const std::string& text) {
@@ -30,19 +28,28 @@ double Number(const std::string& text) {
     return std::strtod(text.substr(start, end - start).c_str(), nullptr);
 }
 
+std::optional<GearEntry> Read(const std::string& text) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos)
+        return std::nullopt;
+    const std::string ratio = equals == 0 ? std::string() : text.substr(0, equals - 1);
+    const long gear = std::strtol(text.c_str() + equals + 1, nullptr, 10);
+    const long clamped = std::clamp(gear, -2147483648L, 2147483647L);
+    return GearEntry{.ratio = static_cast<float>(Number(ratio)), .gear = static_cast<std::int8_t>(clamped & 0xFF)};
+}
+
 /// The table as the reference describes it, read with the means of C.
 class Model {
 public:
     void Take(const std::string& piece) {
         std::memcpy(buffer.data(), piece.data(), piece.size());
-        const std::string text = buffer.data();
-        const std::size_t equals = text.find('=');
-        if (equals == std::string::npos)
+        const auto entry = Read(buffer.data());
+        const auto parsed = Velmarosk::Operation::ParseGearRecord(buffer.data());
+        Require(entry.has_value() == parsed.has_value(), "whether there is an entry");
+        if (!entry)
             return;
-        const std::string ratio = equals == 0 ? std::string() : text.substr(0, equals - 1);
-        const long gear = std::strtol(text.c_str() + equals + 1, nullptr, 10);
-        const long clamped = std::clamp(gear, -2147483648L, 2147483647L);
-        entries.push_back({static_cast<float>(Number(ratio)), static_cast<std::int8_t>(clamped & 0xFF)});
+        Require(entry->ratio == parsed->ratio && entry->gear == parsed->gear, "an entry");
+        entries.push_back(*entry);
     }
     void Begin() { buffer = {}; }
 
@@ -57,7 +64,7 @@ public:
 
 private:
     std::array<char, pieceLength + 1> buffer{};
-    std::vector<Entry> entries;
+    std::vector<GearEntry> entries;
 };
 
 class Vehicle {
@@ -87,6 +94,12 @@ private:
     static inline const Velreplay::Operation* const operation = Velreplay::FindOperations("Gangermittlung").front();
     static inline const VelChecks::Row gearRow{operation, "bWWW"};
 
+    /// What numbers and records are made of, and words that look like numbers.
+    static char LikelyCharacter(char character) {
+        constexpr std::string_view likely = "0123456789123=+-.e= E\tinfax";
+        return likely[static_cast<unsigned char>(character) % likely.size()];
+    }
+
     bool Initialize(VelChecks::Subject& subject, int file) {
         const std::string name = "/proc/self/fd/" + std::to_string(file);
         return ::Initialize(subject.Handle(), "DS", static_cast<double>(tolerance), name.c_str());
@@ -98,6 +111,8 @@ private:
         std::vector<std::string> pieces(choose(mostPieces));
         for (std::string& piece : pieces) {
             piece = bytes.ConsumeRandomLengthString(pieceLength - 1);
+            if (choose(2) == 0)
+                std::ranges::transform(piece, piece.begin(), LikelyCharacter);
             if (choose(4) != 0 && piece.size() < pieceLength - 1)
                 piece += '\0';
         }

@@ -37,8 +37,8 @@ Twin TwinOf(const Row& row) {
     const std::size_t operands = row.operation->operands;
     if (isOneOf({"Integral", "IntegralAdd", "Differential", "UpperLimit", "LowerLimit"}))
         return Twin::Restarts;
-    if (isOneOf({"SystemTime", "LocalTime", "Hour", "Minute", "Second"}) ||
-        (isOneOf({"IsNoValue"}) && operands == 1) || (isOneOf({"Timeout"}) && row.signature == "Www"))
+    if (isOneOf({"SystemTime", "LocalTime", "Hour", "Minute", "Second"}) || (isOneOf({"IsNoValue"}) && operands == 1) ||
+        (isOneOf({"Timeout"}) && row.signature == "Www"))
         return Twin::Ignores;
     if (isOneOf({"LogicalAnd", "LogicalOr", "If"}))
         return Twin::Decides;
@@ -63,6 +63,18 @@ const std::vector<Row>& Rows() {
     return rows;
 }
 
+/// A row, one that remembers more than a sample or two in every other life.
+const Row& ChooseRow(const Choose& choose) {
+    static const std::vector<const Row*> remembering = [] {
+        std::vector<const Row*> chosen;
+        for (const Row& row : Rows())
+            if (Memory(row).Remembers())
+                chosen.push_back(&row);
+        return chosen;
+    }();
+    return choose(2) == 0 ? Rows()[choose(Rows().size())] : *remembering[choose(remembering.size())];
+}
+
 class Lifecycle {
 public:
     /// Takes from `itsSamples`, the number of samples that may yet be executed.
@@ -70,7 +82,7 @@ public:
         : bytes(itsBytes),
           samplesLeft(itsSamples),
           choose(ChoicesFrom(itsBytes)),
-          row(Rows()[choose(Rows().size())]),
+          row(ChooseRow(choose)),
           twin(TwinOf(row)),
           markers(ChooseMarkers()),
           plain(row, false, markers),
@@ -100,7 +112,7 @@ private:
         case 3:
             return MoveClocks();
         case 4:
-            Require(plain.Terminate() && aware.Terminate(), Title() + ": Terminate");
+            Require(plain.Terminate() && aware.Terminate(), "Terminate");
             return;
         case 5:
             failing = 1 + choose(12);
@@ -117,7 +129,10 @@ private:
         }
     }
 
-    std::string Title() const { return row.Title(true); }
+    void Require(bool holds, std::string_view what) const {
+        if (!holds)
+            VelFuzz::Require(false, row.Title(true) + ": " + std::string(what));
+    }
 
     /// Usual markers, any others, and none at operands.
     std::vector<std::optional<SampleBits>> ChooseMarkers() {
@@ -158,7 +173,8 @@ private:
     }
 
     double AnyDouble() {
-        constexpr std::array<double, 11> special{0.0, -0.0, 1.0, -1.0, 0.5, 1e308, -1e308, 5e-324, 4294967296.0, INFINITY, NAN};
+        constexpr std::array<double, 11> special{0.0,    -0.0,   1.0,          -1.0,     0.5, 1e308,
+                                                 -1e308, 5e-324, 4294967296.0, INFINITY, NAN};
         const std::uint64_t chosen = choose(special.size() + 2);
         return chosen < special.size() ? special[chosen] : std::bit_cast<double>(bytes.ConsumeIntegral<SampleBits>());
     }
@@ -168,7 +184,7 @@ private:
         const Outcome second = Watch(failing, [&] { return CallInitialize(aware.Handle(), parameters); });
         failing = 0;
         Require(first.answer == second.answer && first.isOutOfMemory == second.isOutOfMemory,
-                Title() + ": Initialize of the two forms");
+                "Initialize of the two forms");
         if (!first.isOutOfMemory)
             memory.Initialize(parameters);
     }
@@ -176,14 +192,14 @@ private:
     void Reset() {
         for (Subject* subject : {&plain, &aware}) {
             const Outcome outcome = Watch(0, [&] { return subject->Reset(); });
-            Require(outcome.answer && outcome.allocations == 0, Title() + ": Reset");
+            Require(outcome.answer && outcome.allocations == 0, "Reset");
         }
         memory.Reset();
     }
 
     void MoveClocks() {
-        FakePlatform::tickCount += choose(4) == 0 ? bytes.ConsumeIntegral<std::uint32_t>()
-                                                  : static_cast<std::uint32_t>(choose(5000));
+        FakePlatform::tickCount +=
+            choose(4) == 0 ? bytes.ConsumeIntegral<std::uint32_t>() : static_cast<std::uint32_t>(choose(5000));
         FakePlatform::systemTime = FakePlatform::localTime = {
             .wYear = static_cast<std::uint16_t>(1600 + choose(30000)),
             .wMonth = static_cast<std::uint16_t>(choose(14)),
@@ -204,10 +220,15 @@ private:
         plain.KeepFromFaults();
     }
 
+    /// Now and then about as many as one block of a window or a line takes, or a few of them.
+    std::uint64_t ChooseCount() {
+        const std::uint64_t count = choose(3) == 0 ? (std::uint64_t{64} << choose(3)) - 2 + choose(5) : choose(100);
+        return std::min(count, samplesLeft);
+    }
+
     void ExecuteOften() {
-        constexpr std::uint64_t most = 400; // more than a block of any window
         SeededChoice seeded(choose(256));
-        for (std::uint64_t left = std::min(choose(most), samplesLeft); left != 0; --left) {
+        for (std::uint64_t left = ChooseCount(); left != 0; --left) {
             plain.ChooseOperands(std::ref(seeded));
             Execute();
         }
@@ -215,10 +236,9 @@ private:
 
     /// Rising or falling samples stay in the window of an extreme, all of them.
     void ExecuteRising() {
-        constexpr std::uint64_t most = 400;
         const bool isFalling = choose(2) == 1;
-        const auto start = static_cast<std::int64_t>(choose(most));
-        const auto count = static_cast<std::int64_t>(std::min(choose(most), samplesLeft));
+        const auto start = static_cast<std::int64_t>(choose(256));
+        const auto count = static_cast<std::int64_t>(ChooseCount());
         for (std::int64_t i = 0; i < count; ++i) {
             for (std::size_t operand = 0; operand < plain.Operands().size(); ++operand)
                 plain.Operands()[operand] = SampleOf(plain.Letter(operand), isFalling ? start - i : start + i);
@@ -253,19 +273,21 @@ private:
 
     Outcome Execute(Subject& subject, bool mayAllocate) {
         const Outcome outcome = Watch(failing, [&] { return subject.Execute(); });
-        Require(mayAllocate || outcome.allocations == 0, Title() + ": an allocation in steady state");
+        Require(mayAllocate || outcome.allocations == 0, "an allocation in steady state");
         return outcome;
     }
 
     void ExecuteAlike() {
-        Memory next = memory;
-        const bool mayAllocate = !plain.Operands().empty() && next.Take(plain.Operands()[0]);
+        const SampleBits operand = plain.Operands().empty() ? 0 : plain.Operands()[0];
+        const bool mayAllocate = memory.MayAllocate(operand);
         const Outcome first = Execute(plain, mayAllocate);
         const Outcome second = Execute(aware, mayAllocate);
-        Require(first.isOutOfMemory == second.isOutOfMemory, Title() + ": memory of the two forms");
-        Require(first.answer == second.answer && ShowsTheSame(), Title() + ": results of the two forms");
-        if (!first.isOutOfMemory)
-            memory = next;
+        Require(first.isOutOfMemory == second.isOutOfMemory, "memory of the two forms");
+        Require(first.answer == second.answer && ShowsTheSame(), "results of the two forms");
+        if (first.isOutOfMemory)
+            return;
+        const std::optional<SampleBits> expected = memory.Take(operand);
+        Require(!expected || AreSame(row.signature[0], *expected, plain.Results()[0]), "result");
     }
 
     /// The form that does not compute does nothing.
@@ -273,14 +295,14 @@ private:
         const bool isPlainIdle = row.operation->name != "IsNoValue";
         Subject& idle = isPlainIdle ? plain : aware;
         const std::vector<SampleBits> before(idle.Results().begin(), idle.Results().end());
-        Require(!Execute(idle, false).answer && std::ranges::equal(idle.Results(), before), Title() + ": is not idle");
+        Require(!Execute(idle, false).answer && std::ranges::equal(idle.Results(), before), "is not idle");
         Execute(isPlainIdle ? aware : plain, false);
     }
 
     void Decide() {
         const Outcome first = Execute(plain, false);
         const Outcome second = Execute(aware, false);
-        Require(second.answer ? first.answer && ShowsTheSame() : ShowsMarkers(), Title() + ": decision");
+        Require(second.answer ? first.answer && ShowsTheSame() : ShowsMarkers(), "decision");
     }
 
     void ExecuteAwareOfNoValue() {
@@ -290,11 +312,11 @@ private:
             plain.Reset();
             [[fallthrough]];
         case Twin::Refuses:
-            Require(!outcome.answer && ShowsMarkers(), Title() + ": NoValue");
+            Require(!outcome.answer && ShowsMarkers(), "NoValue");
             break;
         case Twin::Repeats:
             for (std::size_t i = 0; i < aware.Results().size(); ++i)
-                Require(ShowsTheSame(i) || ShowsMarker(i), Title() + ": repetition");
+                Require(ShowsTheSame(i) || ShowsMarker(i), "repetition");
             break;
         default:
             break;
@@ -338,7 +360,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FuzzedDataProvider bytes(data, size);
     const MessageCheck messages;
     FakePlatform::tickCount = 0;
-    std::uint64_t samplesLeft = 3000; // so that no input takes long
+    std::uint64_t samplesLeft = 2000; // so that no input takes long
     while (bytes.remaining_bytes() > 0)
         Lifecycle(bytes, samplesLeft).Run();
     return 0;
