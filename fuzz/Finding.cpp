@@ -1,5 +1,6 @@
 #include "fuzz/Finding.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -30,6 +31,17 @@ void Require(bool holds, std::string_view what) {
 
 VelChecks::Choose ChoicesFrom(FuzzedDataProvider& bytes) {
     return [&bytes](std::uint64_t count) { return bytes.ConsumeIntegralInRange<std::uint64_t>(0, count - 1); };
+}
+
+void ForEachPart(std::span<const std::uint8_t> input, const std::function<void(FuzzedDataProvider& bytes)>& run) {
+    constexpr std::string_view separator = "----";
+    while (!input.empty()) {
+        const auto end = std::search(input.begin(), input.end(), separator.begin(), separator.end());
+        const auto length = static_cast<std::size_t>(end - input.begin());
+        FuzzedDataProvider bytes(input.data(), length);
+        run(bytes);
+        input = input.subspan(std::min(length + separator.size(), input.size()));
+    }
 }
 
 MessageCheck::MessageCheck() {

@@ -15,6 +15,9 @@ void Require(bool holds, std::string_view what);
 /// Choices from the fuzzer's bytes; 0 when they are used up.
 VelChecks::Choose ChoicesFrom(FuzzedDataProvider& bytes);
 
+/// Runs a function on each part of an input, from "----" to "----". So many small inputs can be kept as one.
+void ForEachPart(std::span<const std::uint8_t> input, const std::function<void(FuzzedDataProvider& bytes)>& run);
+
 /// Receives the library's messages while it lives, and requires their form.
 class MessageCheck {
 public:

@@ -7,26 +7,25 @@
 #include <map>
 #include <utility>
 
+using namespace VelChecks;
 using namespace VelFuzz;
-using VelChecks::Choose;
-using VelChecks::SampleBits;
 
 namespace {
 
 constexpr std::size_t mostLetters = 17;
 constexpr std::string_view gear = "Gangermittlung";
 
-const std::vector<VelChecks::Row>& Rows() {
-    static const std::vector<VelChecks::Row> rows = VelChecks::AllRows();
+const std::vector<Row>& Rows() {
+    static const std::vector<Row> rows = AllRows();
     return rows;
 }
 
 /// The row that a request stands for: the letters of the floating types are case insensitive, and the first operand of
 /// the gear determination takes any letter.
-const VelChecks::Row* FindRow(const std::string& name, std::string signature) {
+const Row* FindRow(const std::string& name, std::string signature) {
     static const auto index = [] {
-        std::map<std::pair<std::string, std::string>, const VelChecks::Row*> all;
-        for (const VelChecks::Row& row : Rows())
+        std::map<std::pair<std::string, std::string>, const Row*> all;
+        for (const Row& row : Rows())
             all.emplace(std::pair(std::string(row.operation->name), row.signature), &row);
         return all;
     }();
@@ -44,12 +43,10 @@ public:
         name = ChooseName();
         signature = ChooseSignature();
         row = FindRow(name, signature);
-        for (std::size_t i = 0; i < mostLetters; ++i) {
-            samples[i] = bytes.ConsumeIntegral<SampleBits>();
+        for (std::size_t i = 0; i < mostLetters; ++i)
             pointers[i] = &samples[i];
-            if (row != nullptr && i >= row->operation->results && choose(8) == 0)
-                pointers[i] = nullptr;
-        }
+        if (row != nullptr)
+            ChooseChannels();
     }
 
     void Run() {
@@ -109,6 +106,15 @@ private:
         }
     }
 
+    /// What the channels hold at the creation. An operand may have no sample.
+    void ChooseChannels() {
+        for (std::size_t i = 0; i < row->signature.size(); ++i) {
+            samples[i] = ChooseSample(row->signature[i], choose);
+            if (i >= row->operation->results && choose(8) == 7)
+                pointers[i] = nullptr;
+        }
+    }
+
     VelHandle Create() {
         const auto at = [this](std::size_t index) { return static_cast<void*>(&pointers[index]); };
         return ::Create(choose(2) == 1, name.c_str(), signature.c_str(), at(0), at(1), at(2), at(3), at(4), at(5),
@@ -118,7 +124,7 @@ private:
     void Live(VelHandle handle) {
         for (std::uint64_t steps = choose(8); steps != 0; --steps) {
             for (std::size_t i = row->operation->results; i < row->signature.size(); ++i)
-                samples[i] = VelChecks::ChooseSample(row->signature[i], choose);
+                samples[i] = ChooseSample(row->signature[i], choose);
             if (row->operation->name == "Divide" || row->operation->name == "Modulo")
                 samples[2] = 1; // no host divides the lowest integer by -1
             Execute(handle);
@@ -130,7 +136,7 @@ private:
     const Choose choose;
     std::string name;
     std::string signature;
-    const VelChecks::Row* row = nullptr;
+    const Row* row = nullptr;
     std::array<SampleBits, mostLetters> samples{};
     std::array<void*, mostLetters> pointers{};
 };
@@ -138,7 +144,6 @@ private:
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    FuzzedDataProvider bytes(data, size);
-    Request(bytes).Run();
+    ForEachPart({data, size}, [](FuzzedDataProvider& bytes) { Request(bytes).Run(); });
     return 0;
 }

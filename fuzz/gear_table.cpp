@@ -187,7 +187,6 @@ private:
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    FuzzedDataProvider bytes(data, size);
-    Vehicle(bytes).Run();
+    ForEachPart({data, size}, [](FuzzedDataProvider& bytes) { Vehicle(bytes).Run(); });
     return 0;
 }

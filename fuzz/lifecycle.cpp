@@ -77,10 +77,8 @@ const Row& ChooseRow(const Choose& choose) {
 
 class Lifecycle {
 public:
-    /// Takes from `itsSamples`, the number of samples that may yet be executed.
-    Lifecycle(FuzzedDataProvider& itsBytes, std::uint64_t& itsSamples)
+    explicit Lifecycle(FuzzedDataProvider& itsBytes)
         : bytes(itsBytes),
-          samplesLeft(itsSamples),
           choose(ChoicesFrom(itsBytes)),
           row(ChooseRow(choose)),
           twin(TwinOf(row)),
@@ -90,19 +88,13 @@ public:
           memory(row) {}
 
     void Run() {
-        while (bytes.remaining_bytes() > 0) {
-            const std::uint64_t step = choose(16);
-            if (step == lastStep)
-                return;
-            Run(step);
-        }
+        while (bytes.remaining_bytes() > 0)
+            Step();
     }
 
 private:
-    static constexpr std::uint64_t lastStep = 8;
-
-    void Run(std::uint64_t step) {
-        switch (step) {
+    void Step() {
+        switch (choose(16)) {
         case 0:
             return Reset();
         case 1:
@@ -343,7 +335,6 @@ private:
     }
 
     FuzzedDataProvider& bytes;
-    std::uint64_t& samplesLeft;
     const Choose choose;
     const Row& row;
     const Twin twin;
@@ -351,17 +342,16 @@ private:
     Subject plain;
     Subject aware;
     Memory memory;
-    std::size_t failing = 0; ///< the allocation of the next call that fails
+    std::uint64_t samplesLeft = 1000; ///< so that no input takes long
+    std::size_t failing = 0;          ///< the allocation of the next call that fails
 };
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    FuzzedDataProvider bytes(data, size);
     const MessageCheck messages;
     FakePlatform::tickCount = 0;
-    std::uint64_t samplesLeft = 2000; // so that no input takes long
-    while (bytes.remaining_bytes() > 0)
-        Lifecycle(bytes, samplesLeft).Run();
+    FakePlatform::systemTime = FakePlatform::localTime = {};
+    ForEachPart({data, size}, [](FuzzedDataProvider& bytes) { Lifecycle(bytes).Run(); });
     return 0;
 }
