@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count count-check bench bits coverage abi deb clean
+.PHONY: all run test lint format-check format packages count count-check bench bits coverage fuzz abi deb clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -50,6 +50,12 @@ abi: packages
 deb: all
 	cd $(BUILD) && cpack
 	@echo "The packages are in $(BUILD)/packages."
+
+# Fuzz targets, each for some seconds from its kept inputs on.
+SECONDS_EACH ?= 60
+
+fuzz: packages
+	fuzz/run $(SECONDS_EACH)
 
 lint: packages
 	scripts/lint

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 #include <variant>
 #include <vector>
 
@@ -30,6 +31,14 @@ T FromBits(SampleBits bits) {
     T value;
     std::memcpy(&value, &bits, sizeof value);
     return value;
+}
+
+template <Vel::Sample T>
+bool IsNaN(T sample) {
+    if constexpr (std::is_floating_point_v<T>)
+        return std::isnan(sample);
+    else
+        return false;
 }
 
 /// Calls a function with a value of the type that a letter stands for.

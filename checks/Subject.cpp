@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 namespace VelChecks {
 
@@ -24,7 +25,7 @@ Pool MakePool(char letter) {
             pool.usual[i] = BitsOf(static_cast<T>(i));
         for (const T edge : EdgeSamples<T>()) {
             pool.edges.push_back(BitsOf(edge));
-            if (edge != edge) // with payloads as well
+            if (IsNaN(edge)) // with payloads as well
                 for (SampleBits payload = 1; payload < usualSamples; ++payload)
                     pool.edges.push_back(BitsOf(edge) | payload);
         }
@@ -97,13 +98,14 @@ Velreplay::Value ChooseValue(const Velreplay::Parameter& parameter, char type, c
     throw std::logic_error("unknown kind of parameter");
 }
 
-/// The lowest integer by -1: the one pair of samples that hosts must keep away, since the processor faults.
+/// The lowest integer by -1: the one pair of samples that hosts must keep away, since the processor faults. Narrow
+/// types are divided in 32 bits, where it is harmless.
 bool FaultsOnDivision(const Row& row, SampleBits dividend, SampleBits divisor) {
     if (row.operation->name != "Divide" && row.operation->name != "Modulo")
         return false;
     return WithType(row.signature.front(), [=]<class T>(T) {
-        return std::is_signed_v<T> && std::is_integral_v<T> && FromBits<T>(divisor) == static_cast<T>(-1) &&
-               FromBits<T>(dividend) == std::numeric_limits<T>::lowest();
+        return std::is_signed_v<T> && std::is_integral_v<T> && sizeof(T) >= sizeof(int) &&
+               FromBits<T>(divisor) == static_cast<T>(-1) && FromBits<T>(dividend) == std::numeric_limits<T>::lowest();
     });
 }
 
@@ -126,10 +128,27 @@ std::size_t SizeOfSample(char letter) {
 }
 
 bool IsNaN(char letter, SampleBits sample) {
-    return WithType(letter, [sample]<class T>(T) {
-        const T value = FromBits<T>(sample);
-        return value != value;
+    return WithType(letter, [sample]<class T>(T) { return IsNaN(FromBits<T>(sample)); });
+}
+
+bool IsAbove(char letter, SampleBits sample, SampleBits other) {
+    return WithType(letter, [=]<class T>(T) { return FromBits<T>(sample) > FromBits<T>(other); });
+}
+
+bool AreSame(char letter, SampleBits sample, SampleBits other) {
+    return sample == other || (IsNaN(letter, sample) && IsNaN(letter, other));
+}
+
+bool IsNoValue(char letter, SampleBits sample, SampleBits marker) {
+    return WithType(letter, [=]<class T>(T) {
+        Velreplay::Samples<T> channel;
+        channel.noValue = FromBits<T>(marker);
+        return channel.IsNoValue(FromBits<T>(sample));
     });
+}
+
+SampleBits SampleOf(char letter, std::int64_t whole) {
+    return WithType(letter, [=]<class T>(T) { return BitsOf(static_cast<T>(whole)); });
 }
 
 SampleBits ChooseSample(char letter, const Choose& choose) {
@@ -154,24 +173,39 @@ Velreplay::OrderedParameters ChooseParameters(const Row& row, const Choose& choo
     return OrderParameters(*row.operation, type, plan);
 }
 
-Subject::Subject(const Row& itsRow, bool noValueAware, std::span<const SampleBits> noValues) : row(itsRow) {
+Subject::Subject(Row itsRow, bool noValueAware, std::span<const std::optional<SampleBits>> noValues)
+    : row(std::move(itsRow)) {
     Velreplay::ArgumentList references;
     for (std::size_t i = 0; i < row.signature.size(); ++i) {
         markers[i] = noValues.empty() ? UsualNoValue(row.signature[i]) : noValues[i];
-        samples[i] = markers[i];
-        pointers[i] = &samples[i];
+        samples[i] = markers[i].value_or(0);
+        pointers[i] = markers[i] ? &samples[i] : nullptr;
         references.Add(row.signature[i], static_cast<const void*>(&pointers[i]));
     }
     handle = Velreplay::CallCreate(noValueAware, std::string(row.operation->name), references);
     if (handle == nullptr)
         throw std::logic_error(row.Title(noValueAware) + " does not exist");
+    for (std::size_t i = 0; i < row.signature.size(); ++i)
+        pointers[i] = &samples[i];
+}
+
+bool Subject::HasNoValue() const {
+    for (std::size_t i = row.operation->results; i < row.signature.size(); ++i)
+        if (markers[i] && IsNoValue(row.signature[i], samples[i], *markers[i]))
+            return true;
+    return false;
 }
 
 void Subject::ChooseOperands(const Choose& choose) {
     constexpr std::uint64_t samplesPerNoValue = 12;
     const std::size_t first = row.operation->results;
     for (std::size_t i = first; i < row.signature.size(); ++i)
-        samples[i] = choose(samplesPerNoValue) == 0 ? markers[i] : ChooseSample(row.signature[i], choose);
+        samples[i] =
+            markers[i] && choose(samplesPerNoValue) == 0 ? *markers[i] : ChooseSample(row.signature[i], choose);
+    KeepFromFaults();
+}
+
+void Subject::KeepFromFaults() {
     if (FaultsOnDivision(row, samples[1], samples[2]))
         samples[2] = 1;
 }

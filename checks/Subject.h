@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <random>
 #include <span>
 #include <string>
@@ -44,6 +45,14 @@ std::vector<Row> AllRows();
 
 std::size_t SizeOfSample(char letter);
 bool IsNaN(char letter, SampleBits sample);
+bool IsAbove(char letter, SampleBits sample, SampleBits other);
+/// The same bits, or two NaNs.
+bool AreSame(char letter, SampleBits sample, SampleBits other);
+/// Whether a sample is its channel's NoValue, as the library compares.
+bool IsNoValue(char letter, SampleBits sample, SampleBits marker);
+
+/// A whole number in a type; only its low bits where the type is too narrow.
+SampleBits SampleOf(char letter, std::int64_t whole);
 
 /// Small whole numbers, the ends of the type, infinities, NaNs.
 SampleBits ChooseSample(char letter, const Choose& choose);
@@ -57,8 +66,8 @@ Velreplay::OrderedParameters ChooseParameters(const Row& row, const Choose& choo
 /// A row's operation, created on channels that hold their NoValue, as a host creates it.
 class Subject {
 public:
-    /// `noValues`: one for each letter of the signature; none: the usual ones.
-    Subject(const Row& itsRow, bool noValueAware, std::span<const SampleBits> noValues = {});
+    /// `noValues`: one for each letter of the signature, or nothing where an operand has none; empty: the usual ones.
+    Subject(Row itsRow, bool noValueAware, std::span<const std::optional<SampleBits>> noValues = {});
     Subject(const Subject&) = delete;
     Subject& operator=(const Subject&) = delete;
     ~Subject() { Dispose(handle); }
@@ -69,22 +78,29 @@ public:
     }
     bool Execute() { return ::Execute(handle); }
     bool Reset() { return ::Reset(handle); }
+    bool Terminate() { return ::Terminate(handle); }
 
     std::span<SampleBits> Results() { return std::span(samples).first(row.operation->results); }
     std::span<SampleBits> Operands() {
         return std::span(samples).subspan(row.operation->results, row.operation->operands);
     }
+    std::span<const std::optional<SampleBits>> ResultMarkers() const {
+        return std::span(markers).first(row.operation->results);
+    }
     /// The letter of an operand's type.
     char Letter(std::size_t operand) const { return row.signature[row.operation->results + operand]; }
+    bool HasNoValue() const;
 
     /// Gives each operand a sample, its own NoValue now and then. Leaves out what the processor cannot divide.
     void ChooseOperands(const Choose& choose);
+    /// Replaces a divisor that makes the processor fault.
+    void KeepFromFaults();
 
 private:
     static constexpr std::size_t mostChannels = 17;
 
     const Row row;
-    std::array<SampleBits, mostChannels> markers{};
+    std::array<std::optional<SampleBits>, mostChannels> markers{};
     std::array<SampleBits, mostChannels> samples{};
     std::array<void*, mostChannels> pointers{};
     VelHandle handle = nullptr;

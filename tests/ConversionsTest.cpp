@@ -162,16 +162,16 @@ TEST(Conversions, WordsSplitIntoTheirBits) {
     for (const bool noValueAware : {false, true})
         for (const char* name : {"Extract8Bits", "Extract16Bits"}) {
             const Velreplay::Operation* const operation = Velreplay::FindOperations(name).front();
-            std::vector<SampleBits> markers;
+            std::vector<std::optional<SampleBits>> markers;
             for (std::size_t i = 0; i <= operation->results; ++i)
                 markers.push_back(100 + i);
             Subject extraction({operation, SignaturesOf(*operation).front()}, noValueAware, markers);
-            for (const SampleBits word : {0xA5u, 0x8EA1u, static_cast<unsigned>(markers.back())}) {
+            for (const SampleBits word : {0xA5u, 0x8EA1u, static_cast<unsigned>(*markers.back())}) {
                 extraction.Operands()[0] = word;
                 const bool isNoValue = noValueAware && word == markers.back();
                 EXPECT_EQ(extraction.Execute(), !isNoValue);
                 for (std::size_t bit = 0; bit < operation->results; ++bit)
-                    EXPECT_EQ(extraction.Results()[bit], isNoValue ? markers[bit] : word >> bit & 1);
+                    EXPECT_EQ(extraction.Results()[bit], isNoValue ? *markers[bit] : word >> bit & 1);
             }
         }
 }

@@ -16,6 +16,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <regex>
 #include <set>
 #include <string>
@@ -271,12 +272,12 @@ public:
         for (std::size_t i = 0; i < operands.size(); ++i) {
             const std::size_t channel = results.size() + i;
             subject.Operands()[i] =
-                operands[i] == "NoValue" ? markers.at(channel) : Sample(signature.at(channel), operands[i]);
+                operands[i] == "NoValue" ? *markers.at(channel) : Sample(signature.at(channel), operands[i]);
         }
         const bool hasRun = subject.Execute();
         std::string text;
         for (std::size_t i = 0; i < results.size(); ++i)
-            text += (i == 0 ? "" : ", ") + Text(signature[i], results[i], markers[i]);
+            text += (i == 0 ? "" : ", ") + Text(signature[i], results[i], *markers[i]);
         if (text == untouched)
             return hasRun ? "no write" : "refused";
         if (results.size() > 1)
@@ -293,14 +294,15 @@ private:
             return VelChecks::BitsOf(sample);
         });
     }
-    static std::vector<VelChecks::SampleBits> Markers(const std::string& signature, const std::string& noValue) {
-        std::vector<VelChecks::SampleBits> markers;
+    static std::vector<std::optional<VelChecks::SampleBits>> Markers(const std::string& signature,
+                                                                     const std::string& noValue) {
+        std::vector<std::optional<VelChecks::SampleBits>> markers;
         for (const char letter : signature)
             markers.push_back(noValue.empty() ? VelChecks::UsualNoValue(letter) : Sample(letter, noValue));
         return markers;
     }
     static std::string Text(char letter, VelChecks::SampleBits sample, VelChecks::SampleBits marker) {
-        if (sample == marker || (VelChecks::IsNaN(letter, sample) && VelChecks::IsNaN(letter, marker)))
+        if (VelChecks::IsNoValue(letter, sample, marker))
             return "NoValue";
         return VelChecks::WithType(letter, [=]<class T>(T) {
             std::array<char, Velreplay::longestNumber> text{};
@@ -309,7 +311,7 @@ private:
     }
 
     std::string signature;
-    std::vector<VelChecks::SampleBits> markers;
+    std::vector<std::optional<VelChecks::SampleBits>> markers;
     VelChecks::Subject subject;
 };
 

@@ -1,40 +1,14 @@
 /// Walks over every row of the vocabulary, plain and NoValue-aware, with an allocator that counts and fails: operations
 /// live their life, ask for no memory in steady state, and let every failure reach the host.
 
+#include "checks/Allocations.h"
 #include "checks/FakePlatform.h"
-
 #include "checks/Subject.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <limits>
-#include <memory>
-#include <new>
+#include <functional>
 #include <optional>
-
-namespace {
-
-constexpr std::size_t never = std::numeric_limits<std::size_t>::max();
-
-std::size_t allocations = 0;
-std::size_t failingAllocation = never;
-std::ptrdiff_t living = 0;
-
-} // namespace
-
-void* operator new(std::size_t size) {
-    void* const memory = allocations++ == failingAllocation ? nullptr : std::malloc(size);
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    ++living;
-    return memory;
-}
-void operator delete(void* memory) noexcept {
-    living -= memory != nullptr ? 1 : 0;
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept { operator delete(memory); }
 
 using namespace VelChecks;
 
@@ -58,21 +32,24 @@ TEST(EveryRow, LivesWithoutAllocationInSteadyState) {
             Subject subject(row, noValueAware);
             EXPECT_TRUE(subject.Initialize(ChooseParameters(row, choose))) << row.Title(noValueAware);
             Pass(subject, choose, 1500); // fills every window that is chosen
-            allocations = 0;
-            for (int life = 0; life < 4; ++life) {
-                Pass(subject, choose, 2500);
-                EXPECT_TRUE(subject.Reset());
-            }
-            EXPECT_EQ(allocations, 0u) << row.Title(noValueAware);
+            const Outcome steady = Watch(0, [&] {
+                for (int life = 0; life < 4; ++life) {
+                    Pass(subject, choose, 2500);
+                    EXPECT_TRUE(subject.Reset());
+                }
+                return true;
+            });
+            EXPECT_EQ(steady.allocations, 0u) << row.Title(noValueAware);
         }
 }
 
 /// A fresh subject that lives until its window has filled.
-void Live(std::optional<Subject>& subject, const Row& row, bool noValueAware, const Choose& choose) {
+bool Live(std::optional<Subject>& subject, const Row& row, bool noValueAware, const Choose& choose) {
     const Velreplay::OrderedParameters parameters = ChooseParameters(row, choose);
     subject.emplace(row, noValueAware);
-    subject->Initialize(parameters);
+    const bool isInitialized = subject->Initialize(parameters);
     Pass(*subject, choose, 500);
+    return isInitialized;
 }
 
 TEST(EveryRow, LetsEachFailureOfAllocationReachTheHost) {
@@ -84,26 +61,18 @@ TEST(EveryRow, LetsEachFailureOfAllocationReachTheHost) {
     const std::vector<Row> rows = AllRows();
     for (std::size_t i = 0; i < 2 * rows.size(); ++i) {
         const Row& row = rows[i / 2];
-        std::size_t failures = 0;
-        for (bool hasFailed = true; hasFailed; ++failures) {
-            const std::ptrdiff_t livingBefore = living;
+        std::size_t failing = 0;
+        for (Outcome outcome{.isOutOfMemory = true}; outcome.isOutOfMemory;) {
+            const std::ptrdiff_t livingBefore = Allocations::living;
             SeededChoice seeded(i);
             std::optional<Subject> subject;
-            hasFailed = false;
-            allocations = 0;
-            failingAllocation = failures;
-            try {
-                Live(subject, row, i % 2 == 1, std::ref(seeded));
-            } catch (const std::bad_alloc&) {
-                hasFailed = true;
-            }
-            failingAllocation = never;
+            outcome = Watch(++failing, [&] { return Live(subject, row, i % 2 == 1, std::ref(seeded)); });
             if (subject)
                 Pass(*subject, std::ref(seeded), 200); // a host may go on
             subject.reset();
-            ASSERT_EQ(living, livingBefore) << row.Title(i % 2 == 1) << ", allocation " << failures;
+            ASSERT_EQ(Allocations::living, livingBefore) << row.Title(i % 2 == 1) << ", allocation " << failing;
         }
-        ASSERT_GT(failures, 1u);
+        ASSERT_GT(failing, 1u);
         other.Results()[0] = 0;
         EXPECT_TRUE(other.Execute());
         ASSERT_EQ(other.Results()[0], 42u);

@@ -1,0 +1,32 @@
+/// What the fuzz targets have in common.
+#pragma once
+
+#include "checks/Subject.h"
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <string_view>
+
+namespace VelFuzz {
+
+/// Ends the process with a text, as a finding of the fuzzer, unless the condition holds.
+void Require(bool holds, std::string_view what);
+
+/// Choices from the fuzzer's bytes; 0 when they are used up.
+VelChecks::Choose ChoicesFrom(FuzzedDataProvider& bytes);
+
+/// Runs a function on each part of an input, from "----" to "----". So many small inputs can be kept as one.
+void ForEachPart(std::span<const std::uint8_t> input, const std::function<void(FuzzedDataProvider& bytes)>& run);
+
+/// Receives the library's messages while it lives, and requires their form.
+class MessageCheck {
+public:
+    MessageCheck();
+    MessageCheck(const MessageCheck&) = delete;
+    MessageCheck& operator=(const MessageCheck&) = delete;
+    ~MessageCheck() { SetMessageCallback(nullptr); }
+
+    int Count() const;
+};
+
+} // namespace VelFuzz

@@ -1,0 +1,358 @@
+/// Any operations of the vocabulary through any lives: parameters by the rules and against them, samples, resets and
+/// clock jumps in any order, with an allocation that fails now and then. The plain form and the NoValue-aware one live
+/// side by side, and the second is held to what the first computes.
+
+#include "checks/Allocations.h"
+#include "checks/FakePlatform.h"
+#include "fuzz/Finding.h"
+#include "fuzz/Memory.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+using namespace VelChecks;
+using namespace VelFuzz;
+
+namespace {
+
+/// What the NoValue-aware form makes of a NoValue.
+enum class Twin {
+    Refuses,  ///< the results get their markers, the state stays: what the reference calls standard
+    Restarts, ///< the same, and the state is reset
+    Ignores,  ///< nothing: both forms are the same
+    Decides,  ///< without memory, it refuses, or computes where the NoValue does not matter
+    TakesForZero,
+    Repeats, ///< shows what the plain form showed last, or markers
+    /// Shows an extreme that is no result of the plain form: while there is a window, that from before the window.
+    ShowsAnother,
+    /// Nothing to compare: only one of the forms computes at all.
+    LivesAlone,
+};
+
+Twin TwinOf(const Row& row) {
+    const auto isOneOf = [&row](std::initializer_list<std::string_view> names) {
+        return std::ranges::find(names, row.operation->name) != names.end();
+    };
+    const std::size_t operands = row.operation->operands;
+    if (isOneOf({"Integral", "IntegralAdd", "Differential", "UpperLimit", "LowerLimit"}))
+        return Twin::Restarts;
+    if (isOneOf({"SystemTime", "LocalTime", "Hour", "Minute", "Second"}) || (isOneOf({"IsNoValue"}) && operands == 1) ||
+        (isOneOf({"Timeout"}) && row.signature == "Www"))
+        return Twin::Ignores;
+    if (isOneOf({"LogicalAnd", "LogicalOr", "If"}))
+        return Twin::Decides;
+    if (isOneOf({"StopOnlyTrigger"}))
+        return Twin::TakesForZero;
+    if (isOneOf({"StartOnlyTrigger", "Average", "Statistics"}))
+        return Twin::Repeats;
+    if (isOneOf({"Min", "Max"}) && operands == 1)
+        return Twin::ShowsAnother;
+    if (isOneOf({"Valid", "IsNoValue", "NoValueAlarm", "VLinea"}))
+        return Twin::LivesAlone;
+    return Twin::Refuses;
+}
+
+/// All rows but those of "Gangermittlung", whose table has a target of its own.
+const std::vector<Row>& Rows() {
+    static const std::vector<Row> rows = [] {
+        std::vector<Row> all = AllRows();
+        std::erase_if(all, [](const Row& row) { return row.operation->name == "Gangermittlung"; });
+        return all;
+    }();
+    return rows;
+}
+
+/// A row, one that remembers more than a sample or two in every other life.
+const Row& ChooseRow(const Choose& choose) {
+    static const std::vector<const Row*> remembering = [] {
+        std::vector<const Row*> chosen;
+        for (const Row& row : Rows())
+            if (Memory(row).Remembers())
+                chosen.push_back(&row);
+        return chosen;
+    }();
+    return choose(2) == 0 ? Rows()[choose(Rows().size())] : *remembering[choose(remembering.size())];
+}
+
+class Lifecycle {
+public:
+    explicit Lifecycle(FuzzedDataProvider& itsBytes)
+        : bytes(itsBytes),
+          choose(ChoicesFrom(itsBytes)),
+          row(ChooseRow(choose)),
+          twin(TwinOf(row)),
+          markers(ChooseMarkers()),
+          plain(row, false, markers),
+          aware(row, true, markers),
+          memory(row) {}
+
+    void Run() {
+        while (bytes.remaining_bytes() > 0)
+            Step();
+    }
+
+private:
+    void Step() {
+        switch (choose(16)) {
+        case 0:
+            return Reset();
+        case 1:
+            return Initialize(ChooseParameters(row, choose).list);
+        case 2:
+            return Initialize(ChooseAgainstTheRules());
+        case 3:
+            return MoveClocks();
+        case 4:
+            Require(plain.Terminate() && aware.Terminate(), "Terminate");
+            return;
+        case 5:
+            failing = 1 + choose(2);
+            return;
+        case 6:
+            return ExecuteOften();
+        case 7:
+            return ExecuteRising();
+        default:
+            plain.ChooseOperands(choose);
+            if (choose(4) == 0)
+                ChooseBits();
+            return Execute();
+        }
+    }
+
+    void Require(bool holds, std::string_view what) const {
+        if (!holds)
+            VelFuzz::Require(false, row.Title(true) + ": " + std::string(what));
+    }
+
+    /// Usual markers, any others, and none at operands.
+    std::vector<std::optional<SampleBits>> ChooseMarkers() {
+        std::vector<std::optional<SampleBits>> chosen;
+        const bool areUsual = choose(2) == 0;
+        for (const char letter : row.signature)
+            chosen.push_back(areUsual ? UsualNoValue(letter) : ChooseSample(letter, choose));
+        for (std::size_t i = row.operation->results; i < chosen.size(); ++i)
+            if (choose(8) == 7)
+                chosen[i].reset();
+        return chosen;
+    }
+
+    /// Any number of parameters, of which each that the operation may read has the kind that it reads, since another
+    /// kind breaks the contract of Initialize; and any values.
+    Velreplay::ArgumentList ChooseAgainstTheRules() {
+        const auto parameters = row.operation->parameters;
+        const bool isCurve = !parameters.empty() && parameters[0].kind == Velreplay::ParameterKind::Curve;
+        Velreplay::ArgumentList list;
+        for (std::uint64_t count = choose(isCurve ? 40 : parameters.size() + 3); count != 0; --count) {
+            const std::size_t index = list.arguments.size();
+            const char letter = choose(4) == 0 ? static_cast<char>(1 + choose(255)) : row.signature.back();
+            list.Add(letter, isCurve || index >= parameters.size() ? Argument(Velreplay::ParameterKind::Number)
+                                                                   : Argument(parameters[index].kind));
+        }
+        return list;
+    }
+
+    Velreplay::Argument Argument(Velreplay::ParameterKind kind) {
+        using enum Velreplay::ParameterKind;
+        const char letter = row.signature.back();
+        const bool isSample = kind == Sample;
+        if (kind == Number || kind == PackedSeconds || (isSample && (letter == 'F' || letter == 'D')))
+            return AnyDouble();
+        if (kind == Mask || (isSample && SizeOfSample(letter) == sizeof(std::uint64_t)))
+            return bytes.ConsumeIntegral<std::uint64_t>();
+        return choose(2) == 0 ? bytes.ConsumeIntegral<std::uint8_t>() : bytes.ConsumeIntegral<std::uint32_t>();
+    }
+
+    double AnyDouble() {
+        constexpr std::array<double, 11> special{0.0,    -0.0,   1.0,          -1.0,     0.5, 1e308,
+                                                 -1e308, 5e-324, 4294967296.0, INFINITY, NAN};
+        const std::uint64_t chosen = choose(special.size() + 2);
+        return chosen < special.size() ? special[chosen] : std::bit_cast<double>(bytes.ConsumeIntegral<SampleBits>());
+    }
+
+    void Initialize(const Velreplay::ArgumentList& parameters) {
+        const std::size_t lost = choose(8) == 0 ? 1 + choose(12) : 0; // or one of the call's own
+        const Outcome first = Watch(lost, [&] { return CallInitialize(plain.Handle(), parameters); });
+        const Outcome second = Watch(lost, [&] { return CallInitialize(aware.Handle(), parameters); });
+        Require(first.answer == second.answer && first.isOutOfMemory == second.isOutOfMemory,
+                "Initialize of the two forms");
+        if (!first.isOutOfMemory)
+            memory.Initialize(parameters);
+    }
+
+    void Reset() {
+        for (Subject* subject : {&plain, &aware}) {
+            const Outcome outcome = Watch(0, [&] { return subject->Reset(); });
+            Require(outcome.answer && outcome.allocations == 0, "Reset");
+        }
+        memory.Reset();
+    }
+
+    void MoveClocks() {
+        FakePlatform::tickCount +=
+            choose(4) == 0 ? bytes.ConsumeIntegral<std::uint32_t>() : static_cast<std::uint32_t>(choose(5000));
+        FakePlatform::systemTime = FakePlatform::localTime = {
+            .wYear = static_cast<std::uint16_t>(1600 + choose(30000)),
+            .wMonth = static_cast<std::uint16_t>(choose(14)),
+            .wDayOfWeek = 0,
+            .wDay = static_cast<std::uint16_t>(choose(33)),
+            .wHour = static_cast<std::uint16_t>(choose(25)),
+            .wMinute = 59,
+            .wSecond = 30,
+            .wMilliseconds = static_cast<std::uint16_t>(choose(1001)),
+        };
+    }
+
+    void ChooseBits() {
+        for (std::size_t i = 0; i < plain.Operands().size(); ++i) {
+            const std::size_t size = SizeOfSample(plain.Letter(i));
+            plain.Operands()[i] = bytes.ConsumeIntegral<SampleBits>() >> (64 - 8 * size);
+        }
+        plain.KeepFromFaults();
+    }
+
+    /// Now and then about as many as one block of a window or a line takes, or a few of them.
+    std::uint64_t ChooseCount() {
+        const std::uint64_t count = choose(3) == 0 ? (std::uint64_t{64} << choose(3)) - 2 + choose(5) : choose(100);
+        return std::min(count, samplesLeft);
+    }
+
+    void ExecuteOften() {
+        SeededChoice seeded(choose(256));
+        for (std::uint64_t left = ChooseCount(); left != 0; --left) {
+            plain.ChooseOperands(std::ref(seeded));
+            Execute();
+        }
+    }
+
+    /// Rising or falling samples stay in the window of an extreme, all of them.
+    void ExecuteRising() {
+        const bool isFalling = choose(2) == 1;
+        const auto start = static_cast<std::int64_t>(choose(256));
+        const auto count = static_cast<std::int64_t>(ChooseCount());
+        for (std::int64_t i = 0; i < count; ++i) {
+            for (std::size_t operand = 0; operand < plain.Operands().size(); ++operand)
+                plain.Operands()[operand] = SampleOf(plain.Letter(operand), isFalling ? start - i : start + i);
+            plain.KeepFromFaults();
+            Execute();
+        }
+    }
+
+    /// Executes both forms on the plain form's operands.
+    void Execute() {
+        if (samplesLeft == 0)
+            return;
+        --samplesLeft;
+        std::ranges::copy(plain.Operands(), aware.Operands().begin());
+        if (twin != Twin::Repeats) {
+            for (std::size_t i = 0; i < plain.Results().size(); ++i)
+                plain.Results()[i] = aware.Results()[i] = SampleOf(row.signature[i], 77);
+        }
+        const bool isNoValue = aware.HasNoValue();
+        if (isNoValue && twin == Twin::TakesForZero)
+            plain.Operands()[0] = 0;
+        if (twin == Twin::LivesAlone)
+            ExecuteAlone();
+        else if (!isNoValue || twin == Twin::Ignores || twin == Twin::TakesForZero)
+            ExecuteAlike();
+        else if (twin == Twin::Decides)
+            Decide();
+        else
+            ExecuteAwareOfNoValue();
+    }
+
+    Outcome Execute(Subject& subject, bool mayAllocate) {
+        const Outcome outcome = Watch(failing, [&] { return subject.Execute(); });
+        Require(mayAllocate || outcome.allocations == 0, "an allocation in steady state");
+        return outcome;
+    }
+
+    void ExecuteAlike() {
+        const SampleBits operand = plain.Operands().empty() ? 0 : plain.Operands()[0];
+        const bool mayAllocate = memory.MayAllocate(operand);
+        const Outcome first = Execute(plain, mayAllocate);
+        const Outcome second = Execute(aware, mayAllocate);
+        Require(first.isOutOfMemory == second.isOutOfMemory, "memory of the two forms");
+        Require(first.answer == second.answer && ShowsTheSame(), "results of the two forms");
+        if (first.isOutOfMemory) {
+            failing = 0;
+            return;
+        }
+        const std::optional<SampleBits> expected = memory.Take(operand);
+        Require(!expected || AreSame(row.signature[0], *expected, plain.Results()[0]), "result");
+    }
+
+    /// The form that does not compute does nothing.
+    void ExecuteAlone() {
+        const bool isPlainIdle = row.operation->name != "IsNoValue";
+        Subject& idle = isPlainIdle ? plain : aware;
+        const std::vector<SampleBits> before(idle.Results().begin(), idle.Results().end());
+        Require(!Execute(idle, false).answer && std::ranges::equal(idle.Results(), before), "is not idle");
+        Execute(isPlainIdle ? aware : plain, false);
+    }
+
+    void Decide() {
+        const Outcome first = Execute(plain, false);
+        const Outcome second = Execute(aware, false);
+        Require(second.answer ? first.answer && ShowsTheSame() : ShowsMarkers(), "decision");
+    }
+
+    void ExecuteAwareOfNoValue() {
+        const Outcome outcome = Execute(aware, false);
+        switch (twin) {
+        case Twin::Restarts:
+            plain.Reset();
+            [[fallthrough]];
+        case Twin::Refuses:
+            Require(!outcome.answer && ShowsMarkers(), "NoValue");
+            break;
+        case Twin::Repeats:
+            for (std::size_t i = 0; i < aware.Results().size(); ++i)
+                Require(ShowsTheSame(i) || ShowsMarker(i), "repetition");
+            break;
+        default:
+            break;
+        }
+    }
+
+    bool ShowsTheSame(std::size_t result) {
+        return AreSame(row.signature[result], plain.Results()[result], aware.Results()[result]);
+    }
+    bool ShowsMarker(std::size_t result) {
+        return AreSame(row.signature[result], aware.Results()[result], *aware.ResultMarkers()[result]);
+    }
+    bool ShowsTheSame() {
+        for (std::size_t i = 0; i < aware.Results().size(); ++i)
+            if (!ShowsTheSame(i))
+                return false;
+        return true;
+    }
+    bool ShowsMarkers() {
+        for (std::size_t i = 0; i < aware.Results().size(); ++i)
+            if (!ShowsMarker(i))
+                return false;
+        return true;
+    }
+
+    FuzzedDataProvider& bytes;
+    const Choose choose;
+    const Row& row;
+    const Twin twin;
+    const std::vector<std::optional<SampleBits>> markers;
+    Subject plain;
+    Subject aware;
+    Memory memory;
+    std::uint64_t samplesLeft = 1000; ///< so that no input takes long
+    std::size_t failing = 0;          ///< the allocation that fails in the next sample with as many
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const MessageCheck messages;
+    FakePlatform::tickCount = 0;
+    FakePlatform::systemTime = FakePlatform::localTime = {};
+    ForEachPart({data, size}, [](FuzzedDataProvider& bytes) { Lifecycle(bytes).Run(); });
+    return 0;
+}
