@@ -62,6 +62,31 @@ TEST(OldValues, AnyHistoryOfDepthsMatchesAPlainQueue) {
     }
 }
 
+TEST(OldValues, ALineGrowsWhereverItsOldestSampleStands) {
+    constexpr unsigned block = 256;
+    for (unsigned slid = 0; slid < 2 * block; ++slid) {
+        const unsigned depth = block + 1 + slid % 2;
+        constexpr unsigned longer = 3 * block;
+        Vel::Channel<std::uint16_t> result, operand;
+        auto operation = Vel::OperationHandle::Create(false, "GetOldValueN", result, operand);
+        std::uint16_t sample = 0;
+        const auto pass = [&](unsigned samples) {
+            for (unsigned i = 0; i < samples; ++i) {
+                operand = ++sample;
+                operation.Execute();
+            }
+        };
+        operation.Initialize(depth);
+        pass(depth + slid / 2);
+        operation.Initialize(longer);
+        pass(longer - depth);
+        for (unsigned i = 0; i < longer; ++i) {
+            pass(1);
+            ASSERT_EQ(result.Get(), sample - longer) << slid;
+        }
+    }
+}
+
 TEST(OldValues, OneChannelAsOperandAndResultIsReadAfterTheWrite) {
     Vel::Channel<double> channel;
     auto operation = Vel::OperationHandle::Create(false, "GetOldValueN", channel, channel);
