@@ -3,6 +3,7 @@
 
 #include <VelOperation.hpp>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -22,7 +23,12 @@ struct Samples {
     std::vector<T> finished;
 
     /// As the library compares: a NaN as NoValue stands for every NaN.
-    bool IsNoValue(T value) const { return value == noValue || (value != value && noValue != noValue); }
+    bool IsNoValue(T value) const {
+        if constexpr (std::is_floating_point_v<T>)
+            return value == noValue || (std::isnan(value) && std::isnan(noValue));
+        else
+            return value == noValue;
+    }
 };
 
 /// In the order of the type letters.

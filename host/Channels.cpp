@@ -34,6 +34,7 @@ Channel& Channels::Find(const std::string& place, const std::string& name) {
 
 std::vector<Channel*> Channels::FindAll(const std::string& place, const std::vector<std::string>& names) {
     std::vector<Channel*> found;
+    found.reserve(names.size());
     for (const std::string& name : names)
         found.push_back(&Find(place, name));
     return found;

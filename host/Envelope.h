@@ -28,7 +28,7 @@ public:
     bool IsBoolean() const;
 
 private:
-    void Add(double at, double value, bool isNoValue);
+    void Add(double at, double value, bool hasSample);
     void Halve();
 
     const Channel& x;

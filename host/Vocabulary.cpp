@@ -60,10 +60,10 @@ void Expand(std::string_view pattern, std::map<char, char>& types, std::vector<s
 std::size_t Distance(std::string_view a, std::string_view b) {
     std::vector<std::size_t> row(b.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
+    for (const char letter : a) {
         std::size_t diagonal = row[0]++;
         for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
+            const std::size_t replaced = diagonal + (letter == b[j] ? 0 : 1);
             diagonal = row[j + 1];
             row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
         }
@@ -73,7 +73,7 @@ std::size_t Distance(std::string_view a, std::string_view b) {
 
 std::string Otherwise(const Parameter& parameter) {
     if (parameter.otherwise == required || parameter.otherwise == omitted)
-        return std::string(parameter.otherwise == required ? "required" : "optional");
+        return parameter.otherwise == required ? "required" : "optional";
     if (parameter.otherwise == paired)
         return "with the one before";
     return "default " + std::string(parameter.otherwise);

@@ -8,7 +8,12 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
+#include <string_view>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -23,6 +28,17 @@ void HandleSignals() {
     sigaction(SIGTERM, &action, nullptr);
     action.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &action, nullptr);
+    sigaction(SIGXFSZ, &action, nullptr); // a file that may not grow fails its write
+}
+
+/// Without one of the standard streams a file would get its number, and what is said would be written into it.
+void OpenStandardStreams() {
+    int file = 0;
+    do
+        file = open("/dev/null", O_RDWR);
+    while (file != -1 && file <= STDERR_FILENO);
+    if (file != -1)
+        close(file);
 }
 
 void ListOperations() {
@@ -41,26 +57,35 @@ void DescribeOperation(const std::string& name) {
         std::fputs(Velreplay::Describe(*operation).c_str(), stdout);
 }
 
+void TellOperations(const std::string& name) {
+    if (name.empty())
+        ListOperations();
+    else
+        DescribeOperation(name);
+    if (std::fflush(stdout) != 0)
+        throw Velreplay::Failure("standard output", "cannot be written: " + Velreplay::ErrorText());
+}
+
 char Separator(const std::string& text, bool decimalComma) {
     if (text == "tab" || text == "\\t")
         return '\t';
     if (text.empty())
         return decimalComma ? ';' : ',';
     const char separator = text[0];
-    if (text.size() != 1 || separator == '"' || separator == '\n' || (decimalComma && separator == ','))
+    constexpr std::string_view inNumbers = "0123456789+-.";
+    if (text.size() != 1 || inNumbers.find(separator) != std::string_view::npos || separator == '"' ||
+        separator == '\n' || separator == '\r' || (decimalComma && separator == ','))
         throw Velreplay::Failure("--separator", "\"" + text + "\" cannot separate cells",
                                  "give one character, such as ; or the word tab");
     return separator;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
     Velreplay::Options options;
     std::string separator;
     std::string operation;
     CLI::App app("Replays a recording (CSV) through a plan (TOML) of computed channels.", "velreplay");
-    app.set_version_flag("--version", "velreplay 1.8.0");
+    app.set_version_flag("--version", "velreplay " VEL_VERSION);
     auto* const plan = app.add_option("PLAN", options.plan, "TOML: inputs, computed channels, parameters, panels");
     app.add_option("RECORDING", options.recording, "CSV with a header of channel names; - (default): standard input");
     app.add_option("-o,--output", options.result, "where the result goes; - (default): standard output");
@@ -72,20 +97,32 @@ int main(int argc, char** argv) {
     auto* const operations =
         app.add_option("--operations", operation, "lists the operations, or tells all about one of them")
             ->expected(0, 1);
-    CLI11_PARSE(app, argc, argv);
-
     try {
-        if (*operations) {
-            operation.empty() ? ListOperations() : DescribeOperation(operation);
-            return 0;
-        }
-        if (!*plan)
-            throw Velreplay::Failure("velreplay", "no plan is given", "velreplay --help tells the arguments");
-        options.format.separator = Separator(separator, options.format.decimalComma);
-        HandleSignals();
-        return Velreplay::Replay(options) ? 0 : interrupted;
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& request) { // a call for help is one too
+        return app.exit(request) == 0 ? 0 : failed;
+    }
+    if (*operations) {
+        TellOperations(operation);
+        return 0;
+    }
+    if (!*plan)
+        throw Velreplay::Failure("velreplay", "no plan is given", "velreplay --help tells the arguments");
+    options.format.separator = Separator(separator, options.format.decimalComma);
+    return Velreplay::Replay(options) ? 0 : interrupted;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    OpenStandardStreams();
+    HandleSignals();
+    try {
+        return Run(argc, argv);
+    } catch (const std::bad_alloc&) {
+        std::fputs("velreplay: out of memory\n  choose shorter windows, or fewer channels\n", stderr);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "%s\n", failure.what());
-        return failed;
     }
+    return failed;
 }
