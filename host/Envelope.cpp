@@ -56,6 +56,10 @@ void Envelope::Halve() {
     rowsPerSpan *= 2;
 }
 
+bool Envelope::HasSample() const {
+    return std::any_of(spans.begin(), spans.end(), [](const Span& span) { return span.hasSample; });
+}
+
 bool Envelope::IsBoolean() const {
     return !y.IsFloating() && std::all_of(spans.begin(), spans.end(), [](const Span& span) {
         return !span.hasSample || (span.smallest >= 0 && span.largest <= 1);

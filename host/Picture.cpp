@@ -36,21 +36,36 @@ std::string Quoted(const std::string& text) {
     return quoted + '"';
 }
 
-/// An empty line breaks the curve. A sample alone between gaps is there twice: a line without length makes a dot.
+/// An empty line breaks the curve.
 void WriteCurve(std::ostream& script, const Envelope& curve, double offset) {
-    const std::vector<Span>& spans = curve.Spans();
-    for (std::size_t i = 0; i < spans.size(); ++i) {
-        const Span& span = spans[i];
-        const bool isBegin = i == 0 || spans[i - 1].hasGap;
-        const bool isEnd = i + 1 == spans.size() || span.hasGap || spans[i + 1].hasGap;
+    for (const Span& span : curve.Spans()) {
         if (span.hasSample) {
             script << span.x << ' ' << span.smallest + offset << '\n';
-            if (span.largest != span.smallest || (isBegin && isEnd))
+            if (span.largest != span.smallest)
                 script << span.x << ' ' << span.largest + offset << '\n';
         }
         if (span.hasGap)
             script << '\n';
     }
+    script << "e\n";
+}
+
+/// Samples between gaps, of which a line shows nothing.
+std::vector<Span> LoneSamples(const Envelope& curve) {
+    std::vector<Span> lone;
+    const std::vector<Span>& spans = curve.Spans();
+    for (std::size_t i = 0; i < spans.size(); ++i) {
+        const bool isBegin = i == 0 || spans[i - 1].hasGap;
+        const bool isEnd = i + 1 == spans.size() || spans[i].hasGap || spans[i + 1].hasGap;
+        if (spans[i].hasSample && isBegin && isEnd)
+            lone.push_back(spans[i]);
+    }
+    return lone;
+}
+
+void WriteDots(std::ostream& script, const std::vector<Span>& samples, double offset) {
+    for (const Span& sample : samples)
+        script << sample.x << ' ' << sample.smallest + offset << '\n';
     script << "e\n";
 }
 
@@ -131,7 +146,7 @@ void Picture::WriteScript(std::ostream& script) const {
     }
     const bool hasLegend = std::any_of(panels.begin(), panels.end(), [](const Panel& p) { return p.HasLegend(); });
     script << "set terminal " << (file.ends_with(".svg") ? "svg" : "pngcairo") << " size " << widthPixels << ','
-           << total << " font \"DejaVu Sans,11\" background \"#ffffff\" rounded\n"
+           << total << " font \"DejaVu Sans,11\" background \"#ffffff\"\n"
            << "set output " << Quoted(replacement.PartName()) << "\nset encoding utf8\n"
            << "set multiplot title " << Quoted(plan.title) << " font \",14\" noenhanced\n"
            << "set lmargin at screen 0.11\nset rmargin at screen " << (hasLegend ? 0.84 : 0.97) << '\n'
@@ -195,14 +210,26 @@ void Picture::WriteYRange(std::ostream& script, const Panel& panel) {
     script << "set yrange [" << bottom << ':' << top << "]\nset ytics " << (isCounted ? "1" : "auto") << '\n';
 }
 
+/// gnuplot complains about data without a point, but draws a function that is nowhere.
 void Picture::WriteCurves(std::ostream& script, const Panel& panel) {
     script << "plot ";
-    for (std::size_t i = 0; i < panel.curves.size(); ++i)
-        script << (i == 0 ? "" : ", ") << "'-' with " << (panel.curves[i].Y().IsFloating() ? "lines" : "steps")
-               << " lw 1.4 lc rgb \"" << colours[i % colours.size()] << "\" title " << Quoted(panel.curves[i].Y().name);
-    script << '\n';
-    for (std::size_t i = 0; i < panel.curves.size(); ++i)
-        WriteCurve(script, panel.curves[i], panel.IsBoolean() ? panel.Lane(i) : 0.0);
+    std::ostringstream data;
+    data.precision(script.precision());
+    for (std::size_t i = 0; i < panel.curves.size(); ++i) {
+        const Envelope& curve = panel.curves[i];
+        const double offset = panel.IsBoolean() ? panel.Lane(i) : 0.0;
+        const std::string colour = " lc rgb " + Quoted(colours[i % colours.size()]);
+        script << (i == 0 ? "" : ", ") << (curve.HasSample() ? "'-'" : "NaN") << " with "
+               << (curve.Y().IsFloating() ? "lines" : "steps") << " lw 1.4" << colour << " title "
+               << Quoted(curve.Y().name);
+        if (curve.HasSample())
+            WriteCurve(data, curve, offset);
+        if (const std::vector<Span> lone = LoneSamples(curve); !lone.empty()) {
+            script << ", '-' with points pt 7 ps 0.3" << colour << " notitle";
+            WriteDots(data, lone, offset);
+        }
+    }
+    script << '\n' << data.str();
 }
 
 void Picture::Draw() {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <initializer_list>
 #include <optional>
 #include <span>
@@ -217,13 +218,16 @@ PicturePlan ReadPicture(const std::string& file, const toml::table& table) {
 }
 
 toml::table Parse(const std::string& file) {
+    std::error_code error;
+    if (std::filesystem::is_directory(file, error)) // which would read like an empty file
+        throw Failure(file, "the plan is a folder", "name a TOML file");
     try {
         return toml::parse_file(file);
-    } catch (const toml::parse_error& error) {
-        const auto line = error.source().begin.line;
+    } catch (const toml::parse_error& mistake) {
+        const auto line = mistake.source().begin.line;
         if (line == 0)
             throw Failure(file, "the plan cannot be read", "name a TOML file that exists");
-        throw Failure(file + ":" + std::to_string(line), std::string(error.description()),
+        throw Failure(file + ":" + std::to_string(line), std::string(mistake.description()),
                       "correct the TOML; whole numbers from 2^63 on stand in quotes");
     }
 }

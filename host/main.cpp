@@ -31,11 +31,12 @@ void HandleSignals() {
     sigaction(SIGXFSZ, &action, nullptr); // a file that may not grow fails its write
 }
 
-/// Without one of the standard streams a file would get its number, and what is said would be written into it.
+/// Without one of the standard streams a file would get its number, and what is said would be written into it. Writing
+/// to what stands in fails, as it would without.
 void OpenStandardStreams() {
     int file = 0;
     do
-        file = open("/dev/null", O_RDWR);
+        file = open("/dev/null", O_RDONLY);
     while (file != -1 && file <= STDERR_FILENO);
     if (file != -1)
         close(file);
