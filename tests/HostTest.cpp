@@ -266,8 +266,9 @@ TEST_F(HostTest, StopsInFilesAndShowsProgressOnTerminals) {
     EXPECT_EQ(Read("err").find('\r'), std::string::npos); // no terminal, no bar
     EXPECT_EQ(Run("sort -u result.csv"), 0);
     EXPECT_EQ(Read("out"), "6,3,2\na,b,z\n");
-    EXPECT_EQ(Run("script -qec \"timeout -s INT 0.5 $V -q plan.toml rec.csv -o result.csv\" /dev/null"), 124);
-    EXPECT_NE(Read("out").find("\r[#"), std::string::npos);
+    EXPECT_EQ(
+        Run("head -c 100000 rec.csv >short.csv; script -qec \"$V -q plan.toml short.csv -o result.csv\" /dev/null"), 0);
+    EXPECT_TRUE(Read("out").starts_with("\r[##########")); // drawn after the first block
     EXPECT_TRUE(Read("out").ends_with("\r\x1b[K"));
 }
 
