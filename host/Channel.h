@@ -26,9 +26,9 @@ struct Samples {
     /// As the library compares: a NaN as NoValue stands for every NaN.
     bool IsNoValue(T value) const {
         if constexpr (std::is_floating_point_v<T>)
-            if (std::isnan(noValue))
-                return std::isnan(value);
-        return value == noValue;
+            return value == noValue || (std::isnan(value) && std::isnan(noValue));
+        else
+            return value == noValue;
     }
 };
 

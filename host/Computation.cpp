@@ -111,7 +111,6 @@ void Computation::AimOperands() {
 /// All results of an operation have the same type.
 template <class T>
 void Computation::RunTyped(std::size_t rows, const Samples<T>& first) {
-    VelHandle const handle = operation.Get();
     std::vector<T*> columns;
     for (Channel* const result : results)
         columns.push_back(std::get<Samples<T>>(result->samples).values.data());
@@ -122,7 +121,7 @@ void Computation::RunTyped(std::size_t rows, const Samples<T>& first) {
         }
         for (std::size_t i = 0; i < operands.size(); ++i)
             current[results.size() + i] = static_cast<char*>(current[results.size() + i]) + operandSizes[i];
-        const bool hasRun = Execute(handle);
+        const bool hasRun = Execute(operation.Get());
         const bool isNoValue = first.IsNoValue(columns[0][row]);
         const Status failed = isNoValue && AnyOperandIsNoValue(row) ? Status::NoValue : Status::Refused;
         statuses[row - 1] = !hasRun ? failed : isNoValue ? Status::NoValue : Status::Computed;

@@ -24,11 +24,12 @@ public:
     void Take(std::size_t rows);
     const std::vector<Span>& Spans() const { return spans; }
     const Channel& Y() const { return y; }
+    bool HasSample() const;
     /// Only whole samples 0 and 1.
     bool IsBoolean() const;
 
 private:
-    void Add(double at, double value, bool isNoValue);
+    void Add(double at, double value, bool hasSample);
     void Halve();
 
     const Channel& x;

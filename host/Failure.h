@@ -1,6 +1,7 @@
 // What stops velreplay: where, what, and what to do about it.
 #pragma once
 
+#include <cerrno>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -14,7 +15,7 @@ public:
         : std::runtime_error(place + ": " + what + (remedy.empty() ? "" : "\n  " + remedy)) {}
 };
 
-/// What the system says of an error number.
-inline std::string SystemMessage(int error) { return std::generic_category().message(error); }
+/// What the operating system says about an error number.
+inline std::string ErrorText(int error = errno) { return std::generic_category().message(error); }
 
 } // namespace Velreplay

@@ -75,7 +75,7 @@ inline char* WriteShortDecimal(char* begin, double value) {
     if (!(size < limit) || (value == 0 && std::signbit(value)))
         return nullptr;
     for (std::uint32_t decimals = 0, power = 1; decimals <= 3; ++decimals, power *= 10) {
-        // NOLINTNEXTLINE(bugprone-incorrect-roundings): what is not exact is left alone below
+        // A digit that is rounded wrong fails the comparison. NOLINTNEXTLINE(bugprone-incorrect-roundings)
         const auto digits = static_cast<std::uint32_t>(size * power + 0.5);
         if (static_cast<double>(digits) / power != size)
             continue;

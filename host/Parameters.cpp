@@ -16,14 +16,20 @@ template <class T>
 std::optional<T> As(const Value& value) {
     if (const bool* flag = std::get_if<bool>(&value); flag != nullptr && std::is_integral_v<T>)
         return static_cast<T>(*flag ? 1 : 0);
-    if (const std::int64_t* whole = std::get_if<std::int64_t>(&value)) {
+    const auto fromWhole = [](auto whole) {
         if constexpr (std::is_integral_v<T>)
-            return std::in_range<T>(*whole) ? std::optional<T>(static_cast<T>(*whole)) : std::nullopt;
+            return std::in_range<T>(whole) ? std::optional<T>(static_cast<T>(whole)) : std::nullopt;
         else
-            return static_cast<T>(*whole);
-    }
-    if (const double* number = std::get_if<double>(&value); number != nullptr && std::is_floating_point_v<T>)
-        return static_cast<T>(*number);
+            return std::optional<T>(static_cast<T>(whole));
+    };
+    if (const std::int64_t* whole = std::get_if<std::int64_t>(&value))
+        return fromWhole(*whole);
+    if (const std::uint64_t* whole = std::get_if<std::uint64_t>(&value))
+        return fromWhole(*whole);
+    if constexpr (std::is_floating_point_v<T>)
+        if (const double* number = std::get_if<double>(&value))
+            if (std::abs(*number) <= std::numeric_limits<T>::max())
+                return static_cast<T>(*number);
     return std::nullopt;
 }
 

@@ -4,11 +4,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstdio>
 #include <limits>
 #include <ostream>
 #include <sstream>
+
+#include <unistd.h>
 
 namespace Velreplay {
 
@@ -19,7 +20,8 @@ constexpr int panelPixels = 190;
 constexpr int lanePixels = 38; // of a boolean channel
 constexpr int framePixels = 100;
 constexpr double laneDistance = 1.5;
-constexpr double mostCountedTics = 10; // of whole numbers: each has a tic up to here
+constexpr double leastShareOfZero = 0.3; // of the largest value: from there on an axis need not show 0
+constexpr double mostCountedTics = 10;   // of whole numbers: each has a tic up to here
 constexpr std::array colours{"#0b5394", "#cc4125", "#38761d", "#b45f06", "#674ea7", "#45818e"};
 
 /// A text for gnuplot, within double quotes.
@@ -34,7 +36,7 @@ std::string Quoted(const std::string& text) {
     return quoted + '"';
 }
 
-/// An empty line breaks the curve. Steps keep a value until the next one.
+/// An empty line breaks the curve.
 void WriteCurve(std::ostream& script, const Envelope& curve, double offset) {
     for (const Span& span : curve.Spans()) {
         if (span.hasSample) {
@@ -48,10 +50,46 @@ void WriteCurve(std::ostream& script, const Envelope& curve, double offset) {
     script << "e\n";
 }
 
+/// Samples between gaps, of which a line shows nothing.
+std::vector<Span> LoneSamples(const Envelope& curve) {
+    std::vector<Span> lone;
+    const std::vector<Span>& spans = curve.Spans();
+    for (std::size_t i = 0; i < spans.size(); ++i) {
+        const bool isBegin = i == 0 || spans[i - 1].hasGap;
+        const bool isEnd = i + 1 == spans.size() || spans[i].hasGap || spans[i + 1].hasGap;
+        if (spans[i].hasSample && isBegin && isEnd)
+            lone.push_back(spans[i]);
+    }
+    return lone;
+}
+
+void WriteDots(std::ostream& script, const std::vector<Span>& samples, double offset) {
+    for (const Span& sample : samples)
+        script << sample.x << ' ' << sample.smallest + offset << '\n';
+    script << "e\n";
+}
+
+bool IsGnuplotInstalled() {
+    std::FILE* const answer = popen("gnuplot --version >/dev/null 2>&1", "r");
+    return answer != nullptr && pclose(answer) == 0;
+}
+
+/// Somewhat more than from the lowest to the highest, and exactly from 0 where all lies on one side of it and not far.
+std::pair<double, double> WithMargin(double lowest, double highest) {
+    const double margin = highest > lowest ? 0.06 * (highest - lowest) : 1.0;
+    const double bottom = lowest >= 0 && lowest <= leastShareOfZero * highest ? 0 : lowest - margin;
+    const double top = highest <= 0 && highest >= leastShareOfZero * lowest && lowest < 0 ? 0 : highest + margin;
+    return {bottom, top};
+}
+
 } // namespace
 
 bool Picture::Panel::IsWhole() const {
     return std::none_of(curves.begin(), curves.end(), [](const Envelope& curve) { return curve.Y().IsFloating(); });
+}
+
+bool Picture::Panel::IsBoolean() const {
+    return std::all_of(curves.begin(), curves.end(), [](const Envelope& curve) { return curve.IsBoolean(); });
 }
 
 /// Boolean channels lie one below the other.
@@ -64,19 +102,15 @@ std::pair<double, double> Picture::Panel::Range() const {
     double highest = std::numeric_limits<double>::lowest();
     for (const Envelope& curve : curves)
         for (const Span& span : curve.Spans())
-            if (span.hasSample && std::isfinite(span.smallest) && std::isfinite(span.largest)) {
+            if (span.hasSample) {
                 lowest = std::min(lowest, span.smallest);
                 highest = std::max(highest, span.largest);
             }
     return lowest <= highest ? std::pair(lowest, highest) : std::pair(0.0, 1.0);
 }
 
-bool Picture::Panel::IsBoolean() const {
-    return std::all_of(curves.begin(), curves.end(), [](const Envelope& curve) { return curve.IsBoolean(); });
-}
-
 Picture::Picture(std::string itsFile, const PicturePlan& itsPlan, Channels& channels)
-    : file(std::move(itsFile)), plan(itsPlan) {
+    : file(std::move(itsFile)), replacement(file), plan(itsPlan) {
     if (!file.ends_with(".svg") && !file.ends_with(".png"))
         throw Failure(file, "a picture of this kind cannot be drawn", "end the name with .svg or .png");
     if (plan.panels.empty())
@@ -88,8 +122,12 @@ Picture::Picture(std::string itsFile, const PicturePlan& itsPlan, Channels& chan
         for (const Channel* const y : channels.FindAll(panelPlan.place, panelPlan.channels))
             panel.curves.emplace_back(x, *y);
         if (panel.curves.empty())
-            throw Failure(panelPlan.place, "the panel has no channel", "add: channels = [\"...\"]");
+            throw Failure(panelPlan.place, "the panel has no channel", R"(add: channels = ["..."])");
     }
+    if (!IsGnuplotInstalled())
+        throw Failure(file, "gnuplot, which draws pictures, cannot be run",
+                      "install it with: apt-get install gnuplot-nox");
+    close(OpenForWriting(replacement.PartName()));
 }
 
 void Picture::Take(std::size_t rows) {
@@ -106,58 +144,95 @@ void Picture::WriteScript(std::ostream& script) const {
         heights.push_back(panel.IsBoolean() ? lanePixels * (static_cast<int>(panel.curves.size()) + 1) : panelPixels);
         total += heights.back();
     }
+    const bool hasLegend = std::any_of(panels.begin(), panels.end(), [](const Panel& p) { return p.HasLegend(); });
     script << "set terminal " << (file.ends_with(".svg") ? "svg" : "pngcairo") << " size " << widthPixels << ','
            << total << " font \"DejaVu Sans,11\" background \"#ffffff\"\n"
-           << "set output " << Quoted(file) << "\nset encoding utf8\n"
+           << "set output " << Quoted(replacement.PartName()) << "\nset encoding utf8\n"
            << "set multiplot title " << Quoted(plan.title) << " font \",14\" noenhanced\n"
-           << "set lmargin at screen 0.11\nset rmargin at screen 0.84\n"
-           << "set grid xtics ytics lc rgb \"#dddddd\" lt 1 lw 0.5\nset border lc rgb \"#666666\"\n"
-           << "set tics textcolor rgb \"#222222\" nomirror\nset key at graph 1.01, graph 1 left top reverse Left "
-              "noenhanced samplen 1.5\n";
-    if (!panels.front().curves.front().Spans().empty())
-        script << "set xrange [" << panels.front().curves.front().Spans().front().x << ':'
-               << panels.front().curves.front().Spans().back().x << "]\n";
+           << "set lmargin at screen 0.11\nset rmargin at screen " << (hasLegend ? 0.84 : 0.97) << '\n'
+           << R"(set grid xtics ytics lc rgb "#dddddd" lt 1 lw 0.5
+set border lc rgb "#666666"
+set tics textcolor rgb "#222222" nomirror
+set key at graph 1.01, graph 1 left top reverse Left noenhanced samplen 1.5
+)";
+    WriteXRange(script);
     double top = 1.0 - 0.45 * framePixels / total;
     for (std::size_t i = 0; i < panels.size(); ++i) {
+        if (i + 1 == panels.size())
+            script << "set format x\nset xlabel " << Quoted(plan.xTitle) << " noenhanced\n";
+        else
+            script << "set format x \"\"\n";
         const double bottom = top - static_cast<double>(heights[i]) / total;
-        WritePanel(script, i, bottom + 14.0 / total, top - 14.0 / total);
+        WritePanel(script, panels[i], bottom + 14.0 / total, top - 14.0 / total);
         top = bottom;
     }
     script << "unset multiplot\n";
 }
 
-void Picture::WritePanel(std::ostream& script, std::size_t index, double bottom, double top) const {
-    const Panel& panel = panels[index];
-    const bool isLast = index + 1 == panels.size();
-    const bool isBoolean = panel.IsBoolean();
-    script << "set bmargin at screen " << bottom << "\nset tmargin at screen " << top << '\n'
-           << (isLast ? "set format x\nset xlabel " + Quoted(plan.xTitle) + " noenhanced\n" : "set format x \"\"\n")
-           << "set ylabel "
-           << Quoted(panel.plan->title + (panel.plan->unit.empty() ? "" : " [" + panel.plan->unit + "]"))
-           << " noenhanced\n";
-    if (isBoolean) {
-        script << "unset key\nset yrange [-0.4:" << laneDistance * static_cast<double>(panel.curves.size()) << "]\n"
-               << "set ytics (";
-        for (std::size_t i = 0; i < panel.curves.size(); ++i)
-            script << (i == 0 ? "" : ", ") << Quoted(panel.curves[i].Y().name) << ' ' << panel.Lane(i) + 0.5;
-        script << ") noenhanced\n";
-    } else {
-        const auto [lowest, highest] = panel.Range();
-        const double margin = highest > lowest ? 0.06 * (highest - lowest) : 1.0;
-        const bool isCounted = panel.IsWhole() && highest - lowest <= mostCountedTics;
-        script << (panel.curves.size() == 1 ? "unset key\n" : "set key\n") << "set yrange [" << lowest - margin << ':'
-               << highest + margin << "]\nset ytics " << (isCounted ? "1" : "auto") << '\n';
-    }
-    script << "plot ";
-    for (std::size_t i = 0; i < panel.curves.size(); ++i)
-        script << (i == 0 ? "" : ", ") << "'-' with " << (panel.curves[i].Y().IsFloating() ? "lines" : "steps")
-               << " lw 1.4 lc rgb \"" << colours[i % colours.size()] << "\" title " << Quoted(panel.curves[i].Y().name);
-    script << '\n';
-    for (std::size_t i = 0; i < panel.curves.size(); ++i)
-        WriteCurve(script, panel.curves[i], isBoolean ? panel.Lane(i) : 0.0);
+/// The same for all panels. Nothing for a recording without rows, which would be no range.
+void Picture::WriteXRange(std::ostream& script) const {
+    const std::vector<Span>& spans = panels.front().curves.front().Spans();
+    const auto [first, last] =
+        std::minmax_element(spans.begin(), spans.end(), [](const Span& a, const Span& b) { return a.x < b.x; });
+    if (spans.empty())
+        script << "set xrange [0:1]\n";
+    else if (first->x == last->x)
+        script << "set xrange [" << first->x - 1 << ':' << last->x + 1 << "]\n";
+    else
+        script << "set xrange [" << first->x << ':' << last->x << "]\n";
 }
 
-void Picture::Draw() const {
+/// The labels stand in one line, however wide the numbers beside them are.
+void Picture::WritePanel(std::ostream& script, const Panel& panel, double bottom, double top) {
+    const std::string unit = panel.plan->unit.empty() ? "" : " [" + panel.plan->unit + "]";
+    script << "set bmargin at screen " << bottom << "\nset tmargin at screen " << top << '\n'
+           << "set label 1 " << Quoted(panel.plan->title + unit) << " at screen 0.016, screen " << (bottom + top) / 2
+           << " center rotate by 90 noenhanced\n"
+           << (panel.HasLegend() ? "set key\n" : "unset key\n");
+    if (panel.IsBoolean())
+        WriteLanes(script, panel);
+    else
+        WriteYRange(script, panel);
+    WriteCurves(script, panel);
+}
+
+void Picture::WriteLanes(std::ostream& script, const Panel& panel) {
+    script << "set yrange [-0.4:" << laneDistance * static_cast<double>(panel.curves.size()) << "]\nset ytics (";
+    for (std::size_t i = 0; i < panel.curves.size(); ++i)
+        script << (i == 0 ? "" : ", ") << Quoted(panel.curves[i].Y().name) << ' ' << panel.Lane(i) + 0.5;
+    script << ") noenhanced\n";
+}
+
+void Picture::WriteYRange(std::ostream& script, const Panel& panel) {
+    const auto [lowest, highest] = panel.Range();
+    const auto [bottom, top] = WithMargin(lowest, highest);
+    const bool isCounted = panel.IsWhole() && highest - lowest <= mostCountedTics;
+    script << "set yrange [" << bottom << ':' << top << "]\nset ytics " << (isCounted ? "1" : "auto") << '\n';
+}
+
+/// gnuplot complains about data without a point, but draws a function that is nowhere.
+void Picture::WriteCurves(std::ostream& script, const Panel& panel) {
+    script << "plot ";
+    std::ostringstream data;
+    data.precision(script.precision());
+    for (std::size_t i = 0; i < panel.curves.size(); ++i) {
+        const Envelope& curve = panel.curves[i];
+        const double offset = panel.IsBoolean() ? panel.Lane(i) : 0.0;
+        const std::string colour = " lc rgb " + Quoted(colours[i % colours.size()]);
+        script << (i == 0 ? "" : ", ") << (curve.HasSample() ? "'-'" : "NaN") << " with "
+               << (curve.Y().IsFloating() ? "lines" : "steps") << " lw 1.4" << colour << " title "
+               << Quoted(curve.Y().name);
+        if (curve.HasSample())
+            WriteCurve(data, curve, offset);
+        if (const std::vector<Span> lone = LoneSamples(curve); !lone.empty()) {
+            script << ", '-' with points pt 7 ps 0.3" << colour << " notitle";
+            WriteDots(data, lone, offset);
+        }
+    }
+    script << '\n' << data.str();
+}
+
+void Picture::Draw() {
     std::ostringstream script;
     WriteScript(script);
     std::FILE* const gnuplot = popen("gnuplot", "w");
@@ -165,7 +240,8 @@ void Picture::Draw() const {
     const bool isWritten = gnuplot != nullptr && std::fwrite(text.data(), 1, text.size(), gnuplot) == text.size();
     const bool isDrawn = gnuplot != nullptr && pclose(gnuplot) == 0;
     if (!isWritten || !isDrawn)
-        throw Failure(file, "gnuplot has not drawn the picture", "install it with: apt-get install gnuplot-nox");
+        throw Failure(file, "gnuplot has not drawn the picture", "its message above tells why; the result is complete");
+    replacement.Keep();
 }
 
 } // namespace Velreplay

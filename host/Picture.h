@@ -4,6 +4,7 @@
 #include "host/Channels.h"
 #include "host/Envelope.h"
 #include "host/Plan.h"
+#include "host/Replacement.h"
 
 #include <deque>
 #include <iosfwd>
@@ -15,13 +16,13 @@ namespace Velreplay {
 
 class Picture {
 public:
-    /// A file with the ending .svg or .png.
+    /// A file with the ending .svg or .png. Refuses at once what would keep gnuplot from drawing it.
     Picture(std::string itsFile, const PicturePlan& itsPlan, Channels& channels);
 
     /// Takes the rows of a block.
     void Take(std::size_t rows);
     /// Runs gnuplot.
-    void Draw() const;
+    void Draw();
 
 private:
     struct Panel {
@@ -29,14 +30,20 @@ private:
         std::deque<Envelope> curves;
         bool IsBoolean() const;
         bool IsWhole() const;
+        bool HasLegend() const { return curves.size() > 1 && !IsBoolean(); }
         double Lane(std::size_t curve) const;
         std::pair<double, double> Range() const;
     };
 
     void WriteScript(std::ostream& script) const;
-    void WritePanel(std::ostream& script, std::size_t index, double bottom, double top) const;
+    void WriteXRange(std::ostream& script) const;
+    static void WritePanel(std::ostream& script, const Panel& panel, double bottom, double top);
+    static void WriteLanes(std::ostream& script, const Panel& panel);
+    static void WriteYRange(std::ostream& script, const Panel& panel);
+    static void WriteCurves(std::ostream& script, const Panel& panel);
 
     std::string file;
+    Replacement replacement;
     const PicturePlan& plan;
     std::deque<Panel> panels;
 };

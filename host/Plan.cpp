@@ -4,6 +4,8 @@
 #include "host/Vocabulary.h"
 
 #include <algorithm>
+#include <charconv>
+#include <filesystem>
 #include <initializer_list>
 #include <optional>
 #include <span>
@@ -13,6 +15,8 @@
 namespace Velreplay {
 
 namespace {
+
+constexpr const char* quotesHint = "whole numbers from 2^63 on stand in quotes, others do not";
 
 /// A table of the plan that says where it stands when something in it is wrong.
 class Section {
@@ -51,7 +55,7 @@ public:
             const auto text = node.value_exact<std::string>();
             if (!text)
                 throw Failure(Place(node), "\"" + std::string(key) + "\" is not a list of names",
-                              "write: " + std::string(key) + " = [\"...\", \"...\"]");
+                              "write: " + std::string(key) + R"( = ["...", "..."])");
             texts.push_back(*text);
         }
         return texts;
@@ -91,6 +95,18 @@ private:
     const toml::table& table;
 };
 
+/// A whole number in quotes, decimal or, after 0x, hexadecimal.
+std::optional<std::uint64_t> QuotedWhole(const toml::node& node) {
+    std::string_view text = node.value_exact<std::string_view>().value_or("");
+    const bool isHexadecimal = text.starts_with("0x");
+    if (isHexadecimal)
+        text.remove_prefix(2);
+    std::uint64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number, isHexadecimal ? 16 : 10);
+    return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+}
+
 /// Takes a number of the plan as NoValue. False: it is none of the type.
 template <class T>
 bool SetNoValue(Samples<T>& samples, const toml::node& node) {
@@ -99,6 +115,10 @@ bool SetNoValue(Samples<T>& samples, const toml::node& node) {
         samples.noValue = static_cast<T>(number.value_or(0));
         return node.is_number() && number.has_value();
     } else {
+        if (const auto quoted = QuotedWhole(node)) {
+            samples.noValue = static_cast<T>(*quoted);
+            return std::in_range<T>(*quoted);
+        }
         const auto number = node.value_exact<std::int64_t>();
         if (!number || !std::in_range<T>(*number))
             return false;
@@ -117,7 +137,7 @@ Channel ReadChannel(const Section& section, const std::string& name) {
     const toml::node* const noValue = section.Find("no_value");
     if (noValue != nullptr &&
         !std::visit([&](auto& samples) { return SetNoValue(samples, *noValue); }, channel.samples))
-        throw Failure(section.Place(*noValue), "\"no_value\" is no number of the type " + type);
+        throw Failure(section.Place(*noValue), "\"no_value\" is no number of the type " + type, quotesHint);
     return channel;
 }
 
@@ -127,7 +147,7 @@ ConstantPlan ReadConstant(const std::string& file, const toml::table& table) {
     plan.value = plan.channel.samples;
     const toml::node* const value = section.Find("value");
     if (value != nullptr && !std::visit([&](auto& samples) { return SetNoValue(samples, *value); }, plan.value))
-        throw Failure(section.Place(*value), "\"value\" is no number of the channel's type");
+        throw Failure(section.Place(*value), "\"value\" is no number of the channel's type", quotesHint);
     return plan;
 }
 
@@ -147,11 +167,14 @@ Value ReadValue(const Section& section, std::string_view name, const toml::node&
         return flag->get();
     if (const auto* whole = node.as_integer())
         return whole->get();
+    if (const auto quoted = QuotedWhole(node))
+        return *quoted;
     if (const auto* number = node.as_floating_point())
         return number->get();
     if (const auto* array = node.as_array())
         return ReadPairs(section, *array);
-    throw Failure(section.Place(node), "parameter \"" + std::string(name) + "\" is neither a number nor a list");
+    throw Failure(section.Place(node), "parameter \"" + std::string(name) + "\" is neither a number nor a list",
+                  quotesHint);
 }
 
 ComputationPlan ReadComputation(const std::string& file, const toml::table& table) {
@@ -161,6 +184,8 @@ ComputationPlan ReadComputation(const std::string& file, const toml::table& tabl
     std::vector<std::string> names = section.Texts("names");
     if (names.empty())
         names.push_back(section.NeededText("name"));
+    else if (section.Find("name") != nullptr)
+        throw Failure(section.Place(), "both \"name\" and \"names\" are given", "keep one of them");
     for (const std::string& name : names)
         plan.results.push_back(ReadChannel(section, name));
     plan.place = section.Place() + ": channel \"" + names.front() + "\"";
@@ -182,7 +207,7 @@ PicturePlan ReadPicture(const std::string& file, const toml::table& table) {
     PicturePlan picture;
     picture.place = section.Place();
     picture.title = section.Text("title").value_or("");
-    picture.x = section.Text("x").value_or("");
+    picture.x = section.NeededText("x");
     picture.xTitle = section.Text("x_title").value_or("");
     for (const toml::table* const panel : section.Tables("panels")) {
         const Section inner(file, *panel, {"title", "unit", "channels"});
@@ -193,13 +218,17 @@ PicturePlan ReadPicture(const std::string& file, const toml::table& table) {
 }
 
 toml::table Parse(const std::string& file) {
+    std::error_code error;
+    if (std::filesystem::is_directory(file, error)) // which would read like an empty file
+        throw Failure(file, "the plan is a folder", "name a TOML file");
     try {
         return toml::parse_file(file);
-    } catch (const toml::parse_error& error) {
-        const auto line = error.source().begin.line;
+    } catch (const toml::parse_error& mistake) {
+        const auto line = mistake.source().begin.line;
         if (line == 0)
             throw Failure(file, "the plan cannot be read", "name a TOML file that exists");
-        throw Failure(file + ":" + std::to_string(line), std::string(error.description()));
+        throw Failure(file + ":" + std::to_string(line), std::string(mistake.description()),
+                      "correct the TOML; whole numbers from 2^63 on stand in quotes");
     }
 }
 
@@ -221,7 +250,7 @@ Plan ReadPlan(const std::string& file) {
         plan.computations.push_back(ReadComputation(file, *channel));
     if (const toml::node* const plot = section.Find("plot")) {
         if (!plot->is_table())
-            throw Failure(section.Place(*plot), "\"plot\" is not a table", "begin it with [plot]");
+            throw Failure(section.Place(*plot), "\"plot\" is not a table", "write: [plot]");
         plan.picture = ReadPicture(file, *plot->as_table());
     }
     if (plan.inputs.empty())

@@ -11,8 +11,9 @@
 
 namespace Velreplay {
 
-/// A value as a plan says it: true or false, a whole number, a number, a list of pairs.
-using Value = std::variant<bool, std::int64_t, double, std::vector<std::array<double, 2>>>;
+/// A value as a plan says it: true or false, a whole number, a number, a list of pairs. Whole numbers that TOML does
+/// not have, those from 2^63, stand in quotes.
+using Value = std::variant<bool, std::int64_t, std::uint64_t, double, std::vector<std::array<double, 2>>>;
 
 /// Input channels of the recording; computed channels are made from them.
 struct InputPlan {

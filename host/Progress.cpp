@@ -1,5 +1,6 @@
 #include "host/Progress.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -16,10 +17,9 @@ constexpr std::uint64_t width = 50;
 
 Progress::Progress(std::uint64_t itsSize) : size(itsSize), isShown(itsSize != 0 && isatty(STDERR_FILENO) == 1) {}
 
-void Progress::Hide() {
+Progress::~Progress() {
     if (isShown)
         std::fputs("\r\x1b[K", stderr);
-    isShown = false;
 }
 
 void Progress::Show(std::uint64_t done) {
@@ -27,6 +27,7 @@ void Progress::Show(std::uint64_t done) {
     if (!isShown || now < next)
         return;
     next = now + interval;
+    done = std::min(done, size); // the file may have grown
     const std::uint64_t filled = done * width / size;
     const std::string bar = std::string(filled, '#') + std::string(width - filled, '.');
     std::fprintf(stderr, "\r[%s] %3u %%", bar.c_str(), static_cast<unsigned>(done * 100 / size));

@@ -12,11 +12,10 @@ public:
     explicit Progress(std::uint64_t itsSize);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
-    ~Progress() { Hide(); }
+    /// Takes the bar away.
+    ~Progress();
 
     void Show(std::uint64_t done);
-    /// Takes the bar away.
-    void Hide();
 
 private:
     std::uint64_t size;

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <new>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +19,8 @@ namespace {
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
+constexpr int noticeMilliseconds = 500;
+
 volatile std::sig_atomic_t isInterrupted = 0;
 
 } // namespace
@@ -24,11 +28,11 @@ volatile std::sig_atomic_t isInterrupted = 0;
 void Interrupt(int) { isInterrupted = 1; }
 bool IsInterrupted() { return isInterrupted != 0; }
 
-Recording::Recording(const std::string& itsName, CsvFormat itsFormat)
+Recording::Recording(const std::string& itsName, CsvFormat itsFormat, std::size_t blockBytes)
     : name(itsName == "-" ? "standard input" : itsName), format(itsFormat), bytes(blockBytes) {
     file = itsName == "-" ? dup(STDIN_FILENO) : open(itsName.c_str(), O_RDONLY | O_CLOEXEC);
     if (file == -1)
-        throw Failure(name, "the recording cannot be opened: " + SystemMessage(errno),
+        throw Failure(name, "the recording cannot be opened: " + ErrorText(),
                       "name a CSV file, or - for standard input");
     struct stat status {};
     if (itsName != "-" && fstat(file, &status) == 0 && S_ISREG(status.st_mode))
@@ -50,7 +54,7 @@ void Recording::ReadHeader(std::span<Channel* const> itsInputs) {
     inputs = itsInputs;
     while (!hasHeader && !isAtEnd && !isInterrupted) {
         Parse();
-        if (failure && !hasHeader)
+        if (failure && !hasHeader) // one behind the header waits for the rows before it
             std::rethrow_exception(failure);
     }
     if (!hasHeader && !isInterrupted)
@@ -58,25 +62,37 @@ void Recording::ReadHeader(std::span<Channel* const> itsInputs) {
 }
 
 std::size_t Recording::ReadBlock() {
-    if (rows == 0)
-        while (rows == 0 && !isAtEnd && !failure && !isInterrupted)
-            Parse();
+    while (rows == 0 && !isAtEnd && !failure && !isInterrupted)
+        Parse();
     if (rows == 0 && failure)
         std::rethrow_exception(failure);
     return std::exchange(rows, 0); // rows before a failure are handed out first
+}
+
+/// Waits for something to read. The wait ends now and then, as a signal may have come just before it. False:
+/// interrupted.
+bool Recording::AwaitBytes() const {
+    pollfd source{file, POLLIN, 0};
+    while (!isInterrupted) {
+        const int ready = poll(&source, 1, noticeMilliseconds);
+        if (ready > 0 || (ready == -1 && errno != EINTR))
+            return true;
+    }
+    return false;
 }
 
 /// Reads what is there, up to a block. A byte order mark at the beginning is dropped.
 bool Recording::ReadBytes() {
     byteCount = 0;
     const std::size_t wanted = position == 0 ? byteOrderMark.size() : 1;
-    while (byteCount < wanted) {
+    while (byteCount < wanted && AwaitBytes()) {
         const ssize_t count = read(file, bytes.data() + byteCount, bytes.size() - byteCount);
-        if (count == -1 && errno == EINTR && !isInterrupted)
+        if (count == -1 && errno == EINTR)
             continue;
-        if (count == -1 && errno != EINTR)
-            throw Failure(name, "the recording cannot be read: " + SystemMessage(errno));
-        if (count <= 0)
+        if (count == -1)
+            throw Failure(name, "the recording cannot be read: " + ErrorText(),
+                          "name a CSV file, or - for standard input");
+        if (count == 0)
             break;
         byteCount += static_cast<std::size_t>(count);
     }
@@ -96,9 +112,12 @@ void Recording::Parse() {
     position += byteCount;
     if (csv_parse(&parser, block.data(), block.size(), &Recording::CellCallback, &Recording::RowCallback, this) !=
             block.size() &&
-        !failure)
+        !failure) {
+        if (csv_error(&parser) != CSV_EPARSE)
+            throw std::bad_alloc();
         failure = std::make_exception_ptr(Failure(Place(), "no CSV: a quote stands amid a cell",
                                                   "put the whole cell in quotes, and double the quotes in it"));
+    }
 }
 
 /// The last line may lack its end.
@@ -161,7 +180,6 @@ void Recording::OnRow(int terminator) {
 }
 
 void Recording::MatchHeader() {
-    hasHeader = true;
     columns.assign(header.size(), nullptr);
     for (Channel* const input : inputs) {
         const auto found = std::find(header.begin(), header.end(), input->name);
@@ -176,13 +194,15 @@ void Recording::MatchHeader() {
             throw Failure(Place(), "the channel \"" + input->name + "\" is there twice", "rename one of them");
         columns[static_cast<std::size_t>(found - header.begin())] = input;
     }
+    hasHeader = true;
 }
 
 void Recording::Store(Channel& channel, std::string_view cellText) {
     const std::string_view original = cellText;
-    if (format.decimalComma && cellText.find(',') != std::string_view::npos) {
+    if (format.decimalComma && cellText.find_first_of(",.") != std::string_view::npos) {
         text = cellText;
-        std::replace(text.begin(), text.end(), ',', '.');
+        for (char& character : text) // a point groups digits where the comma is decimal, so it is no number here
+            character = character == ',' ? '.' : character == '.' ? '?' : character;
         cellText = text;
     }
     const std::errc error = std::visit(

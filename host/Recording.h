@@ -21,12 +21,8 @@ struct CsvFormat {
 
 class Recording {
 public:
-    /// The most rows that a block can have.
-    static constexpr std::size_t blockBytes = std::size_t{1} << 16;
-    static constexpr std::size_t mostRows = blockBytes / 2 + 1; // a row has a character and a line end at least
-
-    /// Opens a file, or standard input for "-".
-    Recording(const std::string& itsName, CsvFormat itsFormat);
+    /// Opens a file, or standard input for "-", to be read in blocks of so many bytes.
+    Recording(const std::string& itsName, CsvFormat itsFormat, std::size_t blockBytes);
     Recording(const Recording&) = delete;
     Recording& operator=(const Recording&) = delete;
     ~Recording();
@@ -44,6 +40,7 @@ public:
     std::uint64_t Position() const { return position; }
 
 private:
+    bool AwaitBytes() const;
     bool ReadBytes();
     void Parse();
     void Finish();

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstdio>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,12 +16,19 @@ namespace Velreplay {
 namespace {
 
 constexpr std::size_t flushBytes = std::size_t{1} << 18;
-constexpr mode_t newFileMode = 0666; // less the umask
 constexpr std::array<std::string_view, 3> statusTexts{"computed", "no value", "refused"};
 
 bool IsReplaceable(const std::string& name) {
     struct stat status {};
     return stat(name.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+}
+
+std::string RemedyFor(int error) {
+    if (error == ENOSPC || error == EDQUOT)
+        return "make room on the disk, or write to another one with -o";
+    if (error == EFBIG)
+        return "write to another disk with -o, or raise the limit of file sizes (ulimit -f)";
+    return {};
 }
 
 template <class T>
@@ -43,19 +49,13 @@ Result::Result(const std::string& itsName, CsvFormat itsFormat, std::vector<cons
         return;
     }
     if (IsReplaceable(itsName))
-        partName = itsName + ".part";
-    const std::string& written = partName.empty() ? name : partName;
-    file = open(written.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, newFileMode);
-    if (file == -1)
-        throw Failure(written, "the result cannot be written: " + SystemMessage(errno),
-                      "name a file in a folder that exists and that you may write to");
+        replacement.emplace(itsName);
+    file = OpenForWriting(replacement ? replacement->PartName() : itsName);
 }
 
 Result::~Result() {
     if (file != -1)
         close(file);
-    if (!partName.empty())
-        std::remove(partName.c_str());
 }
 
 void Result::Append(std::string_view text) {
@@ -111,6 +111,8 @@ void Result::AppendRow(std::size_t row) {
         to = std::copy(text.begin(), text.end(), to);
         *to++ = format.separator;
     }
+    if (to == buffer.data() + used + 1) // the only cell is empty: quotes tell it from an empty line
+        to = std::fill_n(to - 1, 2, '"') + 1;
     to[-1] = '\n';
     used = static_cast<std::size_t>(to - buffer.data());
 }
@@ -126,8 +128,7 @@ void Result::Flush() {
         else if (errno != EINTR) {
             const int error = errno;
             TakeBackPartialRow(left);
-            throw Failure(name, "the result cannot be written: " + SystemMessage(error),
-                          error == ENOSPC ? "make room on the disk, or write to another one with -o" : "");
+            throw Failure(name, "the result cannot be written: " + ErrorText(error), RemedyFor(error));
         }
     }
 }
@@ -145,12 +146,16 @@ void Result::TakeBackPartialRow(std::string_view left) {
 void Result::Keep() {
     Flush();
     if (close(std::exchange(file, -1)) != 0)
-        throw Failure(name, "the result cannot be written: " + SystemMessage(errno));
-    if (partName.empty())
-        return;
-    if (std::rename(partName.c_str(), name.c_str()) != 0)
-        throw Failure(name, "the result cannot be put in its place: " + SystemMessage(errno));
-    partName.clear();
+        throw Failure(name, "the result cannot be written: " + ErrorText(), RemedyFor(errno));
+    if (replacement)
+        replacement->Keep();
+}
+
+std::string Result::LeavePart() {
+    if (!replacement)
+        return {};
+    replacement->Leave();
+    return replacement->PartName();
 }
 
 } // namespace Velreplay

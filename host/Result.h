@@ -4,9 +4,10 @@
 #include "host/Channel.h"
 #include "host/Computation.h"
 #include "host/Recording.h"
+#include "host/Replacement.h"
 
 #include <atomic>
-#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,6 +34,8 @@ public:
     void Flush();
     /// Puts the result in its place.
     void Keep();
+    /// Leaves the rows so far beside their place, and returns the file's name; empty: they went elsewhere.
+    std::string LeavePart();
 
     /// Nobody reads the result any more.
     bool IsClosed() const { return isClosed; }
@@ -44,7 +47,7 @@ private:
     void TakeBackPartialRow(std::string_view left);
 
     std::string name;
-    std::string partName; ///< what is written until Keep; empty: the result itself
+    std::optional<Replacement> replacement; ///< nothing for what cannot be replaced
     CsvFormat format;
     int file = -1;
     std::atomic<bool> isClosed = false;

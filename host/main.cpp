@@ -8,7 +8,12 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
+#include <string_view>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -23,6 +28,18 @@ void HandleSignals() {
     sigaction(SIGTERM, &action, nullptr);
     action.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &action, nullptr);
+    sigaction(SIGXFSZ, &action, nullptr); // a file that may not grow fails its write
+}
+
+/// Without one of the standard streams a file would get its number, and what is said would be written into it. Writing
+/// to what stands in fails, as it would without.
+void OpenStandardStreams() {
+    int file = 0;
+    do
+        file = open("/dev/null", O_RDONLY);
+    while (file != -1 && file <= STDERR_FILENO);
+    if (file != -1)
+        close(file);
 }
 
 void ListOperations() {
@@ -41,13 +58,24 @@ void DescribeOperation(const std::string& name) {
         std::fputs(Velreplay::Describe(*operation).c_str(), stdout);
 }
 
+void TellOperations(const std::string& name) {
+    if (name.empty())
+        ListOperations();
+    else
+        DescribeOperation(name);
+    if (std::fflush(stdout) != 0)
+        throw Velreplay::Failure("standard output", "cannot be written: " + Velreplay::ErrorText());
+}
+
 char Separator(const std::string& text, bool decimalComma) {
     if (text == "tab" || text == "\\t")
         return '\t';
     if (text.empty())
         return decimalComma ? ';' : ',';
     const char separator = text[0];
-    if (text.size() != 1 || separator == '"' || separator == '\n' || (decimalComma && separator == ','))
+    constexpr std::string_view inNumbers = "0123456789+-.";
+    if (text.size() != 1 || inNumbers.find(separator) != std::string_view::npos || separator == '"' ||
+        separator == '\n' || separator == '\r' || (decimalComma && separator == ','))
         throw Velreplay::Failure("--separator", "\"" + text + "\" cannot separate cells",
                                  "give one character, such as ; or the word tab");
     return separator;
@@ -72,28 +100,30 @@ int Run(int argc, char** argv) {
             ->expected(0, 1);
     try {
         app.parse(argc, argv);
-    } catch (const CLI::ParseError& answer) { // --help and --version answer so, too
-        return app.exit(answer) == 0 ? 0 : failed;
+    } catch (const CLI::ParseError& request) { // a call for help is one too
+        return app.exit(request) == 0 ? 0 : failed;
     }
-
     if (*operations) {
-        operation.empty() ? ListOperations() : DescribeOperation(operation);
+        TellOperations(operation);
         return 0;
     }
     if (!*plan)
         throw Velreplay::Failure("velreplay", "no plan is given", "velreplay --help tells the arguments");
     options.format.separator = Separator(separator, options.format.decimalComma);
-    HandleSignals();
     return Velreplay::Replay(options) ? 0 : interrupted;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
+    OpenStandardStreams();
+    HandleSignals();
     try {
         return Run(argc, argv);
+    } catch (const std::bad_alloc&) {
+        std::fputs("velreplay: out of memory\n  choose shorter windows, or fewer channels\n", stderr);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "%s\n", failure.what());
-        return failed;
     }
+    return failed;
 }

@@ -68,7 +68,10 @@ TEST_F(HostTest, ReadsAndWritesEveryFormOfTable) {
     EXPECT_EQ(
         Replayed(dividePlan, "\xEF\xBB\xBF\"b\";other;a\r\n\"0,5\";\"x;\"\"y\nz\";1,5\r\n2;;NA", "--decimal-comma"),
         "a;b;z\n1,5;0,5;3\n;2;\n");
-    EXPECT_EQ(Replayed("output = [\"z\"]" + std::string(dividePlan), "a\tb\n6\t3", "--separator tab"), "z\n2\n");
+    EXPECT_EQ(Replayed("output = [\"z\"]" + std::string(dividePlan), "a\tb\n6\t3\n\t", "--separator tab"),
+              "z\n2\n\"\"\n");
+    EXPECT_NE(Replayed(dividePlan, "a;b\n1.500;1", "--decimal-comma").find("\"1.500\" is no number"),
+              std::string::npos);
 }
 
 // The first cells of a row may come in one piece of the recording and the others in the next.
@@ -108,6 +111,22 @@ TEST_F(HostTest, SaysWhereAndWhatAndLeavesTheOldResult) {
     EXPECT_EQ(Read("rec.csv") + Read("plan.toml"), std::string("a,b\n1,2\n") + dividePlan);
     EXPECT_EQ(Run("$V plan.toml rec.csv -o /dev/full"), 1);
     EXPECT_NE(Read("err").find("make room on the disk"), std::string::npos);
+    EXPECT_EQ(Run("(echo a,b; echo 6,3; sleep 0.1; echo x,1) | $V plan.toml - -o result.csv"), 1);
+    EXPECT_EQ(Read("result.csv.part"), "a,b,z\n6,3,2\n"); // what a live source has said does not come again
+    EXPECT_EQ(Read("result.csv"), "old\n");
+}
+
+TEST_F(HostTest, DestroysNothingThatItReads) {
+    Replayed(dividePlan, "a,b\n6,3\n");
+    std::filesystem::create_symlink("rec.csv", "link.csv");
+    for (const char* const arguments :
+         {"plan.toml rec.csv -o ./rec.csv", "plan.toml rec.csv -o link.csv", "plan.toml - -o rec.csv <rec.csv",
+          "plan.toml rec.csv >>rec.csv", "plan.toml rec.csv -o plan.toml", "plan.toml rec.csv -o a.svg --plot a.svg"})
+        EXPECT_EQ(Run(std::string("$V ") + arguments), 1) << arguments;
+    EXPECT_EQ(Read("rec.csv"), "a,b\n6,3\n");
+    EXPECT_EQ(Read("plan.toml"), dividePlan);
+    EXPECT_EQ(Run("echo old >old; ln -s old new; $V plan.toml rec.csv -o new 2>&-"), 0);
+    EXPECT_EQ(Read("old"), "a,b,z\n6,3,2\n");
 }
 
 TEST_F(HostTest, RefusesPlansWithARemedy) {
@@ -197,13 +216,63 @@ parameters = { tolerance = 0.1, table = [[2, 1], [1, -5]] }
                                                         "-5,4000,1,15,2001,0,256,4000,2128,1,-5\n");
 }
 
-TEST_F(HostTest, ShowsProgressWhereATerminalWatches) {
+TEST_F(HostTest, KnowsWholeNumbersBeyondThoseOfToml) {
+    EXPECT_EQ(Replayed(R"(
+inputs = [{ name = "a", type = "UInt64", no_value = "18446744073709551614" }]
+constants = [{ name = "top", type = "UInt64", value = "0x8000000000000000" }]
+[[channels]]
+name = "byte"
+type = "UInt64"
+operation = "MaskAndShift"
+operands = ["a"]
+parameters = { mask = "0xFF00000000000000" }
+)",
+                       "a\n18446744073709551615\n18446744073709551614\n9223372036854775808\n"),
+              "a,top,byte\n18446744073709551615,9223372036854775808,255\n,9223372036854775808,\n"
+              "9223372036854775808,9223372036854775808,128\n");
+}
+
+TEST_F(HostTest, DrawsGapsAndSaysWhatKeepsItFromDrawing) {
+    const std::string plan = std::string(dividePlan) + "[plot]\nx = \"a\"\npanels = [{ channels = [\"b\", \"z\"] }]\n";
+    const auto drawn = [&](const std::string& recording) {
+        Replayed(plan, recording, "--plot x.svg");
+        EXPECT_EQ(Read("err"), "");
+        return Read("x.svg");
+    };
+    for (const char* const empty : {"a,b\n", "a,b\n1,\n2,\n", "a,b\n,1\n", "a,b\n1,inf\n"})
+        EXPECT_NE(drawn(empty).find("</svg>"), std::string::npos) << empty;
+    const std::string dot = "<use xlink:href='#gpPt6'";
+    EXPECT_EQ(drawn("a,b\n1,1\n2,1\n").find(dot), std::string::npos);
+    EXPECT_NE(drawn("a,b\n1,1\n2,\n3,1\n").find(dot), std::string::npos);
+    EXPECT_EQ(Run("PATH=/; $V plan.toml rec.csv -o result.csv --plot x.svg"), 1);
+    EXPECT_NE(Read("err").find("apt-get install gnuplot-nox"), std::string::npos);
+    EXPECT_EQ(Run("$V plan.toml rec.csv -o result.csv --plot none/x.svg"), 1);
+    EXPECT_NE(Read("err").find("none/x.svg.part: cannot be written"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists("result.csv"));
+}
+
+TEST_F(HostTest, ListsOperationsAndRefusesArguments) {
+    EXPECT_EQ(Run("$V --operations"), 0);
+    EXPECT_NE(Read("out").find("\nDivide "), std::string::npos);
+    EXPECT_EQ(Run("$V --operations Count"), 0);
+    EXPECT_NE(Read("out").find("DWW"), std::string::npos);
+    for (const char* const wrong : {"--operations Coun", "--operations >/dev/full", "--none", "", "/", "plan.toml"})
+        EXPECT_EQ(Run(std::string("$V ") + wrong), 1) << wrong;
+}
+
+TEST_F(HostTest, StopsInFilesAndShowsProgressOnTerminals) {
     Write("plan.toml", dividePlan);
-    Write("rec.csv", "a,b\n6,3\n");
-    EXPECT_EQ(Run("script -qec \"$V -q plan.toml rec.csv -o result.csv\" terminal"), 0);
-    EXPECT_NE(Read("terminal").find("] 100 %\r\x1b[K"), std::string::npos) << Read("terminal");
-    EXPECT_EQ(Run("$V -q plan.toml rec.csv -o result.csv"), 0);
-    EXPECT_EQ(Read("out") + Read("err"), "");
+    ASSERT_EQ(Run("(echo a,b; yes 6,3 | head -c 40M) >rec.csv"), 0);
+    EXPECT_EQ(Run("(ulimit -f 100; $V plan.toml rec.csv -o result.csv)"), 1);
+    EXPECT_NE(Read("err").find("File too large"), std::string::npos);
+    EXPECT_EQ(Run("timeout --preserve-status -s INT 0.3 $V plan.toml rec.csv -o result.csv"), 130);
+    EXPECT_EQ(Read("err").find('\r'), std::string::npos); // no terminal, no bar
+    EXPECT_EQ(Run("sort -u result.csv"), 0);
+    EXPECT_EQ(Read("out"), "6,3,2\na,b,z\n");
+    EXPECT_EQ(
+        Run("head -c 100000 rec.csv >short.csv; script -qec \"$V -q plan.toml short.csv -o result.csv\" /dev/null"), 0);
+    EXPECT_TRUE(Read("out").starts_with("\r[##########")); // drawn after the first block
+    EXPECT_TRUE(Read("out").ends_with("\r\x1b[K"));
 }
 
 TEST_F(HostTest, LeavesWholeRowsWhenStopped) {
