@@ -14,9 +14,7 @@
 #include <deque>
 #include <filesystem>
 #include <future>
-#include <initializer_list>
 #include <optional>
-#include <system_error>
 
 namespace Velreplay {
 
@@ -96,14 +94,6 @@ struct Setup {
         return chosen;
     }
 };
-
-/// A result must not take the place of what it is made from.
-void RefuseToReplace(std::initializer_list<std::string> sources, const std::string& result) {
-    std::error_code none; // of files that do not exist: they differ
-    for (const std::string& source : sources)
-        if (std::filesystem::equivalent(source, result, none))
-            throw Failure(result, "the result would replace what it is made from", "give it another name");
-}
 
 void Summarize(const Setup& setup, std::uint64_t rows, double seconds) {
     std::fprintf(stderr, "%llu rows, %zu input and %zu other channels, %.2f s, %.0f rows/s\n",
