@@ -9,10 +9,15 @@ namespace {
 
 constexpr std::size_t mostSpans = 4096; // more than a picture has columns of points
 
-template <class T>
-bool CanBeDrawn(const Samples<T>& samples, std::size_t row) {
-    const T value = samples.values[row];
-    return !samples.IsNoValue(value) && std::isfinite(static_cast<double>(value));
+/// Nothing for what cannot be drawn.
+std::optional<double> Drawn(const Channel& channel, std::size_t row) {
+    return std::visit(
+        [row](const auto& samples) -> std::optional<double> {
+            const auto value = samples.values[row];
+            const auto number = static_cast<double>(value);
+            return samples.IsNoValue(value) || !std::isfinite(number) ? std::nullopt : std::optional(number);
+        },
+        channel.samples);
 }
 
 Span Join(const Span& a, const Span& b) {
@@ -27,17 +32,13 @@ Span Join(const Span& a, const Span& b) {
 } // namespace
 
 void Envelope::Take(std::size_t rows) {
-    std::visit(
-        [&](const auto& xs, const auto& ys) {
-            for (std::size_t row = 1; row <= rows; ++row)
-                if (CanBeDrawn(xs, row))
-                    Add(static_cast<double>(xs.values[row]), static_cast<double>(ys.values[row]), CanBeDrawn(ys, row));
-        },
-        x.samples, y.samples);
+    for (std::size_t row = 1; row <= rows; ++row)
+        if (const auto at = Drawn(x, row))
+            Add(*at, Drawn(y, row));
 }
 
-void Envelope::Add(double at, double value, bool hasSample) {
-    const Span sample{at, value, value, hasSample, !hasSample};
+void Envelope::Add(double at, std::optional<double> value) {
+    const Span sample{at, value.value_or(0), value.value_or(0), value.has_value(), !value};
     if (rowsInLast == 0 || rowsInLast == rowsPerSpan) {
         if (spans.size() == mostSpans)
             Halve();

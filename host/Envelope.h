@@ -3,6 +3,7 @@
 
 #include "host/Channel.h"
 
+#include <optional>
 #include <vector>
 
 namespace Velreplay {
@@ -29,7 +30,7 @@ public:
     bool IsBoolean() const;
 
 private:
-    void Add(double at, double value, bool hasSample);
+    void Add(double at, std::optional<double> value);
     void Halve();
 
     const Channel& x;

@@ -115,7 +115,7 @@ Picture::Picture(std::string itsFile, const PicturePlan& itsPlan, Channels& chan
         throw Failure(file, "a picture of this kind cannot be drawn", "end the name with .svg or .png");
     if (plan.panels.empty())
         throw Failure(file, "the plan says nothing about a picture",
-                      "add: [plot] with x = \"...\", and [[plot.panels]] with channels = [\"...\"]");
+                      R"(add: [plot] with x = "...", and [[plot.panels]] with channels = ["..."])");
     const Channel& x = channels.Find(plan.place, plan.x);
     for (const PanelPlan& panelPlan : plan.panels) {
         Panel& panel = panels.emplace_back(Panel{&panelPlan, {}});

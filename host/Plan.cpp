@@ -185,7 +185,7 @@ ComputationPlan ReadComputation(const std::string& file, const toml::table& tabl
     if (names.empty())
         names.push_back(section.NeededText("name"));
     else if (section.Find("name") != nullptr)
-        throw Failure(section.Place(), "both \"name\" and \"names\" are given", "keep one of them");
+        throw Failure(section.Place(), R"(both "name" and "names" are given)", "keep one of them");
     for (const std::string& name : names)
         plan.results.push_back(ReadChannel(section, name));
     plan.place = section.Place() + ": channel \"" + names.front() + "\"";
