@@ -20,6 +20,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -303,11 +304,13 @@ template <class TStep, class TRestart>
 void TimeSingleSamples(benchmark::State& state, const std::vector<double>& column, std::size_t fill, TStep step,
                        TRestart restart) {
     static const double nanosecondsPerTick = NanosecondsPerTick();
-    constexpr int runs = 7;
+    constexpr int runs = 15;
     std::vector<std::uint64_t> least(column.size() - fill, std::numeric_limits<std::uint64_t>::max());
     std::uint64_t clock = std::numeric_limits<std::uint64_t>::max();
     for ([[maybe_unused]] auto unused : state) {
         for (int run = 0; run < runs; ++run) {
+            // Runs take the same time: without this, the timer would interrupt the same samples in each.
+            std::this_thread::sleep_for(run * std::chrono::microseconds(700));
             restart();
             for (std::size_t i = 0; i < fill; ++i)
                 step(column[i]);
