@@ -3,6 +3,7 @@
 
 #include "Alternatives.h"
 #include "Floors.h"
+#include "RandomColumn.h"
 #include "VelOperation.hpp"
 
 #include <benchmark/benchmark.h>
@@ -17,7 +18,6 @@
 #include <functional>
 #include <limits>
 #include <memory>
-#include <random>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -36,16 +36,6 @@ constexpr double highest = std::numeric_limits<double>::max();
 
 using SampleFunction = bool (*)(void* handle);
 using SetUp = std::function<void(Vel::OperationHandle&)>;
-
-template <class T>
-std::vector<T> RandomColumn(std::size_t length) {
-    std::mt19937_64 random(1);
-    std::uniform_real_distribution<double> samples(1, 100);
-    std::vector<T> column(length);
-    for (T& sample : column)
-        sample = static_cast<T>(samples(random));
-    return column;
-}
 
 template <class TStep>
 void RegisterSteps(const std::string& name, TStep step) {

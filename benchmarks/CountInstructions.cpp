@@ -1,6 +1,7 @@
 /// What one sample costs, in instructions: loops over Execute that callgrind counts one by one. Run by
 /// count-instructions, which keeps what the library itself has executed.
 
+#include "RandomColumn.h"
 #include "VelOperation.hpp"
 
 #include <valgrind/callgrind.h>
@@ -12,7 +13,6 @@
 #include <limits>
 #include <memory>
 #include <new>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -47,16 +47,6 @@ void CountExecute(const std::string& title, const Vel::OperationHandle& operatio
     operand.MoveHome();
 }
 
-template <Vel::Sample T>
-std::vector<T> RandomColumn() {
-    std::mt19937_64 random(1);
-    std::uniform_real_distribution<double> samples(1, 100);
-    std::vector<T> column(rounds);
-    for (T& sample : column)
-        sample = static_cast<T>(samples(random));
-    return column;
-}
-
 /// Hands the parameters over.
 using SetUp = std::function<void(Vel::OperationHandle&)>;
 
@@ -69,7 +59,7 @@ void CountUnary(const std::string& title, bool noValueAware, const char* name, c
     auto operation = Vel::OperationHandle::Create(noValueAware, name, result, operand);
     if (setUp)
         setUp(operation);
-    auto column = RandomColumn<TOperand>();
+    auto column = RandomColumn<TOperand>(rounds);
     for (std::size_t i = 0; i < fill; ++i) {
         operand = column[i & (rounds - 1)];
         operation.Execute();
@@ -84,7 +74,7 @@ void CountBinary(const std::string& title, bool noValueAware, const char* name) 
     Vel::Channel<TOperand> operand2;
     auto operation = Vel::OperationHandle::Create(noValueAware, name, result, operand1, operand2);
     operand2 = 3;
-    auto column = RandomColumn<TOperand>();
+    auto column = RandomColumn<TOperand>(rounds);
     CountExecute(title, operation, operand1, column);
 }
 
@@ -96,7 +86,7 @@ void CountSelection() {
     auto operation = Vel::OperationHandle::Create(true, "If", result, condition, operand2, operand3);
     operand2 = 1;
     operand3 = 2;
-    auto column = RandomColumn<std::uint16_t>();
+    auto column = RandomColumn<std::uint16_t>(rounds);
     CountExecute("If DWDD, NoValue-aware", operation, condition, column);
 }
 
@@ -106,7 +96,7 @@ void CountLogicOverTime() {
     Vel::Channel<float> count;
     Vel::Channel<std::uint16_t> event;
     Vel::Channel<std::uint16_t> reset;
-    auto events = RandomColumn<std::uint16_t>();
+    auto events = RandomColumn<std::uint16_t>(rounds);
     CountExecute("Count FWW, plain", Vel::OperationHandle::Create(false, "Count", count, event, reset), event, events);
 
     Vel::Channel<double> held;
@@ -122,7 +112,7 @@ void CountLogicOverTime() {
     auto upperLimit = Vel::OperationHandle::Create(false, "UpperLimit", exceeded, value, limit);
     upperLimit.Initialize(10.0);
     limit = 90;
-    auto values = RandomColumn<double>();
+    auto values = RandomColumn<double>(rounds);
     CountExecute("UpperLimit WDD, plain", upperLimit, value, values);
 
     CountUnary<double, double>("Linea DD, plain, 256 points", false, "Linea", [](auto& operation) {

@@ -100,7 +100,7 @@ private:
 
     UInt32 filled = 0;
     UInt32 depth = 1;
-    bool isFull = false; ///< holds exactly `depth` samples, and at least one
+    bool isFull = false; ///< holds exactly `depth` samples, and at least one; kept, so that Execute asks one question
     TResult initialValue = 0;
     BlockRing<TResult> line;
 };
