@@ -1,8 +1,11 @@
 /// The ten sample types, with the letter and the code by which a host names each of them.
 #pragma once
 
+#include <array>
+#include <bit>
 #include <cmath>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 
 namespace Velmarosk::Operation {
@@ -60,61 +63,46 @@ enum TypeCode : int {
     codeText = 11, ///< a known letter, accepted by no operation
 };
 
-/// The code of a type letter; only the letters of the two floating types are case insensitive.
-constexpr int TypeCodeFromLetter(char letter) noexcept {
-    switch (letter) {
-    case 'B':
-        return codeUInt8;
-    case 'W':
-        return codeUInt16;
-    case 'L':
-        return codeUInt32;
-    case 'Q':
-        return codeUInt64;
-    case 'b':
-        return codeSInt8;
-    case 'w':
-        return codeSInt16;
-    case 'l':
-        return codeSInt32;
-    case 'q':
-        return codeSInt64;
-    case 'F':
-    case 'f':
-        return codeFloat32;
-    case 'D':
-    case 'd':
-        return codeFloat64;
-    case 'S':
-    case 's':
-        return codeText;
-    default:
-        return codeUnknown;
-    }
-}
+/// Letter and name of a sample type.
+struct TypeName {
+    char letter;
+    const char* name;
+};
+
+/// By code.
+inline constexpr std::array<TypeName, 11> typeNames{{{'\0', ""},
+                                                     {'B', "UInt8"},
+                                                     {'W', "UInt16"},
+                                                     {'L', "UInt32"},
+                                                     {'Q', "UInt64"},
+                                                     {'b', "SInt8"},
+                                                     {'w', "SInt16"},
+                                                     {'l', "SInt32"},
+                                                     {'q', "SInt64"},
+                                                     {'F', "Float32"},
+                                                     {'D', "Float64"}}};
+
+/// Codes by character; only the letters of the two floating types are case insensitive.
+inline constexpr auto typeCodes = [] {
+    std::array<std::int8_t, 256> codes{};
+    for (int code = codeUInt8; code <= codeFloat64; ++code)
+        codes[static_cast<unsigned char>(typeNames[static_cast<std::size_t>(code)].letter)] =
+            static_cast<std::int8_t>(code);
+    codes['f'] = codeFloat32;
+    codes['d'] = codeFloat64;
+    codes['S'] = codes['s'] = codeText;
+    return codes;
+}();
+
+constexpr int TypeCodeFromLetter(char letter) noexcept { return typeCodes[static_cast<unsigned char>(letter)]; }
 
 /// The letter of a sample type, in the form in which the operation table writes it.
 template <Sample T>
-inline constexpr char letterOf = '\0';
-template <>
-inline constexpr char letterOf<UInt8> = 'B';
-template <>
-inline constexpr char letterOf<UInt16> = 'W';
-template <>
-inline constexpr char letterOf<UInt32> = 'L';
-template <>
-inline constexpr char letterOf<UInt64> = 'Q';
-template <>
-inline constexpr char letterOf<SInt8> = 'b';
-template <>
-inline constexpr char letterOf<SInt16> = 'w';
-template <>
-inline constexpr char letterOf<SInt32> = 'l';
-template <>
-inline constexpr char letterOf<SInt64> = 'q';
-template <>
-inline constexpr char letterOf<Float32> = 'F';
-template <>
-inline constexpr char letterOf<Float64> = 'D';
+inline constexpr char letterOf = [] {
+    if constexpr (FloatSample<T>)
+        return typeNames[sizeof(T) == sizeof(Float32) ? codeFloat32 : codeFloat64].letter;
+    else // the codes of each signedness ascend with the width: 1, 2, 4, 8 bytes
+        return typeNames[(SignedSample<T> ? codeSInt8 : codeUInt8) + std::countr_zero(sizeof(T))].letter;
+}();
 
 } // namespace Velmarosk::Operation
