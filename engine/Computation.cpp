@@ -79,18 +79,15 @@ void Computation::InitializeOperation(const ComputationPlan& plan) const {
 
 template <Sample T>
 void Computation::ChooseLoops() {
-    withStatuses = &Computation::RunWithStatuses<T>;
-    constexpr std::array<Loop, 4> loops{&Computation::RunPlain<T, 0>, &Computation::RunPlain<T, 1>,
-                                        &Computation::RunPlain<T, 2>, &Computation::RunPlain<T, 3>};
-    plain = results.size() == 1 ? loops.at(operands.size()) : withStatuses;
-}
-
-void Computation::Run(std::size_t rows, bool areStatusesWanted) {
-    if (!areStatusesWanted)
-        return (this->*plain)(rows);
-    (this->*withStatuses)(rows);
-    for (const Status status : Statuses(rows))
-        ++totals[static_cast<std::size_t>(status)];
+    constexpr std::array<Loop, 4> plainLoops{&Computation::RunPlain<T, 0>, &Computation::RunPlain<T, 1>,
+                                             &Computation::RunPlain<T, 2>, &Computation::RunPlain<T, 3>};
+    constexpr std::array<Loop, 4> oneRowLoops{&Computation::RunOneRow<T, 0>, &Computation::RunOneRow<T, 1>,
+                                              &Computation::RunOneRow<T, 2>, &Computation::RunOneRow<T, 3>};
+    loops.fill(&Computation::RunWithStatuses<T>);
+    if (results.size() == 1) {
+        loops[plain] = plainLoops.at(operands.size());
+        loops[oneRow] = oneRowLoops.at(operands.size());
+    }
 }
 
 /// One result, and nothing but the operation: the loop that costs what the operation costs.
@@ -116,10 +113,25 @@ void Computation::RunPlain(std::size_t rows) {
     last.front().Set(before);
 }
 
+/// The same for a block of one row, as live hosts feed it, without what a loop needs.
+template <Sample T, std::size_t operandCount>
+void Computation::RunOneRow(std::size_t /*rows*/) {
+    T* const result = Samples<T>(results.front());
+    *result = last.front().Get<T>();
+    SamplePointer* const pointer = pointers.data();
+    pointer[0].Aim(result);
+    for (std::size_t i = 0; i < operandCount; ++i)
+        pointer[1 + i].Aim(operands[i].column->first);
+    Execute(operation.Get());
+    last.front().Set(*result);
+}
+
 template <Sample T>
 void Computation::RunWithStatuses(std::size_t rows) {
-    for (std::size_t row = 0; row < rows; ++row)
+    for (std::size_t row = 0; row < rows; ++row) {
         statuses[row] = ExecuteWithStatus<T>(row);
+        ++totals[static_cast<std::size_t>(statuses[row])];
+    }
 }
 
 template <Sample T>

@@ -46,8 +46,11 @@ public:
     Computation(const ComputationPlan& plan, std::vector<ChannelAtWork> itsResults,
                 std::vector<ChannelAtWork> itsOperands);
 
+    /// How a block is computed; chosen once for each block.
+    enum LoopKind : std::uint8_t { plain, oneRow, withStatuses };
+
     /// Computes the rows of a block: from the operands' columns into those of the results, which are contiguous.
-    void Run(std::size_t rows, bool areStatusesWanted);
+    void Run(LoopKind kind, std::size_t rows) { (this->*loops[kind])(rows); }
 
     /// Makes room for the statuses of a block.
     void ReserveStatuses(std::size_t rows) { statuses.resize(rows); }
@@ -63,6 +66,8 @@ private:
     void ChooseLoops();
     template <Sample T, std::size_t operandCount>
     void RunPlain(std::size_t rows);
+    template <Sample T, std::size_t operandCount>
+    void RunOneRow(std::size_t rows);
     template <Sample T>
     void RunWithStatuses(std::size_t rows);
     template <Sample T>
@@ -77,8 +82,7 @@ private:
     /// The operation's own last results, from which operations that write nothing go on.
     std::vector<SampleCell> last;
     OperationHandle operation;
-    Loop plain = nullptr;
-    Loop withStatuses = nullptr;
+    std::array<Loop, 3> loops{}; ///< by kind
     std::vector<Status> statuses;
     std::array<std::uint64_t, statusTexts.size()> totals{};
 };

@@ -20,6 +20,7 @@ public:
         columns.resize(count);
         memory.resize(count);
         indices.reserve(count);
+        computations.reserve(plan.computations.size());
         AddInputs(plan);
         AddConstants(plan);
         for (const ComputationPlan& computation : plan.computations)
@@ -52,7 +53,7 @@ public:
     std::vector<Channel> channels;
     std::vector<Column> columns;
     std::vector<std::size_t> output;
-    std::deque<Computation> computations;
+    std::vector<Computation> computations;
     std::vector<std::pair<std::size_t, std::size_t>> resultsOf;
     std::size_t rows = 0; ///< of the last block
     bool areStatusesWanted = false;
@@ -128,8 +129,11 @@ void Run::Feed(std::span<const Column> inputs, std::size_t rows) {
         throw std::invalid_argument("Vel::Engine::Run::Feed: other columns or more rows than agreed");
     std::copy(inputs.begin(), inputs.end(), parts->columns.begin());
     parts->rows = rows;
+    const Computation::LoopKind kind = parts->areStatusesWanted ? Computation::withStatuses
+                                       : rows == 1              ? Computation::oneRow
+                                                                : Computation::plain;
     for (Computation& computation : parts->computations)
-        computation.Run(rows, parts->areStatusesWanted);
+        computation.Run(kind, rows);
 }
 
 Column Run::ColumnOf(std::size_t channel) const { return parts->columns.at(channel); }
