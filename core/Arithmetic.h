@@ -43,9 +43,9 @@ template <FloatSample T>
 T AddInOrder(T first, T second) noexcept {
 #if defined(__x86_64__)
     if constexpr (std::same_as<T, Float32>)
-        asm("addss %1, %0" : "+x"(first) : "xm"(second));
+        asm("addss %1, %0" : "+x"(first) : "x"(second));
     else
-        asm("addsd %1, %0" : "+x"(first) : "xm"(second));
+        asm("addsd %1, %0" : "+x"(first) : "x"(second));
     return first;
 #else
     return first + second;
@@ -56,9 +56,9 @@ template <FloatSample T>
 T MultiplyInOrder(T first, T second) noexcept {
 #if defined(__x86_64__)
     if constexpr (std::same_as<T, Float32>)
-        asm("mulss %1, %0" : "+x"(first) : "xm"(second));
+        asm("mulss %1, %0" : "+x"(first) : "x"(second));
     else
-        asm("mulsd %1, %0" : "+x"(first) : "xm"(second));
+        asm("mulsd %1, %0" : "+x"(first) : "x"(second));
     return first;
 #else
     return first * second;
