@@ -1,8 +1,10 @@
 /// The ten sample types, with the letter and the code by which a host names each of them.
 #pragma once
 
+#include <array>
 #include <cmath>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 
 namespace Velmarosk::Operation {
@@ -91,6 +93,12 @@ constexpr int TypeCodeFromLetter(char letter) noexcept {
     default:
         return codeUnknown;
     }
+}
+
+/// The bytes of a sample of the type behind a code; 0 if no operation accepts it.
+constexpr std::size_t SizeOfSample(int typeCode) noexcept {
+    constexpr std::array<std::size_t, codeText + 1> sizes{0, 1, 2, 4, 8, 1, 2, 4, 8, 4, 8, 0};
+    return sizes[static_cast<std::size_t>(typeCode)];
 }
 
 /// The letter of a sample type, in the form in which the operation table writes it.
