@@ -23,7 +23,7 @@ constexpr const char* unexpandedName = "Unknown or unsupported datatype for ##na
 constexpr bool IsSampleType(int code) noexcept { return code >= codeUInt8 && code <= codeFloat64; }
 constexpr bool IsFloat(int code) noexcept { return code == codeFloat32 || code == codeFloat64; }
 
-constexpr const char* NameOf(int code) noexcept { return typeNames[static_cast<std::size_t>(code)].name; }
+constexpr const char* NameOf(int code) noexcept { return typesByCode[static_cast<std::size_t>(code)].name; }
 
 /// An operation that is tested by its name before the operand count and the types decide.
 struct NamedOperation {
