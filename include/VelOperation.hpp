@@ -10,6 +10,10 @@
 ///         use(z.Get());
 #pragma once
 
+#if __cplusplus <= 201703L && (!defined(_MSVC_LANG) || _MSVC_LANG <= 201703L)
+#error "VelOperation.hpp needs C++20, as by -std=c++20; VelOperation.h does not."
+#endif
+
 #include "VelOperation.h"
 
 #include <bit>
