@@ -7,6 +7,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 namespace Velmarosk::Operation {
 
@@ -20,6 +21,10 @@ using SInt32 = std::int32_t;
 using SInt64 = std::int64_t;
 using Float32 = float;
 using Float64 = double;
+
+// Markers, comparisons and results are those of IEC 559, and samples are exchanged in these widths.
+static_assert(std::numeric_limits<Float32>::is_iec559 && sizeof(Float32) == sizeof(UInt32));
+static_assert(std::numeric_limits<Float64>::is_iec559 && sizeof(Float64) == sizeof(UInt64));
 
 /// The carrier of a boolean sample: written as 0 or 1, read as true when it is not 0.
 using Boolean = UInt16;
