@@ -298,10 +298,13 @@ void CsvReader::Store(Field& field, std::string_view cellText) {
                 value = samples.noValue;
                 return std::errc();
             }
-            return ReadNumber(cellText, value);
+            const std::errc result = ReadNumber(cellText, value);
+            if (result == isNan)
+                value = samples.noValue;
+            return result;
         },
         field.samples);
-    if (error != std::errc())
+    if (error != std::errc() && error != isNan)
         AddBadCell(field, original, error);
 }
 
@@ -310,13 +313,13 @@ void CsvReader::AddBadCell(const Field& field, std::string_view cellText, std::e
     if (faultCount >= mostFaults) // there may be as many as cells
         ++faultCount;
     else
-        AddFault(Place() + ", column " + std::to_string(cell + 1) + ", channel " + Quoted(field.name),
-                 Quoted(cellText) +
-                     (error == std::errc::result_out_of_range ? " is out of the range of "
-                                                              : " is no number of the type ") +
-                     std::string(sampleTypes[field.samples.index()].name),
-                 "correct the cell, leave it empty for no sample, or give the channel another type" +
-                     std::string(maybeComma ? " (--decimal-comma reads 1,5)" : ""));
+        AddFault(
+            Place() + ", column " + std::to_string(cell + 1) + ", channel " + Quoted(field.name),
+            Quoted(cellText) +
+                (error == std::errc::result_out_of_range ? " is out of the range of " : " is no number of the type ") +
+                std::string(sampleTypes[field.samples.index()].name),
+            "correct the cell, leave it empty for no sample, or give the channel another type" +
+                std::string(maybeComma ? " (--decimal-comma reads 1,5)" : ""));
     CountLines(cellText);
 }
 

@@ -35,8 +35,8 @@ public:
     void ReadHeader(std::span<const ChannelType> wanted);
 
     /// Reads the next rows, as many as a block has or a live source has ready. 0: no more, or interrupted. Throws Error
-    /// for bad cells and rows after it has handed out those before. Of a file, it has gone through the rest then, counts
-    /// all that is bad, and lists the first; of a live source, what was there already.
+    /// for bad cells and rows after it has handed out those before. Of a file, it has gone through the rest then,
+    /// counts all that is bad, and lists the first; of a live source, what was there already.
     std::size_t ReadBlock();
 
     /// The samples of the last block for a wanted channel, NoValue where one is missing. They stay until ReadBlock is
@@ -107,7 +107,7 @@ private:
     std::size_t cell = 0;
     std::size_t rows = 0;
     std::size_t finishedRows = 0; ///< of the last block
-    std::string text; ///< a cell with its comma replaced
+    std::string text;             ///< a cell with its comma replaced
 };
 
 } // namespace Vel::Recordings

@@ -120,8 +120,8 @@ void OutputFile::CreateBeside(const std::string& target) {
     const std::string beginning = Shortened(lastName, 1 + randomCharacters + partEnding.size(), folder);
     do {
         partName = beginning + "." + RandomText() + std::string(partEnding);
-        file = openat(folder, partName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
-                      isThere ? ownMode : newFileMode);
+        file =
+            openat(folder, partName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, isThere ? ownMode : newFileMode);
     } while (file == -1 && errno == EEXIST);
     if (file != -1 && isThere)
         HandOnOwnerAndPermissions(file, old);
@@ -192,7 +192,8 @@ void OutputFile::Keep() {
         if (folderName.empty())
             throw;
         throw Error(failure.Place(), failure.Fault(),
-                    failure.Remedy() + (failure.Remedy().empty() ? "" : "\n  ") + "what was written is in " + PartPath());
+                    failure.Remedy() + (failure.Remedy().empty() ? "" : "\n  ") + "what was written is in " +
+                        PartPath());
     }
     if (!Sync(folder))
         throw Error(name, "is in its place, but may not have reached the disk: " + ErrorText());

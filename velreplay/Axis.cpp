@@ -25,8 +25,8 @@ double FirstDigits(double number, int digits) {
     if (digits >= digitsOfDouble)
         return number;
     std::array<char, 32> text{};
-    char* const end = std::to_chars(text.begin(), text.end(), number, std::chars_format::scientific, digitsOfDouble - 1)
-                          .ptr;
+    char* const end =
+        std::to_chars(text.begin(), text.end(), number, std::chars_format::scientific, digitsOfDouble - 1).ptr;
     char* const point = std::find(text.begin(), end, '.');
     char* const exponent = std::find(text.begin(), end, 'e');
     std::fill(point + std::max(digits, 1), exponent, '0');

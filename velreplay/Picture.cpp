@@ -170,8 +170,8 @@ void Picture::WriteScript(std::ostream& script) const {
         total += heights.back();
     }
     const bool hasLegend = std::any_of(panels.begin(), panels.end(), [](const Panel& p) { return p.HasLegend(); });
-    script << "set terminal " << (IsSvg() ? "svg" : "pngcairo") << " size " << widthPixels << ','
-           << total << " font \"DejaVu Sans,11\" background \"#ffffff\"\n"
+    script << "set terminal " << (IsSvg() ? "svg" : "pngcairo") << " size " << widthPixels << ',' << total
+           << " font \"DejaVu Sans,11\" background \"#ffffff\"\n"
            << "set encoding utf8\n"
            << "set multiplot title " << Quoted(plan.title) << " font \",14\" noenhanced\n"
            << "set lmargin at screen 0.11\nset rmargin at screen " << (hasLegend ? 0.84 : 0.97) << '\n'
@@ -208,8 +208,8 @@ void Picture::WritePanel(std::ostream& script, const Panel& panel, const Axis& x
     const Axis y = panel.IsBoolean() ? Axis(0, 1) : panel.YAxis();
     const std::string unit = panel.plan->unit.empty() ? "" : " [" + panel.plan->unit + "]";
     script << "set bmargin at screen " << bottom << "\nset tmargin at screen " << top << '\n'
-           << "set label 1 " << Quoted(y.Label(panel.plan->title + unit, "value")) << " at screen 0.016, screen " << (bottom + top) / 2
-           << " center rotate by 90 noenhanced\n"
+           << "set label 1 " << Quoted(y.Label(panel.plan->title + unit, "value")) << " at screen 0.016, screen "
+           << (bottom + top) / 2 << " center rotate by 90 noenhanced\n"
            << (panel.HasLegend() ? "set key\n" : "unset key\n");
     if (panel.IsBoolean())
         WriteLanes(script, panel);

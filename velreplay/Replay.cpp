@@ -37,8 +37,7 @@ void RefuseSameFiles(const Options& options) {
             if (IsSameFile(written, read))
                 throw Error(written, "this is the file that is read as " + read, "write to another one");
     if (!options.picture.empty() && IsSamePlace(options.picture, result))
-        throw Error(options.picture, "result and picture would be the same file",
-                    "choose another one for the picture");
+        throw Error(options.picture, "result and picture would be the same file", "choose another one for the picture");
 }
 
 /// How many bytes of a recording are read and computed at a time. Bounds the memory for the samples of all channels,

@@ -71,10 +71,11 @@ std::string SimilarOperations(const std::string& name) {
     if (similar.empty() && name.size() <= longestName && !Vel::SimilarOperation(name).empty())
         similar.push_back(Vel::SimilarOperation(name));
     similar.erase(std::unique(similar.begin(), similar.end()), similar.end()); // one for each number of operands
+    constexpr std::size_t mostNames = 12;
     std::string question;
-    for (const std::string_view candidate : similar)
-        question.append(question.empty() ? "did you mean " : ", ").append(candidate);
-    return question.empty() ? question : question + "? ";
+    for (std::size_t i = 0; i < std::min(similar.size(), mostNames); ++i)
+        question.append(i == 0 ? "did you mean " : ", ").append(similar[i]);
+    return question.empty() ? question : question + (similar.size() > mostNames ? ", ...? " : "? ");
 }
 
 void DescribeOperation(const std::string& name) {
@@ -118,7 +119,8 @@ int Run(int argc, char** argv) {
     app.set_version_flag("--version", "velreplay " VEL_VERSION);
     auto* const plan = app.add_option("PLAN", options.plan, "TOML: inputs, computed channels, parameters, panels");
     app.add_option("RECORDING", options.recording, "CSV with a header of channel names; - (default): standard input");
-    auto* const result = app.add_option("-o,--output", options.result, "where the result goes; - (default): standard output");
+    auto* const result =
+        app.add_option("-o,--output", options.result, "where the result goes; - (default): standard output");
     auto* const picture = app.add_option("--plot", options.picture, "draws the plan's panels into a .svg or .png file");
     app.add_option("--separator", separator, "between cells: one character or the word tab (default: , )");
     app.add_flag("--decimal-comma", options.format.decimalComma, "numbers like 1,5; cells are separated by ; then");
