@@ -34,8 +34,9 @@ public:
     CsvReader& operator=(const CsvReader&) = delete;
     ~CsvReader();
 
-    /// Reads up to the end of the header and finds the wanted channels in it.
-    void ReadHeader(std::span<const ChannelType> wanted);
+    /// Reads up to the end of the header and finds the wanted channels in it: each in the column with the name that is
+    /// given for it, which several may share.
+    void ReadHeader(std::span<const ChannelType> wanted, std::span<const std::string> columnNames);
 
     /// Reads the next rows, as many as a block has or a live source has ready. 0: no more, or interrupted.
     std::size_t ReadBlock();
@@ -62,7 +63,9 @@ private:
                                     Samples<std::int32_t>, Samples<std::int64_t>, Samples<float>, Samples<double>>;
     struct Field {
         std::string name;
+        std::string column;
         AnySamples samples;
+        Field* next = nullptr; ///< that reads the same column
     };
 
     bool AwaitBytes() const;
@@ -95,11 +98,11 @@ private:
     bool hasHeader = false;
     std::vector<std::string> header;
     std::vector<Field> fields;
-    std::vector<Field*> columns; ///< by position in the row; null where nobody wants it
+    std::vector<Field*> columns; ///< by position in the row, the first that wants it; null where nobody does
     std::size_t cell = 0;
     std::size_t rows = 0;
     std::size_t finishedRows = 0; ///< of the last block
-    std::string text; ///< a cell with its comma replaced
+    std::string text;             ///< a cell with its comma replaced
 };
 
 } // namespace Vel::Recordings

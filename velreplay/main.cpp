@@ -12,6 +12,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -43,6 +44,12 @@ void OpenStandardStreams() {
         close(file);
 }
 
+void Print(const std::string& text) {
+    std::fputs(text.c_str(), stdout);
+    if (std::fflush(stdout) != 0)
+        throw Vel::Error("standard output", "cannot be written: " + Vel::ErrorText());
+}
+
 void ListOperations() {
     for (const Vel::Operation& operation : Vel::AllOperations())
         std::printf("%-26s %zu %-8s %s\n", std::string(operation.name).c_str(), operation.operands,
@@ -63,8 +70,26 @@ void TellOperations(const std::string& name) {
         ListOperations();
     else
         DescribeOperation(name);
-    if (std::fflush(stdout) != 0)
-        throw Vel::Error("standard output", "cannot be written: " + Vel::ErrorText());
+    Print("");
+}
+
+/// From NAME=VALUE each. Of several for one name the last holds.
+Vel::Engine::ParametersByName Settings(const std::vector<std::string>& texts) {
+    Vel::Engine::ParametersByName settings;
+    for (const std::string& text : texts) {
+        const std::size_t equals = text.find('=');
+        if (equals == std::string::npos || equals == 0)
+            throw Vel::Error("--set", "\"" + text + "\" is no setting", "write, for example: --set corner=8");
+        settings[text.substr(0, equals)] = Vel::Engine::ParseValue(text.substr(equals + 1), "--set " + text);
+    }
+    return settings;
+}
+
+/// Prints the plan with blocks in the place of formulas, once a run can be made of it.
+void Explain(const Velreplay::Options& options) {
+    const Vel::Engine::Plan plan = Vel::Engine::LoadPlan(options.plan, options.settings);
+    Vel::Engine::Run(plan, 1);
+    Print(Vel::Engine::Explain(plan));
 }
 
 char Separator(const std::string& text, bool decimalComma) {
@@ -85,12 +110,19 @@ int Run(int argc, char** argv) {
     Velreplay::Options options;
     std::string separator;
     std::string operation;
+    std::vector<std::string> settings;
+    bool isExplained = false;
     CLI::App app("Replays a recording (CSV) through a plan (TOML) of computed channels.", "velreplay");
     app.set_version_flag("--version", "velreplay " VEL_VERSION);
     auto* const plan = app.add_option("PLAN", options.plan, "TOML: inputs, computed channels, parameters, panels");
     app.add_option("RECORDING", options.recording, "CSV with a header of channel names; - (default): standard input");
     app.add_option("-o,--output", options.result, "where the result goes; - (default): standard output");
     app.add_option("--plot", options.picture, "draws the plan's panels into a .svg or .png file");
+    app.add_option("--set", settings, "NAME=VALUE: another value for a setting of the plan")
+        ->type_size(1)
+        ->allow_extra_args(false);
+    app.add_flag("--explain", isExplained,
+                 "prints the plan with blocks in the place of formulas, and computes nothing");
     app.add_option("--separator", separator, "between cells: one character or the word tab (default: , )");
     app.add_flag("--decimal-comma", options.format.decimalComma, "numbers like 1,5; cells are separated by ; then");
     app.add_flag("--status", options.withStatus, "adds a column for each computation: computed, no value, refused");
@@ -109,6 +141,11 @@ int Run(int argc, char** argv) {
     }
     if (!*plan)
         throw Vel::Error("velreplay", "no plan is given", "velreplay --help tells the arguments");
+    options.settings = Settings(settings);
+    if (isExplained) {
+        Explain(options);
+        return 0;
+    }
     options.format.separator = Separator(separator, options.format.decimalComma);
     return Velreplay::Replay(options) ? 0 : interrupted;
 }
