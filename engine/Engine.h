@@ -49,6 +49,7 @@ using ParametersByName = std::map<std::string, Value, std::less<>>;
 struct InputPlan {
     std::string place; ///< where the plan says it, for errors: file and line
     Channel channel;
+    std::string column = {}; ///< its name in the recording
 };
 
 /// A channel that is the same in every row. Its NoValue as value: it never has a sample.
@@ -56,9 +57,10 @@ struct ConstantPlan {
     std::string place;
     Channel channel;
     AnySample value;
+    bool isInner = false; ///< a step on the way to others: it is no column of a result
 };
 
-/// One operation: its results are channels, its operands are channels of the plan above it.
+/// One operation: its results are channels, its operands are channels of the plan.
 struct ComputationPlan {
     std::string place;
     std::string operation;
@@ -69,6 +71,8 @@ struct ComputationPlan {
     /// the type), the result has no sample instead.
     bool showsOwnResultOverGaps = false;
     ParametersByName parameters;
+    bool isInner = false;     ///< a step on the way to others: its results are no columns of a result
+    std::string formula = {}; ///< that it stands for, with the inner computations before it; empty for a block
 };
 
 struct PlanText;
@@ -91,27 +95,38 @@ public:
     std::vector<Section> Tables(std::string_view key) const;
     /// Refuses all other keys.
     void Allow(std::initializer_list<std::string_view> keys) const;
+    /// As TOML, under this name.
+    std::string Written(std::string_view name) const;
 
 protected:
     std::shared_ptr<const PlanText> text; ///< what `table` is a part of
     const void* table;
 };
 
+/// Each kind in the order in which its channels stand in a result. Computations run in an order in which operands come
+/// first.
 struct Plan {
     std::string name; ///< of its file, for errors
     std::vector<InputPlan> inputs;
     std::vector<ConstantPlan> constants;
     std::vector<ComputationPlan> computations;
-    std::vector<std::string> output; ///< the channels that a result shall have; empty: all
+    std::vector<std::string> output; ///< the channels that a result shall have; empty: all but the inner ones
     /// The tables that hosts read: "plot" and "recording", where they are there.
     std::map<std::string, Section, std::less<>> sections;
 };
 
-/// Reads a plan, a text in TOML. Refuses keys that it does not know. `name` stands in errors.
-Plan ParsePlan(std::string_view text, const std::string& name);
+/// Reads a plan, a text in TOML. Refuses keys that it does not know. `name` stands in errors. `settings` replace those
+/// of the plan, which has all of them.
+Plan ParsePlan(std::string_view text, const std::string& name, const ParametersByName& settings = {});
 
 /// Reads a plan from a file or a pipe.
-Plan LoadPlan(const std::string& file);
+Plan LoadPlan(const std::string& file, const ParametersByName& settings = {});
+
+/// The value of a setting, written as in a plan. `place` stands in errors.
+Value ParseValue(std::string_view text, const std::string& place);
+
+/// The plan as a text in TOML that has blocks in the place of formulas, and values in the place of settings.
+std::string Explain(const Plan& plan);
 
 // Runs.
 
@@ -143,6 +158,8 @@ public:
     /// All channels: inputs, then constants, then results, each in the plan's order. Stay where they are.
     std::span<const Channel> Channels() const;
     std::size_t Inputs() const;
+    /// Whether a channel is but a step on the way to others.
+    bool IsInner(std::size_t channel) const;
     /// The index of a channel in Channels(). Throws Error, with this place, for a name that there is not.
     std::size_t Find(std::string_view name, const std::string& place = "channel") const;
     /// The channels of the plan's output.

@@ -1,4 +1,4 @@
-#include "engine/Engine.h"
+#include "engine/Assembly.h"
 
 #include "engine/PlanExtent.h"
 #include "vocabulary/Quote.h"
@@ -32,9 +32,11 @@ public:
 
     const toml::table& Table() const { return *static_cast<const toml::table*>(table); }
     const toml::node* Find(std::string_view key) const { return Table().get(key); }
-    std::string PlaceOf(const toml::node& node) const {
-        return text->name + ":" + std::to_string(node.source().begin.line);
+    const std::string& Name() const { return text->name; }
+    std::string PlaceOf(const toml::source_position& position) const {
+        return text->name + ":" + std::to_string(position.line);
     }
+    std::string PlaceOf(const toml::node& node) const { return PlaceOf(node.source().begin); }
     Section Inner(const toml::node& node) const { return {text, node.as_table()}; }
 
     template <class T>
@@ -114,14 +116,16 @@ Channel ReadChannel(const Reader& section, const std::string& name) {
 }
 
 InputPlan ReadInput(const Section& table) {
-    const Reader section(table, {"name", "type", "no_value"});
-    return {section.Place(), ReadChannel(section, section.NeededText("name"))};
+    const Reader section(table, {"name", "column", "type", "no_value"});
+    const std::string name = section.NeededText("name");
+    return {section.Place(), ReadChannel(section, name), section.Text("column").value_or(name)};
 }
 
 ConstantPlan ReadConstant(const Section& table) {
-    const Reader section(table, {"name", "type", "value", "no_value"});
+    const Reader section(table, {"name", "type", "value", "no_value", "inner"});
     const Channel channel = ReadChannel(section, section.NeededText("name"));
-    return {section.Place(), channel, ReadSample(section, "value", channel.noValue)};
+    return {section.Place(), channel, ReadSample(section, "value", channel.noValue),
+            section.Flag("inner").value_or(false)};
 }
 
 std::vector<std::array<double, 2>> ReadPairs(const Reader& section, const toml::array& array) {
@@ -135,7 +139,8 @@ std::vector<std::array<double, 2>> ReadPairs(const Reader& section, const toml::
     return pairs;
 }
 
-Value ReadValue(const Reader& section, std::string_view name, const toml::node& node) {
+/// Nothing for what is no value.
+std::optional<Value> ReadValue(const Reader& section, const toml::node& node) {
     if (const auto* flag = node.as_boolean())
         return flag->get();
     if (const auto* whole = node.as_integer())
@@ -146,12 +151,28 @@ Value ReadValue(const Reader& section, std::string_view name, const toml::node& 
         return number->get();
     if (const auto* array = node.as_array())
         return ReadPairs(section, *array);
-    throw Error(section.PlaceOf(node), "parameter " + Quoted(name) + " is neither a number nor a list", quotesHint);
+    return std::nullopt;
 }
 
-ComputationPlan ReadComputation(const Section& table) {
+/// A value, or the name of a setting.
+Value ReadParameter(const Reader& section, std::string_view name, const toml::node& node,
+                    const ParametersByName& settings) {
+    if (const auto value = ReadValue(section, node))
+        return *value;
+    const auto text = node.value_exact<std::string>();
+    if (!text)
+        throw Error(section.PlaceOf(node), "parameter " + Quoted(name) + " is neither a number nor a list", quotesHint);
+    const auto setting = settings.find(*text);
+    if (setting == settings.end())
+        throw Error(section.PlaceOf(node),
+                    "parameter " + Quoted(name) + " is the text " + Quoted(*text) + ", and no setting has this name",
+                    "write a number, a list, or a name of [settings]");
+    return setting->second;
+}
+
+ComputationPlan ReadComputation(const Section& table, const ParametersByName& settings) {
     const Reader section(table, {"name", "names", "operation", "type", "operands", "no_value_aware", "no_value",
-                                 "own_result_over_gaps", "parameters"});
+                                 "own_result_over_gaps", "parameters", "inner"});
     ComputationPlan plan;
     std::vector<std::string> names = section.Texts("names");
     if (names.empty())
@@ -165,10 +186,84 @@ ComputationPlan ReadComputation(const Section& table) {
     plan.operands = section.Texts("operands");
     plan.noValueAware = section.Flag("no_value_aware").value_or(true);
     plan.showsOwnResultOverGaps = section.Flag("own_result_over_gaps").value_or(false);
+    plan.isInner = section.Flag("inner").value_or(false);
     if (const toml::table* const parameters = section.TableAt("parameters", "write: parameters = { name = value }"))
         for (const auto& [key, node] : *parameters)
-            plan.parameters.emplace(key.str(), ReadValue(section, key.str(), node));
+            plan.parameters.emplace(key.str(), ReadParameter(section, key.str(), node, settings));
     return plan;
+}
+
+/// A name of a table that has no keys of its own, where it stands in the file. The tables are sorted by name.
+struct Entry {
+    toml::source_position position;
+    std::string name;
+    const toml::node* node;
+    std::string place;
+};
+
+std::vector<Entry> EntriesOf(const Reader& section, std::string_view key) {
+    std::vector<Entry> entries;
+    if (const toml::table* const table = section.TableAt(key, ("write: [" + std::string(key) + "]").c_str()))
+        for (const auto& [name, node] : *table)
+            entries.push_back(
+                {name.source().begin, std::string(name.str()), &node, section.PlaceOf(name.source().begin)});
+    return entries;
+}
+
+/// The settings of the plan, replaced where others are given.
+ParametersByName ReadSettings(const Reader& section, const ParametersByName& given, std::vector<Setting>& places) {
+    ParametersByName settings;
+    for (const Entry& entry : EntriesOf(section, "settings")) {
+        const auto value = ReadValue(section, *entry.node);
+        if (!value)
+            throw Error(entry.place, "setting " + Quoted(entry.name) + " is neither a number nor a list", quotesHint);
+        settings.emplace(entry.name, *value);
+        places.push_back({entry.name, entry.place + ": setting " + Quoted(entry.name)});
+    }
+    for (const auto& [name, value] : given) {
+        const auto setting = settings.find(name);
+        if (setting == settings.end()) {
+            std::string known;
+            for (const auto& [other, ignored] : settings)
+                known += " " + other;
+            throw Error(section.Name(), "the plan has no setting " + Quoted(name),
+                        known.empty() ? "add it to the table [settings]" : "it has:" + known);
+        }
+        setting->second = value;
+    }
+    return settings;
+}
+
+/// Blocks and formulas in the order of their lines.
+std::vector<PlanLine> ReadLines(const Reader& section, const ParametersByName& settings) {
+    std::vector<std::pair<toml::source_position, PlanLine>> lines;
+    for (const Section& channel : section.Tables("channels"))
+        lines.emplace_back(Reader(channel).Table().source().begin, ReadComputation(channel, settings));
+    for (const Entry& entry : EntriesOf(section, "compute")) {
+        const auto text = entry.node->value_exact<std::string>();
+        if (!text)
+            throw Error(entry.place, "the formula of " + Quoted(entry.name) + " is no text",
+                        entry.node->is_table()
+                            ? "a name with a point in it stands in quotes: \"a.b\" = \"...\""
+                            : "write it in quotes; what is the same in every row is a setting ([settings]) or "
+                              "a constant ([[constants]])");
+        lines.emplace_back(entry.position, std::make_unique<Formula>(entry.name, *text, entry.place, settings));
+    }
+    std::stable_sort(lines.begin(), lines.end(), [](const auto& a, const auto& b) {
+        return std::pair(a.first.line, a.first.column) < std::pair(b.first.line, b.first.column);
+    });
+    std::vector<PlanLine> sorted;
+    for (auto& [position, line] : lines)
+        sorted.push_back(std::move(line));
+    return sorted;
+}
+
+void ReadFrame(const Reader& section, Plan& plan) {
+    const toml::table* const table = section.TableAt("plan", "write: [plan]");
+    if (table == nullptr)
+        return;
+    const Reader frame(section.Inner(*table), {"output"});
+    plan.output = frame.Texts("output");
 }
 
 std::shared_ptr<const PlanText> Parse(std::string_view text, const std::string& name) {
@@ -239,19 +334,26 @@ void Section::Allow(std::initializer_list<std::string_view> keys) const {
     }
 }
 
-Plan ParsePlan(std::string_view text, const std::string& name) {
+std::string Section::Written(std::string_view name) const {
+    std::ostringstream written;
+    written << toml::table{{name, Reader(*this).Table()}} << '\n';
+    return written.str();
+}
+
+Plan ParsePlan(std::string_view text, const std::string& name, const ParametersByName& settings) {
     const std::shared_ptr<const PlanText> parsed = Parse(text, name);
-    const Reader section(Section(parsed, &parsed->table),
-                         {"output", "inputs", "constants", "channels", "plot", "recording"});
+    const Reader section(Section(parsed, &parsed->table));
+    section.Allow({"plan", "settings", "inputs", "constants", "channels", "compute", "plot", "recording"});
     Plan plan;
     plan.name = name;
-    plan.output = section.Texts("output");
+    ReadFrame(section, plan);
+    std::vector<Setting> places;
+    const ParametersByName values = ReadSettings(section, settings, places);
     for (const Section& input : section.Tables("inputs"))
         plan.inputs.push_back(ReadInput(input));
     for (const Section& constant : section.Tables("constants"))
         plan.constants.push_back(ReadConstant(constant));
-    for (const Section& channel : section.Tables("channels"))
-        plan.computations.push_back(ReadComputation(channel));
+    Assemble(plan, ReadLines(section, values), places);
     for (const std::string_view key : tablesOfHosts)
         if (const toml::table* const table = section.TableAt(key, ("write: [" + std::string(key) + "]").c_str()))
             plan.sections.emplace(key, section.Inner(*table));
@@ -260,7 +362,16 @@ Plan ParsePlan(std::string_view text, const std::string& name) {
     return plan;
 }
 
-Plan LoadPlan(const std::string& file) {
+Value ParseValue(std::string_view text, const std::string& place) {
+    const std::shared_ptr<const PlanText> parsed = Parse("value = " + std::string(text), place);
+    const Reader section(Section(parsed, &parsed->table));
+    if (const toml::node* const node = section.Find("value"); node != nullptr && parsed->table.size() == 1)
+        if (const auto value = ReadValue(section, *node))
+            return *value;
+    throw Error(place, Quoted(text) + " is no value", "write a number, true, false or a list of pairs");
+}
+
+Plan LoadPlan(const std::string& file, const ParametersByName& settings) {
     std::error_code error;
     if (std::filesystem::is_directory(file, error)) // which would read like an empty file
         throw Error(file, "the plan is a folder", "name a TOML file");
@@ -275,7 +386,7 @@ Plan LoadPlan(const std::string& file) {
     }
     if (!source.is_open() || source.bad())
         throw Error(file, "the plan cannot be read: " + ErrorText(), "name a TOML file that exists");
-    return ParsePlan(text, file);
+    return ParsePlan(text, file, settings);
 }
 
 } // namespace Vel::Engine

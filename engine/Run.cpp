@@ -1,9 +1,11 @@
 #include "engine/Computation.h"
 #include "engine/Engine.h"
+#include "engine/Order.h"
 #include "vocabulary/Help.h"
 
 #include <algorithm>
 #include <deque>
+#include <limits>
 #include <stdexcept>
 #include <unordered_map>
 
@@ -24,7 +26,16 @@ public:
         AddInputs(plan);
         AddConstants(plan);
         for (const ComputationPlan& computation : plan.computations)
-            AddComputation(computation);
+            AddResults(computation);
+        std::vector<std::vector<std::size_t>> needs;
+        for (const ComputationPlan& computation : plan.computations)
+            needs.push_back(AddComputation(computation));
+        const Order found = OrderOf(needs);
+        if (!found.circle.empty())
+            throw Error(plan.computations[found.circle.front()].place, "the channel is computed from itself",
+                        "compute one of its operands from others");
+        for (const std::size_t computation : found.sequence)
+            order.push_back(&computations[computation]);
         for (const std::string& name : plan.output)
             output.push_back(Find(name, plan.name + ": output"));
     }
@@ -38,7 +49,7 @@ public:
             names.push_back(channel.name);
         const std::string_view similar = SimilarName(name, names);
         throw Error(place, "unknown channel \"" + std::string(name) + "\"",
-                    similar.empty() ? "name an input or a computed channel above"
+                    similar.empty() ? "name an input, a constant or a computed channel"
                                     : "did you mean \"" + std::string(similar) + "\"?");
     }
 
@@ -53,16 +64,22 @@ public:
     std::vector<Channel> channels;
     std::vector<Column> columns;
     std::vector<std::size_t> output;
+    std::vector<bool> isInner; ///< of channels
     std::vector<Computation> computations;
+    std::vector<Computation*> order; ///< in which they are computed
     std::vector<std::pair<std::size_t, std::size_t>> resultsOf;
     std::vector<std::vector<std::size_t>> operandsOf;
     std::size_t rows = 0; ///< of the last block
     bool areStatusesWanted = false;
 
 private:
-    std::size_t Add(const std::string& place, const Channel& channel) {
+    static constexpr std::size_t notComputed = std::numeric_limits<std::size_t>::max();
+
+    std::size_t Add(const std::string& place, const Channel& channel, bool isStep, std::size_t computation) {
         const std::size_t index = channels.size();
         channels.push_back(channel);
+        isInner.push_back(isStep);
+        computedBy.push_back(computation);
         if (!indices.emplace(channels.back().name, index).second)
             throw Error(place, "the name \"" + channel.name + "\" is taken by a channel above", "choose another one");
         return index;
@@ -70,36 +87,50 @@ private:
 
     void AddInputs(const Plan& plan) {
         for (const InputPlan& input : plan.inputs)
-            Add(input.place, input.channel);
+            Add(input.place, input.channel, false, notComputed);
         inputs = channels.size();
     }
 
     void AddConstants(const Plan& plan) {
         for (const ConstantPlan& constant : plan.constants) {
-            const std::size_t index = Add(constant.place, constant.channel);
+            const std::size_t index = Add(constant.place, constant.channel, constant.isInner, notComputed);
             columns[index] = {constants.emplace_back(constant.value).Address(), 0};
         }
     }
 
-    void AddComputation(const ComputationPlan& plan) {
-        std::vector<ChannelAtWork> operands;
-        std::vector<std::size_t>& indicesOfOperands = operandsOf.emplace_back();
-        for (const std::string& name : plan.operands)
-            operands.push_back(At(indicesOfOperands.emplace_back(Find(name, plan.place))));
+    void AddResults(const ComputationPlan& plan) {
+        const std::size_t computation = resultsOf.size();
         resultsOf.emplace_back(channels.size(), plan.results.size());
-        std::vector<ChannelAtWork> results;
         for (const Channel& channel : plan.results) {
-            const std::size_t index = Add(plan.place, channel);
+            const std::size_t index = Add(plan.place, channel, plan.isInner, computation);
             const std::size_t size = channel.Type().size;
             memory[index].resize(mostRows * size);
             columns[index] = {memory[index].data(), static_cast<std::ptrdiff_t>(size)};
-            results.push_back(At(index));
         }
+    }
+
+    /// All channels are there. Returns the computations that this one needs.
+    std::vector<std::size_t> AddComputation(const ComputationPlan& plan) {
+        std::vector<std::size_t> needs;
+        std::vector<ChannelAtWork> operands;
+        std::vector<std::size_t>& indicesOfOperands = operandsOf.emplace_back();
+        for (const std::string& name : plan.operands) {
+            const std::size_t operand = indicesOfOperands.emplace_back(Find(name, plan.place));
+            operands.push_back(At(operand));
+            if (computedBy[operand] != notComputed)
+                needs.push_back(computedBy[operand]);
+        }
+        const auto [first, count] = resultsOf[computations.size()];
+        std::vector<ChannelAtWork> results;
+        for (std::size_t index = first; index < first + count; ++index)
+            results.push_back(At(index));
         computations.emplace_back(plan, std::move(results), std::move(operands)).ReserveStatuses(mostRows);
+        return needs;
     }
 
     ChannelAtWork At(std::size_t index) { return {&channels[index], &columns[index]}; }
 
+    std::vector<std::size_t> computedBy; ///< of channels: the computation
     std::unordered_map<std::string_view, std::size_t> indices;
     std::vector<std::vector<std::byte>> memory; ///< of results; the library makes its samples of these bytes
     std::deque<SampleCell> constants;
@@ -112,13 +143,15 @@ Run::~Run() = default;
 
 std::span<const Channel> Run::Channels() const { return parts->channels; }
 std::size_t Run::Inputs() const { return parts->inputs; }
+bool Run::IsInner(std::size_t channel) const { return parts->isInner.at(channel); }
 std::size_t Run::Find(std::string_view name, const std::string& place) const { return parts->Find(name, place); }
 
 std::vector<std::size_t> Run::Output() const {
     std::vector<std::size_t> chosen = parts->output;
     if (chosen.empty())
         for (std::size_t channel = 0; channel < parts->channels.size(); ++channel)
-            chosen.push_back(channel);
+            if (!parts->isInner[channel])
+                chosen.push_back(channel);
     return chosen;
 }
 
@@ -138,8 +171,8 @@ void Run::Feed(std::span<const Column> inputs, std::size_t rows) {
     const Computation::LoopKind kind = parts->areStatusesWanted ? Computation::withStatuses
                                        : rows == 1              ? Computation::oneRow
                                                                 : Computation::plain;
-    for (Computation& computation : parts->computations)
-        computation.Run(kind, rows);
+    for (Computation* const computation : parts->order)
+        computation->Run(kind, rows);
 }
 
 Column Run::ColumnOf(std::size_t channel) const { return parts->columns.at(channel); }

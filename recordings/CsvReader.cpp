@@ -58,15 +58,15 @@ std::size_t CsvReader::MostRows(std::size_t blockBytes, std::size_t wanted) {
     return blockBytes / std::max<std::size_t>(2, wanted) + 1;
 }
 
-void CsvReader::ReadHeader(std::span<const ChannelType> wanted) {
+void CsvReader::ReadHeader(std::span<const ChannelType> wanted, std::span<const std::string> columnNames) {
     const std::size_t mostRows = MostRows(bytes.size(), wanted.size());
-    for (const ChannelType& channel : wanted)
+    for (std::size_t i = 0; i < wanted.size(); ++i)
         std::visit(
             [&]<class T>(T noValue) {
                 const std::vector<T> empty(mostRows + 1, noValue); // and one that a block may begin
-                fields.push_back({channel.name, Samples<T>{noValue, empty, empty}});
+                fields.push_back({wanted[i].name, columnNames[i], Samples<T>{noValue, empty, empty}});
             },
-            channel.noValue);
+            wanted[i].noValue);
     while (!hasHeader && !isAtEnd && !isInterrupted()) {
         Parse();
         if (failure && !hasHeader) // one behind the header waits for the rows before it
@@ -219,7 +219,8 @@ void CsvReader::OnCell(std::string_view cellText) {
             AddFault(Place(), "more cells than the header has names (" + std::to_string(columns.size()) + ")",
                      "remove a separator, or put the cell in quotes");
     } else if (columns[cell] != nullptr) {
-        Store(*columns[cell], cellText);
+        for (Field* field = columns[cell]; field != nullptr; field = field->next)
+            Store(*field, cellText);
     } else {
         CountLines(cellText);
     }
@@ -266,12 +267,12 @@ void CsvReader::MatchHeader() {
         if (!positions.emplace(header[i], i).second)
             repeated.insert(header[i]);
     for (Field& field : fields) {
-        const auto found = positions.find(field.name);
+        const auto found = positions.find(field.column);
         if (found == positions.end())
-            throw Error(Place(), "there is no channel " + Quoted(field.name), Advice(field.name));
-        if (repeated.contains(field.name))
-            throw Error(Place(), "the channel " + Quoted(field.name) + " is there twice", "rename one of them");
-        columns[found->second] = &field;
+            throw Error(Place(), "there is no channel " + Quoted(field.column), Advice(field.column));
+        if (repeated.contains(field.column))
+            throw Error(Place(), "the channel " + Quoted(field.column) + " is there twice", "rename one of them");
+        field.next = std::exchange(columns[found->second], &field);
     }
     hasHeader = true;
 }

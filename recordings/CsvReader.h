@@ -31,8 +31,9 @@ public:
     CsvReader& operator=(const CsvReader&) = delete;
     ~CsvReader();
 
-    /// Reads up to the end of the header and finds the wanted channels in it.
-    void ReadHeader(std::span<const ChannelType> wanted);
+    /// Reads up to the end of the header and finds the wanted channels in it: each in the column with the name that is
+    /// given for it, which several may share.
+    void ReadHeader(std::span<const ChannelType> wanted, std::span<const std::string> columnNames);
 
     /// Reads the next rows, as many as a block has or a live source has ready. 0: no more, or interrupted. Throws Error
     /// for bad cells and rows after it has handed out those before. Of a file, it has gone through the rest then,
@@ -63,7 +64,9 @@ private:
                                     Samples<std::int32_t>, Samples<std::int64_t>, Samples<float>, Samples<double>>;
     struct Field {
         std::string name;
+        std::string column;
         AnySamples samples;
+        Field* next = nullptr; ///< that reads the same column
     };
 
     bool AwaitBytes() const;
@@ -103,7 +106,7 @@ private:
     std::string beginning; ///< of the recording, until its header has been read
     std::vector<std::string> header;
     std::vector<Field> fields;
-    std::vector<Field*> columns; ///< by position in the row; null where nobody wants it
+    std::vector<Field*> columns; ///< by position in the row, the first that wants it; null where nobody does
     std::size_t cell = 0;
     std::size_t rows = 0;
     std::size_t finishedRows = 0; ///< of the last block

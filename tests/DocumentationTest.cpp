@@ -57,11 +57,31 @@ std::vector<fs::path> Pages() {
     return pages;
 }
 
+/// What a page has between fences: the language and the text.
+std::vector<std::pair<std::string, std::string>> Fences(const fs::path& page) {
+    std::vector<std::pair<std::string, std::string>> fences;
+    std::ifstream file(page);
+    bool isInside = false;
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with("```")) {
+            isInside = !isInside;
+            if (isInside)
+                fences.emplace_back(line.substr(3), "");
+        } else if (isInside) {
+            fences.back().second += line + "\n";
+        }
+    }
+    EXPECT_FALSE(isInside) << page;
+    return fences;
+}
+
 /// The blocks of a page in fences of this language.
 std::vector<std::string> Blocks(const fs::path& page, const std::string& language) {
-    const std::regex block("\n```" + language + "\n([^`]*)```");
-    const std::string text = Read(page);
-    return {std::sregex_token_iterator(text.begin(), text.end(), block, 1), {}};
+    std::vector<std::string> blocks;
+    for (const auto& [name, text] : Fences(page))
+        if (name == language)
+            blocks.push_back(text);
+    return blocks;
 }
 
 std::string WithoutIndent(const std::string& code) { return std::regex_replace("\n" + code, std::regex("\n +"), "\n"); }
@@ -127,26 +147,70 @@ TEST(Documentation, ShowsCodeOfTheExamples) {
     EXPECT_EQ(Blocks(source / "docs/hosting.md", "text"), outputs);
 }
 
-/// The first plan, recording and result belong together. The other plans are parts that may be added to the first.
-TEST(Documentation, ShowsWhatVelreplayDoes) {
-    const fs::path page = source / "docs/velreplay.md";
-    const std::vector<std::string> plans = Blocks(page, "toml");
-    const std::vector<std::string> tables = Blocks(page, "csv");
-    ASSERT_GT(plans.size(), 1U);
-    ASSERT_EQ(tables.size(), 2U);
-    const TemporaryFolder folder;
-    std::ofstream(folder.path / "recording.csv") << tables[0];
-    std::ofstream(folder.path / "plan.toml") << plans[0];
-    const std::string command =
-        "cd '" + folder.path.string() + "' && '" VEL_REPLAY "' -q plan.toml recording.csv -o result.csv";
-    ASSERT_EQ(std::system(command.c_str()), 0);
-    EXPECT_EQ(Read(folder.path / "result.csv"), tables[1]);
+/// velreplay on the plan, recording and result of a page.
+class PageRun {
+public:
+    /// A plan without inputs is a part that may be added to the plan before it.
+    void TakePlan(const std::string& text) {
+        const bool isPart = text.find("[[inputs]]") == std::string::npos;
+        plan = isPart ? plan + text : text;
+        std::ofstream(folder.path / "plan.toml") << plan;
+        isLoaded = Run("--explain plan.toml >blocks.toml 2>out");
+        if (!isLoaded)
+            return;
+        EXPECT_TRUE(Run("--explain blocks.toml | diff <(grep -v '^#' blocks.toml) - >out")) << Output();
+        if (isPart) {
+            EXPECT_TRUE(Run("-q plan.toml recording.csv -o result.csv --plot picture.svg 2>out")) << Output();
+        }
+    }
+    /// First a recording, then its result.
+    void TakeTable(const std::string& text) {
+        if (std::exchange(hasRecording, !hasRecording)) {
+            for (const std::string of : {"plan.toml", "blocks.toml"}) {
+                EXPECT_TRUE(Run("-q " + of + " recording.csv >out 2>&1"));
+                EXPECT_EQ(Output(), text);
+            }
+        } else {
+            std::ofstream(folder.path / "recording.csv") << text;
+        }
+    }
+    void TakeMessage(const std::string& text) {
+        EXPECT_FALSE(isLoaded);
+        EXPECT_EQ(Output(), text);
+        isLoaded = true;
+    }
+    /// That a plan is refused is told by the message behind it.
+    bool IsLoaded() const { return isLoaded; }
+    std::string Output() const { return Read(folder.path / "out"); }
 
-    std::ofstream whole(folder.path / "plan.toml");
-    for (const std::string& plan : plans)
-        whole << plan << '\n';
-    whole.close();
-    EXPECT_EQ(std::system((command + " --plot picture.svg").c_str()), 0);
+private:
+    bool Run(const std::string& arguments) const {
+        std::ofstream(folder.path / "run") << "cd '" << folder.path.string() << "'\n'" VEL_REPLAY "' " << arguments;
+        return std::system(("bash '" + (folder.path / "run").string() + "'").c_str()) == 0;
+    }
+
+    TemporaryFolder folder;
+    std::string plan;
+    bool isLoaded = true;
+    bool hasRecording = false;
+};
+
+TEST(Documentation, ShowsWhatVelreplayDoes) {
+    for (const char* const page : {"docs/velreplay.md", "docs/plans.md"}) {
+        PageRun run;
+        for (const auto& [language, text] : Fences(source / page)) {
+            if (language == "text") {
+                run.TakeMessage(text);
+                continue;
+            }
+            EXPECT_TRUE(run.IsLoaded()) << page << ": " << run.Output();
+            if (language == "toml")
+                run.TakePlan(text);
+            if (language == "csv")
+                run.TakeTable(text);
+        }
+        EXPECT_TRUE(run.IsLoaded()) << page << ": " << run.Output();
+    }
 }
 
 std::vector<std::string> Split(const std::string& text, const std::string& separator) {

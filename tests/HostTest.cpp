@@ -13,7 +13,7 @@ TEST_F(HostTest, ReadsAndWritesEveryFormOfTable) {
     EXPECT_EQ(
         Replayed(dividePlan, "\xEF\xBB\xBF\"b\";other;a\r\n\"0,5\";\"x;\"\"y\nz\";1,5\r\n2;;NA", "--decimal-comma"),
         "a;b;z\n1,5;0,5;3\n;2;\n");
-    EXPECT_EQ(Replayed("output = [\"z\"]" + std::string(dividePlan), "a\tb\n6\t3\n\t", "--separator tab"),
+    EXPECT_EQ(Replayed("[plan]\noutput = [\"z\"]" + std::string(dividePlan), "a\tb\n6\t3\n\t", "--separator tab"),
               "z\n2\n\"\"\n");
     EXPECT_NE(Replayed(dividePlan, "a;b\n1.500;1", "--decimal-comma").find("\"1.500\" is no number"),
               std::string::npos);
@@ -75,7 +75,10 @@ TEST_F(HostTest, RefusesPlansWithARemedy) {
     };
     refuse("\"Divide\"", "\"Divid\"",
            "plan.toml:8: channel \"z\": unknown operation \"Divid\"\n  did you mean \"Divide\"");
-    refuse("\"a\", \"b\"", "\"a\", \"z\"", "unknown channel \"z\"");
+    refuse("\"a\", \"b\"", "\"a\", \"c\"", "unknown channel \"c\"");
+    refuse("\"a\", \"b\"", "\"a\", \"z\"", "channel \"z\": the channel is computed from itself: z <- z");
+    refuse("\"z\"", "\"Max\"", "the name \"Max\" has a meaning in formulas");
+    refuse("\"z\"", "\"a\"", "plan.toml:8: channel \"a\": the name \"a\" is taken\n  by plan.toml:2");
     refuse("\"Divide\"", "\"BitwiseAnd\"", "BitwiseAnd does not exist on these types: DDD\n  it exists on");
     refuse("\"a\", \"b\"", "\"a\"", "Divide does not exist with 1 results and 1 operands");
     refuse("operands", "operand", "plan.toml:12: unknown key \"operand\"");
@@ -169,6 +172,77 @@ parameters = { mask = "0xFF00000000000000" }
               "9223372036854775808,9223372036854775808,128\n");
 }
 
+// Channels in any order, columns in that of the lines; two inputs of one column; settings; inner names that are taken.
+TEST_F(HostTest, ComputesFormulasAsTheBlocksThatTheyStandFor) {
+    Write("plan.toml", R"plan(
+[settings]
+width = 1
+curve = [[0, 0], [10, 1]]
+[[inputs]]
+name = "speed"
+column = "Speed [km/h]"
+type = "Float64"
+[[inputs]]
+name = "raw speed"
+column = "Speed [km/h]"
+type = "UInt8"
+[compute]
+z = "share + `z#1` * 2"
+"z#1" = "Cast(`raw speed`, no_value = -1)"
+share = "Linea(speed, points = curve) * 100"
+mean = """Average(z,
+    window = 2)"""
+[[channels]]
+name = "above"
+operation = "UpperLimit"
+type = "UInt16"
+operands = ["share", "z#1"]
+parameters = { hysteresis = "width" }
+)plan");
+    Write("rec.csv", "x,Speed [km/h]\n,5\n,\n1,10\n");
+    const std::string header = "speed,raw speed,z,z#1,share,mean,above,z.status,z#1.status,share.status,mean.status,"
+                               "above.status\n";
+    EXPECT_EQ(Run("$V -q --status plan.toml rec.csv"), 0) << Read("err");
+    EXPECT_EQ(Read("out"), header + "5,5,60,5,50,60,1,computed,computed,computed,computed,computed\n"
+                                    ",,,,,60,,no value,no value,no value,computed,no value\n"
+                                    "10,10,120,10,100,90,1,computed,computed,computed,computed,computed\n");
+    Run("$V -q --status plan.toml rec.csv >formulas; $V --explain plan.toml >blocks.toml");
+    EXPECT_EQ(Run("$V -q --status blocks.toml rec.csv | diff - formulas"), 0) << Read("err");
+    EXPECT_EQ(Run("$V --explain blocks.toml | sed '/^#/d' >again; sed '/^#/d' blocks.toml | diff - again"), 0)
+        << Read("out");
+    EXPECT_EQ(Run("$V -q --set 'curve=[[0, 0], [10, 2]]' --set width=60 plan.toml rec.csv | tail -1"), 0);
+    EXPECT_EQ(Read("out"), "10,10,220,10,200,165,1\n");
+    const auto refuse = [&](const std::string& arguments, const std::string& message) {
+        EXPECT_EQ(Run("$V -q plan.toml rec.csv " + arguments), 1);
+        EXPECT_NE(Read("err").find(message), std::string::npos) << Read("err");
+    };
+    refuse("--set wdth=1", "the plan has no setting \"wdth\"\n  it has: curve width");
+    refuse("--set width", "\"width\" is no setting");
+    refuse("--set width=1x", "--set width=1x");
+    refuse("--set 'width=1\nz=2'", "--set width=1");
+}
+
+TEST_F(HostTest, RefusesFramesWithARemedy) {
+    const std::string inputs = "inputs = [{ name = \"a\", type = \"Float64\" }]\n";
+    const auto refuse = [&](const std::string& plan, const std::string& message) {
+        EXPECT_NE(Replayed(plan, "a\n1\n").find(message), std::string::npos) << plan << Read("err");
+    };
+    refuse("output = [\"a\"]\n" + inputs, "plan.toml:1: unknown key \"output\"");
+    refuse(inputs + "[plan]\noutput = [\"b\"]\n", "output: unknown channel \"b\"");
+    refuse(inputs + "[plan]\nz = \"a\"\n", "plan.toml:3: unknown key \"z\"");
+    refuse(inputs + "[compute]\nz = 5\n", "plan.toml:3: the formula of \"z\" is no text");
+    refuse(inputs + "[compute]\nz.x = \"a\"\n", "stands in quotes: \"a.b\"");
+    refuse(inputs + "[compute]\na = \"1\"\n", "plan.toml:3: channel \"a\": the name \"a\" is taken\n  by plan.toml:1");
+    refuse(inputs + "[compute]\nMax = \"a\"\n", "the name \"Max\" has a meaning in formulas\n  choose another one");
+    refuse("inputs = [{ name = \"Time\", type = \"Float64\" }]", "column = \"Time\" says what the recording calls it");
+    refuse(inputs + "[settings]\na = 1\n", "the name \"a\" is taken\n  by plan.toml:3: setting \"a\"");
+    refuse(inputs + "[settings]\nb = \"x\"\n", "setting \"b\" is neither a number nor a list");
+    refuse(inputs + "[compute]\nx = \"y\"\ny = \"-z\"\nz = \"x * w\"\nw = \"a\"\n",
+           "plan.toml:3: channel \"x\": the channel is computed from itself: x <- y <- z <- x");
+    refuse(inputs + "[compute]\nx = \"-a\"\ny = \"-a * a\"\n[plan]\noutput = [\"y#1\"]\n", "unknown channel \"y#1\"");
+    refuse(inputs + "[compute]\ny = \"-a * a\"\nz = \"`y#1`\"\n", "unknown channel \"y#1\"");
+}
+
 TEST_F(HostTest, DrawsGapsAndSaysWhatKeepsItFromDrawing) {
     const std::string plan = std::string(dividePlan) + "[plot]\nx = \"a\"\npanels = [{ channels = [\"b\", \"z\"] }]\n";
     const auto drawn = [&](const std::string& recording) {
@@ -228,6 +302,10 @@ TEST_F(HostTest, DrivesTheCycle) {
               0)
         << Read("err");
     EXPECT_NE(Read("drive.svg").find("</svg>"), std::string::npos);
+    EXPECT_EQ(Run("$V --explain " VEL_SOURCE "/examples/drive/plan.toml >blocks.toml; "
+                  "$V -q blocks.toml " VEL_DRIVE "/recording.csv --plot blocks.svg | cmp - result.csv; cmp *.svg"),
+              0)
+        << Read("out");
     std::ifstream result("result.csv");
     std::string line;
     std::getline(result, line);

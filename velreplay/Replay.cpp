@@ -60,10 +60,27 @@ std::vector<Channel> InputsOf(const Plan& plan) {
     return inputs;
 }
 
+std::vector<std::string> ColumnsOf(const Plan& plan) {
+    std::vector<std::string> columns;
+    for (const InputPlan& input : plan.inputs)
+        columns.push_back(input.column);
+    return columns;
+}
+
+/// The computations that are told about: not those that are but a step on the way to others.
+std::vector<std::size_t> OuterComputations(const Run& run) {
+    std::vector<std::size_t> outer;
+    for (std::size_t i = 0; i < run.Computations(); ++i)
+        if (!run.IsInner(run.ResultsOf(i).first))
+            outer.push_back(i);
+    return outer;
+}
+
 /// The rows of a block as the writer gets them, while the next block is read and computed.
 class OutputBlocks {
 public:
-    OutputBlocks(Run& itsRun, std::size_t mostRows, bool itsWithStatus) : run(itsRun), withStatus(itsWithStatus) {
+    OutputBlocks(Run& itsRun, std::size_t mostRows, bool withStatus)
+        : run(itsRun), computations(withStatus ? OuterComputations(itsRun) : std::vector<std::size_t>()) {
         std::size_t firstResult = run.Channels().size();
         for (std::size_t i = 0; i < run.Computations(); ++i)
             firstResult = std::min(firstResult, run.ResultsOf(i).first);
@@ -83,7 +100,7 @@ public:
     }
     std::vector<std::string> StatusNames() const {
         std::vector<std::string> names;
-        for (std::size_t i = 0; withStatus && i < run.Computations(); ++i)
+        for (const std::size_t i : computations)
             names.push_back(run.Channels()[run.ResultsOf(i).first].name + ".status");
         return names;
     }
@@ -104,7 +121,7 @@ public:
     }
     std::vector<std::vector<Status>> Statuses() const {
         std::vector<std::vector<Status>> statuses;
-        for (std::size_t i = 0; withStatus && i < run.Computations(); ++i)
+        for (const std::size_t i : computations)
             statuses.emplace_back(run.StatusesOf(i).begin(), run.StatusesOf(i).end());
         return statuses;
     }
@@ -117,17 +134,21 @@ private:
     };
 
     Run& run;
-    bool withStatus;
+    std::vector<std::size_t> computations; ///< with a column of statuses
     std::vector<Output> outputs;
     std::size_t next = 0;
 };
 
 void Summarize(const Run& run, std::uint64_t rows, double seconds) {
+    std::size_t others = 0;
+    for (std::size_t channel = run.Inputs(); channel < run.Channels().size(); ++channel)
+        if (!run.IsInner(channel))
+            ++others;
     std::fprintf(stderr, "%llu rows, %zu input and %zu other channels, %.2f s, %.0f rows/s\n",
-                 static_cast<unsigned long long>(rows), run.Inputs(), run.Channels().size() - run.Inputs(), seconds,
+                 static_cast<unsigned long long>(rows), run.Inputs(), others, seconds,
                  static_cast<double>(rows) / (seconds > 0 ? seconds : 1));
     std::fprintf(stderr, "%-32s %12s %12s %12s\n", "", "computed", "no value", "refused");
-    for (std::size_t i = 0; i < run.Computations(); ++i) {
+    for (const std::size_t i : OuterComputations(run)) {
         const auto& totals = run.TotalsOf(i);
         std::fprintf(stderr, "%-32s %12llu %12llu %12llu\n", run.Channels()[run.ResultsOf(i).first].name.c_str(),
                      static_cast<unsigned long long>(totals[0]), static_cast<unsigned long long>(totals[1]),
@@ -206,7 +227,7 @@ std::uint64_t ReplayRowsOrLeavePart(const Work& work) {
 
 bool Replay(const Options& options) {
     const auto start = std::chrono::steady_clock::now();
-    const Plan plan = Vel::Engine::LoadPlan(options.plan);
+    const Plan plan = Vel::Engine::LoadPlan(options.plan, options.settings);
     const PicturePlan picturePlan = ReadPicturePlan(plan);
     RefuseSameFiles(options);
     const std::vector<Channel> inputs = InputsOf(plan);
@@ -218,7 +239,7 @@ bool Replay(const Options& options) {
     if (!options.picture.empty())
         picture.emplace(options.picture, picturePlan, run);
     CsvReader recording(options.recording, options.format, blockBytes, IsInterrupted);
-    recording.ReadHeader(inputs);
+    recording.ReadHeader(inputs, ColumnsOf(plan));
 
     OutputBlocks output(run, mostRows, options.withStatus);
     CsvWriter result(options.result, options.format, output.Channels());

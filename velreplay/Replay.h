@@ -1,6 +1,7 @@
 // One run: a plan, a recording, a result.
 #pragma once
 
+#include "engine/Engine.h"
 #include "recordings/CsvReader.h"
 
 #include <string>
@@ -12,6 +13,7 @@ struct Options {
     std::string recording = "-";
     std::string result = "-";
     std::string picture;
+    Vel::Engine::ParametersByName settings; ///< that replace those of the plan
     Vel::Recordings::CsvFormat format;
     bool withStatus = false;
     bool isQuiet = false;

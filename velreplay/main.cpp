@@ -50,6 +50,12 @@ void OpenStandardStreams() {
         close(file);
 }
 
+void Print(const std::string& text) {
+    std::fputs(text.c_str(), stdout);
+    if (std::fflush(stdout) != 0)
+        throw Vel::Error("standard output", "cannot be written: " + Vel::ErrorText());
+}
+
 void ListOperations() {
     for (const Vel::Operation& operation : Vel::AllOperations())
         std::printf("%-26s %zu %-8s %s\n", std::string(operation.name).c_str(), operation.operands,
@@ -92,8 +98,26 @@ void TellOperations(const std::string& name) {
         ListOperations();
     else
         DescribeOperation(name);
-    if (std::fflush(stdout) != 0)
-        throw Vel::Error("standard output", "cannot be written: " + Vel::ErrorText());
+    Print("");
+}
+
+/// From NAME=VALUE each. Of several for one name the last holds.
+Vel::Engine::ParametersByName Settings(const std::vector<std::string>& texts) {
+    Vel::Engine::ParametersByName settings;
+    for (const std::string& text : texts) {
+        const std::size_t equals = text.find('=');
+        if (equals == std::string::npos || equals == 0)
+            throw Vel::Error("--set", "\"" + text + "\" is no setting", "write, for example: --set corner=8");
+        settings[text.substr(0, equals)] = Vel::Engine::ParseValue(text.substr(equals + 1), "--set " + text);
+    }
+    return settings;
+}
+
+/// Prints the plan with blocks in the place of formulas, once a run can be made of it.
+void Explain(const Velreplay::Options& options) {
+    const Vel::Engine::Plan plan = Vel::Engine::LoadPlan(options.plan, options.settings);
+    Vel::Engine::Run(plan, 1);
+    Print(Vel::Engine::Explain(plan));
 }
 
 char Separator(const std::string& text, bool decimalComma) {
@@ -115,6 +139,8 @@ int Run(int argc, char** argv) {
     Velreplay::Options options;
     std::string separator;
     std::string operation;
+    std::vector<std::string> settings;
+    bool isExplained = false;
     CLI::App app("Replays a recording (CSV) through a plan (TOML) of computed channels.", "velreplay");
     app.set_version_flag("--version", "velreplay " VEL_VERSION);
     auto* const plan = app.add_option("PLAN", options.plan, "TOML: inputs, computed channels, parameters, panels");
@@ -122,6 +148,11 @@ int Run(int argc, char** argv) {
     auto* const result =
         app.add_option("-o,--output", options.result, "where the result goes; - (default): standard output");
     auto* const picture = app.add_option("--plot", options.picture, "draws the plan's panels into a .svg or .png file");
+    app.add_option("--set", settings, "NAME=VALUE: another value for a setting of the plan")
+        ->type_size(1)
+        ->allow_extra_args(false);
+    app.add_flag("--explain", isExplained,
+                 "prints the plan with blocks in the place of formulas, and computes nothing");
     app.add_option("--separator", separator, "between cells: one character or the word tab (default: , )");
     app.add_flag("--decimal-comma", options.format.decimalComma, "numbers like 1,5; cells are separated by ; then");
     app.add_flag("--status", options.withStatus, "adds a column for each computation: computed, no value, refused");
@@ -140,6 +171,11 @@ int Run(int argc, char** argv) {
     }
     if (!*plan)
         throw Vel::Error("velreplay", "no plan is given", "velreplay --help tells the arguments");
+    options.settings = Settings(settings);
+    if (isExplained) {
+        Explain(options);
+        return 0;
+    }
     if (*result && options.result.empty())
         throw Vel::Error("--output", "the name is empty", "name a file, or - for standard output");
     if (*picture && options.picture.empty())

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <unordered_map>
 
 namespace Vel {
 
@@ -67,6 +68,38 @@ bool Matches(std::string_view pattern, std::string_view signature) {
     return true;
 }
 
+/// How well a pattern fits, the best first.
+enum class Fit {
+    Follows, ///< the result is asked for, or has the type of an operand
+    Free,    ///< nothing fixes the result: Float64
+    Fixed,   ///< the pattern itself fixes the result
+    None,
+};
+
+/// Replaces the open types of a row by what the pattern makes of them.
+Fit FitPattern(std::string_view pattern, std::string& row) {
+    if (pattern.size() != row.size())
+        return Fit::None;
+    const auto fixed = [&](char letter) { // by a place of the row with the same letter
+        for (std::size_t place = 0; place < row.size(); ++place)
+            if (pattern[place] == letter && row[place] != openType)
+                return row[place];
+        return openType;
+    };
+    const char result = fixed(pattern[0]);
+    const bool isLetterOfType = TypeIndex(pattern[0]) != sampleTypes.size();
+    for (std::size_t place = 0; place < row.size(); ++place) {
+        if (row[place] != openType)
+            continue;
+        const char same = fixed(pattern[place]);
+        const bool isType = TypeIndex(pattern[place]) != sampleTypes.size();
+        row[place] = isType ? pattern[place] : same != openType ? same : 'D';
+    }
+    if (!Matches(pattern, row))
+        return Fit::None;
+    return result != openType ? Fit::Follows : isLetterOfType ? Fit::Fixed : Fit::Free;
+}
+
 /// Calls a function with each pattern.
 template <class TFunction>
 void ForEachPattern(std::string_view patterns, TFunction function) {
@@ -79,12 +112,15 @@ void ForEachPattern(std::string_view patterns, TFunction function) {
 
 } // namespace
 
-std::vector<const Operation*> FindOperations(std::string_view name) {
-    std::vector<const Operation*> found;
-    for (const Operation& operation : AllOperations())
-        if (operation.name == name)
-            found.push_back(&operation);
-    return found;
+std::span<const Operation* const> FindOperations(std::string_view name) {
+    static const auto byName = [] {
+        std::unordered_map<std::string_view, std::vector<const Operation*>> all;
+        for (const Operation& operation : AllOperations())
+            all[operation.name].push_back(&operation);
+        return all;
+    }();
+    const auto found = byName.find(name);
+    return found == byName.end() ? std::span<const Operation* const>() : found->second;
 }
 
 std::vector<std::string> SignaturesOf(const Operation& operation) {
@@ -101,6 +137,22 @@ bool Accepts(const Operation& operation, std::string_view signature) {
     ForEachPattern(operation.patterns,
                    [&](std::string_view pattern) { isAccepted = isAccepted || Matches(pattern, signature); });
     return isAccepted;
+}
+
+std::string FitRow(const Operation& operation, char result, std::string_view operands) {
+    std::string best;
+    Fit bestFit = Fit::None;
+    std::string wanted(1, result);
+    wanted += operands;
+    ForEachPattern(operation.patterns, [&](std::string_view pattern) {
+        std::string row = wanted;
+        const Fit fit = FitPattern(pattern, row);
+        if (fit < bestFit) {
+            bestFit = fit;
+            best = row;
+        }
+    });
+    return best;
 }
 
 Twin TwinOf(const Operation& operation, std::string_view signature) {

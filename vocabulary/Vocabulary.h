@@ -123,13 +123,20 @@ struct Operation {
 std::span<const Operation> AllOperations();
 
 /// Those with this name.
-std::vector<const Operation*> FindOperations(std::string_view name);
+std::span<const Operation* const> FindOperations(std::string_view name);
 
 /// All type rows of an operation.
 std::vector<std::string> SignaturesOf(const Operation& operation);
 
 /// Whether a signature is one of the type rows.
 bool Accepts(const Operation& operation, std::string_view signature);
+
+/// Stands for a type that nothing has fixed yet: of a number, or of a result that nobody asks for.
+inline constexpr char openType = '?';
+
+/// The type row of an operation with one result that fits these operands; empty if none does. A letter that nothing
+/// fixes becomes Float64. Of several rows: the one whose result follows from the operands, or else is Float64.
+std::string FitRow(const Operation& operation, char result, std::string_view operands);
 
 /// The twin of one type row.
 Twin TwinOf(const Operation& operation, std::string_view signature);

@@ -1,0 +1,163 @@
+#include "engine/Engine.h"
+#include "vocabulary/Vocabulary.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdio>
+
+namespace Vel::Engine {
+
+namespace {
+
+/// A text of TOML in quotes.
+std::string Quoted(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char character : text) {
+        if (static_cast<unsigned char>(character) < ' ' || character == '\x7f') {
+            std::array<char, 8> escaped{};
+            std::snprintf(escaped.data(), escaped.size(), "\\u%04X", static_cast<unsigned>(character));
+            quoted += escaped.data();
+            continue;
+        }
+        if (character == '"' || character == '\\')
+            quoted += '\\';
+        quoted += character;
+    }
+    return quoted + '"';
+}
+
+std::string List(const std::vector<std::string>& names) {
+    std::string list;
+    for (const std::string& name : names)
+        list += (list.empty() ? "" : ", ") + Quoted(name);
+    return "[" + list + "]";
+}
+
+/// A number that reads back to the last bit and with its kind.
+template <class T>
+std::string Number(T number) {
+    std::array<char, 40> text{};
+    std::string digits(text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr);
+    if constexpr (std::is_floating_point_v<T>) {
+        if (digits.find_first_of(".einf") == std::string::npos)
+            digits += ".0";
+    } else if constexpr (sizeof number == sizeof(std::uint64_t) && std::is_unsigned_v<T>) {
+        if (!std::in_range<std::int64_t>(number)) // which TOML does not have
+            digits = Quoted(digits);
+    }
+    return digits;
+}
+
+/// Float32 as the Float64 that it is, which is what TOML has.
+std::string Written(const AnySample& sample) {
+    return std::visit(
+        []<class T>(T value) {
+            if constexpr (std::is_same_v<T, float>)
+                return Number(static_cast<double>(value));
+            else
+                return Number(value);
+        },
+        sample);
+}
+
+std::string Written(const std::vector<std::array<double, 2>>& pairs) {
+    std::string list;
+    for (const auto& [x, y] : pairs)
+        list += (list.empty() ? "[" : ", [") + Number(x) + ", " + Number(y) + "]";
+    return "[" + list + "]";
+}
+
+std::string Written(const Value& value) {
+    return std::visit(
+        []<class T>(const T& held) -> std::string {
+            if constexpr (std::is_same_v<T, bool>)
+                return held ? "true" : "false";
+            else if constexpr (std::is_arithmetic_v<T>)
+                return Number(held);
+            else
+                return Written(held);
+        },
+        value);
+}
+
+bool IsSame(const AnySample& a, const AnySample& b) {
+    return std::visit([&b]<class T>(T sample) { return IsNoValue(sample, std::get<T>(b)); }, a);
+}
+
+/// The keys that all channels have.
+std::string TypeOfChannel(const Channel& channel) {
+    std::string text = "type = " + Quoted(channel.Type().name) + "\n";
+    if (!IsSame(channel.noValue, DefaultNoValue(channel.Type().letter)))
+        text += "no_value = " + Written(channel.noValue) + "\n";
+    return text;
+}
+
+std::string Explain(const InputPlan& input) {
+    std::string text = "\n[[inputs]]\nname = " + Quoted(input.channel.name) + "\n";
+    if (input.column != input.channel.name)
+        text += "column = " + Quoted(input.column) + "\n";
+    return text + TypeOfChannel(input.channel);
+}
+
+std::string Explain(const ConstantPlan& constant) {
+    std::string text = "\n[[constants]]\nname = " + Quoted(constant.channel.name) + "\n";
+    text += TypeOfChannel(constant.channel);
+    if (!IsSame(constant.value, constant.channel.noValue))
+        text += "value = " + Written(constant.value) + "\n";
+    return text + (constant.isInner ? "inner = true\n" : "");
+}
+
+std::string Explain(const ComputationPlan& plan) {
+    std::vector<std::string> names;
+    for (const Channel& result : plan.results)
+        names.push_back(result.name);
+    std::string text = "\n[[channels]]\n";
+    text += names.size() == 1 ? "name = " + Quoted(names.front()) : "names = " + List(names);
+    text += "\noperation = " + Quoted(plan.operation) + "\n" + TypeOfChannel(plan.results.front());
+    text += "operands = " + List(plan.operands) + "\n";
+    if (!plan.noValueAware)
+        text += "no_value_aware = false\n";
+    if (plan.showsOwnResultOverGaps)
+        text += "own_result_over_gaps = true\n";
+    std::string parameters;
+    for (const auto& [name, value] : plan.parameters)
+        parameters += (parameters.empty() ? "" : ", ") + name + " = " + Written(value);
+    if (!parameters.empty())
+        text += "parameters = { " + parameters + " }\n";
+    return text + (plan.isInner ? "inner = true\n" : "");
+}
+
+/// Of the first computation of a formula: the formula as a comment.
+std::string Heading(const std::vector<ComputationPlan>& computations, std::size_t index) {
+    if (index != 0 && computations[index - 1].isInner)
+        return {};
+    while (index < computations.size() && computations[index].isInner)
+        ++index;
+    if (index == computations.size() || computations[index].formula.empty())
+        return {};
+    std::string heading = computations[index].results.front().name + " = " + computations[index].formula;
+    for (char& character : heading)
+        if (static_cast<unsigned char>(character) < ' ' || character == '\x7f')
+            character = ' ';
+    return "\n# " + heading;
+}
+
+} // namespace
+
+std::string Explain(const Plan& plan) {
+    std::string text;
+    if (!plan.output.empty())
+        text += "[plan]\noutput = " + List(plan.output) + "\n";
+    for (const InputPlan& input : plan.inputs)
+        text += Explain(input);
+    for (const ConstantPlan& constant : plan.constants)
+        text += Explain(constant);
+    for (std::size_t i = 0; i < plan.computations.size(); ++i)
+        text += Heading(plan.computations, i) + Explain(plan.computations[i]);
+    for (const auto& [name, section] : plan.sections)
+        text += "\n" + section.Written(name);
+    return text.substr(std::min(text.find_first_not_of('\n'), text.size()));
+}
+
+} // namespace Vel::Engine

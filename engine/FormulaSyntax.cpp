@@ -1,0 +1,664 @@
+#include "engine/FormulaSyntax.h"
+
+#include "vocabulary/Help.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
+#include <optional>
+
+namespace Vel::Engine {
+
+namespace {
+
+constexpr std::size_t longestFormula = 65536;
+constexpr std::size_t deepestFormula = 100;
+
+bool IsDigit(char character) { return character >= '0' && character <= '9'; }
+bool IsLetter(char character) {
+    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') || character == '_';
+}
+bool IsBlank(char character) { return character == ' ' || character == '\t' || character == '\n' || character == '\r'; }
+/// Not the first byte of a character in UTF-8.
+bool IsContinuation(char character) { return (static_cast<unsigned char>(character) & 0xC0U) == 0x80U; }
+
+struct Token {
+    enum class Kind { End, Number, Name, QuotedName, Sign };
+
+    Kind kind = Kind::End;
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    std::string_view text; ///< without the backticks
+};
+
+/// Characters and words that other languages have, and what to write here.
+struct Foreign {
+    std::string_view text;
+    const char* remedy;
+};
+constexpr Foreign foreignSigns[] = {
+    {"**", "write Power(a, b)"},
+    {"^", "write Power(a, b), or BitwiseXOr(a, b)"},
+    {"~", "write BitwiseNot(a)"},
+    {"<>", "write !="},
+    {"?", "write If(condition, a, b)"},
+    {"=", "write == to compare; name = value is for parameters, inside of a call"},
+    {"[", "a list is the value of a parameter, which has a name: points = [[0, 1], [2, 3]]"},
+    {"\"", "a channel stands there by its name alone, or in backticks: `Temp [V]`"},
+    {"'", "a channel stands there by its name alone, or in backticks: `Temp [V]`"},
+    {".", "a number begins with a digit; a name with a point in it stands in backticks: `a.b`"},
+    {";", "operands stand between commas"},
+    {",", "a comma stands between the operands of a call; decimals have a point: 1.5"},
+    {"\u2212", "write -"},
+    {"\u00D7", "write *"},
+    {"\u00B7", "write *"},
+    {"\u00F7", "write /"},
+    {"\u2264", "write <="},
+    {"\u2265", "write >="},
+    {"\u2260", "write !="},
+    {"#", "a comment stands outside of the quotes; a name with # in it stands in backticks"},
+};
+constexpr const char* namesInBackticks =
+    "names with other characters than letters, digits and _ stand in backticks: `Temp [V]`";
+constexpr Foreign foreignWords[] = {{"and", "write &&"}, {"or", "write ||"}, {"not", "write !"}, {"mod", "write %"}};
+
+const Foreign* FindForeign(std::string_view text) {
+    for (const Foreign& foreign : foreignSigns)
+        if (text.starts_with(foreign.text))
+            return &foreign;
+    return nullptr;
+}
+
+/// Cuts a formula into tokens.
+class Lexer {
+public:
+    explicit Lexer(const FormulaText& itsText) : formula(&itsText), text(itsText.Text()) {}
+
+    Token Next() {
+        while (position < text.size() && IsBlank(text[position]))
+            ++position;
+        const std::size_t begin = position;
+        if (begin == text.size())
+            return {Token::Kind::End, begin, begin, {}};
+        if (IsDigit(text[begin]))
+            return Take(Token::Kind::Number, EndOfNumber());
+        if (IsLetter(text[begin]))
+            return Take(Token::Kind::Name, EndOfName());
+        if (text[begin] == '`')
+            return QuotedName();
+        constexpr std::array<std::string_view, 8> pairs{"&&", "||", "==", "!=", "<=", ">=", "<<", ">>"};
+        constexpr std::string_view singles = "+-*/%<>!&|(),=[]";
+        const std::string_view rest = text.substr(begin);
+        if (rest.starts_with("**") || rest.starts_with("<>"))
+            Refuse(begin);
+        if (std::any_of(pairs.begin(), pairs.end(), [&](std::string_view pair) { return rest.starts_with(pair); }))
+            return Take(Token::Kind::Sign, begin + 2);
+        if (singles.find(text[begin]) == std::string_view::npos)
+            Refuse(begin);
+        return Take(Token::Kind::Sign, begin + 1);
+    }
+
+private:
+    Token Take(Token::Kind kind, std::size_t end) {
+        const std::size_t begin = std::exchange(position, end);
+        return {kind, begin, end, text.substr(begin, end - begin)};
+    }
+
+    std::size_t EndOfName() const {
+        std::size_t end = position;
+        while (end < text.size() && (IsLetter(text[end]) || IsDigit(text[end])))
+            ++end;
+        return end;
+    }
+
+    /// 12, 1.5, 1e-3, 0x1F, 0b101. What does not end there is refused by the one who reads the number.
+    std::size_t EndOfNumber() const {
+        std::size_t end = position;
+        while (end < text.size() && (IsLetter(text[end]) || IsDigit(text[end]) || text[end] == '.')) {
+            const bool isExponent = (text[end] == 'e' || text[end] == 'E') && !text.substr(position).starts_with("0x");
+            ++end;
+            if (isExponent && end < text.size() && (text[end] == '+' || text[end] == '-'))
+                ++end;
+        }
+        return end;
+    }
+
+    Token QuotedName() {
+        const std::size_t end = text.find('`', position + 1);
+        if (end == std::string_view::npos)
+            formula->Refuse(position, "this backtick has no partner", "close the name: `Temp [V]`");
+        Token token = Take(Token::Kind::QuotedName, end + 1);
+        token.text = token.text.substr(1, token.text.size() - 2);
+        return token;
+    }
+
+    [[noreturn]] void Refuse(std::size_t at) const {
+        std::size_t end = at + 1;
+        while (end < text.size() && IsContinuation(text[end]))
+            ++end;
+        const Foreign* const foreign = FindForeign(text.substr(at));
+        if (foreign != nullptr)
+            end = at + foreign->text.size();
+        formula->Refuse(at, "a formula has no " + Shortened(text.substr(at, end - at)),
+                        foreign != nullptr ? foreign->remedy : namesInBackticks);
+    }
+
+    const FormulaText* formula;
+    std::string_view text;
+    std::size_t position = 0;
+};
+
+struct BinaryOperator {
+    enum class Group { Arithmetic, Bits, Comparison, Logic };
+
+    std::string_view sign;
+    std::string_view operation;
+    int rank; ///< binds stronger
+    Group group;
+};
+/// C's order. All comparisons have one rank, as they do not chain.
+constexpr BinaryOperator binaryOperators[] = {
+    {"||", "LogicalOr", 1, BinaryOperator::Group::Logic},
+    {"&&", "LogicalAnd", 2, BinaryOperator::Group::Logic},
+    {"|", "BitwiseOr", 3, BinaryOperator::Group::Bits},
+    {"&", "BitwiseAnd", 4, BinaryOperator::Group::Bits},
+    {"==", "Equal", 5, BinaryOperator::Group::Comparison},
+    {"!=", "Unequal", 5, BinaryOperator::Group::Comparison},
+    {"<", "LessThan", 5, BinaryOperator::Group::Comparison},
+    {"<=", "LessThanOrEqual", 5, BinaryOperator::Group::Comparison},
+    {">", "GreaterThan", 5, BinaryOperator::Group::Comparison},
+    {">=", "GreaterThanOrEqual", 5, BinaryOperator::Group::Comparison},
+    {"<<", "BitwiseShiftLeft", 6, BinaryOperator::Group::Bits},
+    {">>", "BitwiseShiftRight", 6, BinaryOperator::Group::Bits},
+    {"+", "Plus", 7, BinaryOperator::Group::Arithmetic},
+    {"-", "Minus", 7, BinaryOperator::Group::Arithmetic},
+    {"*", "Multiply", 8, BinaryOperator::Group::Arithmetic},
+    {"/", "Divide", 8, BinaryOperator::Group::Arithmetic},
+    {"%", "Modulo", 8, BinaryOperator::Group::Arithmetic},
+};
+
+const BinaryOperator* FindBinary(std::string_view sign) {
+    for (const BinaryOperator& binary : binaryOperators)
+        if (binary.sign == sign)
+            return &binary;
+    return nullptr;
+}
+
+/// Nothing for the opposite of a whole number that no type holds.
+std::optional<Value> Opposite(const Value& value) {
+    constexpr std::uint64_t lowest = std::uint64_t{1} << 63;
+    if (const auto* whole = std::get_if<std::int64_t>(&value)) {
+        if (*whole == std::numeric_limits<std::int64_t>::min())
+            return lowest;
+        return -*whole;
+    }
+    if (const auto* whole = std::get_if<std::uint64_t>(&value))
+        return *whole == lowest ? std::optional<Value>(std::numeric_limits<std::int64_t>::min()) : std::nullopt;
+    if (const auto* number = std::get_if<double>(&value))
+        return -*number;
+    return std::nullopt;
+}
+
+/// Operator precedence by recursive descent, which goes no deeper than deepestFormula.
+class Parser {
+public:
+    Parser(const FormulaText& itsText, const ParametersByName& itsSettings)
+        : formula(itsText), settings(itsSettings), lexer(itsText) {}
+
+    std::vector<FormulaNode> Run() && {
+        const std::string_view text = formula.Text();
+        if (text.size() > longestFormula)
+            throw Error(formula.Place(),
+                        "the formula has " + std::to_string(text.size()) + " characters; " +
+                            std::to_string(longestFormula) + " are the most",
+                        "compute parts of it as channels of their own");
+        Advance();
+        if (token.kind == Token::Kind::End)
+            throw Error(formula.Place(), "the formula is empty", R"(write, for example: speed = "distance / time")");
+        ParseExpression(0);
+        if (token.kind != Token::Kind::End)
+            RefuseBehindOperand();
+        return std::move(nodes);
+    }
+
+private:
+    void Advance() { token = lexer.Next(); }
+    bool IsSign(std::string_view sign) const { return token.kind == Token::Kind::Sign && token.text == sign; }
+    bool IsWord(std::string_view word) const { return token.kind == Token::Kind::Name && token.text == word; }
+
+    void Expect(std::string_view sign, const char* remedy) {
+        if (!IsSign(sign))
+            formula.Refuse(token.begin, "\"" + std::string(sign) + "\" is missing here", remedy);
+        Advance();
+    }
+
+    /// What to write in the place of this sign, if another language has it.
+    const char* RemedyForSign() const {
+        const Foreign* const foreign = FindForeign(token.text);
+        return foreign != nullptr && foreign->text == token.text ? foreign->remedy : nullptr;
+    }
+
+    /// An operand has ended, and no operator follows.
+    [[noreturn]] void RefuseBehindOperand() const {
+        if (IsWord("as"))
+            formula.Refuse(token.begin, "\"as\" stands behind a call alone",
+                           "write Cast(...) as Float64 to convert, or the operator as a call: Plus(a, b) as Float64");
+        if (IsSign(")"))
+            formula.Refuse(token.begin, "this bracket closes nothing", "remove it, or open it before");
+        std::string remedy = "write + - * / % < <= > >= == != && || & | << or >>; " + std::string(namesInBackticks);
+        if (IsSign("["))
+            remedy = namesInBackticks;
+        else if (IsSign("(") && nodes.back().kind == FormulaNode::Kind::Number)
+            remedy = "write * to multiply";
+        else if (const char* const foreign = RemedyForSign())
+            remedy = foreign;
+        for (const Foreign& foreign : foreignWords)
+            if (IsWord(foreign.text))
+                remedy = foreign.remedy;
+        formula.Refuse(token.begin, "an operator is missing before this", remedy);
+    }
+
+    /// Returns the place of the whole expression in `nodes`, which is the last one.
+    std::size_t ParseExpression(int leastRank) {
+        std::size_t left = ParseUnary();
+        while (token.kind == Token::Kind::Sign) {
+            const BinaryOperator* const binary = FindBinary(token.text);
+            if (binary == nullptr || binary->rank < leastRank)
+                break;
+            const Token sign = token;
+            Advance();
+            const std::size_t right = ParseExpression(binary->rank + 1);
+            left = Combine(*binary, sign, left, right);
+        }
+        return left;
+    }
+
+    std::size_t Combine(const BinaryOperator& binary, const Token& sign, std::size_t left, std::size_t right) {
+        using Group = BinaryOperator::Group;
+        for (const std::size_t side : {left, right}) {
+            const BinaryOperator* const inner = nodes[side].isBracketed ? nullptr : FindBinary(nodes[side].sign);
+            if (inner == nullptr || nodes[side].operands.size() != 2)
+                continue;
+            if (binary.group == Group::Comparison && inner->group == Group::Comparison)
+                formula.Refuse(sign.begin, "comparisons do not chain",
+                               "write a < b && b < c, or put one comparison in brackets");
+            if ((binary.group == Group::Comparison && inner->group == Group::Bits) ||
+                (binary.group == Group::Bits && inner->group == Group::Comparison))
+                formula.Refuse(sign.begin,
+                               std::string(inner->sign) + " and " + std::string(binary.sign) +
+                                   " need brackets between them",
+                               "write (a & b) == c, or a & (b == c)");
+        }
+        FormulaNode node;
+        node.kind = FormulaNode::Kind::Call;
+        node.begin = nodes[left].begin;
+        node.end = nodes[right].end;
+        node.caret = sign.begin;
+        node.name = binary.operation;
+        node.sign = sign.text;
+        node.operands = {left, right};
+        return Add(std::move(node));
+    }
+
+    std::size_t Add(FormulaNode node) {
+        nodes.push_back(std::move(node));
+        return nodes.size() - 1;
+    }
+
+    /// Counts how deep the formula is where it lives.
+    class Level {
+    public:
+        explicit Level(Parser& itsParser) : parser(itsParser) {
+            if (++parser.depth > deepestFormula)
+                parser.formula.Refuse(parser.token.begin,
+                                      "brackets and calls stand more than " + std::to_string(deepestFormula) +
+                                          " deep in one another",
+                                      "compute a part of the formula as a channel of its own");
+        }
+        Level(const Level&) = delete;
+        Level& operator=(const Level&) = delete;
+        ~Level() { --parser.depth; }
+
+    private:
+        Parser& parser;
+    };
+
+    std::size_t ParseUnary() {
+        const Level level(*this);
+        if (IsSign("+"))
+            formula.Refuse(token.begin, "a formula has no plus before an operand", "leave it out");
+        if (!IsSign("-") && !IsSign("!"))
+            return ParsePrimary();
+        const Token sign = token;
+        Advance();
+        const std::size_t operand = ParseUnary();
+        if (nodes[operand].kind == FormulaNode::Kind::Number && sign.text == "-") {
+            nodes[operand].begin = sign.begin;
+            nodes[operand].number = OppositeOf(nodes[operand].number, sign.begin);
+            return operand;
+        }
+        FormulaNode node;
+        node.kind = FormulaNode::Kind::Call;
+        node.begin = node.caret = sign.begin;
+        node.end = nodes[operand].end;
+        node.name = sign.text == "-" ? "Negate" : "LogicalNot";
+        node.sign = sign.text;
+        node.operands = {operand};
+        return Add(std::move(node));
+    }
+
+    Value OppositeOf(const Value& value, std::size_t position) const {
+        if (const auto opposite = Opposite(value))
+            return *opposite;
+        formula.Refuse(position, "there is no type with this number", "");
+    }
+
+    std::size_t ParsePrimary() {
+        const Token first = token;
+        FormulaNode node;
+        node.begin = node.caret = first.begin;
+        node.end = first.end;
+        switch (first.kind) {
+        case Token::Kind::Number:
+            node.kind = FormulaNode::Kind::Number;
+            node.number = ReadNumber();
+            return Add(std::move(node));
+        case Token::Kind::QuotedName:
+        case Token::Kind::Name:
+            Advance();
+            node.name = first.text;
+            if (first.kind == Token::Kind::Name && IsSign("("))
+                return ParseCall(std::move(node));
+            return AddName(std::move(node), first);
+        case Token::Kind::Sign:
+            if (IsSign("("))
+                return ParseBrackets();
+            break;
+        case Token::Kind::End:
+            break;
+        }
+        const char* const remedy = RemedyForSign();
+        formula.Refuse(first.begin,
+                       first.kind == Token::Kind::End ? "the formula ends where an operand should follow"
+                                                      : "an operand is missing before this",
+                       remedy != nullptr ? remedy : "write a channel, a number, a call or a bracket");
+    }
+
+    std::size_t ParseBrackets() {
+        const std::size_t begin = token.begin;
+        Advance();
+        const std::size_t inner = ParseExpression(0);
+        const std::size_t end = token.end;
+        if (!IsSign(")") && token.kind != Token::Kind::End)
+            RefuseBehindOperand();
+        if (!IsSign(")"))
+            formula.Refuse(begin, "this bracket is not closed", "add the ) that is missing");
+        Advance();
+        nodes[inner].begin = begin;
+        nodes[inner].end = end;
+        nodes[inner].isBracketed = true;
+        return inner;
+    }
+
+    /// A channel or a setting.
+    std::size_t AddName(FormulaNode node, const Token& name) {
+        if (name.kind == Token::Kind::Name && IsFormulaWord(name.text))
+            RefuseWord(name);
+        const auto setting = settings.find(name.text);
+        if (setting == settings.end()) {
+            node.kind = FormulaNode::Kind::Name;
+            return Add(std::move(node));
+        }
+        if (std::holds_alternative<bool>(setting->second) ||
+            std::holds_alternative<std::vector<std::array<double, 2>>>(setting->second))
+            formula.Refuse(name.begin, "the setting \"" + std::string(name.text) + "\" is no number",
+                           "flags and lists are values of parameters");
+        node.kind = FormulaNode::Kind::Number;
+        node.number = setting->second;
+        return Add(std::move(node));
+    }
+
+    [[noreturn]] void RefuseWord(const Token& word) const {
+        if (!FindOperations(word.text).empty())
+            formula.Refuse(word.begin, std::string(word.text) + " is an operation, not a channel",
+                           "write its operands: " + std::string(word.text) + "(...)");
+        formula.Refuse(word.begin, "\"" + std::string(word.text) + "\" is no operand",
+                       word.text == "NoValue" ? "a [[constants]] without value is a channel that never has a sample; "
+                                                "Valid and IsNoValue tell whether there is one"
+                       : FindType(word.text)  ? "a type stands behind \"as\": Cast(a) as " + std::string(word.text)
+                                              : "write a channel or a number; truth is 1 or 0");
+    }
+
+    std::size_t ParseCall(FormulaNode node) {
+        node.kind = FormulaNode::Kind::Call;
+        if (FindOperations(node.name).empty()) {
+            const std::string_view similar = SimilarOperation(node.name);
+            formula.Refuse(node.begin, "unknown operation \"" + Shortened(node.name) + "\"",
+                           (similar.empty() ? "" : "did you mean \"" + std::string(similar) + "\"? ") +
+                               std::string("velreplay --operations lists all"));
+        }
+        Advance();
+        while (!IsSign(")")) {
+            ParseArgument(node);
+            if (IsSign(")"))
+                break;
+            if (token.kind == Token::Kind::End)
+                formula.Refuse(node.begin, "the brackets of this call are not closed", "add the ) that is missing");
+            if (!IsSign(","))
+                RefuseBehindOperand();
+            Advance();
+            if (IsSign(")"))
+                formula.Refuse(token.begin, "an operand is missing before this", "remove the comma, or go on");
+        }
+        node.end = token.end;
+        Advance();
+        if (IsWord("as"))
+            ParseType(node);
+        return Add(std::move(node));
+    }
+
+    void ParseType(FormulaNode& node) {
+        Advance();
+        const auto type = token.kind == Token::Kind::Name ? FindType(token.text) : std::nullopt;
+        if (!type)
+            formula.Refuse(token.begin, "a type is missing behind \"as\"", "the types are " + TypeNames());
+        node.type = type->letter;
+        node.end = token.end;
+        Advance();
+    }
+
+    void ParseArgument(FormulaNode& node) {
+        if (token.kind == Token::Kind::Name) {
+            const Lexer before = lexer;
+            const Token name = token;
+            Advance();
+            if (IsSign("=")) {
+                Advance();
+                ParseNamed(node, name);
+                return;
+            }
+            lexer = before;
+            token = name;
+        }
+        if (!node.arguments.empty())
+            formula.Refuse(token.begin, "this operand stands behind a parameter",
+                           "write all operands first, then the parameters by name");
+        const std::size_t operand = ParseExpression(0);
+        node.operands.push_back(operand);
+    }
+
+    void ParseNamed(FormulaNode& node, const Token& name) {
+        for (const NamedArgument& other : node.arguments)
+            if (other.name == name.text)
+                formula.Refuse(name.begin, "\"" + Shortened(name.text) + "\" is given twice", "keep one of them");
+        node.arguments.push_back({name.text, name.begin, ParseValue(name.text)});
+    }
+
+    /// The value of a parameter.
+    Value ParseValue(std::string_view name) {
+        if (IsSign("["))
+            return ParsePairs();
+        if (IsWord("true") || IsWord("false")) {
+            const bool isTrue = IsWord("true");
+            Advance();
+            return isTrue;
+        }
+        const bool isNegative = IsSign("-");
+        const std::size_t position = token.begin;
+        if (isNegative)
+            Advance();
+        Value value;
+        if (token.kind == Token::Kind::Number)
+            value = ReadNumber();
+        else if (token.kind == Token::Kind::Name || token.kind == Token::Kind::QuotedName)
+            value = SettingNamed();
+        else
+            formula.Refuse(token.begin, "the value of \"" + Shortened(name) + "\" is missing here",
+                           "write a number, true, false, a list of pairs or the name of a setting");
+        return isNegative ? OppositeOf(value, position) : value;
+    }
+
+    Value SettingNamed() {
+        const auto setting = settings.find(token.text);
+        if (setting == settings.end())
+            formula.Refuse(token.begin, "there is no setting \"" + Shortened(token.text) + "\"",
+                           "the value of a parameter is a number, true, false, a list of pairs or a name from "
+                           "[settings]");
+        Advance();
+        return setting->second;
+    }
+
+    /// [[0, 1], [2, 3]]
+    Value ParsePairs() {
+        constexpr const char* remedy = "write pairs: [[0.0, 1.0], [2.5, 3.0]]";
+        std::vector<std::array<double, 2>> pairs;
+        do {
+            Advance();
+            Expect("[", remedy);
+            const double x = ParseNumberOfPair();
+            Expect(",", remedy);
+            const double y = ParseNumberOfPair();
+            Expect("]", remedy);
+            pairs.push_back({x, y});
+        } while (IsSign(","));
+        Expect("]", remedy);
+        return pairs;
+    }
+
+    double ParseNumberOfPair() {
+        const std::size_t position = token.begin;
+        if (IsSign("["))
+            formula.Refuse(position, "this is no number", "write pairs: [[0.0, 1.0], [2.5, 3.0]]");
+        const Value value = ParseValue("a pair");
+        if (const auto* whole = std::get_if<std::int64_t>(&value))
+            return static_cast<double>(*whole);
+        if (const auto* whole = std::get_if<std::uint64_t>(&value))
+            return static_cast<double>(*whole);
+        if (const auto* number = std::get_if<double>(&value))
+            return *number;
+        formula.Refuse(position, "this is no number", "write pairs: [[0.0, 1.0], [2.5, 3.0]]");
+    }
+
+    /// The number that the token is.
+    Value ReadNumber() {
+        const Token read = token;
+        Advance();
+        std::string_view digits = read.text;
+        const bool isHexadecimal = digits.starts_with("0x");
+        const bool isBinary = digits.starts_with("0b");
+        if (isHexadecimal || isBinary)
+            digits.remove_prefix(2);
+        const char* const end = digits.data() + digits.size();
+        std::uint64_t whole = 0;
+        const auto [stop, error] = std::from_chars(digits.data(), end, whole, isHexadecimal ? 16 : isBinary ? 2 : 10);
+        if (error == std::errc() && stop == end)
+            return std::in_range<std::int64_t>(whole) ? Value(static_cast<std::int64_t>(whole)) : Value(whole);
+        if (isHexadecimal || isBinary)
+            formula.Refuse(read.begin, "this is no whole number of up to 64 bits", "write 0x1F or 0b101");
+        return ReadFloating(read);
+    }
+
+    double ReadFloating(const Token& read) const {
+        const std::string_view digits = read.text;
+        double number = 0;
+        const char* const end = digits.data() + digits.size();
+        const auto [stop, error] = std::from_chars(digits.data(), end, number);
+        if (stop == end && error == std::errc::result_out_of_range)
+            formula.Refuse(read.begin, "this number is too large or too small for Float64", "write a nearer one");
+        if (stop != end || digits.back() == '.')
+            formula.Refuse(read.begin, "this is no number",
+                           "write 12, 1.5, 1e-3, 0x1F or 0b101; a product as 2 * a; a name that begins with a digit "
+                           "stands in backticks");
+        const bool isWhole = std::all_of(digits.begin(), digits.end(), IsDigit);
+        if (isWhole && !IsExactly(number, digits))
+            formula.Refuse(read.begin, "no type holds this number exactly", "write it with an exponent: 1e20");
+        return number;
+    }
+
+    static bool IsExactly(double number, std::string_view digits) {
+        std::array<char, 400> exact{};
+        const auto end = std::to_chars(exact.data(), exact.data() + exact.size(), number, std::chars_format::fixed).ptr;
+        digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
+        return std::string_view(exact.data(), end) == digits;
+    }
+
+    const FormulaText& formula;
+    const ParametersByName& settings;
+    Lexer lexer;
+    Token token;
+    std::size_t depth = 0;
+    std::vector<FormulaNode> nodes;
+};
+
+/// The line of a formula around a position, and the caret below it.
+std::string Pointer(std::string_view text, std::size_t position) {
+    constexpr std::size_t mostAround = 50;
+    const std::size_t lineBegin = position == 0 ? 0 : text.rfind('\n', position - 1) + 1; // npos + 1 is 0
+    const std::size_t lineEnd = std::min(text.find('\n', position), text.size());
+    std::size_t begin = position - lineBegin > mostAround ? position - mostAround : lineBegin;
+    std::size_t end = lineEnd - position > mostAround ? position + mostAround : lineEnd;
+    while (begin < position && IsContinuation(text[begin]))
+        ++begin;
+    while (end < lineEnd && IsContinuation(text[end]))
+        ++end;
+    const std::string left = begin == lineBegin ? "" : "... ";
+    std::string shown = left;
+    std::string caret(left.size(), ' ');
+    for (std::size_t i = begin; i < end; ++i) {
+        shown += static_cast<unsigned char>(text[i]) < ' ' || text[i] == '\x7f' ? ' ' : text[i];
+        if (i < position && !IsContinuation(text[i]))
+            caret += ' ';
+    }
+    return "  " + shown + (end == lineEnd ? "" : " ...") + "\n    " + caret + "^";
+}
+
+} // namespace
+
+void FormulaText::Refuse(std::size_t position, const std::string& fault, const std::string& remedy) const {
+    const std::size_t end = remedy.find_last_not_of('\n') + 1; // npos + 1 is 0
+    throw Error(place, fault, Pointer(text, position) + (end == 0 ? "" : "\n  " + remedy.substr(0, end)));
+}
+
+std::vector<FormulaNode> ParseFormula(const FormulaText& text, const ParametersByName& settings) {
+    return Parser(text, settings).Run();
+}
+
+bool IsFormulaWord(std::string_view name) {
+    constexpr std::array<std::string_view, 4> words{"as", "true", "false", "NoValue"};
+    return std::find(words.begin(), words.end(), name) != words.end() || FindType(name) ||
+           !FindOperations(name).empty();
+}
+
+std::string Shortened(std::string_view text) {
+    constexpr std::size_t most = 40;
+    std::size_t end = std::min(text.size(), most);
+    while (end < text.size() && IsContinuation(text[end]))
+        ++end;
+    std::string shown(text.substr(0, end));
+    std::replace_if(
+        shown.begin(), shown.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, ' ');
+    return shown + (end < text.size() ? "..." : "");
+}
+
+} // namespace Vel::Engine
