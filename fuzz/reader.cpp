@@ -21,9 +21,10 @@ std::vector<ChannelType> ChooseChannels(const VelChecks::Choose& choose) {
     constexpr std::array<const char*, 6> names{"a", "b", "c", "", " d", "e,\"\n"};
     std::vector<ChannelType> channels;
     const std::size_t count = 1 + choose(3);
+    const std::size_t first = choose(names.size());
     for (std::size_t i = 0; i < count; ++i) {
         const Vel::SampleType& type = Vel::sampleTypes[choose(Vel::sampleTypes.size())];
-        channels.push_back({names[(choose(4) + 2 * i) % names.size()], Vel::DefaultNoValue(type.letter)});
+        channels.push_back({names[(first + i) % names.size()], Vel::DefaultNoValue(type.letter)});
     }
     return channels;
 }
