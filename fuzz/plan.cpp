@@ -60,7 +60,8 @@ void Compute(const Plan& plan) {
     std::vector<Vel::Column> columns;
     std::set<std::string> names;
     for (const std::size_t channel : run.Output()) {
-        if (!names.insert(run.Channels()[channel].name).second || run.Channels()[channel].name.find('\0') != std::string::npos)
+        if (!names.insert(run.Channels()[channel].name).second ||
+            run.Channels()[channel].name.find('\0') != std::string::npos)
             return; // what nobody can ask for
         channels.push_back(run.Channels()[channel]);
         columns.push_back(run.ColumnOf(channel));

@@ -1,5 +1,5 @@
-/// The writer of results with any names, types, NoValues and samples: what it writes is a table of whole rows that reads
-/// back.
+/// The writer of results with any names, types, NoValues and samples: what it writes is a table of whole rows that
+/// reads back.
 
 #include "fuzz/Finding.h"
 #include "fuzz/Tables.h"
