@@ -150,8 +150,8 @@ Value ReadValue(const Reader& section, std::string_view name, const toml::node& 
 }
 
 ComputationPlan ReadComputation(const Section& table) {
-    const Reader section(
-        table, {"name", "names", "operation", "type", "operands", "no_value_aware", "no_value", "parameters"});
+    const Reader section(table, {"name", "names", "operation", "type", "operands", "no_value_aware", "no_value",
+                                 "own_result_over_gaps", "parameters"});
     ComputationPlan plan;
     std::vector<std::string> names = section.Texts("names");
     if (names.empty())
@@ -164,6 +164,7 @@ ComputationPlan ReadComputation(const Section& table) {
     plan.operation = section.NeededText("operation");
     plan.operands = section.Texts("operands");
     plan.noValueAware = section.Flag("no_value_aware").value_or(true);
+    plan.showsOwnResultOverGaps = section.Flag("own_result_over_gaps").value_or(false);
     if (const toml::table* const parameters = section.TableAt("parameters", "write: parameters = { name = value }"))
         for (const auto& [key, node] : *parameters)
             plan.parameters.emplace(key.str(), ReadValue(section, key.str(), node));

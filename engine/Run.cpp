@@ -20,6 +20,7 @@ public:
         columns.resize(count);
         memory.resize(count);
         indices.reserve(count);
+        computations.reserve(plan.computations.size());
         AddInputs(plan);
         AddConstants(plan);
         for (const ComputationPlan& computation : plan.computations)
@@ -52,8 +53,9 @@ public:
     std::vector<Channel> channels;
     std::vector<Column> columns;
     std::vector<std::size_t> output;
-    std::deque<Computation> computations;
+    std::vector<Computation> computations;
     std::vector<std::pair<std::size_t, std::size_t>> resultsOf;
+    std::vector<std::vector<std::size_t>> operandsOf;
     std::size_t rows = 0; ///< of the last block
     bool areStatusesWanted = false;
 
@@ -81,8 +83,9 @@ private:
 
     void AddComputation(const ComputationPlan& plan) {
         std::vector<ChannelAtWork> operands;
+        std::vector<std::size_t>& indicesOfOperands = operandsOf.emplace_back();
         for (const std::string& name : plan.operands)
-            operands.push_back(At(Find(name, plan.place)));
+            operands.push_back(At(indicesOfOperands.emplace_back(Find(name, plan.place))));
         resultsOf.emplace_back(channels.size(), plan.results.size());
         std::vector<ChannelAtWork> results;
         for (const Channel& channel : plan.results) {
@@ -119,7 +122,11 @@ std::vector<std::size_t> Run::Output() const {
     return chosen;
 }
 
-void Run::MakeStatuses(bool areWanted) { parts->areStatusesWanted = areWanted; }
+void Run::MakeStatuses(bool areWanted) {
+    parts->areStatusesWanted = areWanted;
+    for (Computation& computation : parts->computations)
+        computation.MakeStatuses(areWanted);
+}
 
 void Run::PutInto(std::size_t channel, void* samples) { parts->PutInto(channel, samples); }
 
@@ -128,8 +135,11 @@ void Run::Feed(std::span<const Column> inputs, std::size_t rows) {
         throw std::invalid_argument("Vel::Engine::Run::Feed: other columns or more rows than agreed");
     std::copy(inputs.begin(), inputs.end(), parts->columns.begin());
     parts->rows = rows;
+    const Computation::LoopKind kind = parts->areStatusesWanted ? Computation::withStatuses
+                                       : rows == 1              ? Computation::oneRow
+                                                                : Computation::plain;
     for (Computation& computation : parts->computations)
-        computation.Run(rows, parts->areStatusesWanted);
+        computation.Run(kind, rows);
 }
 
 Column Run::ColumnOf(std::size_t channel) const { return parts->columns.at(channel); }
@@ -143,6 +153,17 @@ std::span<const Status> Run::StatusesOf(std::size_t computation) const {
 }
 const std::array<std::uint64_t, statusTexts.size()>& Run::TotalsOf(std::size_t computation) const {
     return parts->computations.at(computation).Totals();
+}
+
+std::vector<std::size_t> Run::OperandsOf(std::size_t computation) const { return parts->operandsOf.at(computation); }
+const Step& Run::LastStepOf(std::size_t computation) const { return parts->computations.at(computation).LastStep(); }
+
+std::vector<Warning> Run::Warnings() const {
+    std::vector<Warning> warnings;
+    for (const Computation& computation : parts->computations)
+        if (auto warning = computation.FindWarning())
+            warnings.push_back(std::move(*warning));
+    return warnings;
 }
 
 } // namespace Vel::Engine
