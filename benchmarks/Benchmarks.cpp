@@ -170,15 +170,22 @@ void RegisterLogic() {
     std::vector<Floors::CurvePoint> curve;
     for (std::size_t i = 0; i < points; ++i)
         curve.push_back({x(i), y(i)});
-    RegisterFamily<double>(
-        Floors::MakeLinea, "Linea DD, 256 points", "Linea",
-        [&](Vel::OperationHandle& operation) {
-            [&]<std::size_t... i>(std::index_sequence<i...>) {
-                operation.Initialize((i % 2 == 0 ? x(i / 2) : y(i / 2))...);
-            }
-            (std::make_index_sequence<2 * points>());
-        },
-        noFill, column, std::tuple(), curve);
+    const auto setUp = [&](Vel::OperationHandle& operation) {
+        [&]<std::size_t... i>(std::index_sequence<i...>) {
+            operation.Initialize((i % 2 == 0 ? x(i / 2) : y(i / 2))...);
+        }
+        (std::make_index_sequence<2 * points>());
+    };
+    RegisterFamily<double>(Floors::MakeLinea, "Linea DD, 256 points", "Linea", setUp, noFill, column, std::tuple(),
+                           curve);
+
+    // Up and down over the whole curve, 16 samples to a line.
+    constexpr std::size_t half = points * 16;
+    const auto sweep = std::make_shared<std::vector<double>>(2 * half);
+    for (std::size_t i = 0; i < half; ++i)
+        (*sweep)[i] = (*sweep)[2 * half - 1 - i] = x(points) * static_cast<double>(i) / half;
+    RegisterFamily<double>(Floors::MakeRememberingLinea, "Linea DD, 256 points, slow sweep", "Linea", setUp, noFill,
+                           sweep, std::tuple(), curve);
 }
 
 void RegisterSignals() {

@@ -115,7 +115,7 @@ void CountLogicOverTime() {
     auto values = RandomColumn<double>(rounds);
     CountExecute("UpperLimit WDD, plain", upperLimit, value, values);
 
-    CountUnary<double, double>("Linea DD, plain, 256 points", false, "Linea", [](auto& operation) {
+    const SetUp setCurve = [](auto& operation) {
         [&]<std::size_t... i>(std::index_sequence<i...>) {
             // Ascending from 0 to 100; x and y take turns.
             const auto coordinate = [](std::size_t place) {
@@ -125,7 +125,17 @@ void CountLogicOverTime() {
             operation.Initialize(coordinate(i)...);
         }
         (std::make_index_sequence<512>());
-    });
+    };
+    CountUnary<double, double>("Linea DD, plain, 256 points", false, "Linea", setCurve);
+
+    Vel::Channel<double> mapped;
+    Vel::Channel<double> rising;
+    auto linea = Vel::OperationHandle::Create(false, "Linea", mapped, rising);
+    setCurve(linea);
+    std::vector<double> sweep(rounds);
+    for (std::size_t i = 0; i < rounds; ++i)
+        sweep[i] = 100.0 * static_cast<double>(i) / rounds;
+    CountExecute("Linea DD, plain, 256 points, slow sweep", linea, rising, sweep);
 }
 
 void CountSignalProcessing() {
@@ -142,6 +152,8 @@ void CountSignalProcessing() {
                                [](auto& operation) { operation.Initialize(1000u, 0.0); });
     CountUnary<double, double>("FilterButterworthLowPass DD, plain, order 4", false, "FilterButterworthLowPass",
                                [](auto& operation) { operation.Initialize(4u, 1000.0, 100.0); });
+    CountUnary<double, double>("FilterButterworthBandPass DD, plain, order 8", false, "FilterButterworthBandPass",
+                               [](auto& operation) { operation.Initialize(8u, 1000.0, 100.0, 200.0); });
 }
 
 /// Create and Dispose.

@@ -290,6 +290,30 @@ struct LineaStep : Refusing {
 template <bool noValueAware>
 using Linea = Unary<noValueAware, double, double, LineaStep>;
 
+/// The same for samples of which most lie on the line of the sample before.
+struct RememberingLineaStep : LineaStep {
+    using LineaStep::LineaStep;
+    bool operator()(const Output<double>& z, double sample) {
+        if (sample >= from && sample < to)
+            return z.Write(line.y + sample * line.x);
+        const auto above =
+            static_cast<std::size_t>(std::upper_bound(inputs.begin(), inputs.end(), sample) - inputs.begin());
+        if (above == 0)
+            return z.Write(first);
+        if (above == inputs.size())
+            return z.Write(last);
+        from = inputs[above - 1];
+        to = inputs[above];
+        line = lines[above - 1];
+        return z.Write(line.y + sample * line.x);
+    }
+    double from = 0;
+    double to = 0;
+    CurvePoint line{};
+};
+template <bool noValueAware>
+using RememberingLinea = Unary<noValueAware, double, double, RememberingLineaStep>;
+
 /// A recursion over the last inputs and outputs for any order up to 8. The order of the sum is owed to the host, to the
 /// last bit: from the oldest sample on it would take less time, as most of it could be done before the sample comes.
 struct FilterStep : Refusing {
@@ -394,6 +418,10 @@ FloorPointer MakeGetOldValueN(bool noValueAware, double** result, double** opera
 }
 FloorPointer MakeLinea(bool noValueAware, double** result, double** operand, const std::vector<CurvePoint>& points) {
     return Make<Linea>(noValueAware, result, operand, points);
+}
+FloorPointer MakeRememberingLinea(bool noValueAware, double** result, double** operand,
+                                  const std::vector<CurvePoint>& points) {
+    return Make<RememberingLinea>(noValueAware, result, operand, points);
 }
 FloorPointer MakeLowPass(bool noValueAware, double** result, double** operand, const std::vector<double>& forward,
                          const std::vector<double>& backward) {

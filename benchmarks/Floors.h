@@ -43,6 +43,8 @@ FloorPointer MakePosEdge(bool noValueAware, std::uint16_t** result, double** ope
 FloorPointer MakeAverage(bool noValueAware, double** result, double** operand, std::size_t window);
 FloorPointer MakeGetOldValueN(bool noValueAware, double** result, double** operand, std::size_t depth);
 FloorPointer MakeLinea(bool noValueAware, double** result, double** operand, const std::vector<CurvePoint>& points);
+FloorPointer MakeRememberingLinea(bool noValueAware, double** result, double** operand,
+                                  const std::vector<CurvePoint>& points);
 FloorPointer MakeLowPass(bool noValueAware, double** result, double** operand, const std::vector<double>& forward,
                          const std::vector<double>& backward);
 FloorPointer MakeMax(bool noValueAware, double** result, double** operand, std::size_t window);

@@ -65,8 +65,8 @@ def picture_data(costs):
     """Two blocks: library / hand-written for each operation, then the growth of the extremes with the window."""
     ratios = {}
     for (family, form), subjects in costs.items():
-        is_other_window = family.startswith("Max") and family != "Max DD, window 1000"
-        if "library" in subjects and not is_other_window:
+        is_variant = family.endswith("sweep") or (family.startswith("Max") and family != "Max DD, window 1000")
+        if "library" in subjects and not is_variant:
             ratios.setdefault(family, {})[form] = subjects["library"] / subjects["hand-written"]
     for family, forms in ratios.items():
         if not re.search("in turn|Create", family):

@@ -43,10 +43,10 @@ using Chosen = Vel::Engine::ParametersByName;
 
 Vel::Engine::Value ChooseNumber(const Vel::Parameter& parameter, const Chosen& before, const Choose& choose) {
     const Vel::Range& range = parameter.range;
-    if (!range.below.empty()) { // anywhere between what it must be above and what it must be below
+    if (!range.belowHalf.empty()) { // anywhere between what it must be above and what it must be below
         constexpr std::uint64_t steps = 200;
         const double least = range.above.empty() ? 0 : std::get<double>(before.find(range.above)->second);
-        const double most = range.share * std::get<double>(before.find(range.below)->second);
+        const double most = std::get<double>(before.find(range.belowHalf)->second) / 2;
         return least + (most - least) * static_cast<double>(1 + choose(steps)) / (steps + 1);
     }
     constexpr std::array numbers{1.0, 0.001, 0.1, 0.5, 3.0, 100.0, 0.0, -1.5};
@@ -64,7 +64,9 @@ Vel::Engine::Value ChooseCount(const Vel::Parameter& parameter, const Choose& ch
 
 Vel::Engine::Value ChooseSampleValue(const Vel::Parameter& parameter, char type, const Choose& choose) {
     const auto whole = static_cast<std::int64_t>(choose(usualSamples));
-    const std::int64_t value = parameter.range.above.empty() ? whole : whole + 90; // well above the one before
+    const std::int64_t value = parameter.range.excludesZero && whole == 0 ? 1
+                               : parameter.range.notBelow.empty()         ? whole
+                                                                          : whole + 90; // well above the one before
     if (type == 'F' || type == 'D')
         return static_cast<double>(value);
     return value;
@@ -161,7 +163,7 @@ SampleBits UsualNoValue(char letter) {
     return WithType(letter, []<class T>(T) { return BitsOf(Vel::defaultNoValue<T>); });
 }
 
-Vel::Engine::OrderedParameters ChooseParameters(const Row& row, const Choose& choose) {
+Vel::Engine::ParametersByName ChooseParametersByName(const Row& row, const Choose& choose) {
     Chosen chosen;
     const char type = row.signature.back();
     for (const Vel::Parameter& parameter : row.operation->parameters) {
@@ -171,7 +173,12 @@ Vel::Engine::OrderedParameters ChooseParameters(const Row& row, const Choose& ch
             break; // of those that follow none can be given
         chosen.emplace(parameter.name, ChooseValue(parameter, type, chosen, choose));
     }
-    return Vel::Engine::OrderParameters(*row.operation, type, chosen, row.signature);
+    return chosen;
+}
+
+Vel::Engine::OrderedParameters ChooseParameters(const Row& row, const Choose& choose) {
+    return Vel::Engine::OrderParameters(*row.operation, row.signature.back(), ChooseParametersByName(row, choose),
+                                        row.signature);
 }
 
 Subject::Subject(Row itsRow, bool noValueAware, std::span<const std::optional<SampleBits>> noValues)

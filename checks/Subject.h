@@ -61,6 +61,7 @@ SampleBits ChooseSample(char letter, const Choose& choose);
 SampleBits UsualNoValue(char letter);
 
 /// Parameters that the row's operation accepts. Those that may be left out are left out at times.
+Vel::Engine::ParametersByName ChooseParametersByName(const Row& row, const Choose& choose);
 Vel::Engine::OrderedParameters ChooseParameters(const Row& row, const Choose& choose);
 
 /// A channel's own sample, of any type: bytes, of which the library makes what their type says.

@@ -5,12 +5,18 @@ set(VEL_SANITIZE "" CACHE STRING "Sanitizers to build with, such as address,unde
 # Those who build this within their own project, or configure with --compile-no-warning-as-error, get by with warnings.
 set(CMAKE_COMPILE_WARNING_AS_ERROR ${PROJECT_IS_TOP_LEVEL})
 
-# For everything that is built here. Results are contract to the last bit: no contraction, no fast-math.
+# For everything that is built here. Results are contract to the last bit: no contraction, and no fast-math, even in a
+# project that is built with it. In a link, fast-math would change the processor's mode for the whole process.
 add_library(vel_flags INTERFACE)
+target_link_options(vel_flags INTERFACE -fno-fast-math)
 target_compile_options(vel_flags INTERFACE
-    -ffp-contract=off
+    -fno-fast-math -ffp-contract=off
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow
     $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
+option(VEL_PORTABLE "Leave the instructions of this processor out, so that what others compile is tested here" OFF)
+if(VEL_PORTABLE)
+    target_compile_definitions(vel_flags INTERFACE VEL_PORTABLE)
+endif()
 set(VEL_SANITIZED 0)
 if(VEL_SANITIZE)
     set(VEL_SANITIZED 1)

@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <limits>
 #include <new>
 #include <span>
 #include <string_view>
@@ -29,14 +30,28 @@ inline constexpr std::size_t maxLetters = 17;
 /// Stands in the letters of a row where any letter is accepted. Possible at the first operand only.
 inline constexpr char anyLetter = '?';
 
+/// What a letter can be to the vocabulary: a type code, or anyLetter.
+inline constexpr UInt64 letterCodes = codeText + 2;
+
 /// A signature of up to maxLetters letters as one number, different for each sequence of type codes.
 constexpr UInt64 SignatureKey(std::string_view letters) noexcept {
-    constexpr UInt64 codes = codeText + 2; // that of anyLetter included
-    UInt64 key = 1;                        // keeps a leading unknown letter visible
+    UInt64 key = 1; // keeps a leading unknown letter visible
     for (const char letter : letters)
-        key = key * codes + static_cast<UInt64>(letter == anyLetter ? codeText + 1 : TypeCodeFromLetter(letter));
+        key = key * letterCodes + static_cast<UInt64>(letter == anyLetter ? codeText + 1 : TypeCodeFromLetter(letter));
     return key;
 }
+
+/// Keys of n letters lie from letterCodes^n up to twice that.
+consteval bool AreKeysDistinct() {
+    UInt64 end = 2;
+    for (std::size_t letters = 0; letters < maxLetters; ++letters) {
+        if (end > std::numeric_limits<UInt64>::max() / letterCodes)
+            return false;
+        end *= letterCodes;
+    }
+    return true;
+}
+static_assert(AreKeysDistinct(), "the key of the longest signature must not wrap");
 
 /// Constructs an operation in memory of its size. Does not fail.
 using Constructor = COperation* (*)(void* memory, const References& references);

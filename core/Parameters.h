@@ -1,7 +1,7 @@
 /// The parameters of one call of Initialize.
 #pragma once
 
-#include "core/SampleTypes.h"
+#include "core/Arithmetic.h"
 
 #include <bit>
 #include <cstdarg>
@@ -13,6 +13,8 @@ namespace Velmarosk::Operation {
 /// Reads the variable arguments of Initialize one after the other. The parameter signature gives their number; what
 /// each of them is, the family that reads them knows. Reading more than Count() values is not allowed.
 class Parameters {
+    static_assert(sizeof(unsigned int) == sizeof(UInt32) && sizeof(unsigned long long) == sizeof(UInt64));
+
 public:
     /// Takes the list over where it stands; the caller ends it.
     Parameters(const char* parameterSignature, std::va_list& list) noexcept
@@ -24,7 +26,7 @@ public:
     /// A floating parameter, which arrives as a double.
     Float64 NextFloat64() noexcept { return va_arg(*arguments, double); }
 
-    /// A true Float32 in the low four bytes of a floating argument position.
+    /// A true Float32 in the low 32 bits of a floating argument, taken by value and so on machines of any byte order.
     Float32 NextPackedFloat32() noexcept {
         return std::bit_cast<Float32>(static_cast<UInt32>(std::bit_cast<UInt64>(NextFloat64())));
     }
@@ -42,7 +44,7 @@ public:
     template <Sample T>
     T NextSample() noexcept {
         if constexpr (FloatSample<T>) {
-            return static_cast<T>(NextFloat64());
+            return ConvertSample<T>(NextFloat64());
         } else if constexpr (sizeof(T) == sizeof(UInt64)) {
             return static_cast<T>(NextUInt64());
         } else {

@@ -11,19 +11,19 @@ namespace {
 
 // Texts that more than one test uses.
 
-constexpr const char* unaryOperation = "Unknown or unsupported unary operation %s";
-constexpr const char* unaryDatatype = "Unknown or unsupported datatype for unary operation %s";
-constexpr const char* maskResult = "Unknown or unsupported result datatype for MaskAndShift operation";
-constexpr const char* binaryOperation = "Unknown binary operation %s";
-constexpr const char* binaryDatatype = "Unknown or unsupported datatype for binary operation %s";
-constexpr const char* differentDatatypes = "Different datatypes for binary operation %s";
+constexpr NameFormat<false> unaryOperation = "Unknown or unsupported unary operation %s";
+constexpr NameFormat<false> unaryDatatype = "Unknown or unsupported datatype for unary operation %s";
+constexpr NameFormat<false> maskResult = "Unknown or unsupported result datatype for MaskAndShift operation";
+constexpr NameFormat<false> binaryOperation = "Unknown binary operation %s";
+constexpr NameFormat<false> binaryDatatype = "Unknown or unsupported datatype for binary operation %s";
+constexpr NameFormat<false> differentDatatypes = "Different datatypes for binary operation %s";
 /// Intended as it stands: the placeholder is never filled in.
-constexpr const char* unexpandedName = "Unknown or unsupported datatype for ##name operation\n";
+constexpr NameFormat<false> unexpandedName = "Unknown or unsupported datatype for ##name operation\n";
 
 constexpr bool IsSampleType(int code) noexcept { return code >= codeUInt8 && code <= codeFloat64; }
 constexpr bool IsFloat(int code) noexcept { return code == codeFloat32 || code == codeFloat64; }
 
-constexpr const char* NameOf(int code) noexcept { return typeNames[static_cast<std::size_t>(code)].name; }
+constexpr const char* NameOf(int code) noexcept { return typesByCode[static_cast<std::size_t>(code)].name; }
 
 /// An operation that is tested by its name before the operand count and the types decide.
 struct NamedOperation {
@@ -87,10 +87,13 @@ Refusal ExplainUnary(std::string_view name, int result, int operand) noexcept {
         if (!IsSampleType(result))
             return {4, unaryDatatype};
         // Only this type has a text of its own here.
-        return {4, result == codeUInt8 ? "Unknown or unsupported UInt8 unary operation %s" : unaryOperation};
+        return {4, result == codeUInt8 ? NameFormat<false>("Unknown or unsupported UInt8 unary operation %s")
+                                       : unaryOperation};
     }
     if (name == "Cast")
-        return {4, IsSampleType(result) ? unexpandedName : "Unknown or unsupported result datatype for cast operation"};
+        return {4, IsSampleType(result)
+                       ? unexpandedName
+                       : NameFormat<false>("Unknown or unsupported result datatype for cast operation")};
     if (name == "MaskAndShift")
         return {4, IsSampleType(result) ? unexpandedName : maskResult};
     if (result == codeUInt16 && IsSampleType(operand))

@@ -7,6 +7,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 namespace Velmarosk::Operation {
 
@@ -20,6 +21,10 @@ using SInt32 = std::int32_t;
 using SInt64 = std::int64_t;
 using Float32 = float;
 using Float64 = double;
+
+// Markers, comparisons and results are those of IEC 559, and samples are exchanged in these widths.
+static_assert(std::numeric_limits<Float32>::is_iec559 && sizeof(Float32) == sizeof(UInt32));
+static_assert(std::numeric_limits<Float64>::is_iec559 && sizeof(Float64) == sizeof(UInt64));
 
 /// The carrier of a boolean sample: written as 0 or 1, read as true when it is not 0.
 using Boolean = UInt16;
@@ -63,30 +68,32 @@ enum TypeCode : int {
     codeText = 11, ///< a known letter, accepted by no operation
 };
 
-/// Letter and name of a sample type.
-struct TypeName {
+/// Letter, name and size in bytes of a sample type.
+struct TypeEntry {
     char letter;
     const char* name;
+    std::size_t size;
 };
 
-/// By code.
-inline constexpr std::array<TypeName, 11> typeNames{{{'\0', ""},
-                                                     {'B', "UInt8"},
-                                                     {'W', "UInt16"},
-                                                     {'L', "UInt32"},
-                                                     {'Q', "UInt64"},
-                                                     {'b', "SInt8"},
-                                                     {'w', "SInt16"},
-                                                     {'l', "SInt32"},
-                                                     {'q', "SInt64"},
-                                                     {'F', "Float32"},
-                                                     {'D', "Float64"}}};
+/// By code; the ends, which are no sample types, have neither name nor size.
+inline constexpr std::array<TypeEntry, codeText + 1> typesByCode{{{'\0', "", 0},
+                                                                  {'B', "UInt8", 1},
+                                                                  {'W', "UInt16", 2},
+                                                                  {'L', "UInt32", 4},
+                                                                  {'Q', "UInt64", 8},
+                                                                  {'b', "SInt8", 1},
+                                                                  {'w', "SInt16", 2},
+                                                                  {'l', "SInt32", 4},
+                                                                  {'q', "SInt64", 8},
+                                                                  {'F', "Float32", 4},
+                                                                  {'D', "Float64", 8},
+                                                                  {'S', "", 0}}};
 
 /// Codes by character; only the letters of the two floating types are case insensitive.
 inline constexpr auto typeCodes = [] {
     std::array<std::int8_t, 256> codes{};
     for (int code = codeUInt8; code <= codeFloat64; ++code)
-        codes[static_cast<unsigned char>(typeNames[static_cast<std::size_t>(code)].letter)] =
+        codes[static_cast<unsigned char>(typesByCode[static_cast<std::size_t>(code)].letter)] =
             static_cast<std::int8_t>(code);
     codes['f'] = codeFloat32;
     codes['d'] = codeFloat64;
@@ -96,13 +103,18 @@ inline constexpr auto typeCodes = [] {
 
 constexpr int TypeCodeFromLetter(char letter) noexcept { return typeCodes[static_cast<unsigned char>(letter)]; }
 
+/// The bytes of a sample of the type behind a code; 0 if no operation accepts it.
+constexpr std::size_t SizeOfSample(int typeCode) noexcept {
+    return typesByCode[static_cast<std::size_t>(typeCode)].size;
+}
+
 /// The letter of a sample type, in the form in which the operation table writes it.
 template <Sample T>
 inline constexpr char letterOf = [] {
     if constexpr (FloatSample<T>)
-        return typeNames[sizeof(T) == sizeof(Float32) ? codeFloat32 : codeFloat64].letter;
+        return typesByCode[sizeof(T) == sizeof(Float32) ? codeFloat32 : codeFloat64].letter;
     else // the codes of each signedness ascend with the width: 1, 2, 4, 8 bytes
-        return typeNames[(SignedSample<T> ? codeSInt8 : codeUInt8) + std::countr_zero(sizeof(T))].letter;
+        return typesByCode[(SignedSample<T> ? codeSInt8 : codeUInt8) + std::countr_zero(sizeof(T))].letter;
 }();
 
 } // namespace Velmarosk::Operation

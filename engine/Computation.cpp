@@ -4,6 +4,7 @@
 #include "vocabulary/Help.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace Vel::Engine {
 
@@ -67,30 +68,51 @@ void Computation::CreateOperation(const ComputationPlan& plan) {
         throw Error(plan.place, "the library does not know " + plan.operation + " on " + references.signature,
                     "use the library of the version that this program was built with");
     last.assign(noValues.begin(), noValues.begin() + static_cast<std::ptrdiff_t>(results.size()));
+    isNoValueAware = plan.noValueAware;
 }
 
-void Computation::InitializeOperation(const ComputationPlan& plan) const {
+void Computation::InitializeOperation(const ComputationPlan& plan) {
     const char type = (operands.empty() ? results.front() : operands.back()).channel->Type().letter;
     const OrderedParameters parameters = OrderParameters(*description, type, plan.parameters, plan.place);
+    for (const Parameter& parameter : description->parameters)
+        if (plan.noValueAware && parameter.range.isForPlainOnly && plan.parameters.contains(parameter.name))
+            throw Error(plan.place, "parameter \"" + std::string(parameter.name) + "\" has no effect here",
+                        "add: no_value_aware = false, or leave it out");
     if (!CallInitialize(operation.Get(), parameters.list))
         throw Error(plan.place, plan.operation + " refuses these parameters",
                     "its parameters are\n" + DescribeParameters(*description));
+    ChooseRules(plan, parameters.list);
+}
+
+/// What the engine adds to the operation.
+void Computation::ChooseRules(const ComputationPlan& plan, const ArgumentList& parameters) {
+    const Twin twin = description->traits.twin;
+    if (twin == (plan.noValueAware ? Twin::OnlyPlain : Twin::OnlyAware))
+        throw Error(plan.place, plan.operation + " never computes in this form",
+                    plan.noValueAware ? "add: no_value_aware = false" : "leave out: no_value_aware = false");
+    const SampleType& type = results.front().channel->Type();
+    if (description->traits.writesOperand)
+        ownOperand.emplace(operands.front().channel->noValue);
+    mayFault = description->traits.divides && type.isSigned && !type.isFloating && type.size >= sizeof(int);
+    constexpr std::size_t windowPlace = 2; // behind the bounds
+    if (twin == Twin::ShowsAnother && plan.noValueAware && !plan.showsOwnResultOverGaps &&
+        std::get<std::uint32_t>(parameters.arguments.at(windowPlace)) != 0)
+        gapRule = GapRule{parameters.arguments[0], parameters.arguments[1]};
 }
 
 template <Sample T>
 void Computation::ChooseLoops() {
-    withStatuses = &Computation::RunWithStatuses<T>;
-    constexpr std::array<Loop, 4> loops{&Computation::RunPlain<T, 0>, &Computation::RunPlain<T, 1>,
-                                        &Computation::RunPlain<T, 2>, &Computation::RunPlain<T, 3>};
-    plain = results.size() == 1 ? loops.at(operands.size()) : withStatuses;
-}
-
-void Computation::Run(std::size_t rows, bool areStatusesWanted) {
-    if (!areStatusesWanted)
-        return (this->*plain)(rows);
-    (this->*withStatuses)(rows);
-    for (const Status status : Statuses(rows))
-        ++totals[static_cast<std::size_t>(status)];
+    constexpr std::array<Loop, 4> plainLoops{&Computation::RunPlain<T, 0>, &Computation::RunPlain<T, 1>,
+                                             &Computation::RunPlain<T, 2>, &Computation::RunPlain<T, 3>};
+    constexpr std::array<Loop, 4> oneRowLoops{&Computation::RunOneRow<T, 0>, &Computation::RunOneRow<T, 1>,
+                                              &Computation::RunOneRow<T, 2>, &Computation::RunOneRow<T, 3>};
+    loops.fill(&Computation::RunWithStatuses<T>);
+    if (gapRule) {
+        loops[plain] = loops[oneRow] = &Computation::RunWithGapRule<T>;
+    } else if (results.size() == 1 && !mayFault && !ownOperand) {
+        loops[plain] = plainLoops.at(operands.size());
+        loops[oneRow] = oneRowLoops.at(operands.size());
+    }
 }
 
 /// One result, and nothing but the operation: the loop that costs what the operation costs.
@@ -116,14 +138,54 @@ void Computation::RunPlain(std::size_t rows) {
     last.front().Set(before);
 }
 
+/// The same for a block of one row, as live hosts feed it, without what a loop needs.
+template <Sample T, std::size_t operandCount>
+void Computation::RunOneRow(std::size_t /*rows*/) {
+    T* const result = Samples<T>(results.front());
+    *result = last.front().Get<T>();
+    SamplePointer* const pointer = pointers.data();
+    pointer[0].Aim(result);
+    for (std::size_t i = 0; i < operandCount; ++i)
+        pointer[1 + i].Aim(operands[i].column->first);
+    Execute(operation.Get());
+    last.front().Set(*result);
+}
+
+/// One result and one operand of its type.
 template <Sample T>
-void Computation::RunWithStatuses(std::size_t rows) {
-    for (std::size_t row = 0; row < rows; ++row)
-        statuses[row] = ExecuteWithStatus<T>(row);
+void Computation::RunWithGapRule(std::size_t rows) {
+    T* const result = Samples<T>(results.front());
+    const Column operand = *operands.front().column;
+    const T noValue = std::get<T>(operands.front().channel->noValue);
+    T before = last.front().Get<T>();
+    for (std::size_t row = 0; row < rows; ++row) {
+        result[row] = before;
+        pointers[0].Aim(&result[row]);
+        pointers[1].Aim(operand.AddressAt(row));
+        Execute(operation.Get());
+        before = result[row];
+        const bool isMissing = IsNoValue(operand.At<T>(row), noValue);
+        if (isMissing || gapRule->isOverGap)
+            ApplyGapRule<T>(row, isMissing);
+    }
+    last.front().Set(before);
 }
 
 template <Sample T>
-Status Computation::ExecuteWithStatus(std::size_t row) {
+void Computation::RunWithStatuses(std::size_t rows) {
+    for (std::size_t row = 0; row < rows; ++row) {
+        ExecuteWithStatus<T>(row);
+        statuses[row] = step.status;
+        if (areStatusesWanted)
+            ++totals[static_cast<std::size_t>(step.status)];
+    }
+    rowsBefore += rows;
+}
+
+/// One row: the results start as the operation's own last ones, the operation computes, and the engine's rules follow.
+/// What the next row starts from stays the operation's own result.
+template <Sample T>
+void Computation::ExecuteWithStatus(std::size_t row) {
     for (std::size_t i = 0; i < results.size(); ++i) {
         T* const result = Samples<T>(results[i]) + row;
         *result = last[i].Get<T>();
@@ -131,14 +193,102 @@ Status Computation::ExecuteWithStatus(std::size_t row) {
     }
     for (std::size_t i = 0; i < operands.size(); ++i)
         pointers[results.size() + i].Aim(operands[i].column->AddressAt(row));
-    const bool hasRun = Execute(operation.Get());
+    if (ownOperand) { // which has the type of the result
+        ownOperand->Set(operands.front().column->At<T>(row));
+        pointers[results.size()].Aim(ownOperand->Address());
+    }
+    const bool isMissing = AnyOperandIsNoValue(row);
+    step = {};
+    step.wasCalled = !mayFault || (isNoValueAware && isMissing) || !WouldFault<T>(row);
+    step.answer = step.wasCalled && Execute(operation.Get());
     for (std::size_t i = 0; i < results.size(); ++i)
         last[i].Set(Samples<T>(results[i])[row]);
-    const Channel& first = *results.front().channel;
-    const bool isNoValue = IsNoValue(Samples<T>(results.front())[row], std::get<T>(first.noValue));
-    if (hasRun)
-        return isNoValue ? Status::NoValue : Status::Computed;
-    return isNoValue && AnyOperandIsNoValue(row) ? Status::NoValue : Status::Refused;
+    if (gapRule)
+        ApplyGapRule<T>(row, isMissing);
+    const T first = Samples<T>(results.front())[row];
+    const bool isNoValue = IsNoValue(first, std::get<T>(results.front().channel->noValue));
+    if (step.answer || (isNoValue && isMissing))
+        step.status = isNoValue ? Status::NoValue : Status::Computed;
+    else
+        step.status = Status::Refused;
+    if (description->traits.surprise != Surprise::None)
+        LookOut(row, isMissing);
+}
+
+/// Whether the processor faults: on the lowest integer by -1.
+template <Sample T>
+bool Computation::WouldFault(std::size_t row) const {
+    if constexpr (std::is_signed_v<T> && std::is_integral_v<T>)
+        return operands[0].column->At<T>(row) == std::numeric_limits<T>::lowest() &&
+               operands[1].column->At<T>(row) == static_cast<T>(-1);
+    return false;
+}
+
+template <Sample T>
+void Computation::ApplyGapRule(std::size_t row, bool isMissing) {
+    const T sample = operands.front().column->At<T>(row);
+    const auto bound = [](const Argument& argument) {
+        return std::visit(
+            [](auto value) {
+                if constexpr (std::is_pointer_v<decltype(value)>)
+                    return T{};
+                else
+                    return static_cast<T>(value);
+            },
+            argument);
+    };
+    const bool counts = !(sample < bound(gapRule->lowerBound)) && !(sample > bound(gapRule->upperBound));
+    if (isMissing || counts)
+        gapRule->isOverGap = isMissing;
+    step.wasRewritten = gapRule->isOverGap;
+    if (step.wasRewritten)
+        Samples<T>(results.front())[row] = std::get<T>(results.front().channel->noValue);
+}
+
+/// Counts the rows that a user may not expect: for totals the gaps, for the others each row.
+void Computation::LookOut(std::size_t row, bool isMissing) {
+    const bool hasComputed = totals[static_cast<std::size_t>(Status::Computed)] != 0;
+    bool isNow = false;
+    switch (description->traits.surprise) {
+    case Surprise::None:
+        break;
+    case Surprise::LosesTotal:
+        isNow = isMissing && hasComputed;
+        break;
+    case Surprise::LosesState:
+        isNow = !isMissing && hasComputed && step.status == Status::NoValue;
+        break;
+    case Surprise::MakesValue:
+        isNow = isMissing && step.status == Status::Computed;
+        break;
+    }
+    const bool isRepeated = isSurprised && description->traits.surprise == Surprise::LosesTotal;
+    isSurprised = isNow;
+    if (!isNow || isRepeated)
+        return;
+    if (surprises++ == 0)
+        firstSurprise = rowsBefore + row + 1;
+}
+
+std::optional<Warning> Computation::FindWarning() const {
+    const std::string& name = results.front().channel->name;
+    const std::string operationName(description->name);
+    if (description->traits.readsClock)
+        return Warning{name, operationName + " reads the clock of this machine, not the time of the recording", 0, 0};
+    if (surprises == 0)
+        return std::nullopt;
+    switch (description->traits.surprise) {
+    case Surprise::None:
+        break;
+    case Surprise::LosesTotal:
+        return Warning{name, "the total starts again from 0 behind a missing sample", firstSurprise, surprises};
+    case Surprise::LosesState:
+        return Warning{name, "no value behind a missing sample, until the state next changes", firstSurprise,
+                       surprises};
+    case Surprise::MakesValue:
+        return Warning{name, "a value is made of a missing sample", firstSurprise, surprises};
+    }
+    return std::nullopt;
 }
 
 bool Computation::AnyOperandIsNoValue(std::size_t row) const {

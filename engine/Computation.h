@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -40,33 +41,57 @@ private:
     alignas(std::uint64_t) std::array<std::byte, sizeof(std::uint64_t)> bytes{};
 };
 
+/// Which samples a window counts, and whether its last result stems from a missing one. Makes results of that kind
+/// NoValue. A sample outside the bounds writes nothing, so that the row shows what the row before it shows.
+struct GapRule {
+    Argument lowerBound;
+    Argument upperBound;
+    bool isOverGap = false;
+};
+
 class Computation {
 public:
     /// Creates and initializes the operation. Columns and channels must stay where they are.
     Computation(const ComputationPlan& plan, std::vector<ChannelAtWork> itsResults,
                 std::vector<ChannelAtWork> itsOperands);
 
+    /// How a block is computed; chosen once for each block.
+    enum LoopKind : std::uint8_t { plain, oneRow, withStatuses };
+
     /// Computes the rows of a block: from the operands' columns into those of the results, which are contiguous.
-    void Run(std::size_t rows, bool areStatusesWanted);
+    void Run(LoopKind kind, std::size_t rows) { (this->*loops[kind])(rows); }
+    void MakeStatuses(bool areWanted) { areStatusesWanted = areWanted; }
 
     /// Makes room for the statuses of a block.
     void ReserveStatuses(std::size_t rows) { statuses.resize(rows); }
     std::span<const Status> Statuses(std::size_t rows) const { return std::span(statuses).first(rows); }
     const std::array<std::uint64_t, statusTexts.size()>& Totals() const { return totals; }
+    const Step& LastStep() const { return step; }
+    std::optional<Warning> FindWarning() const;
 
 private:
     using Loop = void (Computation::*)(std::size_t rows);
 
     void CreateOperation(const ComputationPlan& plan);
-    void InitializeOperation(const ComputationPlan& plan) const;
+    void InitializeOperation(const ComputationPlan& plan);
+    void ChooseRules(const ComputationPlan& plan, const ArgumentList& parameters);
     template <Sample T>
     void ChooseLoops();
     template <Sample T, std::size_t operandCount>
     void RunPlain(std::size_t rows);
+    template <Sample T, std::size_t operandCount>
+    void RunOneRow(std::size_t rows);
+    template <Sample T>
+    void RunWithGapRule(std::size_t rows);
     template <Sample T>
     void RunWithStatuses(std::size_t rows);
     template <Sample T>
-    Status ExecuteWithStatus(std::size_t row);
+    void ExecuteWithStatus(std::size_t row);
+    template <Sample T>
+    bool WouldFault(std::size_t row) const;
+    template <Sample T>
+    void ApplyGapRule(std::size_t row, bool isMissing);
+    void LookOut(std::size_t row, bool isMissing);
     bool AnyOperandIsNoValue(std::size_t row) const;
 
     const Operation* description = nullptr;
@@ -77,10 +102,20 @@ private:
     /// The operation's own last results, from which operations that write nothing go on.
     std::vector<SampleCell> last;
     OperationHandle operation;
-    Loop plain = nullptr;
-    Loop withStatuses = nullptr;
+    std::array<Loop, 3> loops{}; ///< by kind
+    bool isNoValueAware = true;
+    bool mayFault = false; ///< on the lowest integer by -1
+    std::optional<GapRule> gapRule;
+    /// For an operation that writes into its operand: a copy, since samples belong to whoever made them.
+    std::optional<SampleCell> ownOperand;
+    bool areStatusesWanted = false;
     std::vector<Status> statuses;
     std::array<std::uint64_t, statusTexts.size()> totals{};
+    Step step;
+    std::uint64_t rowsBefore = 0; ///< the block
+    std::uint64_t firstSurprise = 0;
+    std::uint64_t surprises = 0;
+    bool isSurprised = false; ///< in the row before
 };
 
 } // namespace Vel::Engine

@@ -49,7 +49,7 @@ using ParametersByName = std::map<std::string, Value, std::less<>>;
 struct InputPlan {
     std::string place; ///< where the plan says it, for errors: file and line
     Channel channel;
-    std::string column; ///< its name in the recording
+    std::string column = {}; ///< its name in the recording; empty: that of the channel
 };
 
 /// A channel that is the same in every row. Its NoValue as value: it never has a sample.
@@ -67,9 +67,12 @@ struct ComputationPlan {
     std::vector<Channel> results; ///< all of one type
     std::vector<std::string> operands;
     bool noValueAware = true;
+    /// False: where an operation would show as data what is none (the extreme of an empty window over a gap: the end of
+    /// the type), the result has no sample instead.
+    bool showsOwnResultOverGaps = false;
     ParametersByName parameters;
-    bool isInner = false; ///< a step on the way to others: its results are no columns of a result
-    std::string formula;  ///< that it stands for, with the inner computations before it; empty for a block
+    bool isInner = false;     ///< a step on the way to others: its results are no columns of a result
+    std::string formula = {}; ///< that it stands for, with the inner computations before it; empty for a block
 };
 
 struct PlanText;
@@ -127,6 +130,22 @@ std::string Explain(const Plan& plan);
 
 // Runs.
 
+/// Something in the samples, or in the plan, that a user may not expect, for the summary of a run.
+struct Warning {
+    std::string channel;
+    std::string what;
+    std::uint64_t firstRow = 0; ///< from 1; 0: it is true of the plan, whatever the rows
+    std::uint64_t rows = 0;     ///< how many rows it concerns
+};
+
+/// What became of one sample, step by step.
+struct Step {
+    bool wasCalled = true;     ///< false: the engine has kept these samples from the operation, which would crash
+    bool answer = false;       ///< of Execute
+    bool wasRewritten = false; ///< the operation's result was no data, and NoValue stands in its place
+    Status status = Status::Computed;
+};
+
 /// A plan at work: its channels and operations. Feeding rows in blocks of any sizes gives the same results.
 class Run {
 public:
@@ -146,7 +165,8 @@ public:
     /// The channels of the plan's output.
     std::vector<std::size_t> Output() const;
 
-    /// From the next block on, makes statuses and counts them; or does not, as at the start.
+    /// From the next block on, makes statuses, counts them and looks out for what warnings tell; or does not, as at the
+    /// start.
     void MakeStatuses(bool areWanted);
 
     /// Lets the samples of a result go into the host's memory from the next block on: room for a block, contiguous,
@@ -169,6 +189,13 @@ public:
     std::span<const Status> StatusesOf(std::size_t computation) const;
     /// How often each status came since the beginning, while statuses are made.
     const std::array<std::uint64_t, statusTexts.size()>& TotalsOf(std::size_t computation) const;
+    /// The operands in Channels().
+    std::vector<std::size_t> OperandsOf(std::size_t computation) const;
+    /// Of the last row, if statuses are made.
+    const Step& LastStepOf(std::size_t computation) const;
+
+    /// What there is to warn of so far.
+    std::vector<Warning> Warnings() const;
 
 private:
     class Parts;

@@ -2,6 +2,7 @@
 
 #include "engine/Parameters.h"
 #include "vocabulary/Help.h"
+#include "vocabulary/Quote.h"
 
 #include <algorithm>
 #include <cmath>
@@ -120,9 +121,9 @@ private:
         const char type = scope.typeOf(node.name);
         if (type == openType) {
             const std::string similar = scope.similarTo(node.name);
-            text.Refuse(node.begin, "unknown channel \"" + Shortened(node.name) + "\"",
+            text.Refuse(node.begin, "unknown channel " + Quoted(node.name),
                         similar.empty() ? "name an input, a constant, a computed channel or a setting"
-                                        : "did you mean \"" + similar + "\"?");
+                                        : "did you mean " + Quoted(similar) + "?");
         }
         return {std::string(node.name), type};
     }
@@ -343,6 +344,8 @@ private:
         for (const NamedArgument& argument : node.arguments) {
             if (argument.name == "no_value_aware")
                 plan.noValueAware = Flag(argument);
+            else if (argument.name == "own_result_over_gaps")
+                plan.showsOwnResultOverGaps = Flag(argument);
             else if (argument.name == "no_value")
                 plan.results.front().noValue = NoValueFrom(argument, row[0]);
             else if (IsParameter(operation, argument.name))
@@ -367,22 +370,20 @@ private:
     }
 
     [[noreturn]] void RefuseParameter(const Operation& operation, const NamedArgument& argument) const {
-        std::vector<std::string_view> known{"no_value_aware", "no_value"};
+        std::vector<std::string_view> known{"no_value_aware", "no_value", "own_result_over_gaps"};
         for (const Parameter& parameter : operation.parameters)
             known.push_back(parameter.name);
         const std::string_view similar = SimilarName(argument.name, known);
-        text.Refuse(argument.position,
-                    std::string(operation.name) + " has no parameter \"" + Shortened(argument.name) + "\"",
+        text.Refuse(argument.position, std::string(operation.name) + " has no parameter " + Quoted(argument.name),
                     similar.empty() ? "its parameters are\n" + DescribeParameters(operation) +
-                                          "    no_value_aware, no_value: as in a block"
+                                          "    no_value_aware, no_value, own_result_over_gaps: as in a block"
                                     : "did you mean \"" + std::string(similar) + "\"?");
     }
 
     bool Flag(const NamedArgument& argument) const {
         if (const bool* const flag = std::get_if<bool>(&argument.value))
             return *flag;
-        text.Refuse(argument.position, "\"" + std::string(argument.name) + "\" is not true or false",
-                    "write one of them");
+        text.Refuse(argument.position, Quoted(argument.name) + " is not true or false", "write one of them");
     }
 
     AnySample NoValueFrom(const NamedArgument& argument, char type) const {

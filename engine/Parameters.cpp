@@ -3,6 +3,7 @@
 #include "vocabulary/Help.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <optional>
@@ -45,6 +46,13 @@ Argument Promote(T value) {
     else
         return static_cast<std::uint32_t>(value);
 }
+
+std::string Text(double number) {
+    std::array<char, 32> text{};
+    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
+}
+
+bool IsFinite(const std::array<double, 2>& pair) { return std::isfinite(pair[0]) && std::isfinite(pair[1]); }
 
 /// Puts one operation's parameters in order, one after the other.
 class Ordering {
@@ -165,6 +173,8 @@ private:
 
     /// The number of a parameter, given or not; nothing for what is no number.
     std::optional<double> NumberOf(std::string_view name) const {
+        if (name.empty())
+            return std::nullopt;
         const auto parameter = std::find_if(operation.parameters.begin(), operation.parameters.end(),
                                             [name](const Parameter& candidate) { return candidate.name == name; });
         if (const Value* const given = Given(*parameter))
@@ -176,18 +186,27 @@ private:
 
     void CheckRange(const Parameter& parameter, const Value& value) const {
         const auto number = As<double>(value);
-        const Range& range = parameter.range;
         if (!number)
             return;
-        if (!(*number >= range.least && *number <= range.most))
-            RefuseValue(parameter, "is out of range");
-        if (!range.above.empty())
-            if (const auto bound = NumberOf(range.above); bound && *number < *bound)
-                RefuseValue(parameter, "is below \"" + std::string(range.above) + "\"");
-        if (!range.below.empty())
-            if (const auto bound = NumberOf(range.below); bound && *number >= range.share * *bound)
-                RefuseValue(parameter, "is not below " + (range.share == 0.5 ? std::string("half of ") : "") + "\"" +
-                                           std::string(range.below) + "\"");
+        const Range& range = parameter.range;
+        if (*number < range.least)
+            RefuseValue(parameter, range.least == 0  ? "is negative"
+                                   : range.least < 1 ? "is not above 0"
+                                                     : "is below " + Text(range.least));
+        if (*number > range.most)
+            RefuseValue(parameter, "is above " + Text(range.most));
+        if (range.excludesZero && *number == 0)
+            RefuseValue(parameter, "is 0");
+        if (range.hasBitsOfType && *number >= std::ldexp(1.0, static_cast<int>(8 * TypeOf(type).size)))
+            RefuseValue(parameter,
+                        "has bits that the operand, of type " + std::string(TypeOf(type).name) + ", has not");
+        if (const auto bound = NumberOf(range.notBelow); bound && *number < *bound)
+            RefuseValue(parameter, "is below \"" + std::string(range.notBelow) + "\", " + Text(*bound));
+        if (const auto bound = NumberOf(range.above); bound && *number <= *bound)
+            RefuseValue(parameter, "is not above \"" + std::string(range.above) + "\", " + Text(*bound));
+        if (const auto bound = NumberOf(range.belowHalf); bound && *number >= *bound / 2)
+            RefuseValue(parameter,
+                        "is not below half of \"" + std::string(range.belowHalf) + "\", " + Text(*bound / 2));
     }
 
     template <class T>
@@ -200,6 +219,8 @@ private:
         const auto* const pairs = std::get_if<std::vector<std::array<double, 2>>>(&value);
         if (pairs == nullptr || pairs->empty())
             RefuseValue(parameter, "is no list of pairs of numbers");
+        if (!std::all_of(pairs->begin(), pairs->end(), IsFinite))
+            RefuseValue(parameter, "has a number that is not finite");
         return *pairs;
     }
 

@@ -1,10 +1,12 @@
 #include "engine/Assembly.h"
 
+#include "engine/PlanExtent.h"
+#include "vocabulary/Quote.h"
+
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <utility>
 
 #include <toml++/toml.h>
@@ -21,8 +23,6 @@ namespace {
 
 constexpr const char* quotesHint = "whole numbers from 2^63 on stand in quotes, others do not";
 constexpr std::array<std::string_view, 2> tablesOfHosts{"plot", "recording"};
-
-std::string Quoted(std::string_view text) { return '"' + std::string(text) + '"'; }
 
 /// A section with its nodes.
 class Reader : public Section {
@@ -171,8 +171,8 @@ Value ReadParameter(const Reader& section, std::string_view name, const toml::no
 }
 
 ComputationPlan ReadComputation(const Section& table, const ParametersByName& settings) {
-    const Reader section(
-        table, {"name", "names", "operation", "type", "operands", "no_value_aware", "no_value", "parameters", "inner"});
+    const Reader section(table, {"name", "names", "operation", "type", "operands", "no_value_aware", "no_value",
+                                 "own_result_over_gaps", "parameters", "inner"});
     ComputationPlan plan;
     std::vector<std::string> names = section.Texts("names");
     if (names.empty())
@@ -185,6 +185,7 @@ ComputationPlan ReadComputation(const Section& table, const ParametersByName& se
     plan.operation = section.NeededText("operation");
     plan.operands = section.Texts("operands");
     plan.noValueAware = section.Flag("no_value_aware").value_or(true);
+    plan.showsOwnResultOverGaps = section.Flag("own_result_over_gaps").value_or(false);
     plan.isInner = section.Flag("inner").value_or(false);
     if (const toml::table* const parameters = section.TableAt("parameters", "write: parameters = { name = value }"))
         for (const auto& [key, node] : *parameters)
@@ -266,6 +267,7 @@ void ReadFrame(const Reader& section, Plan& plan) {
 }
 
 std::shared_ptr<const PlanText> Parse(std::string_view text, const std::string& name) {
+    CheckExtent(text, name);
     try {
         return std::make_shared<const PlanText>(PlanText{name, toml::parse(text, name)});
     } catch (const toml::parse_error& mistake) {
@@ -374,12 +376,17 @@ Plan LoadPlan(const std::string& file, const ParametersByName& settings) {
     if (std::filesystem::is_directory(file, error)) // which would read like an empty file
         throw Error(file, "the plan is a folder", "name a TOML file");
     std::ifstream source(file, std::ios::binary);
-    std::ostringstream text;
-    if (source.peek() != std::ifstream::traits_type::eof())
-        text << source.rdbuf();
+    std::string text;
+    while (source && text.size() <= mostPlanBytes) { // a device may never end
+        constexpr std::size_t blockBytes = std::size_t{1} << 16;
+        const std::size_t length = text.size();
+        text.resize(length + blockBytes);
+        source.read(text.data() + length, blockBytes);
+        text.resize(length + static_cast<std::size_t>(source.gcount()));
+    }
     if (!source.is_open() || source.bad())
         throw Error(file, "the plan cannot be read: " + ErrorText(), "name a TOML file that exists");
-    return ParsePlan(text.view(), file, settings);
+    return ParsePlan(text, file, settings);
 }
 
 } // namespace Vel::Engine

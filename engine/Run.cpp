@@ -22,6 +22,7 @@ public:
         columns.resize(count);
         memory.resize(count);
         indices.reserve(count);
+        computations.reserve(plan.computations.size());
         AddInputs(plan);
         AddConstants(plan);
         for (const ComputationPlan& computation : plan.computations)
@@ -64,9 +65,10 @@ public:
     std::vector<Column> columns;
     std::vector<std::size_t> output;
     std::vector<bool> isInner; ///< of channels
-    std::deque<Computation> computations;
+    std::vector<Computation> computations;
     std::vector<Computation*> order; ///< in which they are computed
     std::vector<std::pair<std::size_t, std::size_t>> resultsOf;
+    std::vector<std::vector<std::size_t>> operandsOf;
     std::size_t rows = 0; ///< of the last block
     bool areStatusesWanted = false;
 
@@ -111,8 +113,9 @@ private:
     std::vector<std::size_t> AddComputation(const ComputationPlan& plan) {
         std::vector<std::size_t> needs;
         std::vector<ChannelAtWork> operands;
+        std::vector<std::size_t>& indicesOfOperands = operandsOf.emplace_back();
         for (const std::string& name : plan.operands) {
-            const std::size_t operand = Find(name, plan.place);
+            const std::size_t operand = indicesOfOperands.emplace_back(Find(name, plan.place));
             operands.push_back(At(operand));
             if (computedBy[operand] != notComputed)
                 needs.push_back(computedBy[operand]);
@@ -152,7 +155,11 @@ std::vector<std::size_t> Run::Output() const {
     return chosen;
 }
 
-void Run::MakeStatuses(bool areWanted) { parts->areStatusesWanted = areWanted; }
+void Run::MakeStatuses(bool areWanted) {
+    parts->areStatusesWanted = areWanted;
+    for (Computation& computation : parts->computations)
+        computation.MakeStatuses(areWanted);
+}
 
 void Run::PutInto(std::size_t channel, void* samples) { parts->PutInto(channel, samples); }
 
@@ -161,8 +168,11 @@ void Run::Feed(std::span<const Column> inputs, std::size_t rows) {
         throw std::invalid_argument("Vel::Engine::Run::Feed: other columns or more rows than agreed");
     std::copy(inputs.begin(), inputs.end(), parts->columns.begin());
     parts->rows = rows;
+    const Computation::LoopKind kind = parts->areStatusesWanted ? Computation::withStatuses
+                                       : rows == 1              ? Computation::oneRow
+                                                                : Computation::plain;
     for (Computation* const computation : parts->order)
-        computation->Run(rows, parts->areStatusesWanted);
+        computation->Run(kind, rows);
 }
 
 Column Run::ColumnOf(std::size_t channel) const { return parts->columns.at(channel); }
@@ -176,6 +186,17 @@ std::span<const Status> Run::StatusesOf(std::size_t computation) const {
 }
 const std::array<std::uint64_t, statusTexts.size()>& Run::TotalsOf(std::size_t computation) const {
     return parts->computations.at(computation).Totals();
+}
+
+std::vector<std::size_t> Run::OperandsOf(std::size_t computation) const { return parts->operandsOf.at(computation); }
+const Step& Run::LastStepOf(std::size_t computation) const { return parts->computations.at(computation).LastStep(); }
+
+std::vector<Warning> Run::Warnings() const {
+    std::vector<Warning> warnings;
+    for (const Computation& computation : parts->computations)
+        if (auto warning = computation.FindWarning())
+            warnings.push_back(std::move(*warning));
+    return warnings;
 }
 
 } // namespace Vel::Engine

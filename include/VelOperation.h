@@ -149,7 +149,8 @@ VEL_API bool Dispose(VelHandle handle);
 
 /**
  * The argument through which a true Float32 is passed. C turns every float argument into a double; the duration of
- * "MonoFlop" is instead read as a Float32 from the low four bytes of its argument, where this function puts it:
+ * "MonoFlop" is instead read as a Float32 from the low 32 bits of its argument, where this function puts it on machines
+ * of any byte order:
  *
  *     Initialize(handle, "F", VelPackFloat32(0.5f));
  */

@@ -10,6 +10,10 @@
 ///         use(z.Get());
 #pragma once
 
+#if __cplusplus <= 201703L && (!defined(_MSVC_LANG) || _MSVC_LANG <= 201703L)
+#error "VelOperation.hpp needs C++20, as by -std=c++20; VelOperation.h does not."
+#endif
+
 #include "VelOperation.h"
 
 #include <array>
@@ -46,10 +50,14 @@ inline constexpr std::array<SampleType, 10> sampleTypes{{{'B', "UInt8", 1, false
 
 namespace Detail {
 
-/// The letter of a sample type, 0 for any other type.
+template <class T, class... TOthers>
+concept OneOf = (std::same_as<T, TOthers> || ...);
+
+/// The letter of a sample type, 0 for any other type. Integers have theirs by width, from 8 bits to 64.
 template <class T>
 constexpr char Letter() noexcept {
-    if constexpr (std::is_arithmetic_v<T> && !std::same_as<T, bool>)
+    if constexpr (OneOf<T, float, double, unsigned char, unsigned short, unsigned int, unsigned long,
+                        unsigned long long, signed char, short, int, long, long long>)
         for (const SampleType& type : sampleTypes)
             if (type.size == sizeof(T) && type.isSigned == std::is_signed_v<T> &&
                 type.isFloating == std::is_floating_point_v<T>)
@@ -59,10 +67,12 @@ constexpr char Letter() noexcept {
 
 } // namespace Detail
 
-/// std::uint8_t to std::uint64_t, std::int8_t to std::int64_t, float and double.
+/// The types of samples: float, double, and the signed and unsigned integer types from `signed char` to `long long`,
+/// each under the letter of its width. So `long` is SInt64 where it has 64 bits and SInt32 where it has 32;
+/// std::int8_t to std::uint64_t are the same everywhere. bool, char, other character types and wider integers are not
+/// samples.
 template <class T>
-concept Sample = Detail::Letter<T>()
-!= 0;
+concept Sample = (Detail::Letter<T>() != 0);
 
 /// The NoValue of a channel for which none is given: a NaN, or the lowest signed, or the highest unsigned value.
 template <Sample T>
@@ -150,28 +160,60 @@ auto ShowNoValues(TFunction function, Channel<T>& channel, Channel<TRest>&... re
     return ShowNoValues(function, rest...);
 }
 
-template <Sample T>
-constexpr char ParameterLetter(T) noexcept {
-    return Letter<T>();
+/// The type of a parameter's value: for an unscoped enumeration the integer type that it is made of.
+template <class T>
+struct Value {
+    using Type = T;
+};
+template <class T>
+requires std::is_enum_v<T> && std::is_convertible_v<T, long long>
+struct Value<T> {
+    using Type = std::underlying_type_t<T>;
+};
+
+/// The letter of a parameter's type, 0 for a type that no parameter has.
+template <class T>
+constexpr char ParameterLetter() noexcept {
+    using Type = typename Value<T>::Type;
+    if constexpr (Sample<Type>)
+        return Letter<Type>();
+    else if constexpr (std::same_as<Type, bool>)
+        return 'W';
+    else if constexpr (std::same_as<Type, PackedFloat32>)
+        return 'F';
+    else if constexpr (OneOf<Type, const char*, char*>)
+        return 'S';
+    else
+        return 0;
 }
-constexpr char ParameterLetter(PackedFloat32) noexcept { return 'F'; }
-constexpr char ParameterLetter(bool) noexcept { return 'W'; }
-constexpr char ParameterLetter(const char*) noexcept { return 'S'; }
+
+} // namespace Detail
+
+/// The types of parameters: those of samples, PackedFloat32, bool, NUL-terminated texts, and unscoped enumerations,
+/// which stand for their value. Nothing else is converted in silence.
+template <class T>
+concept ParameterType = (Detail::ParameterLetter<T>() != 0);
+
+namespace Detail {
 
 /// The form in which a parameter travels as a variable argument. Integers are widened to 64 bits, of which an operation
-/// takes the low ones that it wants.
-template <Sample T>
+/// takes the low ones that it wants. Not so on a 32-bit processor, where an argument has the size of its type: there a
+/// parameter of 64 bits, such as a mask, must be given as one.
+template <ParameterType T>
 constexpr auto Argument(T value) noexcept {
-    if constexpr (std::is_floating_point_v<T>)
+    if constexpr (std::same_as<T, PackedFloat32>)
+        return VelPackFloat32(value.value);
+    else if constexpr (std::is_pointer_v<T>)
+        return static_cast<const char*>(value);
+    else if constexpr (std::is_floating_point_v<T>)
         return static_cast<double>(value);
-    else if constexpr (std::is_signed_v<T>)
+    else if constexpr (sizeof(void*) < 8 && sizeof(T) < 8)
+        return +static_cast<typename Value<T>::Type>(value);
+    else if constexpr (std::is_signed_v<typename Value<T>::Type>)
         return static_cast<long long>(value);
     else
         return static_cast<unsigned long long>(value);
 }
-inline double Argument(PackedFloat32 packed) noexcept { return VelPackFloat32(packed.value); }
-constexpr unsigned long long Argument(bool value) noexcept { return value ? 1 : 0; }
-constexpr const char* Argument(const char* text) noexcept { return text; }
 
 } // namespace Detail
 
@@ -202,11 +244,11 @@ public:
     explicit operator bool() const noexcept { return handle != nullptr; }
     VelHandle Get() const noexcept { return handle; }
 
-    /// Parameters in order: numbers of sample types, PackedFloat32, bool, or a NUL-terminated text. A floating
-    /// parameter must be passed as a floating number and an integer as an integer: 2.0 is not 2.
-    template <class... TParameters>
+    /// Parameters in order. A floating parameter must be passed as a floating number and an integer as an integer: 2.0
+    /// is not 2.
+    template <ParameterType... TParameters>
     bool Initialize(TParameters... parameters) {
-        const char signature[] = {Detail::ParameterLetter(parameters)..., '\0'};
+        static constexpr char signature[] = {Detail::ParameterLetter<TParameters>()..., '\0'};
         return ::Initialize(handle, signature, Detail::Argument(parameters)...);
     }
     bool Execute() { return ::Execute(handle); }

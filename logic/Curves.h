@@ -6,8 +6,9 @@
 #include "core/Operation.h"
 #include "core/OperationRows.h"
 
-#include <algorithm>
 #include <bit>
+#include <cstddef>
+#include <limits>
 #include <vector>
 
 namespace Velmarosk::Operation {
@@ -51,9 +52,10 @@ public:
 
 protected:
     bool LookUp() noexcept {
-        if (firstStep == 0 && points.empty()) // needed below anyhow, the first test spares most curves the second
-            return false;
-        resultRef.Write(ValueAt(operandRef.Read()));
+        const T v = operandRef.Read();
+        if (!last->Spans(v)) [[unlikely]]
+            return LookUpElsewhere(v);
+        resultRef.Write(last->ValueAt(v));
         return true;
     }
 
@@ -65,51 +67,61 @@ protected:
     T resultNoValue;
 
 private:
-    /// The straight line from one point to the next.
+    /// A straight line, and the operands that it is for.
     struct Line {
+        bool Spans(T v) const noexcept { return v >= from && v < to; }
+        T ValueAt(T v) const noexcept { return intercept + v * slope; }
+
+        T from;
+        T to;
         T slope;
         T intercept;
     };
+    /// A line for no operand.
+    static constexpr Line noLine{.from = std::numeric_limits<T>::quiet_NaN(), .to = 0, .slope = 0, .intercept = 0};
 
     void Clear() noexcept {
         points.clear();
-        inputs.clear();
         lines.clear();
-        firstStep = 0;
+        bounds.clear();
+        begin = end = 0;
+        last = &noLine;
     }
     void PrepareLookUp() noexcept;
+    [[gnu::noinline]] bool LookUpElsewhere(T v) noexcept;
 
-    T ValueAt(T v) const noexcept {
-        if (inputs.front() > v) [[unlikely]]
-            return points.front().y;
-        const std::size_t i = firstStep != 0 ? LastReachedAscending(v) : LastReached(v);
-        if (i + 1 == inputs.size()) [[unlikely]]
-            return points.back().y;
-        return lines[i].intercept + v * lines[i].slope;
+    /// Half of the comparisons hold, so that a branch would be mispredicted as often. clang makes one of a conditional
+    /// move in a loop, unless it cannot see the condition.
+    static std::size_t StepIf(bool condition, std::size_t step) noexcept {
+#if defined(__clang__)
+        std::size_t mask = std::size_t{0} - static_cast<std::size_t>(condition);
+        asm("" : "+r"(mask));
+        return mask & step;
+#else
+        return condition ? step : 0;
+#endif
     }
 
-    /// The index of the point in front of the first one whose x is above v, or of the last point if none is. The very
-    /// first x must not be above v.
-    std::size_t LastReached(T v) const noexcept {
-        const auto isAbove = [v](T x) { return x > v; };
-        return static_cast<std::size_t>(std::ranges::find_if(inputs, isAbove) - inputs.begin()) - 1;
-    }
-
-    /// The same on a curve that nowhere descends, by halves. The first comparison leaves the first or the last points,
-    /// in either case a power of two of them, so that every curve of one length takes the same number of comparisons.
-    std::size_t LastReachedAscending(T v) const noexcept {
-        const std::size_t lastPoints = inputs.size() - firstStep;
-        std::size_t reached = inputs[lastPoints] > v ? 0 : lastPoints;
-        for (std::size_t step = firstStep / 2; step != 0; step /= 2)
-            reached += inputs[reached + step] > v ? 0 : step;
+    /// The index of the line for an operand that one of them is for, found by halves: every look-up takes the same
+    /// number of comparisons.
+    std::size_t IndexFor(T v) const noexcept {
+        std::size_t reached = 0;
+        for (std::size_t step = bounds.size() / 2; step != 0; step /= 2)
+            reached += StepIf(v >= bounds[reached + step], step);
         return reached;
     }
 
-    // What makes a look-up short: the x of the points side by side, and the lines between them.
-    std::vector<T> inputs;
+    /// The lines that a look-up can find, in ascending order, and where the first one begins and the last one ends.
     std::vector<Line> lines;
-    /// The largest power of two below the number of points; 0 if they cannot be searched by halves.
-    std::size_t firstStep = 0;
+    T begin = 0;
+    T end = 0;
+    /// Where each line begins, side by side for the search, then infinities up to a power of two.
+    std::vector<T> bounds;
+    /// The line that the next operand is compared with first, and the index of the one that the search found last.
+    const Line* last = &noLine;
+    std::size_t lastFound = 0;
+    /// A bit for each of the last searches, the newest lowest: whether it found a line close to the one before.
+    UInt8 nearness = 0;
 };
 
 template <class T>
@@ -120,7 +132,7 @@ bool CLinea<T>::Initialize(Parameters& parameters) {
     // All storage first: if there is not enough, the curve stays empty.
     const std::size_t count = parameters.Count() / 2;
     points.reserve(count);
-    inputs.reserve(count);
+    bounds.reserve(std::bit_ceil(count));
     lines.reserve(count);
     for (std::size_t i = 0; i < count; ++i)
         points.push_back({.x = parameters.NextSample<T>(), .y = parameters.NextSample<T>()});
@@ -128,22 +140,44 @@ bool CLinea<T>::Initialize(Parameters& parameters) {
     return true;
 }
 
+/// The first point above an operand is always one that is above all points before it. So only the lines to such points
+/// are kept, each for the operands from the highest x before it on. An x that is a NaN is above nothing.
 template <class T>
 void CLinea<T>::PrepareLookUp() noexcept {
-    for (const LineaPoint<T>& point : points)
-        inputs.push_back(point.x);
-
-    // A line between two equal x is never looked up, so that its division by zero does not matter.
-    bool isAscending = points.size() > 1;
+    constexpr T infinity = std::numeric_limits<T>::infinity();
+    begin = IsNaN(points.front().x) ? -infinity : points.front().x;
+    end = begin;
     for (std::size_t i = 1; i < points.size(); ++i) {
         const LineaPoint<T>& from = points[i - 1];
         const LineaPoint<T>& to = points[i];
+        if (!(to.x > end))
+            continue;
         const T slope = (to.y - from.y) / (to.x - from.x);
-        lines.push_back({.slope = slope, .intercept = to.y - to.x * slope});
-        isAscending = isAscending && from.x <= to.x; // not so for a NaN
+        lines.push_back({.from = end, .to = to.x, .slope = slope, .intercept = to.y - to.x * slope});
+        bounds.push_back(end);
+        end = to.x;
     }
-    if (isAscending)
-        firstStep = std::bit_floor(points.size() - 1);
+    bounds.resize(std::bit_ceil(bounds.size()), infinity);
+}
+
+/// While all searches end close to one another, the line found is kept for the next operands, so that a slow course
+/// mostly goes without a search. Random operands are compared with no line, which is always false and so predictable.
+template <class T>
+bool CLinea<T>::LookUpElsewhere(T v) noexcept {
+    if (v >= begin && v < end) [[likely]] {
+        const std::size_t found = IndexFor(v);
+        const Line& line = lines[found];
+        resultRef.Write(line.ValueAt(v));
+        const bool isNear = found - lastFound + 1 <= 2;
+        nearness = static_cast<UInt8>(2 * nearness + isNear);
+        lastFound = found;
+        last = nearness == std::numeric_limits<UInt8>::max() ? &line : &noLine;
+        return true;
+    }
+    if (points.empty())
+        return false;
+    resultRef.Write(v < begin ? points.front().y : points.back().y); // the latter for a NaN too
+    return true;
 }
 
 template <class T>

@@ -15,7 +15,7 @@ namespace Velmarosk::Operation {
 /// written where the pulse begins or ends only. A pulse that is over ends before the trigger is looked at, so an edge
 /// in the same sample begins the next one.
 ///
-/// Parameters: the duration in seconds, a true Float32 in the low four bytes of a floating argument, kept in whole
+/// Parameters: the duration in seconds, a true Float32 in the low 32 bits of a floating argument, kept in whole
 /// milliseconds, 0 by default; whether an edge during a pulse begins it anew, in the low 16 bits of an integer, no by
 /// default. Refused without any; the second is taken if there are exactly two.
 /// Reset: the trigger counts as 0 and low, and no pulse runs; the parameters stay, and the result does intentionally,

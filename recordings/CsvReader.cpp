@@ -1,7 +1,8 @@
 #include "recordings/CsvReader.h"
 
+#include "recordings/Misread.h"
 #include "recordings/Numbers.h"
-#include "vocabulary/Error.h"
+#include "vocabulary/Quote.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -18,9 +19,11 @@ namespace Vel::Recordings {
 
 namespace {
 
-constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-
 constexpr int noticeMilliseconds = 500;
+constexpr std::size_t longestCell = std::size_t{1} << 24;
+constexpr std::size_t cellSteps = 4096; // by which the room for a cell grows
+constexpr std::size_t mostBeginning = std::size_t{1} << 16;
+constexpr std::size_t mostFaults = 20; // that are listed
 
 } // namespace
 
@@ -39,6 +42,7 @@ CsvReader::CsvReader(const std::string& itsName, CsvFormat itsFormat, std::size_
     if (csv_init(&parser, CSV_REPALL_NL | CSV_STRICT | CSV_STRICT_FINI) != 0)
         throw Error(name, "the CSV parser cannot start");
     hasParser = true;
+    csv_set_blk_size(&parser, cellSteps);
     csv_set_delim(&parser, static_cast<unsigned char>(format.separator));
 }
 
@@ -70,16 +74,20 @@ void CsvReader::ReadHeader(std::span<const ChannelType> wanted, std::span<const 
     }
     if (!hasHeader && !isInterrupted())
         throw Error(name, "the recording is empty", "begin it with a line of channel names");
+    beginning = {};
 }
 
 std::size_t CsvReader::ReadBlock() {
     if (finishedRows != 0)
         for (Field& field : fields) // cells of a row that the last block has begun
             std::visit([this](auto& samples) { samples.filling[0] = samples.finished[finishedRows]; }, field.samples);
-    while (rows == 0 && !isAtEnd && !failure && !isInterrupted())
+    while (rows == 0 && !isAtEnd && !IsBad() && !isInterrupted())
         Parse();
-    if (rows == 0 && failure)
-        std::rethrow_exception(failure); // rows before a failure are handed out first
+    if (rows == 0 && IsBad()) { // rows before a failure are handed out first
+        while (!IsLive() && !isAtEnd && !failure && !isInterrupted())
+            Parse();
+        ThrowFaults();
+    }
     for (Field& field : fields)
         std::visit([](auto& samples) { samples.filling.swap(samples.finished); }, field.samples);
     return finishedRows = std::exchange(rows, 0);
@@ -120,13 +128,22 @@ bool CsvReader::ReadBytes() {
 }
 
 void CsvReader::Parse() {
-    if (!ReadBytes()) {
-        isAtEnd = true;
+    try {
+        isAtEnd = !ReadBytes();
+    } catch (const Error&) {
+        failure = std::current_exception();
+        return;
+    }
+    if (isAtEnd) {
         if (!isInterrupted())
             Finish();
         return;
     }
     std::string_view block(bytes.data(), byteCount);
+    if (!hasHeader) {
+        beginning += block.substr(0, mostBeginning - std::min(beginning.size(), mostBeginning));
+        RefuseOtherThanText(beginning, name);
+    }
     if (position == 0 && block.starts_with(byteOrderMark))
         block.remove_prefix(byteOrderMark.size());
     position += byteCount;
@@ -135,9 +152,13 @@ void CsvReader::Parse() {
         !failure) {
         if (csv_error(&parser) != CSV_EPARSE)
             throw std::bad_alloc();
-        failure = std::make_exception_ptr(Error(Place(), "no CSV: a quote stands amid a cell",
-                                                "put the whole cell in quotes, and double the quotes in it"));
+        const std::string advice = hasHeader ? "" : Advice("");
+        failure = std::make_exception_ptr(
+            Error(Place(), "no CSV: a quote stands amid a cell",
+                  !advice.empty() ? advice : "put the whole cell in quotes, and double the quotes in it"));
     }
+    if (csv_get_buffer_size(&parser) > longestCell && !failure)
+        failure = std::make_exception_ptr(Error(Place(), "a cell is longer than 16 MiB", "close its quotes"));
 }
 
 /// The last line may lack its end.
@@ -146,58 +167,99 @@ void CsvReader::Finish() {
         failure = std::make_exception_ptr(Error(Place(), "a quoted cell does not end", "close its quotes"));
 }
 
-void CsvReader::CellCallback(void* cellText, std::size_t length, void* self) {
-    static_cast<CsvReader*>(self)->OnCell({static_cast<const char*>(cellText), length});
+/// What keeps the rows from being read any further goes to the end of the list, as it comes last in the recording.
+void CsvReader::ThrowFaults() {
+    if (faultCount == 0)
+        std::rethrow_exception(failure);
+    std::string more = faults.front().Remedy();
+    if (faultCount > 1)
+        more += "\n  there are " + std::to_string(faultCount) + " bad cells and rows, also:";
+    for (std::size_t i = 1; i < faults.size(); ++i)
+        more += "\n    " + faults[i].Place() + ": " + faults[i].Fault();
+    if (faultCount > faults.size())
+        more += "\n    ...";
+    try {
+        if (failure)
+            std::rethrow_exception(failure);
+    } catch (const Error& last) {
+        more += "\n  what follows could not be read: " + last.Place() + ": " + last.Fault();
+    }
+    throw Error(faults.front().Place(), faults.front().Fault(), more);
 }
 
-void CsvReader::RowCallback(int terminator, void* self) { static_cast<CsvReader*>(self)->OnRow(terminator); }
-
 /// Failures wait until the parser, which is C, has returned. What follows one is skipped.
-template <class TCall>
-void CsvReader::Guard(TCall call) {
-    if (failure)
+void CsvReader::CellCallback(void* cellText, std::size_t length, void* self) noexcept {
+    auto& reader = *static_cast<CsvReader*>(self);
+    if (reader.failure)
         return;
     try {
-        call();
+        reader.OnCell({static_cast<const char*>(cellText), length});
     } catch (...) {
-        failure = std::current_exception();
+        reader.failure = std::current_exception();
+    }
+}
+
+void CsvReader::RowCallback(int terminator, void* self) noexcept {
+    auto& reader = *static_cast<CsvReader*>(self);
+    if (reader.failure)
+        return;
+    try {
+        reader.OnRow(terminator);
+    } catch (...) {
+        reader.failure = std::current_exception();
     }
 }
 
 void CsvReader::OnCell(std::string_view cellText) {
-    Guard([&] {
-        if (!hasHeader)
-            header.emplace_back(cellText);
-        else if (cell >= columns.size())
-            throw Error(Place(), "more cells than the header has names (" + std::to_string(columns.size()) + ")",
-                        "remove a separator, or put the cell in quotes");
-        else if (columns[cell] != nullptr)
-            for (Field* field = columns[cell]; field != nullptr; field = field->next)
-                Store(*field, cellText);
-        else
-            line += static_cast<std::uint64_t>(std::count(cellText.begin(), cellText.end(), '\n'));
-        ++cell;
-    });
+    if (!hasHeader) {
+        header.emplace_back(cellText);
+        CountLines(cellText);
+    } else if (cell >= columns.size()) {
+        if (cell == columns.size())
+            AddFault(Place(), "more cells than the header has names (" + std::to_string(columns.size()) + ")",
+                     "remove a separator, or put the cell in quotes");
+    } else if (columns[cell] != nullptr) {
+        const std::uint64_t faultsBefore = faultCount;
+        for (Field* field = columns[cell]; field != nullptr; field = field->next)
+            Store(*field, cellText);
+        if (faultCount != faultsBefore) // a number has one line
+            CountLines(cellText);
+    } else {
+        CountLines(cellText);
+    }
+    ++cell;
 }
 
 void CsvReader::OnRow(int terminator) {
-    Guard([&] {
-        if (cell == 0) {
-            // an empty line, or the second character of a line end
-        } else if (!hasHeader) {
-            MatchHeader();
-        } else if (cell < columns.size()) {
-            throw Error(Place(),
-                        std::to_string(cell) + " cells, but the header has " + std::to_string(columns.size()) +
-                            " names",
-                        "leave cells without sample empty, but keep their separators");
-        } else {
-            ++rows;
-        }
-        cell = 0;
-        if (terminator == '\n')
+    if (cell == 0) {
+        // an empty line, or the second character of a line end
+    } else if (!hasHeader) {
+        MatchHeader();
+    } else if (cell < columns.size()) {
+        AddFault(Place(),
+                 std::to_string(cell) + " cells, but the header has " + std::to_string(columns.size()) + " names",
+                 "leave cells without sample empty, but keep their separators");
+    } else if (faultCount == 0) {
+        ++rows;
+    }
+    if (!(cell == 0 && isAfterReturn && terminator == '\n'))
+        ++line;
+    isAfterReturn = terminator == '\r';
+    cell = 0;
+}
+
+/// Those within a cell.
+void CsvReader::CountLines(std::string_view cellText) {
+    const char* const end = cellText.data() + cellText.size();
+    for (const char* at = cellText.data(); at != end; ++at)
+        if (*at == '\n' || (*at == '\r' && (at + 1 == end || at[1] != '\n')))
             ++line;
-    });
+}
+
+/// From the first one on, no row is handed out.
+void CsvReader::AddFault(const std::string& itsPlace, std::string_view fault, std::string_view remedy) {
+    if (++faultCount <= mostFaults)
+        faults.emplace_back(itsPlace, std::string(fault), std::string(remedy));
 }
 
 void CsvReader::MatchHeader() {
@@ -209,18 +271,20 @@ void CsvReader::MatchHeader() {
             repeated.insert(header[i]);
     for (Field& field : fields) {
         const auto found = positions.find(field.column);
-        if (found == positions.end()) {
-            std::string names;
-            for (const std::string& known : header)
-                names += " " + known;
-            throw Error(Place(), "there is no channel \"" + field.column + "\"",
-                        "the header has:" + names + "\n  (is the separator right? --separator)");
-        }
+        if (found == positions.end())
+            throw Error(Place(), "there is no channel " + Quoted(field.column), Advice(field.column));
         if (repeated.contains(field.column))
-            throw Error(Place(), "the channel \"" + field.column + "\" is there twice", "rename one of them");
+            throw Error(Place(), "the channel " + Quoted(field.column) + " is there twice", "rename one of them");
         field.next = std::exchange(columns[found->second], &field);
     }
     hasHeader = true;
+}
+
+std::string CsvReader::Advice(const std::string& missing) const {
+    std::vector<std::string> wanted;
+    for (const Field& field : fields)
+        wanted.push_back(field.column);
+    return AdviceOnHeader(beginning, format, wanted, header, missing);
 }
 
 void CsvReader::Store(Field& field, std::string_view cellText) {
@@ -238,19 +302,28 @@ void CsvReader::Store(Field& field, std::string_view cellText) {
                 value = samples.noValue;
                 return std::errc();
             }
-            return ReadNumber(cellText, value);
+            const std::errc result = ReadNumber(cellText, value);
+            if (result == isNan)
+                value = samples.noValue;
+            return result;
         },
         field.samples);
-    if (error == std::errc())
-        return;
-    throw Error(Place() + ", column " + std::to_string(cell + 1) + ", channel \"" + field.name + "\"",
-                "\"" + std::string(original) + "\" is " +
-                    (error == std::errc::result_out_of_range ? "out of the range of " : "no number of the type ") +
-                    std::string(sampleTypes[field.samples.index()].name),
-                "correct the cell, leave it empty for no sample, or give the channel another type" +
-                    std::string(!format.decimalComma && original.find(',') != std::string_view::npos
-                                    ? " (--decimal-comma reads 1,5)"
-                                    : ""));
+    if (error != std::errc() && error != isNan)
+        AddBadCell(field, original, error);
+}
+
+void CsvReader::AddBadCell(const Field& field, std::string_view cellText, std::errc error) {
+    const bool maybeComma = !format.decimalComma && cellText.find(',') != std::string_view::npos;
+    if (faultCount >= mostFaults) // there may be as many as cells
+        ++faultCount;
+    else
+        AddFault(
+            Place() + ", column " + std::to_string(cell + 1) + ", channel " + Quoted(field.name),
+            Quoted(cellText) +
+                (error == std::errc::result_out_of_range ? " is out of the range of " : " is no number of the type ") +
+                std::string(sampleTypes[field.samples.index()].name),
+            "correct the cell, leave it empty for no sample, or give the channel another type" +
+                std::string(maybeComma ? " (--decimal-comma reads 1,5)" : ""));
 }
 
 std::string CsvReader::Place() const { return name + ":" + std::to_string(line); }

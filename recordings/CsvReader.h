@@ -1,7 +1,9 @@
 /// A recording: CSV with a header of channel names, read block by block into columns of samples.
 #pragma once
 
+#include "recordings/CsvFormat.h"
 #include "vocabulary/Columns.h"
+#include "vocabulary/Error.h"
 
 #include <csv.h>
 
@@ -15,11 +17,6 @@
 #include <vector>
 
 namespace Vel::Recordings {
-
-struct CsvFormat {
-    char separator = ',';
-    bool decimalComma = false;
-};
 
 class CsvReader {
 public:
@@ -38,7 +35,9 @@ public:
     /// given for it, which several may share.
     void ReadHeader(std::span<const ChannelType> wanted, std::span<const std::string> columnNames);
 
-    /// Reads the next rows, as many as a block has or a live source has ready. 0: no more, or interrupted.
+    /// Reads the next rows, as many as a block has or a live source has ready. 0: no more, or interrupted. Throws Error
+    /// for bad cells and rows after it has handed out those before. Of a file, it has gone through the rest then,
+    /// counts all that is bad, and lists the first; of a live source, what was there already.
     std::size_t ReadBlock();
 
     /// The samples of the last block for a wanted channel, NoValue where one is missing. They stay until ReadBlock is
@@ -46,6 +45,8 @@ public:
     Column ColumnOf(std::size_t wanted) const;
 
     bool IsLive() const { return size == 0; }
+    /// Something is wrong with the recording, which the next or the last call of ReadBlock says.
+    bool IsBad() const { return faultCount != 0 || failure; }
     /// Bytes of the file, 0 if not known, and those read of it.
     std::uint64_t Size() const { return size; }
     std::uint64_t Position() const { return position; }
@@ -72,15 +73,18 @@ private:
     bool ReadBytes();
     void Parse();
     void Finish();
-    static void CellCallback(void* cellText, std::size_t length, void* self);
-    static void RowCallback(int terminator, void* self);
+    static void CellCallback(void* cellText, std::size_t length, void* self) noexcept;
+    static void RowCallback(int terminator, void* self) noexcept;
     void OnCell(std::string_view cellText);
     void OnRow(int terminator);
     void MatchHeader();
     void Store(Field& field, std::string_view cellText);
     std::string Place() const;
-    template <class TCall>
-    void Guard(TCall call);
+    void CountLines(std::string_view cellText);
+    void AddFault(const std::string& itsPlace, std::string_view fault, std::string_view remedy);
+    void AddBadCell(const Field& field, std::string_view cellText, std::errc error);
+    [[noreturn]] void ThrowFaults();
+    std::string Advice(const std::string& missing) const;
 
     std::string name;
     CsvFormat format;
@@ -93,9 +97,13 @@ private:
     std::size_t byteCount = 0;
     bool hasParser = false;
     bool isAtEnd = false;
-    std::exception_ptr failure;
+    std::exception_ptr failure; ///< which ends the reading
+    std::vector<Error> faults;  ///< the first bad cells and rows
+    std::uint64_t faultCount = 0;
     std::uint64_t line = 1;
+    bool isAfterReturn = false; ///< '\r' ended the last line, so '\n' belongs to it
     bool hasHeader = false;
+    std::string beginning; ///< of the recording, until its header has been read
     std::vector<std::string> header;
     std::vector<Field> fields;
     std::vector<Field*> columns; ///< by position in the row, the first that wants it; null where nobody does

@@ -4,12 +4,7 @@
 #include "vocabulary/Error.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstdio>
-
-#include <sys/stat.h>
-#include <unistd.h>
+#include <utility>
 
 namespace Vel::Recordings {
 
@@ -17,17 +12,20 @@ namespace {
 
 constexpr std::size_t flushBytes = std::size_t{1} << 18;
 
-bool IsReplaceable(const std::string& name) {
-    struct stat status {};
-    return stat(name.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+/// Whether a text as a cell of its own would be read as another one.
+bool NeedsQuotes(std::string_view text, char separator) {
+    const auto isBlank = [](char character) { return character == ' ' || character == '\t'; };
+    return text.empty() || isBlank(text.front()) || isBlank(text.back()) || text.starts_with(byteOrderMark) ||
+           text.find_first_of("\"\r\n") != std::string_view::npos || text.find(separator) != std::string_view::npos;
 }
 
-std::string RemedyFor(int error) {
-    if (error == ENOSPC || error == EDQUOT)
-        return "make room on the disk, or write to another one with -o";
-    if (error == EFBIG)
-        return "write to another disk with -o, or raise the limit of file sizes (ulimit -f)";
-    return {};
+std::string AsCell(std::string_view text, char separator) {
+    if (!NeedsQuotes(text, separator))
+        return std::string(text);
+    std::string cell = "\"";
+    for (const char character : text)
+        cell.append(character == '"' ? 2 : 1, character);
+    return cell + '"';
 }
 
 template <class T>
@@ -41,20 +39,10 @@ char* WriteCell(char* to, T value, bool decimalComma) {
 
 } // namespace
 
-CsvWriter::CsvWriter(const std::string& itsName, CsvFormat itsFormat, std::vector<ChannelType> itsChannels)
-    : name(itsName == "-" ? "standard output" : itsName), format(itsFormat), channels(std::move(itsChannels)) {
-    if (itsName == "-") {
-        file = dup(STDOUT_FILENO);
-        return;
-    }
-    if (IsReplaceable(itsName))
-        replacement.emplace(itsName);
-    file = OpenForWriting(replacement ? replacement->PartName() : itsName);
-}
-
-CsvWriter::~CsvWriter() {
-    if (file != -1)
-        close(file);
+CsvWriter::CsvWriter(const std::string& name, CsvFormat itsFormat, std::vector<ChannelType> itsChannels)
+    : file(name), format(itsFormat), channels(std::move(itsChannels)) {
+    for (std::size_t i = 0; i < statusTexts.size(); ++i)
+        statusCells[i] = AsCell(statusTexts[i], format.separator);
 }
 
 void CsvWriter::Append(std::string_view text) {
@@ -64,27 +52,22 @@ void CsvWriter::Append(std::string_view text) {
     used += text.size();
 }
 
-void CsvWriter::AppendName(const std::string& channel) {
-    if (used != 0)
-        Append({&format.separator, 1});
-    if (channel.find_first_of(std::string("\"\r\n") + format.separator) == std::string::npos)
-        return Append(channel);
-    Append("\"");
-    for (const char character : channel)
-        Append(character == '"' ? std::string_view("\"\"") : std::string_view(&character, 1));
-    Append("\"");
-}
-
 void CsvWriter::WriteHeader(std::span<const std::string> statusNames) {
+    auto append = [this, isFirst = true](const std::string& name) mutable {
+        if (!std::exchange(isFirst, false))
+            Append({&format.separator, 1});
+        Append(AsCell(name, format.separator));
+    };
     for (const ChannelType& channel : channels)
-        AppendName(channel.name);
+        append(channel.name);
     for (const std::string& statusName : statusNames)
-        AppendName(statusName);
+        append(statusName);
     Append("\n");
 }
 
 void CsvWriter::WriteRows(std::size_t rows, std::span<const Column> columns,
                           std::span<const std::vector<Status>> statuses) {
+    hasRows = hasRows || rows != 0;
     // Room for the longest row beyond what causes a flush, so that a row needs no further tests.
     buffer.resize(std::max(buffer.size(), flushBytes + (columns.size() + statuses.size() + 1) * longestNumber));
     for (std::size_t row = 0; row < rows; ++row) {
@@ -108,7 +91,7 @@ void CsvWriter::AppendRow(std::size_t row, std::span<const Column> columns,
         *to++ = format.separator;
     }
     for (const std::vector<Status>& status : statuses) {
-        const std::string_view text = statusTexts[static_cast<std::size_t>(status[row])];
+        const std::string_view text = statusCells[static_cast<std::size_t>(status[row])];
         to = std::copy(text.begin(), text.end(), to);
         *to++ = format.separator;
     }
@@ -119,44 +102,24 @@ void CsvWriter::AppendRow(std::size_t row, std::span<const Column> columns,
 }
 
 void CsvWriter::Flush() {
-    std::string_view left(buffer.data(), std::exchange(used, 0));
-    while (!left.empty() && !isClosed) {
-        const ssize_t count = write(file, left.data(), left.size());
-        if (count >= 0)
-            left.remove_prefix(static_cast<std::size_t>(count));
-        else if (errno == EPIPE)
-            isClosed = true;
-        else if (errno != EINTR) {
-            const int error = errno;
-            TakeBackPartialRow(left);
-            throw Error(name, "the result cannot be written: " + ErrorText(error), RemedyFor(error));
-        }
-    }
-}
-
-/// Cuts a regular file behind its last whole row, after the front of the buffer has been written.
-void CsvWriter::TakeBackPartialRow(std::string_view left) {
-    const std::string_view written(buffer.data(), static_cast<std::size_t>(left.data() - buffer.data()));
-    const std::size_t lineEnd = written.rfind('\n');
-    const std::size_t partial = lineEnd == std::string_view::npos ? written.size() : written.size() - lineEnd - 1;
-    const off_t end = lseek(file, 0, SEEK_CUR);
-    if (partial != 0 && end != -1 && ftruncate(file, end - static_cast<off_t>(partial)) != 0)
-        std::perror(name.c_str());
+    const std::string_view text(buffer.data(), std::exchange(used, 0));
+    if (!isClosed && !file.Write(text))
+        isClosed = true;
 }
 
 void CsvWriter::Keep() {
     Flush();
-    if (close(std::exchange(file, -1)) != 0)
-        throw Error(name, "the result cannot be written: " + ErrorText(), RemedyFor(errno));
-    if (replacement)
-        replacement->Keep();
+    file.Keep();
 }
 
 std::string CsvWriter::LeavePart() {
-    if (!replacement)
+    if (!hasRows)
         return {};
-    replacement->Leave();
-    return replacement->PartName();
+    try {
+        Flush();
+    } catch (const Error&) { // what is there is worth keeping all the same
+    }
+    return file.Leave();
 }
 
 } // namespace Vel::Recordings

@@ -2,10 +2,10 @@
 #pragma once
 
 #include "recordings/CsvReader.h"
-#include "recordings/Replacement.h"
+#include "recordings/OutputFile.h"
 
+#include <array>
 #include <atomic>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -13,16 +13,10 @@
 
 namespace Vel::Recordings {
 
-/// A file is written beside the one that it replaces at the end, so a run that fails leaves the old one. Standard
-/// output, devices and pipes are written as the rows come.
 class CsvWriter {
 public:
-    /// "-" is standard output.
-    CsvWriter(const std::string& itsName, CsvFormat itsFormat, std::vector<ChannelType> itsChannels);
-    CsvWriter(const CsvWriter&) = delete;
-    CsvWriter& operator=(const CsvWriter&) = delete;
-    /// Removes what has not been kept.
-    ~CsvWriter();
+    /// The name is one of OutputFile, and so is what becomes of a file whose run fails.
+    CsvWriter(const std::string& name, CsvFormat itsFormat, std::vector<ChannelType> itsChannels);
 
     /// The line of names: of the channels, and of columns of statuses behind them.
     void WriteHeader(std::span<const std::string> statusNames);
@@ -31,7 +25,8 @@ public:
     void Flush();
     /// Puts the result in its place.
     void Keep();
-    /// Leaves the rows so far beside their place, and returns the file's name; empty: they went elsewhere.
+    /// Leaves the rows so far beside their place, and returns the file's name; empty: there are none, or they went
+    /// elsewhere.
     std::string LeavePart();
 
     /// Nobody reads the result any more.
@@ -39,14 +34,12 @@ public:
 
 private:
     void Append(std::string_view text);
-    void AppendName(const std::string& channel);
     void AppendRow(std::size_t row, std::span<const Column> columns, std::span<const std::vector<Status>> statuses);
-    void TakeBackPartialRow(std::string_view left);
 
-    std::string name;
-    std::optional<Replacement> replacement; ///< nothing for what cannot be replaced
+    OutputFile file;
     CsvFormat format;
-    int file = -1;
+    std::array<std::string, statusTexts.size()> statusCells;
+    bool hasRows = false;
     std::atomic<bool> isClosed = false;
     std::vector<ChannelType> channels;
     std::vector<char> buffer;

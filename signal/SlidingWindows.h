@@ -27,11 +27,8 @@ public:
             return Follow(sample);
         if (!windowFull)
             return Fill(sample);
-        window.DropOldest();
-        if (!window.TryEnter(sample))
-            return EnterSlowly(sample);
-        this->resultRef.Write(window.Extreme());
-        return true;
+        window.Replace(sample);
+        return WriteWindow(sample);
     }
 
     bool Initialize(Parameters& parameters) override {
@@ -65,7 +62,7 @@ private:
         return hasValue;
     }
 
-    // What a full window rarely needs stays out of line, so that Execute needs no stack.
+    // Filling is rare and stays out of line, so that it does not lengthen Execute.
 
     /// Intentionally, a window is full when it comes to hold exactly `windowLength` samples. Once full it keeps the
     /// number of its samples until Reset, whatever length is set; and when the length is made shorter than what it
@@ -74,11 +71,6 @@ private:
         window.Append(sample);
         hasValue = true;
         windowFull = window.Held() == windowLength;
-        return WriteWindow(sample);
-    }
-
-    [[gnu::noinline]] bool EnterSlowly(TOperand sample) noexcept {
-        window.EnterSlowly(sample);
         return WriteWindow(sample);
     }
 

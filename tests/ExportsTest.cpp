@@ -76,6 +76,11 @@ TEST(TypedHeader, HandlesMoveAndDispose) {
     EXPECT_EQ(z.Get(), 3);
 }
 
+TEST(TypedHeader, PacksAFloat32IntoTheLowBitsOfAnArgument) {
+    for (const float value : {0.5f, -1e30f, std::numeric_limits<float>::denorm_min()})
+        EXPECT_EQ(std::bit_cast<std::uint64_t>(VelPackFloat32(value)), std::bit_cast<std::uint32_t>(value));
+}
+
 /// The markers' test is made for speed; this is the rule that it stands for.
 TEST(NoValue, EqualsItsMarkerByTheRuleForEveryPairOfSamples) {
     using namespace Velmarosk::Operation;

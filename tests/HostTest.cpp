@@ -1,66 +1,11 @@
 // velreplay as its user runs it: plans, recordings, what is written and what is said.
+#include "HostFixture.h"
 #include "recordings/Numbers.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
-#include <string>
 #include <vector>
 
-#include <sys/wait.h>
-
 namespace {
-
-constexpr const char* dividePlan = R"(
-[[inputs]]
-name = "a"
-type = "Float64"
-[[inputs]]
-name = "b"
-type = "Float64"
-[[channels]]
-name = "z"
-operation = "Divide"
-type = "Float64"
-operands = ["a", "b"]
-)";
-
-class HostTest : public testing::Test {
-protected:
-    void SetUp() override {
-        std::string pattern = testing::TempDir() + "velreplayXXXXXX";
-        folder = mkdtemp(pattern.data());
-        std::filesystem::current_path(folder);
-    }
-    void TearDown() override {
-        std::filesystem::current_path("/");
-        std::filesystem::remove_all(folder);
-    }
-
-    static void Write(const char* file, const std::string& text) { std::ofstream(file, std::ios::binary) << text; }
-    static std::string Read(const char* file) {
-        std::ifstream stream(file, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
-    /// Runs a shell's command line with velreplay in $V; standard output and error go to the files out and err.
-    static int Run(const std::string& commandLine) {
-        const std::string whole = "V=" VEL_REPLAY "; (" + commandLine + ") >out 2>err";
-        const int status = std::system(whole.c_str());
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    static std::string Replayed(const std::string& plan, const std::string& recording, const char* options = "") {
-        Write("plan.toml", plan);
-        Write("rec.csv", recording);
-        return Run(std::string("$V -q plan.toml rec.csv ") + options) == 0 ? Read("out") : "failed: " + Read("err");
-    }
-
-    std::string folder;
-};
 
 TEST_F(HostTest, ReadsAndWritesEveryFormOfTable) {
     EXPECT_EQ(Replayed(dividePlan, "a,b\n6,3\n1,0\n,2\nNaN,1\n+1.5e0,-0.5\n", "--status"),
@@ -96,21 +41,17 @@ TEST_F(HostTest, SaysWhereAndWhatAndLeavesTheOldResult) {
         EXPECT_EQ(Run("$V plan.toml rec.csv -o result.csv"), 1);
         EXPECT_EQ(Read("err").substr(0, message.size()), message);
         EXPECT_EQ(Read("result.csv"), "old\n");
-        EXPECT_FALSE(std::filesystem::exists("result.csv.part"));
     };
     refuse("a,b\n1,2\n\n1,2x\n", "rec.csv:4, column 2, channel \"b\": \"2x\" is no number of the type Float64");
     refuse("a,b\n1\n", "rec.csv:2: 1 cells, but the header has 2 names");
     refuse("a,b\n1,2,3\n", "rec.csv:2: more cells than the header has names");
-    refuse("a,c\n", "rec.csv:1: there is no channel \"b\"\n  the header has: a c");
+    refuse("a,c\n", "rec.csv:1: there is no channel \"b\"\n  the header has: \"a\" \"c\"");
     refuse("a,b\n1,\"2", "rec.csv:2: a quoted cell does not end");
     refuse("a,b\n1,2\n3\"4,5\n", "rec.csv:3: no CSV");
     refuse("", "rec.csv: the recording is empty");
     Write("rec.csv", "a,b\n1,2\n");
     EXPECT_EQ(Run("$V plan.toml rec.csv -o /dev/full"), 1);
     EXPECT_NE(Read("err").find("make room on the disk"), std::string::npos);
-    EXPECT_EQ(Run("(echo a,b; echo 6,3; sleep 0.1; echo x,1) | $V plan.toml - -o result.csv"), 1);
-    EXPECT_EQ(Read("result.csv.part"), "a,b,z\n6,3,2\n"); // what a live source has said does not come again
-    EXPECT_EQ(Read("result.csv"), "old\n");
 }
 
 TEST_F(HostTest, DestroysNothingThatItReads) {
@@ -152,7 +93,7 @@ TEST_F(HostTest, RefusesPlansWithARemedy) {
     const std::string pass = "FilterButterworthLowPass";
     parameters(pass, "{ order = 2, sample_rate = 10, corner = 1 }", "unknown parameter \"corner\"");
     parameters(pass, "{ order = 2, sample_rate = 10 }", "parameter \"corner1\" is missing");
-    parameters(pass, "{ order = 9, sample_rate = 10, corner1 = 1 }", "parameter \"order\" is out of range");
+    parameters(pass, "{ order = 9, sample_rate = 10, corner1 = 1 }", "parameter \"order\" is above 8");
     parameters(pass, "{ order = 2.5, sample_rate = 10, corner1 = 1 }", "is no whole number");
     parameters(pass, "{ order = 2, sample_rate = 10, corner1 = 5 }", "is not below half of \"sample_rate\"");
     parameters("Linea", "{ points = [[1, 2], [0, 3]] }", "is not in ascending order");
@@ -317,7 +258,7 @@ TEST_F(HostTest, DrawsGapsAndSaysWhatKeepsItFromDrawing) {
     EXPECT_EQ(Run("PATH=/; $V plan.toml rec.csv -o result.csv --plot x.svg"), 1);
     EXPECT_NE(Read("err").find("apt-get install gnuplot-nox"), std::string::npos);
     EXPECT_EQ(Run("$V plan.toml rec.csv -o result.csv --plot none/x.svg"), 1);
-    EXPECT_NE(Read("err").find("none/x.svg.part: cannot be written"), std::string::npos);
+    EXPECT_NE(Read("err").find("none/x.svg: cannot be written"), std::string::npos);
     EXPECT_FALSE(std::filesystem::exists("result.csv"));
 }
 

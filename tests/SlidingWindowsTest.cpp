@@ -47,6 +47,20 @@ TEST(SlidingWindows, SamplesLeaveAtTheEndOfABlockToo) {
     RunSequences({Plain("Min", "DD", With(-9e9, 9e9, 128), steps, Times(64, {2000}, -5), In({2000}, 500))});
 }
 
+TEST(SlidingWindows, EveryValueOfANarrowTypeMayWait) {
+    for (const unsigned window : {200u, 256u, 300u}) {
+        Vel::Channel<std::uint8_t> smallest, rising;
+        auto operation = Vel::OperationHandle::Create(false, "Min", smallest, rising);
+        ASSERT_TRUE(operation.Initialize(std::uint8_t{0}, std::uint8_t{255}, window));
+        for (unsigned i = 0; i < 5 * 256; ++i) {
+            rising = static_cast<std::uint8_t>(i % 256);
+            const unsigned dropped = i % 256 < window ? 0 : i % 256 + 1 - window;
+            ASSERT_TRUE(operation.Execute());
+            ASSERT_EQ(smallest.Get(), dropped) << "window " << window << ", sample " << i;
+        }
+    }
+}
+
 TEST(SlidingWindows, NaNsPassTheBoundsAndHideNothing) {
     RunSequences({
         Plain("Min", "DD", With(-9., 9., 2), In({nan}, nan), In({nan}, nan), In({nan}, nan), In({5}, 5), In({nan}, 5),

@@ -208,7 +208,7 @@ std::string LettersOf(Velmarosk::Operation::UInt64 key) {
     for (; key > 1; key /= codes) {
         const auto code = key % codes;
         signature.insert(signature.begin(), code < Velmarosk::Operation::codeText
-                                                ? Velmarosk::Operation::typeNames[code].letter
+                                                ? Velmarosk::Operation::typesByCode[code].letter
                                                 : Velmarosk::Operation::anyLetter);
     }
     return signature;
@@ -230,10 +230,11 @@ TEST_F(Vocabulary, IsTheLibrarysOwnTable) {
 }
 
 TEST_F(Vocabulary, TypesAreTheLibrarys) {
-    ASSERT_EQ(Vel::sampleTypes.size() + 1, Velmarosk::Operation::typeNames.size());
+    ASSERT_EQ(Vel::sampleTypes.size() + 2, Velmarosk::Operation::typesByCode.size());
     for (std::size_t i = 0; i < Vel::sampleTypes.size(); ++i) {
-        EXPECT_EQ(Vel::sampleTypes[i].letter, Velmarosk::Operation::typeNames[i + 1].letter);
-        EXPECT_EQ(Vel::sampleTypes[i].name, Velmarosk::Operation::typeNames[i + 1].name);
+        EXPECT_EQ(Vel::sampleTypes[i].letter, Velmarosk::Operation::typesByCode[i + 1].letter);
+        EXPECT_EQ(Vel::sampleTypes[i].name, Velmarosk::Operation::typesByCode[i + 1].name);
+        EXPECT_EQ(Vel::sampleTypes[i].size, Velmarosk::Operation::typesByCode[i + 1].size);
     }
 }
 

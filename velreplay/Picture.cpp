@@ -1,15 +1,14 @@
 #include "velreplay/Picture.h"
 
+#include "velreplay/Gnuplot.h"
 #include "vocabulary/Error.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <limits>
 #include <ostream>
 #include <sstream>
-
-#include <unistd.h>
+#include <utility>
 
 namespace Velreplay {
 
@@ -37,12 +36,12 @@ std::string Quoted(const std::string& text) {
 }
 
 /// An empty line breaks the curve.
-void WriteCurve(std::ostream& script, const Envelope& curve, double offset) {
+void WriteCurve(std::ostream& script, const Envelope& curve, const Axis& x, const Axis& y, double lane) {
     for (const Span& span : curve.Spans()) {
         if (span.hasSample) {
-            script << span.x << ' ' << span.smallest + offset << '\n';
+            script << x.Shown(span.x) << ' ' << y.Shown(span.smallest) + lane << '\n';
             if (span.largest != span.smallest)
-                script << span.x << ' ' << span.largest + offset << '\n';
+                script << x.Shown(span.x) << ' ' << y.Shown(span.largest) + lane << '\n';
         }
         if (span.hasGap)
             script << '\n';
@@ -63,23 +62,29 @@ std::vector<Span> LoneSamples(const Envelope& curve) {
     return lone;
 }
 
-void WriteDots(std::ostream& script, const std::vector<Span>& samples, double offset) {
+void WriteDots(std::ostream& script, const std::vector<Span>& samples, const Axis& x, const Axis& y, double lane) {
     for (const Span& sample : samples)
-        script << sample.x << ' ' << sample.smallest + offset << '\n';
+        script << x.Shown(sample.x) << ' ' << y.Shown(sample.smallest) + lane << '\n';
     script << "e\n";
 }
 
-bool IsGnuplotInstalled() {
-    std::FILE* const answer = popen("gnuplot --version >/dev/null 2>&1", "r");
-    return answer != nullptr && pclose(answer) == 0;
+/// Somewhat more than from the lowest to the highest, and exactly from 0 where all lies on one side of it and not far.
+std::pair<double, double> WithMargin(const Axis& axis) {
+    const double lowest = axis.Lowest();
+    const double highest = axis.Highest();
+    const double margin = 0.06 * (highest - lowest);
+    const double bottom =
+        !axis.HasOffset() && lowest >= 0 && lowest <= leastShareOfZero * highest ? 0 : lowest - margin;
+    const double top = !axis.HasOffset() && highest <= 0 && highest >= leastShareOfZero * lowest ? 0 : highest + margin;
+    return {bottom, top};
 }
 
-/// Somewhat more than from the lowest to the highest, and exactly from 0 where all lies on one side of it and not far.
-std::pair<double, double> WithMargin(double lowest, double highest) {
-    const double margin = highest > lowest ? 0.06 * (highest - lowest) : 1.0;
-    const double bottom = lowest >= 0 && lowest <= leastShareOfZero * highest ? 0 : lowest - margin;
-    const double top = highest <= 0 && highest >= leastShareOfZero * lowest && lowest < 0 ? 0 : highest + margin;
-    return {bottom, top};
+/// gnuplot does not always say that it could not write all.
+bool IsWhole(std::string_view picture, bool isSvg) {
+    if (!isSvg)
+        return picture.ends_with("IEND\xAE\x42\x60\x82");
+    const std::size_t last = picture.find_last_not_of(" \r\n");
+    return last != std::string_view::npos && picture.substr(0, last + 1).ends_with("</svg>");
 }
 
 } // namespace
@@ -117,7 +122,7 @@ double Picture::Panel::Lane(std::size_t curve) const {
     return laneDistance * static_cast<double>(curves.size() - 1 - curve);
 }
 
-std::pair<double, double> Picture::Panel::Range() const {
+Axis Picture::Panel::YAxis() const {
     double lowest = std::numeric_limits<double>::max();
     double highest = std::numeric_limits<double>::lowest();
     for (const Envelope& curve : curves)
@@ -126,15 +131,15 @@ std::pair<double, double> Picture::Panel::Range() const {
                 lowest = std::min(lowest, span.smallest);
                 highest = std::max(highest, span.largest);
             }
-    return lowest <= highest ? std::pair(lowest, highest) : std::pair(0.0, 1.0);
+    return lowest <= highest ? Axis(lowest, highest) : Axis(0, 1);
 }
 
-Picture::Picture(std::string itsFile, const PicturePlan& itsPlan, const Vel::Engine::Run& run)
-    : file(std::move(itsFile)), replacement(file), plan(itsPlan) {
-    if (!file.ends_with(".svg") && !file.ends_with(".png"))
-        throw Vel::Error(file, "a picture of this kind cannot be drawn", "end the name with .svg or .png");
+Picture::Picture(std::string itsName, const PicturePlan& itsPlan, const Vel::Engine::Run& run)
+    : name(std::move(itsName)), plan(itsPlan) {
+    if (!IsSvg() && !name.ends_with(".png"))
+        throw Vel::Error(name, "a picture of this kind cannot be drawn", "end the name with .svg or .png");
     if (plan.panels.empty())
-        throw Vel::Error(file, "the plan says nothing about a picture",
+        throw Vel::Error(name, "the plan says nothing about a picture",
                          R"(add: [plot] with x = "...", and [[plot.panels]] with channels = ["..."])");
     const std::size_t x = run.Find(plan.x, plan.place);
     for (const PanelPlan& panelPlan : plan.panels) {
@@ -145,9 +150,9 @@ Picture::Picture(std::string itsFile, const PicturePlan& itsPlan, const Vel::Eng
             throw Vel::Error(panelPlan.place, "the panel has no channel", R"(add: channels = ["..."])");
     }
     if (!IsGnuplotInstalled())
-        throw Vel::Error(file, "gnuplot, which draws pictures, cannot be run",
+        throw Vel::Error(name, "gnuplot, which draws pictures, cannot be run",
                          "install it with: apt-get install gnuplot-nox");
-    close(Vel::Recordings::OpenForWriting(replacement.PartName()));
+    file.emplace(name);
 }
 
 void Picture::Take(std::size_t rows) {
@@ -157,7 +162,7 @@ void Picture::Take(std::size_t rows) {
 }
 
 void Picture::WriteScript(std::ostream& script) const {
-    script.precision(9);
+    script.precision(12);
     std::vector<int> heights;
     int total = framePixels;
     for (const Panel& panel : panels) {
@@ -165,9 +170,9 @@ void Picture::WriteScript(std::ostream& script) const {
         total += heights.back();
     }
     const bool hasLegend = std::any_of(panels.begin(), panels.end(), [](const Panel& p) { return p.HasLegend(); });
-    script << "set terminal " << (file.ends_with(".svg") ? "svg" : "pngcairo") << " size " << widthPixels << ','
-           << total << " font \"DejaVu Sans,11\" background \"#ffffff\"\n"
-           << "set output " << Quoted(replacement.PartName()) << "\nset encoding utf8\n"
+    script << "set terminal " << (IsSvg() ? "svg" : "pngcairo") << " size " << widthPixels << ',' << total
+           << " font \"DejaVu Sans,11\" background \"#ffffff\"\n"
+           << "set encoding utf8\n"
            << "set multiplot title " << Quoted(plan.title) << " font \",14\" noenhanced\n"
            << "set lmargin at screen 0.11\nset rmargin at screen " << (hasLegend ? 0.84 : 0.97) << '\n'
            << R"(set grid xtics ytics lc rgb "#dddddd" lt 1 lw 0.5
@@ -175,45 +180,42 @@ set border lc rgb "#666666"
 set tics textcolor rgb "#222222" nomirror
 set key at graph 1.01, graph 1 left top reverse Left noenhanced samplen 1.5
 )";
-    WriteXRange(script);
+    const Axis x = XAxis();
+    script << "set xrange [" << x.Lowest() << ':' << x.Highest() << "]\n";
     double top = 1.0 - 0.45 * framePixels / total;
     for (std::size_t i = 0; i < panels.size(); ++i) {
         if (i + 1 == panels.size())
-            script << "set format x\nset xlabel " << Quoted(plan.xTitle) << " noenhanced\n";
+            script << "set format x\nset xlabel " << Quoted(x.Label(plan.xTitle, plan.x)) << " noenhanced\n";
         else
             script << "set format x \"\"\n";
         const double bottom = top - static_cast<double>(heights[i]) / total;
-        WritePanel(script, panels[i], bottom + 14.0 / total, top - 14.0 / total);
+        WritePanel(script, panels[i], x, bottom + 14.0 / total, top - 14.0 / total);
         top = bottom;
     }
     script << "unset multiplot\n";
 }
 
-/// The same for all panels. Nothing for a recording without rows, which would be no range.
-void Picture::WriteXRange(std::ostream& script) const {
+/// The same for all panels. A recording without rows has no range of its own.
+Axis Picture::XAxis() const {
     const std::vector<Span>& spans = panels.front().curves.front().Spans();
     const auto [first, last] =
         std::minmax_element(spans.begin(), spans.end(), [](const Span& a, const Span& b) { return a.x < b.x; });
-    if (spans.empty())
-        script << "set xrange [0:1]\n";
-    else if (first->x == last->x)
-        script << "set xrange [" << first->x - 1 << ':' << last->x + 1 << "]\n";
-    else
-        script << "set xrange [" << first->x << ':' << last->x << "]\n";
+    return spans.empty() ? Axis(0, 1) : Axis(first->x, last->x);
 }
 
 /// The labels stand in one line, however wide the numbers beside them are.
-void Picture::WritePanel(std::ostream& script, const Panel& panel, double bottom, double top) {
+void Picture::WritePanel(std::ostream& script, const Panel& panel, const Axis& x, double bottom, double top) {
+    const Axis y = panel.IsBoolean() ? Axis(0, 1) : panel.YAxis();
     const std::string unit = panel.plan->unit.empty() ? "" : " [" + panel.plan->unit + "]";
     script << "set bmargin at screen " << bottom << "\nset tmargin at screen " << top << '\n'
-           << "set label 1 " << Quoted(panel.plan->title + unit) << " at screen 0.016, screen " << (bottom + top) / 2
-           << " center rotate by 90 noenhanced\n"
+           << "set label 1 " << Quoted(y.Label(panel.plan->title + unit, "value")) << " at screen 0.016, screen "
+           << (bottom + top) / 2 << " center rotate by 90 noenhanced\n"
            << (panel.HasLegend() ? "set key\n" : "unset key\n");
     if (panel.IsBoolean())
         WriteLanes(script, panel);
     else
-        WriteYRange(script, panel);
-    WriteCurves(script, panel);
+        WriteYRange(script, panel, y);
+    WriteCurves(script, panel, x, y);
 }
 
 void Picture::WriteLanes(std::ostream& script, const Panel& panel) {
@@ -223,30 +225,29 @@ void Picture::WriteLanes(std::ostream& script, const Panel& panel) {
     script << ") noenhanced\n";
 }
 
-void Picture::WriteYRange(std::ostream& script, const Panel& panel) {
-    const auto [lowest, highest] = panel.Range();
-    const auto [bottom, top] = WithMargin(lowest, highest);
-    const bool isCounted = panel.IsWhole() && highest - lowest <= mostCountedTics;
+void Picture::WriteYRange(std::ostream& script, const Panel& panel, const Axis& y) {
+    const auto [bottom, top] = WithMargin(y);
+    const bool isCounted = panel.IsWhole() && y.Highest() - y.Lowest() <= mostCountedTics;
     script << "set yrange [" << bottom << ':' << top << "]\nset ytics " << (isCounted ? "1" : "auto") << '\n';
 }
 
 /// gnuplot complains about data without a point, but draws a function that is nowhere.
-void Picture::WriteCurves(std::ostream& script, const Panel& panel) {
+void Picture::WriteCurves(std::ostream& script, const Panel& panel, const Axis& x, const Axis& y) {
     script << "plot ";
     std::ostringstream data;
     data.precision(script.precision());
     for (std::size_t i = 0; i < panel.curves.size(); ++i) {
         const Envelope& curve = panel.curves[i];
-        const double offset = panel.IsBoolean() ? panel.Lane(i) : 0.0;
+        const double lane = panel.IsBoolean() ? panel.Lane(i) : 0.0;
         const std::string colour = " lc rgb " + Quoted(colours[i % colours.size()]);
         script << (i == 0 ? "" : ", ") << (curve.HasSample() ? "'-'" : "NaN") << " with "
                << (curve.Y().Type().isFloating ? "lines" : "steps") << " lw 1.4" << colour << " title "
                << Quoted(curve.Y().name);
         if (curve.HasSample())
-            WriteCurve(data, curve, offset);
+            WriteCurve(data, curve, x, y, lane);
         if (const std::vector<Span> lone = LoneSamples(curve); !lone.empty()) {
             script << ", '-' with points pt 7 ps 0.3" << colour << " notitle";
-            WriteDots(data, lone, offset);
+            WriteDots(data, lone, x, y, lane);
         }
     }
     script << '\n' << data.str();
@@ -255,14 +256,12 @@ void Picture::WriteCurves(std::ostream& script, const Panel& panel) {
 void Picture::Draw() {
     std::ostringstream script;
     WriteScript(script);
-    std::FILE* const gnuplot = popen("gnuplot", "w");
-    const std::string text = script.str();
-    const bool isWritten = gnuplot != nullptr && std::fwrite(text.data(), 1, text.size(), gnuplot) == text.size();
-    const bool isDrawn = gnuplot != nullptr && pclose(gnuplot) == 0;
-    if (!isWritten || !isDrawn)
-        throw Vel::Error(file, "gnuplot has not drawn the picture",
+    const std::string picture = RunGnuplot(script.str());
+    if (!IsWhole(picture, IsSvg()))
+        throw Vel::Error(name, "gnuplot has not drawn the picture",
                          "its message above tells why; the result is complete");
-    replacement.Keep();
+    file->Write(picture);
+    file->Keep();
 }
 
 } // namespace Velreplay

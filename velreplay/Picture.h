@@ -2,13 +2,14 @@
 #pragma once
 
 #include "engine/Engine.h"
-#include "recordings/Replacement.h"
+#include "recordings/OutputFile.h"
+#include "velreplay/Axis.h"
 #include "velreplay/Envelope.h"
 
 #include <deque>
 #include <iosfwd>
+#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace Velreplay {
@@ -35,11 +36,11 @@ PicturePlan ReadPicturePlan(const Vel::Engine::Plan& plan);
 class Picture {
 public:
     /// A file with the ending .svg or .png. Refuses at once what would keep gnuplot from drawing it.
-    Picture(std::string itsFile, const PicturePlan& itsPlan, const Vel::Engine::Run& run);
+    Picture(std::string itsName, const PicturePlan& itsPlan, const Vel::Engine::Run& run);
 
     /// Takes the rows of a block.
     void Take(std::size_t rows);
-    /// Runs gnuplot.
+    /// Runs gnuplot, and puts the picture in its place.
     void Draw();
 
 private:
@@ -50,18 +51,19 @@ private:
         bool IsWhole() const;
         bool HasLegend() const { return curves.size() > 1 && !IsBoolean(); }
         double Lane(std::size_t curve) const;
-        std::pair<double, double> Range() const;
+        Axis YAxis() const;
     };
 
+    Axis XAxis() const;
+    bool IsSvg() const { return name.ends_with(".svg"); }
     void WriteScript(std::ostream& script) const;
-    void WriteXRange(std::ostream& script) const;
-    static void WritePanel(std::ostream& script, const Panel& panel, double bottom, double top);
+    static void WritePanel(std::ostream& script, const Panel& panel, const Axis& x, double bottom, double top);
     static void WriteLanes(std::ostream& script, const Panel& panel);
-    static void WriteYRange(std::ostream& script, const Panel& panel);
-    static void WriteCurves(std::ostream& script, const Panel& panel);
+    static void WriteYRange(std::ostream& script, const Panel& panel, const Axis& y);
+    static void WriteCurves(std::ostream& script, const Panel& panel, const Axis& x, const Axis& y);
 
-    std::string file;
-    Vel::Recordings::Replacement replacement;
+    std::string name;
+    std::optional<Vel::Recordings::OutputFile> file;
     const PicturePlan& plan;
     std::deque<Panel> panels;
 };

@@ -36,8 +36,8 @@ void RefuseSameFiles(const Options& options) {
         for (const std::string& read : {options.plan, recording})
             if (IsSameFile(written, read))
                 throw Error(written, "this is the file that is read as " + read, "write to another one");
-    if (options.picture == options.result)
-        throw Error(options.picture, "result and picture have the same name", "choose another one for the picture");
+    if (!options.picture.empty() && IsSamePlace(options.picture, result))
+        throw Error(options.picture, "result and picture would be the same file", "choose another one for the picture");
 }
 
 /// How many bytes of a recording are read and computed at a time. Bounds the memory for the samples of all channels,
@@ -63,7 +63,7 @@ std::vector<Channel> InputsOf(const Plan& plan) {
 std::vector<std::string> ColumnsOf(const Plan& plan) {
     std::vector<std::string> columns;
     for (const InputPlan& input : plan.inputs)
-        columns.push_back(input.column);
+        columns.push_back(input.column.empty() ? input.channel.name : input.column);
     return columns;
 }
 
@@ -171,7 +171,16 @@ std::uint64_t ReplayRows(const Work& work) {
     std::vector<Column> inputs(work.run.Inputs());
     std::uint64_t total = 0;
     std::future<void> writing; // of the last block, while the next one is read and computed
-    while (const std::size_t rows = work.result.IsClosed() ? 0 : work.recording.ReadBlock()) {
+    const auto readBlock = [&] {
+        try {
+            return work.result.IsClosed() ? 0 : work.recording.ReadBlock();
+        } catch (const Error&) {
+            if (writing.valid())
+                writing.get(); // a failure there is the older one
+            throw;
+        }
+    };
+    while (const std::size_t rows = readBlock()) {
         for (std::size_t i = 0; i < inputs.size(); ++i)
             inputs[i] = work.recording.ColumnOf(i);
         work.output.Begin();
@@ -194,15 +203,23 @@ std::uint64_t ReplayRows(const Work& work) {
     return total;
 }
 
-/// The rows of a live source do not come again: a failure leaves those before it, and says where.
+/// A failure leaves the rows before it where they do not come again, as those of a live source, and where the recording
+/// is to blame; and says where they are.
 std::uint64_t ReplayRowsOrLeavePart(const Work& work) {
+    const auto leavePart = [&work] {
+        return work.recording.IsLive() || work.recording.IsBad() ? work.result.LeavePart() : std::string();
+    };
     try {
         return ReplayRows(work);
     } catch (const Error& failure) {
-        const std::string part = work.recording.IsLive() ? work.result.LeavePart() : "";
+        const std::string part = leavePart();
         if (part.empty())
             throw;
         throw std::runtime_error(std::string(failure.what()) + "\n  the rows before are in " + part);
+    } catch (...) {
+        if (const std::string part = leavePart(); !part.empty())
+            std::fprintf(stderr, "the rows before the failure are in %s\n", part.c_str());
+        throw;
     }
 }
 

@@ -3,9 +3,12 @@
 #include "velreplay/Replay.h"
 #include "vocabulary/Error.h"
 #include "vocabulary/Help.h"
+#include "vocabulary/Quote.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <cctype>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -28,6 +31,9 @@ void HandleSignals() {
     action.sa_handler = &Velreplay::Interrupt;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    struct sigaction inherited {};
+    if (sigaction(SIGHUP, nullptr, &inherited) == 0 && inherited.sa_handler != SIG_IGN) // as nohup wants it
+        sigaction(SIGHUP, &action, nullptr);
     action.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &action, nullptr);
     sigaction(SIGXFSZ, &action, nullptr); // a file that may not grow fails its write
@@ -57,10 +63,32 @@ void ListOperations() {
     std::puts("\nvelreplay --operations NAME tells one operation's types and parameters.");
 }
 
+/// What somebody may have meant who knows a part of a name, or nearly the whole.
+std::string SimilarOperations(const std::string& name) {
+    const auto isSameLetter = [](char a, char b) {
+        return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+    };
+    std::vector<std::string_view> similar;
+    for (const Vel::Operation& operation : Vel::AllOperations())
+        if (std::search(operation.name.begin(), operation.name.end(), name.begin(), name.end(), isSameLetter) !=
+            operation.name.end())
+            similar.push_back(operation.name);
+    constexpr std::size_t longestName = 100;
+    if (similar.empty() && name.size() <= longestName && !Vel::SimilarOperation(name).empty())
+        similar.push_back(Vel::SimilarOperation(name));
+    similar.erase(std::unique(similar.begin(), similar.end()), similar.end()); // one for each number of operands
+    constexpr std::size_t mostNames = 12;
+    std::string question;
+    for (std::size_t i = 0; i < std::min(similar.size(), mostNames); ++i)
+        question.append(i == 0 ? "did you mean " : ", ").append(similar[i]);
+    return question.empty() ? question : question + (similar.size() > mostNames ? ", ...? " : "? ");
+}
+
 void DescribeOperation(const std::string& name) {
     const auto found = Vel::FindOperations(name);
     if (found.empty())
-        throw Vel::Error("--operations", "unknown operation \"" + name + "\"", "velreplay --operations lists all");
+        throw Vel::Error("--operations", "unknown operation " + Vel::Quoted(name),
+                         SimilarOperations(name) + "velreplay --operations lists all");
     for (const Vel::Operation* const operation : found)
         std::fputs(Vel::Describe(*operation).c_str(), stdout);
 }
@@ -100,8 +128,9 @@ char Separator(const std::string& text, bool decimalComma) {
     const char separator = text[0];
     constexpr std::string_view inNumbers = "0123456789+-.";
     if (text.size() != 1 || inNumbers.find(separator) != std::string_view::npos || separator == '"' ||
-        separator == '\n' || separator == '\r' || (decimalComma && separator == ','))
-        throw Vel::Error("--separator", "\"" + text + "\" cannot separate cells",
+        separator == '\n' || separator == '\r' || (decimalComma && separator == ',') ||
+        std::isalpha(static_cast<unsigned char>(separator)) != 0) // there are letters in cells, too: 1e+20, inf
+        throw Vel::Error("--separator", Vel::Quoted(text) + " cannot separate cells",
                          "give one character, such as ; or the word tab");
     return separator;
 }
@@ -116,8 +145,9 @@ int Run(int argc, char** argv) {
     app.set_version_flag("--version", "velreplay " VEL_VERSION);
     auto* const plan = app.add_option("PLAN", options.plan, "TOML: inputs, computed channels, parameters, panels");
     app.add_option("RECORDING", options.recording, "CSV with a header of channel names; - (default): standard input");
-    app.add_option("-o,--output", options.result, "where the result goes; - (default): standard output");
-    app.add_option("--plot", options.picture, "draws the plan's panels into a .svg or .png file");
+    auto* const result =
+        app.add_option("-o,--output", options.result, "where the result goes; - (default): standard output");
+    auto* const picture = app.add_option("--plot", options.picture, "draws the plan's panels into a .svg or .png file");
     app.add_option("--set", settings, "NAME=VALUE: another value for a setting of the plan")
         ->type_size(1)
         ->allow_extra_args(false);
@@ -141,6 +171,10 @@ int Run(int argc, char** argv) {
     }
     if (!*plan)
         throw Vel::Error("velreplay", "no plan is given", "velreplay --help tells the arguments");
+    if (*result && options.result.empty())
+        throw Vel::Error("--output", "the name is empty", "name a file, or - for standard output");
+    if (*picture && options.picture.empty())
+        throw Vel::Error("--plot", "the name is empty", "name a .svg or .png file");
     options.settings = Settings(settings);
     if (isExplained) {
         Explain(options);

@@ -1,47 +1,53 @@
 // The table of all operations.
 #include "vocabulary/Vocabulary.h"
 
+#include <limits>
+
 namespace Vel {
 
 namespace {
 
 using enum ParameterKind;
 
-constexpr double aboveZero = 1e-300;
-constexpr Range notBelowLower = {.above = "lower_bound"};
-constexpr Range belowHalfTheRate = {.least = aboveZero, .below = "sample_rate", .share = 0.5};
-constexpr Range aboveCorner1 = {.least = aboveZero, .above = "corner1", .below = "sample_rate", .share = 0.5};
+constexpr Range aboveZero = {.least = std::numeric_limits<double>::min()};
+constexpr Range notNegative = {.least = 0};
+constexpr Range notBelowLower = {.notBelow = "lower_bound"};
+constexpr Range belowHalfTheRate = {.least = aboveZero.least, .belowHalf = "sample_rate"};
+constexpr Range aboveCorner1 = {.least = aboveZero.least, .above = "corner1", .belowHalf = "sample_rate"};
 
 constexpr Parameter physToFloat[] = {{"factor", Number, "result per raw unit", required, "raw value to result"},
                                      {"offset", Number, "result", 0.0, "added after the factor"}};
-constexpr Parameter mask[] = {{"mask", Mask, "bits", required, "one unbroken field of bits", {.least = 1}}};
-constexpr Parameter testMask[] = {{"mask", Sample, "bits", required, "the bits to look at"}};
-constexpr Parameter delaySeconds[] = {{"delay", Number, "s", 0.0, "how long NoValue must last"}};
-constexpr Parameter delayOfTime[] = {{"delay", Number, "unit of operand 2", 0.0, "how long NoValue must last"}};
-constexpr Parameter alarm[] = {{"sample_period", Number, "s", required, "time from row to row", {.least = 0}},
+constexpr Parameter mask[] = {
+    {"mask", Mask, "bits", required, "one unbroken field of bits", {.least = 1, .hasBitsOfType = true}}};
+constexpr Parameter testMask[] = {{"mask", Sample, "bits", required, "the bits to look at", {.excludesZero = true}}};
+constexpr Parameter delaySeconds[] = {{"delay", Number, "s", 0.0, "how long NoValue must last", notNegative}};
+constexpr Parameter delayOfTime[] = {
+    {"delay", Number, "unit of operand 2", 0.0, "how long NoValue must last", notNegative}};
+constexpr Parameter alarm[] = {{"sample_period", Number, "s", required, "time from row to row", aboveZero, true},
                                {"limit", Count, "ms", required, "how long NoValue may last"}};
 constexpr Parameter posEdge[] = {{"threshold", Sample, "operand", 0.0, "to be risen above"},
                                  {"initial_value", Sample, "operand", 0.0, "taken for the sample before the first"}};
 constexpr Parameter negEdge[] = {{"threshold", Sample, "operand", 1.0, "to be fallen below"},
                                  {"initial_value", Sample, "operand", 0.0, "taken for the sample before the first"}};
-constexpr Parameter pulse[] = {{"pulse_time", Number, "s", required, "least duration of the pulse"}};
+constexpr Parameter pulse[] = {{"pulse_time", Number, "s", required, "least duration of the pulse", notNegative}};
 constexpr Parameter monoFlop[] = {
-    {"duration", PackedSeconds, "s", required, "of the pulse", {.least = 0}},
+    {"duration", PackedSeconds, "s", required, "of the pulse", notNegative},
     {"retrigger", Flag, "true or false", omitted, "whether an edge during a pulse begins it anew"}};
 constexpr Parameter monoFlopOfTime[] = {
-    {"duration", Number, "unit of operand 2", required, "of the pulse"},
+    {"duration", Number, "unit of operand 2", required, "of the pulse", notNegative},
     {"retrigger", Flag, "true or false", omitted, "whether an edge during a pulse begins it anew"}};
-constexpr Parameter samplePeriod[] = {{"sample_period", Number, "s", required, "time from row to row", {.least = 0}}};
-constexpr Parameter hysteresis[] = {{"hysteresis", Sample, "operand", required, "width behind the limit"}};
+constexpr Parameter samplePeriod[] = {
+    {"sample_period", Number, "s", required, "time from row to row", aboveZero, true}};
+constexpr Parameter hysteresis[] = {{"hysteresis", Sample, "operand", required, "width behind the limit", notNegative}};
 constexpr Parameter hysteresisPercent[] = {
-    {"hysteresis", Sample, "%", required, "share of the distance of the limits"}};
+    {"hysteresis", Sample, "%", required, "share of the distance of the limits", {.least = 0, .most = 100}}};
 constexpr Parameter curve[] = {{"points", Curve, "[[x, y], ...]", required, "the curve, x ascending"}};
 constexpr Parameter gears[] = {
-    {"tolerance", Number, "ratio", required, "half width of the band around a ratio", {.least = 0}},
+    {"tolerance", Number, "ratio", required, "half width of the band around a ratio", aboveZero},
     {"table", GearTable, "[[ratio, gear], ...]", required, "the gears, first match wins"}};
-constexpr Parameter integral[] = {{"delta_time", Number, "s", required, "time from row to row"},
+constexpr Parameter integral[] = {{"delta_time", Number, "s", required, "time from row to row", aboveZero, true},
                                   {"initial_value", Number, "operand", omitted, "the sample before the first"}};
-constexpr Parameter upperIntegral[] = {{"delta_time", Number, "s", required, "time from row to row"}};
+constexpr Parameter upperIntegral[] = {{"delta_time", Number, "s", required, "time from row to row", aboveZero, true}};
 constexpr Parameter integralOfTime[] = {
     {"initial_value", Number, "operand 1", omitted, "the sample before the first"},
     {"initial_time", Number, "operand 2", paired, "the time of the sample before the first"}};
@@ -49,7 +55,7 @@ constexpr Parameter upperIntegralOfTime[] = {
     {"initial_time", Number, "operand 2", 0.0, "time before the first sample"}};
 constexpr Parameter oldValue[] = {{"initial_value", Sample, "operand", omitted, "the first result, else NoValue"}};
 constexpr Parameter oldValueN[] = {
-    {"depth", Count, "samples", 1.0, "how many samples ago"},
+    {"depth", Count, "samples", 1.0, "how many samples ago", {.least = 1}},
     {"initial_value", Sample, "operand", omitted, "the result until the delay has filled, else 0"}};
 constexpr Parameter extreme[] = {
     {"lower_bound", Sample, "operand", lowest, "samples below do not count"},
@@ -64,17 +70,17 @@ constexpr Parameter average[] = {
      "samples",
      omitted,
      "gaps in a row that end the mean; not NoValue-aware only",
-     {.least = 1}}};
+     {.least = 1, .isForPlainOnly = true}}};
 constexpr Parameter statistics[] = {
     {"window", Count, "samples", 0.0, "of the mean: how many of the last samples count; 0: all"},
     {"lower_bound", Sample, "operand", lowest, "samples below do not count"},
     {"upper_bound", Sample, "operand", highest, "samples above do not count", notBelowLower}};
 constexpr Parameter pass[] = {{"order", Count, "1", required, "of the filter", {.least = 1, .most = 8}},
-                              {"sample_rate", Number, "Hz", required, "rows in a second", {.least = aboveZero}},
+                              {"sample_rate", Number, "Hz", required, "rows in a second", aboveZero, true},
                               {"corner1", Number, "Hz", required, "the corner frequency", belowHalfTheRate}};
 constexpr Parameter band[] = {
     {"order", Count, "1", required, "of the filter; a band has twice as many poles", {.least = 1, .most = 8}},
-    {"sample_rate", Number, "Hz", required, "rows in a second", {.least = aboveZero}},
+    {"sample_rate", Number, "Hz", required, "rows in a second", aboveZero, true},
     {"corner1", Number, "Hz", required, "the lower corner frequency", belowHalfTheRate},
     {"corner2", Number, "Hz", required, "the upper corner frequency", aboveCorner1}};
 
@@ -82,11 +88,14 @@ constexpr Traits mathLibrary = {.usesMathLibrary = true};
 constexpr Traits division = {.divides = true};
 constexpr Traits decides = {.twin = Twin::Decides};
 constexpr Traits restarts = {.twin = Twin::Restarts};
+constexpr Traits losesTotal = {.twin = Twin::Restarts, .surprise = Surprise::LosesTotal};
+constexpr Traits losesState = {.twin = Twin::Restarts, .surprise = Surprise::LosesState};
 constexpr Traits repeats = {.twin = Twin::Repeats};
 constexpr Traits showsAnother = {.twin = Twin::ShowsAnother};
 constexpr Traits onlyAware = {.twin = Twin::OnlyAware};
+constexpr Traits writesOperand = {.twin = Twin::OnlyAware, .writesOperand = true};
 constexpr Traits onlyPlain = {.twin = Twin::OnlyPlain};
-constexpr Traits ignores = {.twin = Twin::Ignores};
+constexpr Traits makesValue = {.twin = Twin::Ignores, .surprise = Surprise::MakesValue};
 constexpr Traits clock = {.readsClock = true};
 constexpr Traits ignoresAndReadsClock = {.twin = Twin::Ignores, .readsClock = true};
 
@@ -182,24 +191,24 @@ constexpr Operation operations[] = {
     {"Count", 1, 2, "RWW", {}, "rising edges of operand 1 since the last of operand 2"},
     {"SystemTime", 1, 0, "Q R", {}, "the time now in UTC, in seconds since 2000", ignoresAndReadsClock},
     {"LocalTime", 1, 0, "Q R", {}, "the local time now, in seconds since 2000", ignoresAndReadsClock},
-    {"Hour", 1, 1, "QQ RR", {}, "the hour of a time", ignores},
-    {"Minute", 1, 1, "QQ RR", {}, "the minute of a time", ignores},
-    {"Second", 1, 1, "QQ RR", {}, "the second of a time", ignores},
+    {"Hour", 1, 1, "QQ RR", {}, "the hour of a time", makesValue},
+    {"Minute", 1, 1, "QQ RR", {}, "the minute of a time", makesValue},
+    {"Second", 1, 1, "QQ RR", {}, "the second of a time", makesValue},
     {"UpperLimit", 1, 2, "WRR", hysteresis, "whether operand 1 is above the limit operand 2, with hysteresis",
-     restarts},
+     losesState},
     {"LowerLimit", 1, 2, "WRR", hysteresis, "whether operand 1 is below the limit operand 2, with hysteresis",
-     restarts},
+     losesState},
     {"UpperLimit", 1, 3, "WRRR", hysteresisPercent, "the same with a hysteresis in percent of a band of limits",
-     restarts},
+     losesState},
     {"LowerLimit", 1, 3, "WRRR", hysteresisPercent, "the same with a hysteresis in percent of a band of limits",
-     restarts},
+     losesState},
     {"Linea", 1, 1, "RR", curve, "value of a characteristic curve, straight between its points"},
-    {"VLinea", 1, 1, "RR", curve, "the same; NoValue takes the curve at its replacement", onlyAware},
+    {"VLinea", 1, 1, "RR", curve, "the same; NoValue takes the curve at its replacement", writesOperand},
     {"Gangermittlung", 1, 3, "bWWW", gears, "the gear of a vehicle; operands: gate, divisor, dividend"},
     {"Integral", 1, 1, "RR", integral, "area of the last interval, trapezoid rule", restarts},
     {"Integral", 1, 2, "RRR", integralOfTime, "the same, over a time channel", restarts},
-    {"IntegralAdd", 1, 1, "RR", integral, "running total of the areas, trapezoid rule", restarts},
-    {"IntegralAdd", 1, 2, "RRR", integralOfTime, "the same, over a time channel", restarts},
+    {"IntegralAdd", 1, 1, "RR", integral, "running total of the areas, trapezoid rule", losesTotal},
+    {"IntegralAdd", 1, 2, "RRR", integralOfTime, "the same, over a time channel", losesTotal},
     {"UpperIntegral", 1, 1, "RR", upperIntegral, "area of the last interval, rectangle under the sample"},
     {"UpperIntegral", 1, 2, "RRR", upperIntegralOfTime, "the same, over a time channel"},
     {"Differential", 1, 1, "RR", integral, "slope of the last interval", restarts},

@@ -49,13 +49,17 @@ inline constexpr Default paired = Default::Kind::Paired;
 inline constexpr Default lowest = Default::Kind::Lowest;
 inline constexpr Default highest = Default::Kind::Highest;
 
-/// The numbers that make sense, ends included, and how they hang on parameters further up.
+/// The numbers that make sense, which may be fewer than those that the library takes, and how they hang on parameters
+/// further up.
 struct Range {
     double least = -std::numeric_limits<double>::max();
     double most = std::numeric_limits<double>::max();
-    std::string_view above = {}; ///< the parameter must not be below the one of this name
-    std::string_view below = {}; ///< the parameter must stay below a share of the one of this name:
-    double share = 1;            ///< that share
+    bool excludesZero = false;
+    bool hasBitsOfType = false;      ///< of the operand's type; a mask must not have others
+    std::string_view notBelow = {};  ///< a parameter; this one must not be below it
+    std::string_view above = {};     ///< a parameter; this one must be above it
+    std::string_view belowHalf = {}; ///< a parameter; this one must be below half of it
+    bool isForPlainOnly = false;     ///< the NoValue-aware form reads it in vain
 };
 
 struct Parameter {
@@ -65,6 +69,7 @@ struct Parameter {
     Default otherwise;
     std::string_view meaning;
     Range range = {};
+    bool isRowTime = false; ///< the time from row to row, or the number of rows in a unit of time
 };
 
 /// What the NoValue-aware form of an operation makes of an operand without sample.
@@ -77,17 +82,27 @@ enum class Twin {
     TakesForZero, ///< computes with 0 in its place
     Repeats,      ///< shows the last results of the plain form, or NoValue
     ShowsAnother, ///< shows an extreme that is no result of the plain form
-    OnlyAware,    ///< only the NoValue-aware form computes at all
+    OnlyAware,    ///< only this form computes at all
     OnlyPlain,    ///< only the plain form computes at all
+};
+
+/// What a user may not expect of the row of a missing sample, or of those behind it.
+enum class Surprise {
+    None,
+    LosesTotal, ///< the total starts again from 0
+    LosesState, ///< the result has no value until it next changes
+    MakesValue, ///< a value comes out of the missing sample
 };
 
 /// Where operations differ.
 struct Traits {
     Twin twin = Twin::Refuses;
+    Surprise surprise = Surprise::None;
     std::string_view ignoringRow = {}; ///< a type row whose two forms are the same although those of the others differ
     bool usesMathLibrary = false;      ///< the last bits of its results hang on the C library's mathematics
     bool readsClock = false;           ///< it reads the system's clock
     bool divides = false;              ///< the processor may fault on the lowest integer by -1
+    bool writesOperand = false;        ///< it puts another sample into its operand's channel
 };
 
 struct Operation {

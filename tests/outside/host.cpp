@@ -17,5 +17,9 @@ int main(int argc, char** argv) {
     if (!divide.Execute() || z.Get() != 0.75)
         return 2;
     y = 0.0;
-    return !divide.Execute() && z.Get() == 0.75 ? 0 : 3;
+    if (divide.Execute() || z.Get() != 0.75)
+        return 3;
+    x.SetNoValue(); // a NaN, even in a host that is built with fast-math
+    y = 4.0;
+    return divide.Execute() ? 4 : 0;
 }

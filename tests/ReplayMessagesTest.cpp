@@ -1,0 +1,139 @@
+// What velreplay says about recordings, plans and arguments that it cannot take.
+#include "HostFixture.h"
+
+#include <algorithm>
+
+namespace {
+
+class ReplayMessagesTest : public HostTest {
+protected:
+    /// What is said about a recording, after the first line of the message's place.
+    static std::string Said(const std::string& recording, const std::string& options = "") {
+        Write("plan.toml", dividePlan);
+        Write("rec.csv", recording);
+        EXPECT_EQ(Run("$V -q plan.toml rec.csv " + options), 1) << recording.substr(0, 100);
+        const std::string said = Read("err");
+        EXPECT_LT(said.size(), 3000u);
+        EXPECT_TRUE(std::all_of(said.begin(), said.end(), [](char c) { return c == '\n' || (c >= ' ' && c != 0x7F); }))
+            << said;
+        return said;
+    }
+    static void ExpectIn(const std::string& part, const std::string& said) {
+        EXPECT_NE(said.find(part), std::string::npos) << said;
+    }
+};
+
+TEST_F(ReplayMessagesTest, SuggestsTheSeparatorThatFits) {
+    ExpectIn("separated otherwise: --separator ';'", Said("a;b\n6;3.5\n"));
+    ExpectIn("separated otherwise: --separator ';'", Said("\"a\";\"b\"\n6;3\n")); // no CSV with commas
+    ExpectIn("separated otherwise: --decimal-comma", Said("\xEF\xBB\xBF"
+                                                          "a;b\r\n6,5;3\r\n"));
+    ExpectIn("separated otherwise: --separator tab", Said("other\ta\tb\n1\t6\t3\n"));
+    ExpectIn("leave out --decimal-comma", Said("a,b\n6,3.5\n", "--decimal-comma"));
+    ExpectIn("did you mean \"beta\"? the header has: \"a\" \"beta\"", [] {
+        Write("plan.toml", "[[inputs]]\nname = \"Beta\"\ntype = \"UInt8\"\n");
+        Run("printf 'a,beta\\n' | $V plan.toml");
+        return Read("err");
+    }());
+    std::string many = "n0";
+    for (int i = 1; i < 100000; ++i)
+        many += ",n" + std::to_string(i);
+    ExpectIn("... (100000 names)", Said(many));
+}
+
+TEST_F(ReplayMessagesTest, KnowsWhatIsNoPlainText) {
+    using namespace std::string_literals;
+    ExpectIn("compressed with gzip\n  unpack it into a pipe: zcat RECORDING | velreplay PLAN",
+             Said("\x1F\x8B\x08\x00,\x1B[31m\n"s));
+    ExpectIn("zstdcat", Said("\x28\xB5\x2F\xFD,\n"));
+    ExpectIn("xzcat", Said("\xFD\x37zXZ\0"s));
+    ExpectIn("bzcat", Said("BZh91AY&SY\x01"));
+    ExpectIn("ZIP archive or a workbook", Said("PK\x03\x04"));
+    ExpectIn("in UTF-16\n  convert it in a pipe: iconv -f UTF-16 -t UTF-8", Said("\xFF\xFE"
+                                                                                 "a\0,\0b\0\n\0"s));
+    ExpectIn("iconv -f UTF-16LE", Said("a\0,\0b\0\n\0"s));
+    ExpectIn("iconv -f UTF-16BE", Said("\0a\0,\0b\0\n"s));
+    ExpectIn("the recording is no text", Said("\x7F"
+                                              "ELF\0\0,\n"s));
+}
+
+TEST_F(ReplayMessagesTest, ShortensWhatItQuotes) {
+    const std::string cell(100000, 'x');
+    ExpectIn("\"" + cell.substr(0, 60) + "...\" is no number", Said("a,b\n1," + cell + "\n"));
+    ExpectIn("\"" + cell.substr(0, 59) + "...\" is no", Said("a,b\n1," + cell.substr(0, 59) + "\u00E4\u00E4\n"));
+    ExpectIn(R"("\x1b[31m2\x00" is no number)", Said(std::string("a,b\n1,\x1B[31m2\0\n", 15)));
+    ExpectIn("there is no channel \"b\"", Said("a," + cell + "\n"));
+    ExpectIn("a cell is longer than 16 MiB", Said("a,b\n1,\"" + std::string(std::size_t{20} << 20, 'x')));
+}
+
+TEST_F(ReplayMessagesTest, CountsAllBadCellsAndListsTwenty) {
+    std::string recording = "a,b\n";
+    for (int row = 1; row <= 50000; ++row)
+        recording += row % 1000 == 0 ? "x,y\n" : row == 49999 ? "1\n" : "1,1\n";
+    const std::string said = Said(recording);
+    ExpectIn("rec.csv:1001, column 1, channel \"a\": \"x\" is no number of the type Float64\n  correct the cell", said);
+    ExpectIn("\n  there are 101 bad cells and rows, also:\n    rec.csv:1001, column 2, channel \"b\": \"y\"", said);
+    ExpectIn("\n    rec.csv:10001, column 2, channel \"b\": \"y\" is no number of the type Float64\n    ...\n", said);
+    EXPECT_EQ(std::count(said.begin(), said.end(), 'F'), 20);
+    ExpectIn("\n  what follows could not be read: rec.csv:4: no CSV", Said("a,b\nx,1\n1,1\n1\"1,1\n"));
+    ExpectIn("rec.csv:2: more cells than", Said("a,b\n1,1,1,1\n1\n"));
+    // Lines are counted, however they end, also within cells that nobody wants.
+    ExpectIn("rec.csv:6,", Said("a,b,c\r1,1,2\r\r1,1,\"x\ry\"\rx,1,2\r"));
+    ExpectIn("rec.csv:5,", Said("a,b,\"c\r\n\"\r\n1,1,2\r\n\r\nx,1,2\r\n"));
+}
+
+TEST_F(ReplayMessagesTest, ReadsPlansFromPipesAndOnlyThoseOfAnExtent) {
+    Write("plan.toml", dividePlan);
+    Write("rec.csv", "a,b\n6,3\n");
+    EXPECT_EQ(Run("cat plan.toml | $V -q /dev/stdin rec.csv; mkfifo plan; cat plan.toml >plan & $V -q plan rec.csv"),
+              0);
+    EXPECT_EQ(Read("out"), "a,b,z\n6,3,2\na,b,z\n6,3,2\n");
+    const auto repeated = [](const std::string& text, int times) {
+        std::string whole;
+        while (times-- > 0)
+            whole += text;
+        return whole;
+    };
+    const std::string strings = "output = [\"" + repeated("a.[{", 100) + "\", '''\n" + repeated("[", 100) + "''']\n";
+    for (const std::string& deep :
+         {repeated("a.", 50000) + "a = 1", "[" + repeated("a . ", 50000) + "a]", "a = " + repeated("[", 50000),
+          "a = " + repeated("{a=", 50000), strings + repeated("a.", 50000) + "a = 1"}) {
+        Write("deep.toml", "# a\n" + deep);
+        EXPECT_EQ(Run("$V deep.toml rec.csv"), 1);
+        ExpectIn("the plan nests tables or lists too deeply", Read("err"));
+    }
+    Write("flat.toml", strings + dividePlan + "#" + repeated(".[", 100)); // none of it is nested
+    EXPECT_EQ(Run("$V flat.toml rec.csv"), 1);
+    ExpectIn("unknown channel", Read("err"));
+    EXPECT_EQ(Run("$V /dev/zero rec.csv"), 1);
+    ExpectIn("the plan is longer than 16 MiB", Read("err"));
+}
+
+TEST_F(ReplayMessagesTest, RefusesArgumentsWithARemedy) {
+    Write("plan.toml", dividePlan);
+    const auto refuse = [](const std::string& arguments, const std::string& message) {
+        EXPECT_EQ(Run("$V plan.toml " + arguments + " </dev/null"), 1) << arguments;
+        ExpectIn(message, Read("err"));
+    };
+    refuse("-o ''", "--output: the name is empty");
+    refuse("--plot ''", "--plot: the name is empty");
+    refuse("--separator e", "\"e\" cannot separate cells");
+    refuse("--operations Dvide", "did you mean Divide?");
+    refuse("--operations butterworth", "did you mean FilterButterworthLowPass, FilterButterworthHighPass, ");
+}
+
+// R writes tables whose first name is empty.
+TEST_F(ReplayMessagesTest, LosesNoColumnWhateverItsName) {
+    const std::string plan = "[[inputs]]\nname = \"\"\ntype = \"UInt8\"\n[[inputs]]\nname = \" b\"\ntype = \"UInt8\"\n"
+                             "[[inputs]]\nname = \"c,\\\"\\n\"\ntype = \"UInt8\"\n";
+    const std::string table = "\"\",\" b\",\"c,\"\"\n\"\n1,2,3\n";
+    EXPECT_EQ(Replayed(plan, table), table);
+    Write("again.csv", Read("out"));
+    EXPECT_EQ(Run("$V -q plan.toml again.csv"), 0) << Read("err");
+    EXPECT_EQ(Read("out"), table);
+    EXPECT_EQ(Replayed(plan, "," + table.substr(3)), table);
+    EXPECT_EQ(Replayed(dividePlan, "a b\n1 0\n-nan 2\n", "--separator ' ' --status"),
+              "a b z z.status\n1 0  refused\n 2  \"no value\"\n");
+}
+
+} // namespace
