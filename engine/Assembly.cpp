@@ -2,6 +2,7 @@
 
 #include "engine/Order.h"
 #include "vocabulary/Help.h"
+#include "vocabulary/Quote.h"
 
 #include <algorithm>
 #include <limits>
@@ -49,13 +50,13 @@ private:
 
     void Add(const std::string& name, const Named& named) {
         if (IsFormulaWord(name))
-            throw Error(named.place, "the name \"" + name + "\" has a meaning in formulas",
+            throw Error(named.place, "the name " + Quoted(name) + " has a meaning in formulas",
                         named.kind == Kind::Input
                             ? "choose another one; column = \"" + name + "\" says what the recording calls it"
                             : "choose another one");
         const auto [there, isNew] = names.emplace(name, named);
         if (!isNew)
-            throw Error(named.place, "the name \"" + name + "\" is taken", "by " + there->second.place);
+            throw Error(named.place, "the name " + Quoted(name) + " is taken", "by " + there->second.place);
     }
 
     void AddResults(std::size_t line) {
@@ -127,10 +128,10 @@ private:
         if (found != names.end() && found->second.kind != Kind::Setting)
             return;
         const std::string similar = SimilarTo(operand);
-        throw Error(place, "unknown channel \"" + operand + "\"",
+        throw Error(place, "unknown channel " + Quoted(operand),
                     found != names.end() ? "a setting is no channel: write a formula, or add [[constants]]"
                     : similar.empty()    ? "name an input, a constant or a computed channel"
-                                         : "did you mean \"" + similar + "\"?");
+                                         : "did you mean " + Quoted(similar) + "?");
     }
 
     char TypeOfChannel(std::string_view name) const {

@@ -11,7 +11,7 @@ namespace Vel::Engine {
 namespace {
 
 /// A text of TOML in quotes.
-std::string Quoted(std::string_view text) {
+std::string TextInQuotes(std::string_view text) {
     std::string quoted = "\"";
     for (const char character : text) {
         if (static_cast<unsigned char>(character) < ' ' || character == '\x7f') {
@@ -30,7 +30,7 @@ std::string Quoted(std::string_view text) {
 std::string List(const std::vector<std::string>& names) {
     std::string list;
     for (const std::string& name : names)
-        list += (list.empty() ? "" : ", ") + Quoted(name);
+        list += (list.empty() ? "" : ", ") + TextInQuotes(name);
     return "[" + list + "]";
 }
 
@@ -44,7 +44,7 @@ std::string Number(T number) {
             digits += ".0";
     } else if constexpr (sizeof number == sizeof(std::uint64_t) && std::is_unsigned_v<T>) {
         if (!std::in_range<std::int64_t>(number)) // which TOML does not have
-            digits = Quoted(digits);
+            digits = TextInQuotes(digits);
     }
     return digits;
 }
@@ -87,21 +87,21 @@ bool IsSame(const AnySample& a, const AnySample& b) {
 
 /// The keys that all channels have.
 std::string TypeOfChannel(const Channel& channel) {
-    std::string text = "type = " + Quoted(channel.Type().name) + "\n";
+    std::string text = "type = " + TextInQuotes(channel.Type().name) + "\n";
     if (!IsSame(channel.noValue, DefaultNoValue(channel.Type().letter)))
         text += "no_value = " + Written(channel.noValue) + "\n";
     return text;
 }
 
 std::string Explain(const InputPlan& input) {
-    std::string text = "\n[[inputs]]\nname = " + Quoted(input.channel.name) + "\n";
-    if (input.column != input.channel.name)
-        text += "column = " + Quoted(input.column) + "\n";
+    std::string text = "\n[[inputs]]\nname = " + TextInQuotes(input.channel.name) + "\n";
+    if (!input.column.empty() && input.column != input.channel.name)
+        text += "column = " + TextInQuotes(input.column) + "\n";
     return text + TypeOfChannel(input.channel);
 }
 
 std::string Explain(const ConstantPlan& constant) {
-    std::string text = "\n[[constants]]\nname = " + Quoted(constant.channel.name) + "\n";
+    std::string text = "\n[[constants]]\nname = " + TextInQuotes(constant.channel.name) + "\n";
     text += TypeOfChannel(constant.channel);
     if (!IsSame(constant.value, constant.channel.noValue))
         text += "value = " + Written(constant.value) + "\n";
@@ -113,8 +113,8 @@ std::string Explain(const ComputationPlan& plan) {
     for (const Channel& result : plan.results)
         names.push_back(result.name);
     std::string text = "\n[[channels]]\n";
-    text += names.size() == 1 ? "name = " + Quoted(names.front()) : "names = " + List(names);
-    text += "\noperation = " + Quoted(plan.operation) + "\n" + TypeOfChannel(plan.results.front());
+    text += names.size() == 1 ? "name = " + TextInQuotes(names.front()) : "names = " + List(names);
+    text += "\noperation = " + TextInQuotes(plan.operation) + "\n" + TypeOfChannel(plan.results.front());
     text += "operands = " + List(plan.operands) + "\n";
     if (!plan.noValueAware)
         text += "no_value_aware = false\n";

@@ -2,6 +2,7 @@
 
 #include "engine/Parameters.h"
 #include "vocabulary/Help.h"
+#include "vocabulary/Quote.h"
 
 #include <algorithm>
 #include <cmath>
@@ -120,9 +121,9 @@ private:
         const char type = scope.typeOf(node.name);
         if (type == openType) {
             const std::string similar = scope.similarTo(node.name);
-            text.Refuse(node.begin, "unknown channel \"" + Shortened(node.name) + "\"",
+            text.Refuse(node.begin, "unknown channel " + Quoted(node.name),
                         similar.empty() ? "name an input, a constant, a computed channel or a setting"
-                                        : "did you mean \"" + similar + "\"?");
+                                        : "did you mean " + Quoted(similar) + "?");
         }
         return {std::string(node.name), type};
     }
@@ -373,8 +374,7 @@ private:
         for (const Parameter& parameter : operation.parameters)
             known.push_back(parameter.name);
         const std::string_view similar = SimilarName(argument.name, known);
-        text.Refuse(argument.position,
-                    std::string(operation.name) + " has no parameter \"" + Shortened(argument.name) + "\"",
+        text.Refuse(argument.position, std::string(operation.name) + " has no parameter " + Quoted(argument.name),
                     similar.empty() ? "its parameters are\n" + DescribeParameters(operation) +
                                           "    no_value_aware, no_value, own_result_over_gaps: as in a block"
                                     : "did you mean \"" + std::string(similar) + "\"?");
@@ -383,8 +383,7 @@ private:
     bool Flag(const NamedArgument& argument) const {
         if (const bool* const flag = std::get_if<bool>(&argument.value))
             return *flag;
-        text.Refuse(argument.position, "\"" + std::string(argument.name) + "\" is not true or false",
-                    "write one of them");
+        text.Refuse(argument.position, Quoted(argument.name) + " is not true or false", "write one of them");
     }
 
     AnySample NoValueFrom(const NamedArgument& argument, char type) const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/FormulaSyntax.h"
+#include "vocabulary/Quote.h"
 
 #include <functional>
 #include <string>
@@ -33,7 +34,7 @@ public:
 
     const std::string& Name() const { return name; }
     /// Where a channel of this formula is, for errors.
-    std::string PlaceOf(const std::string& channel) const { return line + ": channel \"" + channel + "\""; }
+    std::string PlaceOf(const std::string& channel) const { return line + ": channel " + Quoted(channel); }
 
     /// The channels in it, each as often as it is there.
     std::vector<std::string_view> Operands() const;

@@ -1,6 +1,7 @@
 #include "engine/FormulaSyntax.h"
 
 #include "vocabulary/Help.h"
+#include "vocabulary/Quote.h"
 
 #include <algorithm>
 #include <array>
@@ -229,7 +230,7 @@ private:
 
     void Expect(std::string_view sign, const char* remedy) {
         if (!IsSign(sign))
-            formula.Refuse(token.begin, "\"" + std::string(sign) + "\" is missing here", remedy);
+            formula.Refuse(token.begin, Quoted(sign) + " is missing here", remedy);
         Advance();
     }
 
@@ -412,7 +413,7 @@ private:
         }
         if (std::holds_alternative<bool>(setting->second) ||
             std::holds_alternative<std::vector<std::array<double, 2>>>(setting->second))
-            formula.Refuse(name.begin, "the setting \"" + std::string(name.text) + "\" is no number",
+            formula.Refuse(name.begin, "the setting " + Quoted(name.text) + " is no number",
                            "flags and lists are values of parameters");
         node.kind = FormulaNode::Kind::Number;
         node.number = setting->second;
@@ -423,7 +424,7 @@ private:
         if (!FindOperations(word.text).empty())
             formula.Refuse(word.begin, std::string(word.text) + " is an operation, not a channel",
                            "write its operands: " + std::string(word.text) + "(...)");
-        formula.Refuse(word.begin, "\"" + std::string(word.text) + "\" is no operand",
+        formula.Refuse(word.begin, Quoted(word.text) + " is no operand",
                        word.text == "NoValue" ? "a [[constants]] without value is a channel that never has a sample; "
                                                 "Valid and IsNoValue tell whether there is one"
                        : FindType(word.text)  ? "a type stands behind \"as\": Cast(a) as " + std::string(word.text)
@@ -434,7 +435,7 @@ private:
         node.kind = FormulaNode::Kind::Call;
         if (FindOperations(node.name).empty()) {
             const std::string_view similar = SimilarOperation(node.name);
-            formula.Refuse(node.begin, "unknown operation \"" + Shortened(node.name) + "\"",
+            formula.Refuse(node.begin, "unknown operation " + Quoted(node.name),
                            (similar.empty() ? "" : "did you mean \"" + std::string(similar) + "\"? ") +
                                std::string("velreplay --operations lists all"));
         }
@@ -445,6 +446,9 @@ private:
                 break;
             if (token.kind == Token::Kind::End)
                 formula.Refuse(node.begin, "the brackets of this call are not closed", "add the ) that is missing");
+            if (!IsSign(",") && !node.arguments.empty())
+                formula.Refuse(token.begin, "a comma is missing before this",
+                               "the value of a parameter is one number, flag, list or setting");
             if (!IsSign(","))
                 RefuseBehindOperand();
             Advance();
@@ -491,7 +495,7 @@ private:
     void ParseNamed(FormulaNode& node, const Token& name) {
         for (const NamedArgument& other : node.arguments)
             if (other.name == name.text)
-                formula.Refuse(name.begin, "\"" + Shortened(name.text) + "\" is given twice", "keep one of them");
+                formula.Refuse(name.begin, Quoted(name.text) + " is given twice", "keep one of them");
         node.arguments.push_back({name.text, name.begin, ParseValue(name.text)});
     }
 
@@ -514,7 +518,7 @@ private:
         else if (token.kind == Token::Kind::Name || token.kind == Token::Kind::QuotedName)
             value = SettingNamed();
         else
-            formula.Refuse(token.begin, "the value of \"" + Shortened(name) + "\" is missing here",
+            formula.Refuse(token.begin, "the value of " + Quoted(name) + " is missing here",
                            "write a number, true, false, a list of pairs or the name of a setting");
         return isNegative ? OppositeOf(value, position) : value;
     }
@@ -522,7 +526,7 @@ private:
     Value SettingNamed() {
         const auto setting = settings.find(token.text);
         if (setting == settings.end())
-            formula.Refuse(token.begin, "there is no setting \"" + Shortened(token.text) + "\"",
+            formula.Refuse(token.begin, "there is no setting " + Quoted(token.text),
                            "the value of a parameter is a number, true, false, a list of pairs or a name from "
                            "[settings]");
         Advance();

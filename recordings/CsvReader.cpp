@@ -219,8 +219,11 @@ void CsvReader::OnCell(std::string_view cellText) {
             AddFault(Place(), "more cells than the header has names (" + std::to_string(columns.size()) + ")",
                      "remove a separator, or put the cell in quotes");
     } else if (columns[cell] != nullptr) {
+        const std::uint64_t faultsBefore = faultCount;
         for (Field* field = columns[cell]; field != nullptr; field = field->next)
             Store(*field, cellText);
+        if (faultCount != faultsBefore) // a number has one line
+            CountLines(cellText);
     } else {
         CountLines(cellText);
     }
@@ -280,7 +283,7 @@ void CsvReader::MatchHeader() {
 std::string CsvReader::Advice(const std::string& missing) const {
     std::vector<std::string> wanted;
     for (const Field& field : fields)
-        wanted.push_back(field.name);
+        wanted.push_back(field.column);
     return AdviceOnHeader(beginning, format, wanted, header, missing);
 }
 
@@ -321,7 +324,6 @@ void CsvReader::AddBadCell(const Field& field, std::string_view cellText, std::e
                 std::string(sampleTypes[field.samples.index()].name),
             "correct the cell, leave it empty for no sample, or give the channel another type" +
                 std::string(maybeComma ? " (--decimal-comma reads 1,5)" : ""));
-    CountLines(cellText);
 }
 
 std::string CsvReader::Place() const { return name + ":" + std::to_string(line); }

@@ -63,7 +63,7 @@ std::vector<Channel> InputsOf(const Plan& plan) {
 std::vector<std::string> ColumnsOf(const Plan& plan) {
     std::vector<std::string> columns;
     for (const InputPlan& input : plan.inputs)
-        columns.push_back(input.column);
+        columns.push_back(input.column.empty() ? input.channel.name : input.column);
     return columns;
 }
 
