@@ -22,9 +22,12 @@ test: all
 count: all
 	benchmarks/count-instructions $(BUILD)
 
-# The same against the recorded figures.
-count-check: all
-	benchmarks/count-instructions --check $(BUILD)
+# The same against the recorded figures, for g++ and for clang++.
+count-check: packages
+	for preset in release clang; do \
+	    cmake --preset $$preset && cmake --build --preset $$preset --target count_instructions && \
+	    benchmarks/count-instructions --check build/$$preset || exit 1; \
+	done
 
 # Times of one Execute beside hand-written code and other libraries.
 bench: all

@@ -142,6 +142,8 @@ void CountSignalProcessing() {
                                [](auto& operation) { operation.Initialize(1000u, 0.0); });
     CountUnary<double, double>("FilterButterworthLowPass DD, plain, order 4", false, "FilterButterworthLowPass",
                                [](auto& operation) { operation.Initialize(4u, 1000.0, 100.0); });
+    CountUnary<double, double>("FilterButterworthBandPass DD, plain, order 8", false, "FilterButterworthBandPass",
+                               [](auto& operation) { operation.Initialize(8u, 1000.0, 100.0, 200.0); });
 }
 
 /// Create and Dispose.

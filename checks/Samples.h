@@ -60,8 +60,8 @@ std::vector<T> EdgeSamples() {
                 samples.push_back(-near);
             }
         }
-        for (const T special : {infinity, std::numeric_limits<T>::quiet_NaN(), std::numeric_limits<T>::denorm_min(),
-                                std::numeric_limits<T>::max()}) {
+        for (const T special : {infinity, std::numeric_limits<T>::quiet_NaN(), std::numeric_limits<T>::signaling_NaN(),
+                                std::numeric_limits<T>::denorm_min(), std::numeric_limits<T>::max()}) {
             samples.push_back(special);
             samples.push_back(-special);
         }

@@ -11,6 +11,10 @@ target_compile_options(vel_flags INTERFACE
     -ffp-contract=off
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow
     $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
+option(VEL_PORTABLE "Leave the instructions of this processor out, so that what others compile is tested here" OFF)
+if(VEL_PORTABLE)
+    target_compile_definitions(vel_flags INTERFACE VEL_PORTABLE)
+endif()
 set(VEL_SANITIZED 0)
 if(VEL_SANITIZE)
     set(VEL_SANITIZED 1)

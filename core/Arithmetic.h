@@ -1,15 +1,24 @@
 /// Arithmetic whose outcome the operations promise to the last bit, and that plain expressions would not give: integers
-/// that wrap at the width of their type, and conversions as the 64-bit x86 instructions make them.
+/// that wrap at the width of their type, NaNs by one rule, and conversions as the 64-bit x86 instructions make them.
 #pragma once
 
 #include "core/SampleTypes.h"
 
+#include <bit>
+#include <cfloat>
+#include <cmath>
 #include <limits>
 #include <type_traits>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
+
+#if defined(__FAST_MATH__) || defined(__ASSOCIATIVE_MATH__) || defined(__NO_SIGNED_ZEROS__) ||                         \
+    defined(__RECIPROCAL_MATH__) || (defined(__FINITE_MATH_ONLY__) && __FINITE_MATH_ONLY__)
+#error "VelOperation promises its results to the last bit: it cannot be compiled with -ffast-math or a part of it"
+#endif
+static_assert(FLT_EVAL_METHOD == 0, "sums and products are rounded in their own type: compile for SSE2, not for x87");
 
 namespace Velmarosk::Operation {
 
@@ -36,33 +45,47 @@ constexpr T WrappingMultiply(T a, T b) noexcept {
     return static_cast<T>(static_cast<Wide>(a) * static_cast<Wide>(b));
 }
 
-// A sum and a product of two NaNs are the first one. Compilers hold both operations for commutative, so that it would
-// be left to chance which NaN is the first; here it is as written.
+// The NaN rule. Which NaN an operation gives is promised to the bit, as every other result is:
+//
+// 1. A calculation on numbers that has no value (infinity - infinity, 0 * infinity) gives the NaN whose sign is set and
+//    whose payload is 0.
+// 2. A calculation on NaNs gives the first of them.
+// 3. A conversion between Float32 and Float64 keeps sign and payload; where it narrows, the upper bits of the payload.
+// 4. Every NaN that comes out of 2 and 3 is quiet. A sample that is only copied stays as it is.
+//
+// The instructions of x86-64 do so, other processors differ in each point. What writes results of calculations on
+// floating samples uses the functions below in the place of operators.
 
 template <FloatSample T>
-T AddInOrder(T first, T second) noexcept {
-#if defined(__x86_64__)
-    if constexpr (std::same_as<T, Float32>)
-        asm("addss %1, %0" : "+x"(first) : "xm"(second));
-    else
-        asm("addsd %1, %0" : "+x"(first) : "xm"(second));
-    return first;
-#else
-    return first + second;
-#endif
+using FloatBits = std::conditional_t<std::same_as<T, Float32>, UInt32, UInt64>;
+template <FloatSample T>
+inline constexpr int payloadDigits = std::numeric_limits<T>::digits - 1;
+template <FloatSample T>
+inline constexpr FloatBits<T> quietBit = FloatBits<T>{1} << (payloadDigits<T> - 1);
+
+template <FloatSample T>
+T QuietNaN(T nan) noexcept {
+    return std::bit_cast<T>(std::bit_cast<FloatBits<T>>(nan) | quietBit<T>);
 }
 
+/// The value of a calculation on two operands, or the NaN that the rule asks for in its place.
 template <FloatSample T>
-T MultiplyInOrder(T first, T second) noexcept {
-#if defined(__x86_64__)
-    if constexpr (std::same_as<T, Float32>)
-        asm("mulss %1, %0" : "+x"(first) : "xm"(second));
-    else
-        asm("mulsd %1, %0" : "+x"(first) : "xm"(second));
-    return first;
-#else
-    return first * second;
-#endif
+T ByNaNRule(T value, T first, T second) noexcept {
+    if (!IsNaN(value)) [[likely]]
+        return value;
+    if (IsNaN(first))
+        return QuietNaN(first);
+    if (IsNaN(second))
+        return QuietNaN(second);
+    constexpr FloatBits<T> infinity = std::bit_cast<FloatBits<T>>(std::numeric_limits<T>::infinity());
+    constexpr FloatBits<T> sign = FloatBits<T>{1} << (std::numeric_limits<FloatBits<T>>::digits - 1);
+    return std::bit_cast<T>(sign | infinity | quietBit<T>);
+}
+
+/// std::fmod, whose NaNs hang on the C library.
+template <FloatSample T>
+T RemainderInOrder(T first, T second) noexcept {
+    return ByNaNRule(std::fmod(first, second), first, second);
 }
 
 /// Truncation toward zero. What does not fit, and a NaN, gives the most negative integer.
@@ -74,31 +97,123 @@ constexpr TInteger TruncateSafely(T value) noexcept {
     return fits ? static_cast<TInteger>(value) : std::numeric_limits<TInteger>::lowest();
 }
 
+#if defined(__x86_64__) && !defined(VEL_PORTABLE)
+
+/// Whether the division of the lowest value by -1 faults, in 32 and 64 bits. Where it does not, the quotient wraps.
+inline constexpr bool divisionFaults = true;
+
+// Compilers may swap the operands of + and *, and with them the NaNs. The asm keeps the order. Its operands are in
+// registers, since clang would write each of them to memory first if it had the choice.
+
+template <FloatSample T>
+T AddInOrder(T first, T second) noexcept {
+    if constexpr (std::same_as<T, Float32>)
+        asm("addss %1, %0" : "+x"(first) : "x"(second));
+    else
+        asm("addsd %1, %0" : "+x"(first) : "x"(second));
+    return first;
+}
+
+template <FloatSample T>
+T MultiplyInOrder(T first, T second) noexcept {
+    if constexpr (std::same_as<T, Float32>)
+        asm("mulss %1, %0" : "+x"(first) : "x"(second));
+    else
+        asm("mulsd %1, %0" : "+x"(first) : "x"(second));
+    return first;
+}
+
+template <FloatSample T>
+T SubtractInOrder(T first, T second) noexcept {
+    return first - second;
+}
+
+template <FloatSample T>
+T DivideInOrder(T first, T second) noexcept {
+    return first / second;
+}
+
+template <FloatSample T>
+T SquareRootOf(T value) noexcept {
+    return std::sqrt(value);
+}
+
+/// A floating sample in the other floating type.
+template <FloatSample TResult, FloatSample T>
+TResult ConvertFloat(T value) noexcept {
+    return static_cast<TResult>(value);
+}
+
 /// TruncateSafely in the one instruction that this processor has for it.
 template <FloatSample T>
 SInt32 TruncateToSInt32(T value) noexcept {
-#if defined(__x86_64__)
     if constexpr (std::same_as<T, Float32>)
         return _mm_cvttss_si32(_mm_set_ss(value));
     else
         return _mm_cvttsd_si32(_mm_set_sd(value));
-#else
-    return TruncateSafely<SInt32>(value);
-#endif
 }
 
 /// As TruncateToSInt32, to 64 bits.
 template <FloatSample T>
 SInt64 TruncateToSInt64(T value) noexcept {
-#if defined(__x86_64__)
     if constexpr (std::same_as<T, Float32>)
         return _mm_cvttss_si64(_mm_set_ss(value));
     else
         return _mm_cvttsd_si64(_mm_set_sd(value));
-#else
-    return TruncateSafely<SInt64>(value);
-#endif
 }
+
+#else
+
+inline constexpr bool divisionFaults = false;
+
+template <FloatSample T>
+T AddInOrder(T first, T second) noexcept {
+    return ByNaNRule(first + second, first, second);
+}
+
+template <FloatSample T>
+T MultiplyInOrder(T first, T second) noexcept {
+    return ByNaNRule(first * second, first, second);
+}
+
+template <FloatSample T>
+T SubtractInOrder(T first, T second) noexcept {
+    return ByNaNRule(first - second, first, second);
+}
+
+template <FloatSample T>
+T DivideInOrder(T first, T second) noexcept {
+    return ByNaNRule(first / second, first, second);
+}
+
+template <FloatSample T>
+T SquareRootOf(T value) noexcept {
+    return ByNaNRule(std::sqrt(value), value, value);
+}
+
+template <FloatSample TResult, FloatSample T>
+TResult ConvertFloat(T value) noexcept {
+    if (!IsNaN(value)) [[likely]]
+        return static_cast<TResult>(value);
+    const UInt64 sign = std::signbit(value) ? UInt64{1} << 63 : 0;
+    const UInt64 payload = UInt64{std::bit_cast<FloatBits<T>>(value)} << (64 - payloadDigits<T>); // at the upper end
+    const auto bits = static_cast<FloatBits<TResult>>(payload >> (64 - payloadDigits<TResult>));
+    constexpr auto infinity = std::bit_cast<FloatBits<TResult>>(std::numeric_limits<TResult>::infinity());
+    constexpr int signShift = 64 - std::numeric_limits<FloatBits<TResult>>::digits;
+    return QuietNaN(std::bit_cast<TResult>(static_cast<FloatBits<TResult>>(sign >> signShift) | infinity | bits));
+}
+
+template <FloatSample T>
+SInt32 TruncateToSInt32(T value) noexcept {
+    return TruncateSafely<SInt32>(value);
+}
+
+template <FloatSample T>
+SInt64 TruncateToSInt64(T value) noexcept {
+    return TruncateSafely<SInt64>(value);
+}
+
+#endif
 
 /// Values below 2^63, and NaNs, keep the bits of their signed truncation, so that -1.0 gives the highest value. From
 /// 2^64 up the result stands still at 2^63.
@@ -126,11 +241,14 @@ constexpr T FloatFromUInt64(UInt64 value) noexcept {
 /// their low bits then.
 template <Sample TResult, Sample TOperand>
 TResult ConvertSample(TOperand sample) noexcept {
-    if constexpr (IntegerSample<TOperand> || FloatSample<TResult>) {
-        if constexpr (FloatSample<TResult> && std::same_as<TOperand, UInt64>)
-            return FloatFromUInt64<TResult>(sample);
-        else
-            return static_cast<TResult>(sample);
+    if constexpr (std::same_as<TResult, TOperand>) {
+        return sample;
+    } else if constexpr (FloatSample<TResult> && FloatSample<TOperand>) {
+        return ConvertFloat<TResult>(sample);
+    } else if constexpr (FloatSample<TResult> && std::same_as<TOperand, UInt64>) {
+        return FloatFromUInt64<TResult>(sample);
+    } else if constexpr (IntegerSample<TOperand>) {
+        return static_cast<TResult>(sample);
     } else if constexpr (std::same_as<TResult, UInt64>) {
         return TruncateToUInt64(sample);
     } else if constexpr (SignedSample<TResult> && sizeof(TResult) <= sizeof(SInt32)) {

@@ -64,7 +64,7 @@ COperation* CreateOperation(OperationTable table, bool noValueAware, const char*
     for (std::size_t i = 0; i < signature.size(); ++i)
         locations[i] = va_arg(references, void*);
     const Maker& maker = noValueAware ? row->noValueAware : row->plain;
-    return maker.construct(::operator new(maker.size), References(locations.data()));
+    return maker.construct(::operator new(maker.size), References(locations.data(), signature));
 }
 
 } // namespace Velmarosk::Operation

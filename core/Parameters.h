@@ -1,7 +1,7 @@
 /// The parameters of one call of Initialize.
 #pragma once
 
-#include "core/SampleTypes.h"
+#include "core/Arithmetic.h"
 
 #include <bit>
 #include <cstdarg>
@@ -42,7 +42,7 @@ public:
     template <Sample T>
     T NextSample() noexcept {
         if constexpr (FloatSample<T>) {
-            return static_cast<T>(NextFloat64());
+            return ConvertSample<T>(NextFloat64());
         } else if constexpr (sizeof(T) == sizeof(UInt64)) {
             return static_cast<T>(NextUInt64());
         } else {

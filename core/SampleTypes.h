@@ -96,6 +96,12 @@ inline constexpr auto typeCodes = [] {
 
 constexpr int TypeCodeFromLetter(char letter) noexcept { return typeCodes[static_cast<unsigned char>(letter)]; }
 
+/// The bytes of a sample of the type behind a code; 0 if no operation accepts it.
+constexpr std::size_t SizeOfSample(int typeCode) noexcept {
+    constexpr std::array<std::size_t, codeText + 1> sizes{0, 1, 2, 4, 8, 1, 2, 4, 8, 4, 8, 0};
+    return sizes[static_cast<std::size_t>(typeCode)];
+}
+
 /// The letter of a sample type, in the form in which the operation table writes it.
 template <Sample T>
 inline constexpr char letterOf = [] {

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <string_view>
 
 namespace Velmarosk::Operation {
 
@@ -27,7 +28,11 @@ private:
 /// The references that a host passes at a creation, in the order of the type signature: results, then operands.
 class References {
 public:
-    explicit References(void* const* hostPointers) noexcept : locations(hostPointers) {}
+    References(void* const* hostPointers, std::string_view typeSignature) noexcept
+        : locations(hostPointers), letters(typeSignature) {}
+
+    char Letter(std::size_t index) const noexcept { return letters[index]; }
+    void* LocationAt(std::size_t index) const noexcept { return locations[index]; }
 
     template <Sample T>
     ValueRef<T> At(std::size_t index) const noexcept {
@@ -36,6 +41,7 @@ public:
 
 private:
     void* const* locations;
+    std::string_view letters;
 };
 
 /// Whether a sample is its channel's NoValue marker. Integers compare plainly. A floating marker that is a NaN stands
@@ -53,8 +59,8 @@ struct NoValueFlag {
 };
 
 /// Keeps the sample that stands in an operand's channel now as its marker; an operand without a sample gets none.
-template <Sample T>
-void CaptureNoValue(ValueRef<T> operand, NoValueFlag& flag, T& noValue) noexcept {
+template <class TReference, Sample T>
+void CaptureNoValue(TReference operand, NoValueFlag& flag, T& noValue) noexcept {
     if (!operand.HasSample())
         return;
     const T marker = operand.Read();
@@ -63,8 +69,8 @@ void CaptureNoValue(ValueRef<T> operand, NoValueFlag& flag, T& noValue) noexcept
 }
 
 /// Whether an operand's sample equals its marker, be the flag set or not; a marker that was not captured is 0.
-template <Sample T>
-bool EqualsNoValue(ValueRef<T> operand, const NoValueFlag& flag, const T& noValue) noexcept {
+template <class TReference, Sample T>
+bool EqualsNoValue(TReference operand, const NoValueFlag& flag, const T& noValue) noexcept {
     const T sample = operand.Read();
     if constexpr (FloatSample<T>) {
         if (std::islessgreater(sample, noValue)) [[likely]]
@@ -76,8 +82,8 @@ bool EqualsNoValue(ValueRef<T> operand, const NoValueFlag& flag, const T& noValu
 }
 
 /// Whether an operand holds its marker now. An operand without a marker is not read.
-template <Sample T>
-bool HoldsNoValue(ValueRef<T> operand, const NoValueFlag& flag, const T& noValue) noexcept {
+template <class TReference, Sample T>
+bool HoldsNoValue(TReference operand, const NoValueFlag& flag, const T& noValue) noexcept {
     return flag.isSet && EqualsNoValue(operand, flag, noValue);
 }
 

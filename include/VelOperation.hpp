@@ -159,18 +159,21 @@ constexpr char ParameterLetter(bool) noexcept { return 'W'; }
 constexpr char ParameterLetter(const char*) noexcept { return 'S'; }
 
 /// The form in which a parameter travels as a variable argument. Integers are widened to 64 bits, of which an operation
-/// takes the low ones that it wants.
+/// takes the low ones that it wants. Not so on a 32-bit processor, where an argument has the size of its type: there a
+/// parameter of 64 bits, such as a mask, must be given as one.
 template <Sample T>
 constexpr auto Argument(T value) noexcept {
     if constexpr (std::is_floating_point_v<T>)
         return static_cast<double>(value);
+    else if constexpr (sizeof(void*) < 8 && sizeof(T) < 8)
+        return +value;
     else if constexpr (std::is_signed_v<T>)
         return static_cast<long long>(value);
     else
         return static_cast<unsigned long long>(value);
 }
 inline double Argument(PackedFloat32 packed) noexcept { return VelPackFloat32(packed.value); }
-constexpr unsigned long long Argument(bool value) noexcept { return value ? 1 : 0; }
+constexpr auto Argument(bool value) noexcept { return Argument(value ? 1u : 0u); }
 constexpr const char* Argument(const char* text) noexcept { return text; }
 
 } // namespace Detail

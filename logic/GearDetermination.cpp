@@ -4,7 +4,7 @@ namespace Velmarosk::Operation {
 
 CGangermittlung::CGangermittlung(const References& references) noexcept
     : resultRef(references.At<SInt8>(0)),
-      operand1Ref(references.At<UInt16>(1)),
+      operand1Ref(references.LocationAt(1), references.Letter(1)),
       operand2Ref(references.At<UInt16>(2)),
       operand3Ref(references.At<UInt16>(3)),
       resultNoValue(resultRef.Read()) {

@@ -5,12 +5,32 @@
 #include "core/OperationRows.h"
 #include "logic/GearTable.h"
 
+#include <bit>
+#include <cstddef>
 #include <vector>
 
 namespace Velmarosk::Operation {
 
+/// A sample of any type as a UInt16: its low 16 bits. Of a sample of 8 bits it takes the byte behind it as well.
+class LowBitsRef {
+public:
+    LowBitsRef(void* hostPointer, char letter) noexcept : location(static_cast<UInt16**>(hostPointer)) {
+        const std::size_t size = SizeOfSample(TypeCodeFromLetter(letter));
+        if (std::endian::native == std::endian::big && size > sizeof(UInt16))
+            place = size / sizeof(UInt16) - 1;
+    }
+
+    bool HasSample() const noexcept { return *location != nullptr; }
+    UInt16 Read() const noexcept { return (*location)[place]; }
+
+private:
+    UInt16** location;
+    std::size_t place = 0;
+};
+
 /// "Gangermittlung": the gear of the first table entry from whose ratio operand 3 divided by operand 2 differs by less
-/// than the tolerance. Operand 1 is a gate: while it is 0 nothing is determined.
+/// than the tolerance. Operand 1 is a gate: while it is 0 nothing is determined. It is read as a UInt16 whatever its
+/// letter says.
 ///
 /// Parameters: the tolerance (a floating value, in the unit of the ratios), then the name of the gear table's file (a
 /// text). The letters are free. Initialize adds to the table and replaces the tolerance.
@@ -26,7 +46,7 @@ public:
 
 private:
     ValueRef<SInt8> resultRef;
-    ValueRef<UInt16> operand1Ref;
+    LowBitsRef operand1Ref;
     ValueRef<UInt16> operand2Ref;
     ValueRef<UInt16> operand3Ref;
     Float32 tolerance = 0;

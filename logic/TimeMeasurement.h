@@ -58,7 +58,7 @@ private:
             stop.WithdrawEdge();
             return;
         }
-        this->resultRef.Write(samplePeriod * sampleCount);
+        this->resultRef.Write(MultiplyInOrder(samplePeriod, sampleCount));
         running = false;
         sampleCount = 0;
     }
@@ -92,7 +92,7 @@ public:
             startTime = this->operand3Ref.Read();
         }
         if (stop.IsEdge(this->operand2Ref.Read()) && running) {
-            this->resultRef.Write(this->operand3Ref.Read() - startTime);
+            this->resultRef.Write(SubtractInOrder(this->operand3Ref.Read(), startTime));
             running = false;
         }
         return true;
@@ -127,7 +127,7 @@ public:
 
     bool Execute() override {
         sampleCount = this->operandRef.Read() != 0 ? sampleCount + 1 : 0;
-        this->resultRef.Write(FloatFromUInt64<TResult>(sampleCount) * samplePeriod);
+        this->resultRef.Write(MultiplyInOrder(FloatFromUInt64<TResult>(sampleCount), samplePeriod));
         return true;
     }
 
@@ -159,7 +159,7 @@ public:
         const bool condition = this->operand1Ref.Read() != 0;
         TResult elapsed = 0;
         if (running)
-            elapsed = this->operand2Ref.Read() - startTime;
+            elapsed = SubtractInOrder(this->operand2Ref.Read(), startTime);
         else if (condition)
             startTime = this->operand2Ref.Read();
         running = condition;

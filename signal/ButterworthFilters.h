@@ -29,7 +29,7 @@ protected:
         const auto n = static_cast<std::size_t>(coefficientCount);
         // Each history moves up by one while it is summed. The newest output is 0 until the sum is complete; its term
         // stays, since an a[0] that is no number shows in it.
-        Float64 input = this->operandRef.Read();
+        Float64 input = ConvertSample<Float64>(this->operandRef.Read());
         Float64 output = 0.0;
         if (n == 0)
             x[0] = input;
@@ -39,12 +39,12 @@ protected:
             const Float64 olderOutput = y[i];
             x[i] = input;
             y[i] = output;
-            sum = AddInOrder(sum, MultiplyInOrder(input, b[i]) - MultiplyInOrder(output, a[i]));
+            sum = AddInOrder(sum, SubtractInOrder(MultiplyInOrder(input, b[i]), MultiplyInOrder(output, a[i])));
             input = olderInput;
             output = olderOutput;
         }
         y[0] = sum;
-        this->resultRef.Write(static_cast<TResult>(sum));
+        this->resultRef.Write(ConvertSample<TResult>(sum));
         return true;
     }
 

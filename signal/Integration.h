@@ -46,7 +46,7 @@ public:
 protected:
     /// The area under the line from the previous value to x.
     TResult Trapezoid(TResult x) const noexcept {
-        return MultiplyInOrder(AddInOrder(x, oldValue) * TResult{0.5}, deltaTime);
+        return MultiplyInOrder(MultiplyInOrder(AddInOrder(x, oldValue), TResult{0.5}), deltaTime);
     }
 
     TResult oldValue = 0;
@@ -140,7 +140,7 @@ public:
             return false;
         const TResult x = this->operandRef.Read();
         if (this->hasOldValue)
-            this->resultRef.Write((x - this->oldValue) / this->deltaTime);
+            this->resultRef.Write(DivideInOrder(SubtractInOrder(x, this->oldValue), this->deltaTime));
         this->hasOldValue = true;
         this->oldValue = x;
         return true;
@@ -173,7 +173,7 @@ public:
 
 protected:
     TResult Trapezoid(TResult x, TResult t) const noexcept {
-        return MultiplyInOrder(AddInOrder(x, oldValue) * TResult{0.5}, t - oldTime);
+        return MultiplyInOrder(MultiplyInOrder(AddInOrder(x, oldValue), TResult{0.5}), SubtractInOrder(t, oldTime));
     }
 
     void Remember(TResult x, TResult t) noexcept {
@@ -249,7 +249,7 @@ public:
     bool Execute() override {
         const TResult x = this->operand1Ref.Read();
         const TResult t = this->operand2Ref.Read();
-        this->resultRef.Write(MultiplyInOrder(t - oldTime, x));
+        this->resultRef.Write(MultiplyInOrder(SubtractInOrder(t, oldTime), x));
         oldTime = t;
         return true;
     }
@@ -279,10 +279,10 @@ public:
     bool Execute() override {
         const TResult x = this->operand1Ref.Read();
         const TResult t = this->operand2Ref.Read();
-        const TResult step = t - this->oldTime;
+        const TResult step = SubtractInOrder(t, this->oldTime);
         const bool accepted = !this->hasOldValue || step > 0;
         if (this->hasOldValue && accepted)
-            this->resultRef.Write((x - this->oldValue) / step);
+            this->resultRef.Write(DivideInOrder(SubtractInOrder(x, this->oldValue), step));
         this->Remember(x, t);
         return accepted;
     }

@@ -18,7 +18,7 @@ public:
     bool HasValue() const noexcept { return count != 0; }
 
     /// Only after HasValue. Of an integer mean the fraction is cut off.
-    T Value() const noexcept { return ConvertSample<T>(sum / FloatFromUInt64<Float64>(count)); }
+    T Value() const noexcept { return ConvertSample<T>(DivideInOrder(sum, FloatFromUInt64<Float64>(count))); }
 
     void Add(T sample) {
         if (IsSliding())
@@ -40,7 +40,7 @@ public:
 
     /// Add while IsSliding, for the sample path.
     void Slide(T sample) noexcept {
-        const Float64 rest = sum - ConvertSample<Float64>(window.Oldest());
+        const Float64 rest = SubtractInOrder(sum, ConvertSample<Float64>(window.Oldest()));
         window.Replace(sample);
         sum = AddInOrder(ConvertSample<Float64>(sample), rest);
     }

@@ -26,7 +26,7 @@ struct Minus {
         if constexpr (IntegerSample<T>)
             return WrappingSubtract(a, b);
         else
-            return a - b;
+            return SubtractInOrder(a, b);
     }
 };
 
@@ -41,11 +41,16 @@ struct Multiply {
 };
 
 /// Integers of 8 and 16 bits divide in 32 bits and wrap at the end. On SInt32 and SInt64 the lowest value divided by -1
-/// is intentionally not guarded: the processor's division fault goes to the host.
+/// is not guarded: the division fault of x86 goes to the host. Other processors have none, the quotient wraps.
 struct Quotient {
     template <Sample T>
     T operator()(T a, T b) const noexcept {
-        return static_cast<T>(a / b);
+        if constexpr (FloatSample<T>)
+            return DivideInOrder(a, b);
+        else if (!divisionFaults && SignedSample<T> && b == static_cast<T>(-1))
+            return WrappingSubtract(T{0}, a);
+        else
+            return static_cast<T>(a / b);
     }
 };
 
@@ -53,10 +58,12 @@ struct Quotient {
 struct Remainder {
     template <Sample T>
     T operator()(T a, T b) const noexcept {
-        if constexpr (IntegerSample<T>)
-            return static_cast<T>(a % b);
+        if constexpr (FloatSample<T>)
+            return RemainderInOrder(a, b);
+        else if (!divisionFaults && SignedSample<T> && b == static_cast<T>(-1))
+            return 0;
         else
-            return std::fmod(a, b);
+            return static_cast<T>(a % b);
     }
 };
 
@@ -87,7 +94,7 @@ struct Power {
 struct Radius {
     template <FloatSample T>
     T operator()(T a, T b) const noexcept {
-        return std::sqrt(AddInOrder(a * a, b * b));
+        return SquareRootOf(AddInOrder(MultiplyInOrder(a, a), MultiplyInOrder(b, b)));
     }
 };
 

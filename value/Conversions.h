@@ -59,7 +59,7 @@ public:
 
     bool Execute() override {
         const auto raw = ConvertSample<Float64>(this->operandRef.Read());
-        this->resultRef.Write(static_cast<TResult>(AddInOrder(MultiplyInOrder(raw, factor), offset)));
+        this->resultRef.Write(ConvertSample<TResult>(AddInOrder(MultiplyInOrder(raw, factor), offset)));
         return true;
     }
 

@@ -78,9 +78,8 @@ struct RoundHalfUp {
 struct Negate {
     template <FloatSample T>
     T operator()(T x) const noexcept {
-        // Volatile, or else a compiler flips the sign bit, of a NaN too, where the product keeps it.
-        const volatile Float64 factor = -1.0;
-        return static_cast<T>(static_cast<Float64>(x) * factor);
+        // Not -x, which flips the sign bit of a NaN too, where the product keeps it.
+        return ConvertSample<T>(MultiplyInOrder(ConvertSample<Float64>(x), -1.0));
     }
 };
 struct AbsoluteValue {
@@ -89,8 +88,8 @@ struct AbsoluteValue {
         if constexpr (std::same_as<T, Float32>) {
             // By way of Float64, which makes a signalling NaN a quiet one. Volatile, or else a compiler may take the
             // short way.
-            const volatile auto wide = static_cast<Float64>(x);
-            return static_cast<Float32>(std::fabs(wide));
+            const volatile auto wide = ConvertSample<Float64>(x);
+            return ConvertSample<Float32>(std::fabs(wide));
         } else {
             return std::fabs(x);
         }
