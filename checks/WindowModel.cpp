@@ -122,8 +122,10 @@ public:
 
     /// Samples of a narrow type that can still become the extreme all differ.
     bool MayAllocate(SampleBits sample, bool isNoValue) const override {
-        const bool allDiffer = sizeof(T) <= 2 && this->held.size() >= std::size_t{1} << (8 * sizeof(T));
-        return !allDiffer && Holding<T>::MayAllocate(sample, isNoValue);
+        if constexpr (sizeof(T) <= sizeof(std::uint16_t))
+            if (this->held.size() >= std::size_t{1} << (8 * sizeof(T)))
+                return false;
+        return Holding<T>::MayAllocate(sample, isNoValue);
     }
 
     Answer Execute(SampleBits bits, bool isNoValue) override {

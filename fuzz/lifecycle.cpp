@@ -311,8 +311,8 @@ private:
     Subject plain;
     Subject aware;
     const std::unique_ptr<WindowModel> model; ///< of the plain form; null without a window
-    std::uint64_t samplesLeft = 1000; ///< so that no input takes long
-    std::size_t failing = 0;          ///< the allocation that fails in the next sample with as many
+    std::uint64_t samplesLeft = 1000;         ///< so that no input takes long
+    std::size_t failing = 0;                  ///< the allocation that fails in the next sample with as many
 };
 
 } // namespace
