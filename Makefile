@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count count-check bench bits coverage fuzz abi deb clean
+.PHONY: all run test lint format-check format packages count count-check records bench bits coverage fuzz abi deb clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -32,6 +32,18 @@ count-check: packages
 # Times of one Execute beside hand-written code and other libraries.
 bench: all
 	benchmarks/run-benchmarks $(BUILD)
+
+# Writes all records anew, and shows what has changed: the bits of all results, the counts, the exports.
+records: packages
+	for preset in release clang; do \
+	    cmake --preset $$preset && cmake --build --preset $$preset --target bits count_instructions && \
+	    benchmarks/count-instructions --record build/$$preset || exit 1; \
+	done
+	build/release/checks/bits >checks/bits.txt
+	checks/compare-abi --record
+	git diff --stat -- checks benchmarks
+	git diff --unified=0 -- benchmarks checks/VelOperation.abi
+	git diff --unified=0 -- checks/bits.txt | awk '/^[-+][^-+]/ { print $$1, $$2 }'
 
 # The hash of all results, by g++ and clang++ at -O0, -O2 and -O3.
 bits: packages

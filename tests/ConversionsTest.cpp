@@ -176,4 +176,23 @@ TEST(Conversions, WordsSplitIntoTheirBits) {
         }
 }
 
+TEST(Conversions, EachBitIsReadFromTheOperandAfreshThoughAResultHasReplacedIt) {
+    for (const char* name : {"Extract8Bits", "Extract16Bits"}) {
+        const Vel::Operation* const operation = Vel::FindOperations(name).front();
+        for (std::size_t shared = 0; shared < operation->results; ++shared) {
+            Subject extraction({operation, SignaturesOf(*operation).front()}, false);
+            extraction.ShareChannel(shared, operation->results);
+            extraction.Operands()[0] = 0x7FF7;
+            EXPECT_TRUE(extraction.Execute());
+            const unsigned ownBit = 0x7FF7 >> shared & 1;
+            EXPECT_EQ(extraction.Operands()[0] & 0xFF, ownBit);
+            for (std::size_t bit = 0; bit < operation->results; ++bit)
+                if (bit != shared) {
+                    EXPECT_EQ(extraction.Results()[bit], (bit < shared ? 0x7FF7u : ownBit) >> bit & 1)
+                        << name << ", result " << bit << ", with that of bit " << shared << " in the operand";
+                }
+        }
+    }
+}
+
 } // namespace
