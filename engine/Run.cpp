@@ -1,6 +1,7 @@
 #include "engine/Computation.h"
 #include "engine/Engine.h"
 #include "vocabulary/Help.h"
+#include "vocabulary/Quote.h"
 
 #include <algorithm>
 #include <deque>
@@ -37,7 +38,7 @@ public:
         for (const Channel& channel : channels)
             names.push_back(channel.name);
         const std::string_view similar = SimilarName(name, names);
-        throw Error(place, "unknown channel \"" + std::string(name) + "\"",
+        throw Error(place, "unknown channel " + Quoted(name),
                     similar.empty() ? "name an input or a computed channel above"
                                     : "did you mean \"" + std::string(similar) + "\"?");
     }
@@ -64,7 +65,8 @@ private:
         const std::size_t index = channels.size();
         channels.push_back(channel);
         if (!indices.emplace(channels.back().name, index).second)
-            throw Error(place, "the name \"" + channel.name + "\" is taken by a channel above", "choose another one");
+            throw Error(place, "the name " + Quoted(channel.name) + " is taken by a channel above",
+                        "choose another one");
         return index;
     }
 
