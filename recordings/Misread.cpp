@@ -129,7 +129,7 @@ std::string AdviceOnHeader(std::string_view beginning, CsvFormat format, std::sp
     std::string advice;
     std::vector<std::string_view> names;
     for (const std::string& known : header)
-        if (missing.size() >= leastBytes && missing.size() <= mostBytes && known.size() <= mostBytes)
+        if (missing.size() >= leastBytes && known.size() <= mostBytes)
             names.emplace_back(known);
     if (const std::string_view similar = SimilarName(missing, names); !similar.empty())
         advice = "did you mean " + Quoted(similar) + "? ";

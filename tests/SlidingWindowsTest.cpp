@@ -170,8 +170,9 @@ TEST(WindowHistories, MatchPlainContainers) {
                     histories.Reset();
                 } else if (event < 5) {
                     const std::int64_t lengths[] = {0, 1, random(8), 64, 254 + random(5), 500, 3000};
+                    const bool isLine = row.operation->name == "GetOldValueN"; // whose depth is 1 at least
                     Vel::Engine::ParametersByName parameters{
-                        {row.operation->name == "GetOldValueN" ? "depth" : "window", lengths[random(7)]}};
+                        {isLine ? "depth" : "window", std::max<std::int64_t>(lengths[random(7)], isLine ? 1 : 0)}};
                     if (row.operation->name == "Average" && random(2) == 0)
                         parameters["no_value_limit"] = std::int64_t{1 + random(3)};
                     histories.Initialize(parameters);

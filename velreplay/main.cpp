@@ -73,8 +73,7 @@ std::string SimilarOperations(const std::string& name) {
         if (std::search(operation.name.begin(), operation.name.end(), name.begin(), name.end(), isSameLetter) !=
             operation.name.end())
             similar.push_back(operation.name);
-    constexpr std::size_t longestName = 100;
-    if (similar.empty() && name.size() <= longestName && !Vel::SimilarOperation(name).empty())
+    if (similar.empty() && !Vel::SimilarOperation(name).empty())
         similar.push_back(Vel::SimilarOperation(name));
     similar.erase(std::unique(similar.begin(), similar.end()), similar.end()); // one for each number of operands
     constexpr std::size_t mostNames = 12;
