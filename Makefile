@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count count-check records bench bits coverage fuzz abi deb clean
+.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -28,6 +28,10 @@ count-check: packages
 	    cmake --preset $$preset && cmake --build --preset $$preset --target count_instructions && \
 	    benchmarks/count-instructions --check build/$$preset || exit 1; \
 	done
+
+# Instructions of plans with 100 times as many formulas.
+count-formulas: all
+	benchmarks/count-formulas $(BUILD)
 
 # Times of one Execute beside hand-written code and other libraries.
 bench: all

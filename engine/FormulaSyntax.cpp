@@ -1,5 +1,6 @@
 #include "engine/FormulaSyntax.h"
 
+#include "engine/FormulaTokens.h"
 #include "vocabulary/Help.h"
 #include "vocabulary/Quote.h"
 
@@ -15,140 +16,6 @@ namespace {
 
 constexpr std::size_t longestFormula = 65536;
 constexpr std::size_t deepestFormula = 100;
-
-bool IsDigit(char character) { return character >= '0' && character <= '9'; }
-bool IsLetter(char character) {
-    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') || character == '_';
-}
-bool IsBlank(char character) { return character == ' ' || character == '\t' || character == '\n' || character == '\r'; }
-/// Not the first byte of a character in UTF-8.
-bool IsContinuation(char character) { return (static_cast<unsigned char>(character) & 0xC0U) == 0x80U; }
-
-struct Token {
-    enum class Kind { End, Number, Name, QuotedName, Sign };
-
-    Kind kind = Kind::End;
-    std::size_t begin = 0;
-    std::size_t end = 0;
-    std::string_view text; ///< without the backticks
-};
-
-/// Characters and words that other languages have, and what to write here.
-struct Foreign {
-    std::string_view text;
-    const char* remedy;
-};
-constexpr Foreign foreignSigns[] = {
-    {"**", "write Power(a, b)"},
-    {"^", "write Power(a, b), or BitwiseXOr(a, b)"},
-    {"~", "write BitwiseNot(a)"},
-    {"<>", "write !="},
-    {"?", "write If(condition, a, b)"},
-    {"=", "write == to compare; name = value is for parameters, inside of a call"},
-    {"[", "a list is the value of a parameter, which has a name: points = [[0, 1], [2, 3]]"},
-    {"\"", "a channel stands there by its name alone, or in backticks: `Temp [V]`"},
-    {"'", "a channel stands there by its name alone, or in backticks: `Temp [V]`"},
-    {".", "a number begins with a digit; a name with a point in it stands in backticks: `a.b`"},
-    {";", "operands stand between commas"},
-    {",", "a comma stands between the operands of a call; decimals have a point: 1.5"},
-    {"\u2212", "write -"},
-    {"\u00D7", "write *"},
-    {"\u00B7", "write *"},
-    {"\u00F7", "write /"},
-    {"\u2264", "write <="},
-    {"\u2265", "write >="},
-    {"\u2260", "write !="},
-    {"#", "a comment stands outside of the quotes; a name with # in it stands in backticks"},
-};
-constexpr const char* namesInBackticks =
-    "names with other characters than letters, digits and _ stand in backticks: `Temp [V]`";
-constexpr Foreign foreignWords[] = {{"and", "write &&"}, {"or", "write ||"}, {"not", "write !"}, {"mod", "write %"}};
-
-const Foreign* FindForeign(std::string_view text) {
-    for (const Foreign& foreign : foreignSigns)
-        if (text.starts_with(foreign.text))
-            return &foreign;
-    return nullptr;
-}
-
-/// Cuts a formula into tokens.
-class Lexer {
-public:
-    explicit Lexer(const FormulaText& itsText) : formula(&itsText), text(itsText.Text()) {}
-
-    Token Next() {
-        while (position < text.size() && IsBlank(text[position]))
-            ++position;
-        const std::size_t begin = position;
-        if (begin == text.size())
-            return {Token::Kind::End, begin, begin, {}};
-        if (IsDigit(text[begin]))
-            return Take(Token::Kind::Number, EndOfNumber());
-        if (IsLetter(text[begin]))
-            return Take(Token::Kind::Name, EndOfName());
-        if (text[begin] == '`')
-            return QuotedName();
-        constexpr std::array<std::string_view, 8> pairs{"&&", "||", "==", "!=", "<=", ">=", "<<", ">>"};
-        constexpr std::string_view singles = "+-*/%<>!&|(),=[]";
-        const std::string_view rest = text.substr(begin);
-        if (rest.starts_with("**") || rest.starts_with("<>"))
-            Refuse(begin);
-        if (std::any_of(pairs.begin(), pairs.end(), [&](std::string_view pair) { return rest.starts_with(pair); }))
-            return Take(Token::Kind::Sign, begin + 2);
-        if (singles.find(text[begin]) == std::string_view::npos)
-            Refuse(begin);
-        return Take(Token::Kind::Sign, begin + 1);
-    }
-
-private:
-    Token Take(Token::Kind kind, std::size_t end) {
-        const std::size_t begin = std::exchange(position, end);
-        return {kind, begin, end, text.substr(begin, end - begin)};
-    }
-
-    std::size_t EndOfName() const {
-        std::size_t end = position;
-        while (end < text.size() && (IsLetter(text[end]) || IsDigit(text[end])))
-            ++end;
-        return end;
-    }
-
-    /// 12, 1.5, 1e-3, 0x1F, 0b101. What does not end there is refused by the one who reads the number.
-    std::size_t EndOfNumber() const {
-        std::size_t end = position;
-        while (end < text.size() && (IsLetter(text[end]) || IsDigit(text[end]) || text[end] == '.')) {
-            const bool isExponent = (text[end] == 'e' || text[end] == 'E') && !text.substr(position).starts_with("0x");
-            ++end;
-            if (isExponent && end < text.size() && (text[end] == '+' || text[end] == '-'))
-                ++end;
-        }
-        return end;
-    }
-
-    Token QuotedName() {
-        const std::size_t end = text.find('`', position + 1);
-        if (end == std::string_view::npos)
-            formula->Refuse(position, "this backtick has no partner", "close the name: `Temp [V]`");
-        Token token = Take(Token::Kind::QuotedName, end + 1);
-        token.text = token.text.substr(1, token.text.size() - 2);
-        return token;
-    }
-
-    [[noreturn]] void Refuse(std::size_t at) const {
-        std::size_t end = at + 1;
-        while (end < text.size() && IsContinuation(text[end]))
-            ++end;
-        const Foreign* const foreign = FindForeign(text.substr(at));
-        if (foreign != nullptr)
-            end = at + foreign->text.size();
-        formula->Refuse(at, "a formula has no " + Shortened(text.substr(at, end - at)),
-                        foreign != nullptr ? foreign->remedy : namesInBackticks);
-    }
-
-    const FormulaText* formula;
-    std::string_view text;
-    std::size_t position = 0;
-};
 
 struct BinaryOperator {
     enum class Group { Arithmetic, Bits, Comparison, Logic };
@@ -234,12 +101,6 @@ private:
         Advance();
     }
 
-    /// What to write in the place of this sign, if another language has it.
-    const char* RemedyForSign() const {
-        const Foreign* const foreign = FindForeign(token.text);
-        return foreign != nullptr && foreign->text == token.text ? foreign->remedy : nullptr;
-    }
-
     /// An operand has ended, and no operator follows.
     [[noreturn]] void RefuseBehindOperand() const {
         if (IsWord("as"))
@@ -252,11 +113,8 @@ private:
             remedy = namesInBackticks;
         else if (IsSign("(") && nodes.back().kind == FormulaNode::Kind::Number)
             remedy = "write * to multiply";
-        else if (const char* const foreign = RemedyForSign())
+        else if (const char* const foreign = RemedyForForeign(token.text))
             remedy = foreign;
-        for (const Foreign& foreign : foreignWords)
-            if (IsWord(foreign.text))
-                remedy = foreign.remedy;
         formula.Refuse(token.begin, "an operator is missing before this", remedy);
     }
 
@@ -379,7 +237,7 @@ private:
         case Token::Kind::End:
             break;
         }
-        const char* const remedy = RemedyForSign();
+        const char* const remedy = RemedyForForeign(first.text);
         formula.Refuse(first.begin,
                        first.kind == Token::Kind::End ? "the formula ends where an operand should follow"
                                                       : "an operand is missing before this",
@@ -594,7 +452,7 @@ private:
             formula.Refuse(read.begin, "this is no number",
                            "write 12, 1.5, 1e-3, 0x1F or 0b101; a product as 2 * a; a name that begins with a digit "
                            "stands in backticks");
-        const bool isWhole = std::all_of(digits.begin(), digits.end(), IsDigit);
+        const bool isWhole = digits.find_first_not_of("0123456789") == std::string_view::npos;
         if (isWhole && !IsExactly(number, digits))
             formula.Refuse(read.begin, "no type holds this number exactly", "write it with an exponent: 1e20");
         return number;
@@ -615,34 +473,7 @@ private:
     std::vector<FormulaNode> nodes;
 };
 
-/// The line of a formula around a position, and the caret below it.
-std::string Pointer(std::string_view text, std::size_t position) {
-    constexpr std::size_t mostAround = 50;
-    const std::size_t lineBegin = position == 0 ? 0 : text.rfind('\n', position - 1) + 1; // npos + 1 is 0
-    const std::size_t lineEnd = std::min(text.find('\n', position), text.size());
-    std::size_t begin = position - lineBegin > mostAround ? position - mostAround : lineBegin;
-    std::size_t end = lineEnd - position > mostAround ? position + mostAround : lineEnd;
-    while (begin < position && IsContinuation(text[begin]))
-        ++begin;
-    while (end < lineEnd && IsContinuation(text[end]))
-        ++end;
-    const std::string left = begin == lineBegin ? "" : "... ";
-    std::string shown = left;
-    std::string caret(left.size(), ' ');
-    for (std::size_t i = begin; i < end; ++i) {
-        shown += static_cast<unsigned char>(text[i]) < ' ' || text[i] == '\x7f' ? ' ' : text[i];
-        if (i < position && !IsContinuation(text[i]))
-            caret += ' ';
-    }
-    return "  " + shown + (end == lineEnd ? "" : " ...") + "\n    " + caret + "^";
-}
-
 } // namespace
-
-void FormulaText::Refuse(std::size_t position, const std::string& fault, const std::string& remedy) const {
-    const std::size_t end = remedy.find_last_not_of('\n') + 1; // npos + 1 is 0
-    throw Error(place, fault, Pointer(text, position) + (end == 0 ? "" : "\n  " + remedy.substr(0, end)));
-}
 
 std::vector<FormulaNode> ParseFormula(const FormulaText& text, const ParametersByName& settings) {
     return Parser(text, settings).Run();
@@ -652,17 +483,6 @@ bool IsFormulaWord(std::string_view name) {
     constexpr std::array<std::string_view, 4> words{"as", "true", "false", "NoValue"};
     return std::find(words.begin(), words.end(), name) != words.end() || FindType(name) ||
            !FindOperations(name).empty();
-}
-
-std::string Shortened(std::string_view text) {
-    constexpr std::size_t most = 40;
-    std::size_t end = std::min(text.size(), most);
-    while (end < text.size() && IsContinuation(text[end]))
-        ++end;
-    std::string shown(text.substr(0, end));
-    std::replace_if(
-        shown.begin(), shown.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, ' ');
-    return shown + (end < text.size() ? "..." : "");
 }
 
 } // namespace Vel::Engine

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "engine/Engine.h"
+#include "engine/FormulaText.h"
 #include "vocabulary/Vocabulary.h"
 
 #include <cstddef>
@@ -14,22 +15,6 @@
 #include <vector>
 
 namespace Vel::Engine {
-
-/// A formula with its place in the plan.
-class FormulaText {
-public:
-    FormulaText(std::string itsText, std::string itsPlace) : text(std::move(itsText)), place(std::move(itsPlace)) {}
-
-    std::string_view Text() const { return text; }
-    const std::string& Place() const { return place; }
-
-    /// Throws Error with the formula and a caret below one of its characters.
-    [[noreturn]] void Refuse(std::size_t position, const std::string& fault, const std::string& remedy) const;
-
-private:
-    std::string text;
-    std::string place;
-};
 
 /// A parameter, or a setting of the computation such as no_value_aware.
 struct NamedArgument {
@@ -60,8 +45,5 @@ std::vector<FormulaNode> ParseFormula(const FormulaText& text, const ParametersB
 
 /// Whether a name has a meaning of its own in formulas, so that no channel may have it.
 bool IsFormulaWord(std::string_view name);
-
-/// A piece of a formula for messages: on one line, not too long.
-std::string Shortened(std::string_view text);
 
 } // namespace Vel::Engine

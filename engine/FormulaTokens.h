@@ -1,0 +1,44 @@
+/// A formula cut into tokens.
+#pragma once
+
+#include "engine/FormulaText.h"
+
+#include <cstddef>
+#include <string_view>
+
+namespace Vel::Engine {
+
+struct Token {
+    enum class Kind { End, Number, Name, QuotedName, Sign };
+
+    Kind kind = Kind::End;
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    std::string_view text; ///< without the backticks
+};
+
+/// Reads the tokens of a formula one after the other. Throws Error for characters that no formula has.
+class Lexer {
+public:
+    explicit Lexer(const FormulaText& itsFormula) : formula(&itsFormula), text(itsFormula.Text()) {}
+
+    Token Next();
+
+private:
+    Token Take(Token::Kind kind, std::size_t end);
+    std::size_t EndOfName() const;
+    std::size_t EndOfNumber() const;
+    Token QuotedName();
+    [[noreturn]] void Refuse(std::size_t at) const;
+
+    const FormulaText* formula;
+    std::string_view text;
+    std::size_t position = 0;
+};
+
+/// What to write in the place of a sign or a word that other languages have; null for all others.
+const char* RemedyForForeign(std::string_view sign);
+
+extern const char* const namesInBackticks; ///< a remedy
+
+} // namespace Vel::Engine
