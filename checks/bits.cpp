@@ -56,8 +56,8 @@ void Run(const Row& row, bool noValueAware, Hash& hash) {
             subject.ChooseOperands(std::ref(choose));
             FakePlatform::tickCount += static_cast<std::uint32_t>(choose(300));
             hash.Add(subject.Execute());
-            for (const SampleBits result : subject.Results())
-                hash.Add(result);
+            for (std::size_t i = 0; i < subject.Results().size(); ++i)
+                hash.Add(NumberOf(subject.Results()[i], SizeOfSample(row.signature[i])));
         }
         if (life % 2 == 0)
             subject.Reset();
