@@ -49,7 +49,7 @@
 #include <stdint.h>
 #include <string.h>
 
-#if defined(__GNUC__)
+#if defined(__GNUC__) && !defined(_WIN32)
 #define VEL_API __attribute__((visibility("default")))
 #else
 #define VEL_API
