@@ -12,7 +12,7 @@ all: packages
 DRIVE := $(BUILD)/examples/drive-result
 
 run: all
-	$(BUILD)/host/velreplay examples/drive/plan.toml $(DRIVE)/recording.csv -o $(DRIVE)/result.csv --plot $(DRIVE)/drive.png
+	$(BUILD)/velreplay/velreplay examples/drive/plan.toml $(DRIVE)/recording.csv -o $(DRIVE)/result.csv --plot $(DRIVE)/drive.png
 	@echo "The result is in $(DRIVE)/result.csv, the picture in $(DRIVE)/drive.png."
 
 test: all

@@ -2,7 +2,7 @@
 /// compare with a reference.
 #pragma once
 
-#include "host/Channel.h"
+#include "vocabulary/SampleTypes.h"
 
 #include <algorithm>
 #include <bit>
@@ -13,7 +13,6 @@
 #include <cstring>
 #include <limits>
 #include <type_traits>
-#include <variant>
 #include <vector>
 
 namespace VelChecks {
@@ -51,25 +50,10 @@ bool IsNaN(T sample) {
         return false;
 }
 
-/// Calls a function with a value of the type that a letter stands for.
-template <class TFunction>
-auto WithType(char letter, TFunction function) {
-    return std::visit([&]<class T>(const Velreplay::Samples<T>&) { return function(T{}); },
-                      Velreplay::SamplesOfType(letter));
-}
-
-template <class... Ts>
-struct Types {};
-using AllSampleTypes = Types<std::uint8_t, std::uint16_t, std::uint32_t, std::uint64_t, std::int8_t, std::int16_t,
-                             std::int32_t, std::int64_t, float, double>;
-using IntegerSampleTypes = Types<std::uint8_t, std::uint16_t, std::uint32_t, std::uint64_t, std::int8_t, std::int16_t,
-                                 std::int32_t, std::int64_t>;
-
-/// Calls a function with a value of each type.
-template <class... Ts, class TFunction>
-void ForEachType(Types<Ts...>, TFunction function) {
-    (function(Ts{}), ...);
-}
+using Vel::AllSampleTypes;
+using Vel::ForEachType;
+using Vel::IntegerSampleTypes;
+using Vel::WithType;
 
 /// Both sides of every place where a conversion or a comparison may change its outcome.
 template <class T>

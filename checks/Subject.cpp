@@ -35,38 +35,44 @@ Pool MakePool(char letter) {
 
 template <std::size_t... Index>
 std::array<Pool, sizeof...(Index)> MakePools(std::index_sequence<Index...>) {
-    return {MakePool(Velreplay::typeLetters[Index])...};
+    return {MakePool(Vel::sampleTypes[Index].letter)...};
 }
 
-Velreplay::Value ChooseNumber(const Velreplay::Parameter& parameter, const Choose& choose) {
-    // What several parameters of one operation must agree on.
-    if (parameter.name == "sample_rate")
-        return 1000.0;
-    if (parameter.name == "corner1")
-        return 1.0 + static_cast<double>(choose(200));
-    if (parameter.name == "corner2")
-        return 210.0 + static_cast<double>(choose(200));
+/// What is chosen for the parameters of one operation, in their order.
+using Chosen = Vel::Engine::ParametersByName;
+
+Vel::Engine::Value ChooseNumber(const Vel::Parameter& parameter, const Chosen& before, const Choose& choose) {
+    const Vel::Range& range = parameter.range;
+    if (!range.belowHalf.empty()) { // anywhere between what it must be above and what it must be below
+        constexpr std::uint64_t steps = 200;
+        const double least = range.above.empty() ? 0 : std::get<double>(before.find(range.above)->second);
+        const double most = std::get<double>(before.find(range.belowHalf)->second) / 2;
+        return least + (most - least) * static_cast<double>(1 + choose(steps)) / (steps + 1);
+    }
     constexpr std::array numbers{1.0, 0.001, 0.1, 0.5, 3.0, 100.0, 0.0, -1.5};
     const double number = numbers[choose(numbers.size())];
-    return number < parameter.least ? std::abs(number) : number;
+    const double size = std::abs(number);
+    return number >= range.least ? number : size >= range.least ? size : 1.0;
 }
 
-Velreplay::Value ChooseCount(const Velreplay::Parameter& parameter, const Choose& choose) {
+Vel::Engine::Value ChooseCount(const Vel::Parameter& parameter, const Choose& choose) {
     constexpr std::uint64_t longest = 150; // more than a block of a window, and soon filled
-    const auto least = static_cast<std::uint64_t>(std::max(parameter.least, 0.0));
-    const auto most = parameter.most < longest ? static_cast<std::uint64_t>(parameter.most) : longest;
+    const auto least = static_cast<std::uint64_t>(std::max(parameter.range.least, 0.0));
+    const auto most = parameter.range.most < longest ? static_cast<std::uint64_t>(parameter.range.most) : longest;
     return static_cast<std::int64_t>(least + choose(most - least + 1));
 }
 
-Velreplay::Value ChooseSampleValue(const Velreplay::Parameter& parameter, char type, const Choose& choose) {
+Vel::Engine::Value ChooseSampleValue(const Vel::Parameter& parameter, char type, const Choose& choose) {
     const auto whole = static_cast<std::int64_t>(choose(usualSamples));
-    const std::int64_t value = parameter.name == "upper_bound" ? whole + 90 : whole;
+    const std::int64_t value = parameter.range.excludesZero && whole == 0 ? 1
+                               : parameter.range.notBelow.empty()         ? whole
+                                                                          : whole + 90; // well above the one before
     if (type == 'F' || type == 'D')
         return static_cast<double>(value);
     return value;
 }
 
-Velreplay::Value ChoosePairs(const Choose& choose) {
+Vel::Engine::Value ChoosePairs(const Choose& choose) {
     std::vector<std::array<double, 2>> pairs(1 + choose(20));
     double x = -3;
     for (auto& pair : pairs)
@@ -74,11 +80,11 @@ Velreplay::Value ChoosePairs(const Choose& choose) {
     return pairs;
 }
 
-Velreplay::Value ChooseValue(const Velreplay::Parameter& parameter, char type, const Choose& choose) {
-    using enum Velreplay::ParameterKind;
+Vel::Engine::Value ChooseValue(const Vel::Parameter& parameter, char type, const Chosen& before, const Choose& choose) {
+    using enum Vel::ParameterKind;
     switch (parameter.kind) {
     case Number:
-        return ChooseNumber(parameter, choose);
+        return ChooseNumber(parameter, before, choose);
     case PackedSeconds:
         return static_cast<double>(choose(usualSamples)) / 4;
     case Sample:
@@ -101,7 +107,7 @@ Velreplay::Value ChooseValue(const Velreplay::Parameter& parameter, char type, c
 /// The lowest integer by -1: the one pair of samples that hosts must keep away, since the processor faults. Narrow
 /// types are divided in 32 bits, where it is harmless.
 bool FaultsOnDivision(const Row& row, SampleBits dividend, SampleBits divisor) {
-    if (row.operation->name != "Divide" && row.operation->name != "Modulo")
+    if (!row.operation->traits.divides)
         return false;
     return WithType(row.signature.front(), [=]<class T>(T) {
         return std::is_signed_v<T> && std::is_integral_v<T> && sizeof(T) >= sizeof(int) &&
@@ -117,7 +123,7 @@ std::string Row::Title(bool noValueAware) const {
 
 std::vector<Row> AllRows() {
     std::vector<Row> rows;
-    for (const Velreplay::Operation& operation : Velreplay::AllOperations())
+    for (const Vel::Operation& operation : Vel::AllOperations())
         for (const std::string& signature : SignaturesOf(operation))
             rows.push_back({&operation, signature});
     return rows;
@@ -140,11 +146,7 @@ bool AreSame(char letter, SampleBits sample, SampleBits other) {
 }
 
 bool IsNoValue(char letter, SampleBits sample, SampleBits marker) {
-    return WithType(letter, [=]<class T>(T) {
-        Velreplay::Samples<T> channel;
-        channel.noValue = FromBits<T>(marker);
-        return channel.IsNoValue(FromBits<T>(sample));
-    });
+    return WithType(letter, [=]<class T>(T) { return Vel::IsNoValue(FromBits<T>(sample), FromBits<T>(marker)); });
 }
 
 SampleBits SampleOf(char letter, std::int64_t whole) {
@@ -152,8 +154,8 @@ SampleBits SampleOf(char letter, std::int64_t whole) {
 }
 
 SampleBits ChooseSample(char letter, const Choose& choose) {
-    static const std::array pools = MakePools(std::make_index_sequence<Velreplay::typeLetters.size()>());
-    const Pool& pool = pools[Velreplay::typeLetters.find(letter)];
+    static const std::array pools = MakePools(std::make_index_sequence<Vel::sampleTypes.size()>());
+    const Pool& pool = pools[Vel::TypeIndex(letter)];
     return choose(3) != 0 ? pool.usual[choose(pool.usual.size())] : pool.edges[choose(pool.edges.size())];
 }
 
@@ -161,32 +163,38 @@ SampleBits UsualNoValue(char letter) {
     return WithType(letter, []<class T>(T) { return BitsOf(Vel::defaultNoValue<T>); });
 }
 
-Velreplay::OrderedParameters ChooseParameters(const Row& row, const Choose& choose) {
-    Velreplay::ComputationPlan plan;
+Vel::Engine::ParametersByName ChooseParametersByName(const Row& row, const Choose& choose) {
+    Chosen chosen;
     const char type = row.signature.back();
-    for (const Velreplay::Parameter& parameter : row.operation->parameters) {
-        const bool mayMiss = parameter.otherwise != Velreplay::required && parameter.otherwise != Velreplay::paired;
+    for (const Vel::Parameter& parameter : row.operation->parameters) {
+        const Vel::Default::Kind otherwise = parameter.otherwise.kind;
+        const bool mayMiss = otherwise != Vel::Default::Kind::Required && otherwise != Vel::Default::Kind::Paired;
         if (mayMiss && choose(2) == 0)
             break; // of those that follow none can be given
-        plan.parameters.emplace(parameter.name, ChooseValue(parameter, type, choose));
+        chosen.emplace(parameter.name, ChooseValue(parameter, type, chosen, choose));
     }
-    return OrderParameters(*row.operation, type, plan);
+    return chosen;
+}
+
+Vel::Engine::OrderedParameters ChooseParameters(const Row& row, const Choose& choose) {
+    return Vel::Engine::OrderParameters(*row.operation, row.signature.back(), ChooseParametersByName(row, choose), row.signature);
 }
 
 Subject::Subject(Row itsRow, bool noValueAware, std::span<const std::optional<SampleBits>> noValues)
     : row(std::move(itsRow)) {
-    Velreplay::ArgumentList references;
+    Vel::Engine::ArgumentList references;
+    pointers.reserve(row.signature.size());
     for (std::size_t i = 0; i < row.signature.size(); ++i) {
         markers[i] = noValues.empty() ? UsualNoValue(row.signature[i]) : noValues[i];
         samples[i] = markers[i].value_or(0);
-        pointers[i] = markers[i] ? &samples[i] : nullptr;
-        references.Add(row.signature[i], static_cast<const void*>(&pointers[i]));
+        pointers.emplace_back(row.signature[i]).Aim(markers[i] ? samples[i].Address() : nullptr);
+        references.Add(row.signature[i], pointers[i].Reference());
     }
-    handle = Velreplay::CallCreate(noValueAware, std::string(row.operation->name), references);
+    handle = Vel::Engine::CallCreate(noValueAware, std::string(row.operation->name), references);
     if (handle == nullptr)
         throw std::logic_error(row.Title(noValueAware) + " does not exist");
     for (std::size_t i = 0; i < row.signature.size(); ++i)
-        pointers[i] = &samples[i];
+        pointers[i].Aim(samples[i].Address());
 }
 
 bool Subject::HasNoValue() const {

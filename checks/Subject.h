@@ -3,8 +3,8 @@
 #pragma once
 
 #include "checks/Samples.h"
-#include "host/Parameters.h"
-#include "host/Vocabulary.h"
+#include "engine/Parameters.h"
+#include "vocabulary/Vocabulary.h"
 
 #include <VelOperation.h>
 
@@ -35,7 +35,7 @@ private:
 
 /// One accepted combination of types.
 struct Row {
-    const Velreplay::Operation* operation;
+    const Vel::Operation* operation;
     std::string signature;
 
     std::string Title(bool noValueAware) const;
@@ -61,7 +61,26 @@ SampleBits ChooseSample(char letter, const Choose& choose);
 SampleBits UsualNoValue(char letter);
 
 /// Parameters that the row's operation accepts. Those that may be left out are left out at times.
-Velreplay::OrderedParameters ChooseParameters(const Row& row, const Choose& choose);
+Vel::Engine::ParametersByName ChooseParametersByName(const Row& row, const Choose& choose);
+Vel::Engine::OrderedParameters ChooseParameters(const Row& row, const Choose& choose);
+
+/// A channel's own sample, of any type: bytes, of which the library makes what their type says.
+class SampleCell {
+public:
+    SampleCell& operator=(SampleBits sample) noexcept {
+        std::memcpy(bytes.data(), &sample, sizeof sample);
+        return *this;
+    }
+    operator SampleBits() const noexcept { // NOLINT(google-explicit-constructor): it stands for its sample
+        SampleBits sample = 0;
+        std::memcpy(&sample, bytes.data(), sizeof sample);
+        return sample;
+    }
+    const void* Address() const noexcept { return bytes.data(); }
+
+private:
+    alignas(SampleBits) std::array<std::byte, sizeof(SampleBits)> bytes{};
+};
 
 /// A row's operation, created on channels that hold their NoValue, as a host creates it.
 class Subject {
@@ -73,15 +92,15 @@ public:
     ~Subject() { Dispose(handle); }
 
     VelHandle Handle() const { return handle; }
-    bool Initialize(const Velreplay::OrderedParameters& parameters) {
-        return Velreplay::CallInitialize(handle, parameters.list);
+    bool Initialize(const Vel::Engine::OrderedParameters& parameters) {
+        return Vel::Engine::CallInitialize(handle, parameters.list);
     }
     bool Execute() { return ::Execute(handle); }
     bool Reset() { return ::Reset(handle); }
     bool Terminate() { return ::Terminate(handle); }
 
-    std::span<SampleBits> Results() { return std::span(samples).first(row.operation->results); }
-    std::span<SampleBits> Operands() {
+    std::span<SampleCell> Results() { return std::span(samples).first(row.operation->results); }
+    std::span<SampleCell> Operands() {
         return std::span(samples).subspan(row.operation->results, row.operation->operands);
     }
     std::span<const std::optional<SampleBits>> ResultMarkers() const {
@@ -101,8 +120,8 @@ private:
 
     const Row row;
     std::array<std::optional<SampleBits>, mostChannels> markers{};
-    std::array<SampleBits, mostChannels> samples{};
-    std::array<void*, mostChannels> pointers{};
+    std::array<SampleCell, mostChannels> samples{};
+    std::vector<Vel::Engine::SamplePointer> pointers;
     VelHandle handle = nullptr;
 };
 

@@ -4,8 +4,6 @@
 #include "checks/FakePlatform.h"
 #include "checks/Subject.h"
 
-#include <algorithm>
-#include <array>
 #include <cinttypes>
 #include <cstdio>
 #include <string_view>
@@ -26,26 +24,6 @@ public:
 private:
     std::uint64_t value = 0xCBF29CE484222325;
 };
-
-constexpr std::array<std::string_view, 19> inexact{"Power",
-                                                   "Angle",
-                                                   "Sin",
-                                                   "Cos",
-                                                   "Tan",
-                                                   "ArcSin",
-                                                   "ArcCos",
-                                                   "ArcTan",
-                                                   "Sinh",
-                                                   "Cosh",
-                                                   "Tanh",
-                                                   "Exp",
-                                                   "Ln",
-                                                   "Log",
-                                                   "Power10",
-                                                   "FilterButterworthLowPass",
-                                                   "FilterButterworthHighPass",
-                                                   "FilterButterworthBandPass",
-                                                   "FilterButterworthBandStop"};
 
 void Run(const Row& row, bool noValueAware, Hash& hash) {
     SeededChoice choose(1);
@@ -77,11 +55,11 @@ int main() {
     Hash exact, byMathLibrary;
     for (auto row = rows.begin(); row != rows.end();) {
         Hash hash;
-        const Velreplay::Operation& operation = *row->operation;
+        const Vel::Operation& operation = *row->operation;
         for (; row != rows.end() && row->operation == &operation; ++row)
             for (const bool noValueAware : {false, true})
                 Run(*row, noValueAware, hash);
-        const bool isExact = std::find(inexact.begin(), inexact.end(), operation.name) == inexact.end();
+        const bool isExact = !operation.traits.usesMathLibrary;
         (isExact ? exact : byMathLibrary).Add(hash.Value());
         Print(hash, std::string(operation.name) + '(' + std::to_string(operation.operands) + (isExact ? ")" : ") *"));
     }

@@ -23,11 +23,7 @@ constexpr const char* unexpandedName = "Unknown or unsupported datatype for ##na
 constexpr bool IsSampleType(int code) noexcept { return code >= codeUInt8 && code <= codeFloat64; }
 constexpr bool IsFloat(int code) noexcept { return code == codeFloat32 || code == codeFloat64; }
 
-constexpr const char* TypeName(int code) noexcept {
-    constexpr std::array<const char*, 11> names{"",       "UInt8",  "UInt16", "UInt32",  "UInt64", "SInt8",
-                                                "SInt16", "SInt32", "SInt64", "Float32", "Float64"};
-    return names[static_cast<std::size_t>(code)];
-}
+constexpr const char* NameOf(int code) noexcept { return typesByCode[static_cast<std::size_t>(code)].name; }
 
 /// An operation that is tested by its name before the operand count and the types decide.
 struct NamedOperation {
@@ -107,7 +103,7 @@ Refusal ExplainBinaryBoolean(std::string_view name, int operand1, int operand2) 
     if (operand1 == operand2) {
         if (!IsSampleType(operand1))
             return {4, "Unknown or unsupported datatype for binary operation %s with boolean result"};
-        return {4, "Unknown or unsupported %s binary operation %s with boolean result", TypeName(operand1)};
+        return {4, "Unknown or unsupported %s binary operation %s with boolean result", NameOf(operand1)};
     }
     if (operand2 != codeUInt16)
         return {4, differentDatatypes};
@@ -128,7 +124,7 @@ Refusal ExplainBinaryOfBoolean(int result, int operand2) noexcept {
     if (operand2 == result) {
         if (!IsFloat(result))
             return {4, "Unknown or unsupported datatype for binary operation %s with boolean operand1"};
-        return {4, "Unknown or unsupported %s binary operation %s with boolean operand1", TypeName(result)};
+        return {4, "Unknown or unsupported %s binary operation %s with boolean operand1", NameOf(result)};
     }
     if (operand2 == codeUInt16)
         return {8, binaryDatatype};
@@ -141,7 +137,7 @@ Refusal ExplainBinary(std::string_view name, int result, int operand1, int opera
             return {4, differentDatatypes};
         if (!IsSampleType(result))
             return {4, "Unknown or unsupported datatype for binary operation"};
-        return {4, "Unknown or unsupported %s binary operation %s", TypeName(result)};
+        return {4, "Unknown or unsupported %s binary operation %s", NameOf(result)};
     }
     if (result == codeUInt16)
         return ExplainBinaryBoolean(name, operand1, operand2);

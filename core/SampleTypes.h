@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cmath>
 #include <concepts>
 #include <cstddef>
@@ -62,67 +63,53 @@ enum TypeCode : int {
     codeText = 11, ///< a known letter, accepted by no operation
 };
 
-/// The code of a type letter; only the letters of the two floating types are case insensitive.
-constexpr int TypeCodeFromLetter(char letter) noexcept {
-    switch (letter) {
-    case 'B':
-        return codeUInt8;
-    case 'W':
-        return codeUInt16;
-    case 'L':
-        return codeUInt32;
-    case 'Q':
-        return codeUInt64;
-    case 'b':
-        return codeSInt8;
-    case 'w':
-        return codeSInt16;
-    case 'l':
-        return codeSInt32;
-    case 'q':
-        return codeSInt64;
-    case 'F':
-    case 'f':
-        return codeFloat32;
-    case 'D':
-    case 'd':
-        return codeFloat64;
-    case 'S':
-    case 's':
-        return codeText;
-    default:
-        return codeUnknown;
-    }
-}
+/// Letter, name and size in bytes of a sample type.
+struct TypeEntry {
+    char letter;
+    const char* name;
+    std::size_t size;
+};
+
+/// By code; the ends, which are no sample types, have neither name nor size.
+inline constexpr std::array<TypeEntry, codeText + 1> typesByCode{{{'\0', "", 0},
+                                                                  {'B', "UInt8", 1},
+                                                                  {'W', "UInt16", 2},
+                                                                  {'L', "UInt32", 4},
+                                                                  {'Q', "UInt64", 8},
+                                                                  {'b', "SInt8", 1},
+                                                                  {'w', "SInt16", 2},
+                                                                  {'l', "SInt32", 4},
+                                                                  {'q', "SInt64", 8},
+                                                                  {'F', "Float32", 4},
+                                                                  {'D', "Float64", 8},
+                                                                  {'S', "", 0}}};
+
+/// Codes by character; only the letters of the two floating types are case insensitive.
+inline constexpr auto typeCodes = [] {
+    std::array<std::int8_t, 256> codes{};
+    for (int code = codeUInt8; code <= codeFloat64; ++code)
+        codes[static_cast<unsigned char>(typesByCode[static_cast<std::size_t>(code)].letter)] =
+            static_cast<std::int8_t>(code);
+    codes['f'] = codeFloat32;
+    codes['d'] = codeFloat64;
+    codes['S'] = codes['s'] = codeText;
+    return codes;
+}();
+
+constexpr int TypeCodeFromLetter(char letter) noexcept { return typeCodes[static_cast<unsigned char>(letter)]; }
 
 /// The bytes of a sample of the type behind a code; 0 if no operation accepts it.
 constexpr std::size_t SizeOfSample(int typeCode) noexcept {
-    constexpr std::array<std::size_t, codeText + 1> sizes{0, 1, 2, 4, 8, 1, 2, 4, 8, 4, 8, 0};
-    return sizes[static_cast<std::size_t>(typeCode)];
+    return typesByCode[static_cast<std::size_t>(typeCode)].size;
 }
 
 /// The letter of a sample type, in the form in which the operation table writes it.
 template <Sample T>
-inline constexpr char letterOf = '\0';
-template <>
-inline constexpr char letterOf<UInt8> = 'B';
-template <>
-inline constexpr char letterOf<UInt16> = 'W';
-template <>
-inline constexpr char letterOf<UInt32> = 'L';
-template <>
-inline constexpr char letterOf<UInt64> = 'Q';
-template <>
-inline constexpr char letterOf<SInt8> = 'b';
-template <>
-inline constexpr char letterOf<SInt16> = 'w';
-template <>
-inline constexpr char letterOf<SInt32> = 'l';
-template <>
-inline constexpr char letterOf<SInt64> = 'q';
-template <>
-inline constexpr char letterOf<Float32> = 'F';
-template <>
-inline constexpr char letterOf<Float64> = 'D';
+inline constexpr char letterOf = [] {
+    if constexpr (FloatSample<T>)
+        return typesByCode[sizeof(T) == sizeof(Float32) ? codeFloat32 : codeFloat64].letter;
+    else // the codes of each signedness ascend with the width: 1, 2, 4, 8 bytes
+        return typesByCode[(SignedSample<T> ? codeSInt8 : codeUInt8) + std::countr_zero(sizeof(T))].letter;
+}();
 
 } // namespace Velmarosk::Operation

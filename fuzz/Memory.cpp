@@ -10,7 +10,7 @@ using VelChecks::SampleBits;
 namespace {
 
 /// A parameter as a sample: the low bits of an integer, a double narrowed for Float32.
-SampleBits SampleFrom(char letter, const Velreplay::Argument& argument) {
+SampleBits SampleFrom(char letter, const Vel::Engine::Argument& argument) {
     SampleBits bits = 0;
     std::visit(
         [&](auto value) {
@@ -22,7 +22,7 @@ SampleBits SampleFrom(char letter, const Velreplay::Argument& argument) {
     return bits;
 }
 
-std::uint32_t CountFrom(const Velreplay::Argument& argument) { return std::get<std::uint32_t>(argument); }
+std::uint32_t CountFrom(const Vel::Engine::Argument& argument) { return std::get<std::uint32_t>(argument); }
 
 } // namespace
 
@@ -39,10 +39,10 @@ Memory::Memory(const VelChecks::Row& row) : letter(row.signature.back()) {
         kind = Kind::Mean;
     isAverage = name == "Average";
     if (kind != Kind::None) // what stands for parameters that are left out is what there is before Initialize
-        Initialize(OrderParameters(*row.operation, letter, {}).list);
+        Initialize(Vel::Engine::OrderParameters(*row.operation, letter, {}, row.signature).list);
 }
 
-void Memory::Initialize(const Velreplay::ArgumentList& parameters) {
+void Memory::Initialize(const Vel::Engine::ArgumentList& parameters) {
     const auto& values = parameters.arguments;
     switch (kind) {
     case Kind::None:
@@ -68,7 +68,7 @@ void Memory::Initialize(const Velreplay::ArgumentList& parameters) {
     }
 }
 
-void Memory::ReadBounds(const Velreplay::Argument& lower, const Velreplay::Argument& upper) {
+void Memory::ReadBounds(const Vel::Engine::Argument& lower, const Vel::Engine::Argument& upper) {
     lowerBound = SampleFrom(letter, lower);
     upperBound = SampleFrom(letter, upper);
 }

@@ -15,7 +15,7 @@ public:
     explicit Memory(const VelChecks::Row& row);
 
     bool Remembers() const { return kind != Kind::None; }
-    void Initialize(const Velreplay::ArgumentList& parameters);
+    void Initialize(const Vel::Engine::ArgumentList& parameters);
     void Reset();
 
     /// Whether a sample that has a value may need memory: if more are held with it than ever before.
@@ -31,7 +31,7 @@ private:
     Action ActionFor(VelChecks::SampleBits sample) const;
     Action ActionOfWindow() const;
     Action ActionOfMean() const;
-    void ReadBounds(const Velreplay::Argument& lower, const Velreplay::Argument& upper);
+    void ReadBounds(const Vel::Engine::Argument& lower, const Vel::Engine::Argument& upper);
     VelChecks::SampleBits Extreme() const;
 
     Kind kind = Kind::None;

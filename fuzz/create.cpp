@@ -96,7 +96,7 @@ private:
             chosen[choose(chosen.size())] = letters[choose(letters.size())];
             return chosen;
         case 3: // a row of this very name
-            if (const std::vector<const Velreplay::Operation*> same = Velreplay::FindOperations(name); !same.empty()) {
+            if (const std::vector<const Vel::Operation*> same = Vel::FindOperations(name); !same.empty()) {
                 const auto signatures = SignaturesOf(*same[choose(same.size())]);
                 return signatures[choose(signatures.size())];
             }

@@ -91,7 +91,7 @@ public:
     }
 
 private:
-    static inline const Velreplay::Operation* const operation = Velreplay::FindOperations("Gangermittlung").front();
+    static inline const Vel::Operation* const operation = Vel::FindOperations("Gangermittlung").front();
     static inline const VelChecks::Row gearRow{operation, "bWWW"};
 
     /// What numbers and records are made of, and words that look like numbers.
@@ -154,7 +154,7 @@ private:
     }
 
     void Execute() {
-        for (VelChecks::SampleBits& operand : plain.Operands())
+        for (VelChecks::SampleCell& operand : plain.Operands())
             operand = choose(4) != 0 ? choose(16) : bytes.ConsumeIntegral<std::uint16_t>();
         if (choose(8) == 0)
             plain.Operands()[0] = VelChecks::UsualNoValue('W');

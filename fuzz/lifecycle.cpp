@@ -13,45 +13,9 @@
 
 using namespace VelChecks;
 using namespace VelFuzz;
+using Vel::Twin;
 
 namespace {
-
-/// What the NoValue-aware form makes of a NoValue.
-enum class Twin {
-    Refuses,  ///< the results get their markers, the state stays: what the reference calls standard
-    Restarts, ///< the same, and the state is reset
-    Ignores,  ///< nothing: both forms are the same
-    Decides,  ///< without memory, it refuses, or computes where the NoValue does not matter
-    TakesForZero,
-    Repeats, ///< shows what the plain form showed last, or markers
-    /// Shows an extreme that is no result of the plain form: while there is a window, that from before the window.
-    ShowsAnother,
-    /// Nothing to compare: only one of the forms computes at all.
-    LivesAlone,
-};
-
-Twin TwinOf(const Row& row) {
-    const auto isOneOf = [&row](std::initializer_list<std::string_view> names) {
-        return std::ranges::find(names, row.operation->name) != names.end();
-    };
-    const std::size_t operands = row.operation->operands;
-    if (isOneOf({"Integral", "IntegralAdd", "Differential", "UpperLimit", "LowerLimit"}))
-        return Twin::Restarts;
-    if (isOneOf({"SystemTime", "LocalTime", "Hour", "Minute", "Second"}) || (isOneOf({"IsNoValue"}) && operands == 1) ||
-        (isOneOf({"Timeout"}) && row.signature == "Www"))
-        return Twin::Ignores;
-    if (isOneOf({"LogicalAnd", "LogicalOr", "If"}))
-        return Twin::Decides;
-    if (isOneOf({"StopOnlyTrigger"}))
-        return Twin::TakesForZero;
-    if (isOneOf({"StartOnlyTrigger", "Average", "Statistics"}))
-        return Twin::Repeats;
-    if (isOneOf({"Min", "Max"}) && operands == 1)
-        return Twin::ShowsAnother;
-    if (isOneOf({"Valid", "IsNoValue", "NoValueAlarm", "VLinea"}))
-        return Twin::LivesAlone;
-    return Twin::Refuses;
-}
 
 /// All rows but those of "Gangermittlung", whose table has a target of its own.
 const std::vector<Row>& Rows() {
@@ -81,7 +45,7 @@ public:
         : bytes(itsBytes),
           choose(ChoicesFrom(itsBytes)),
           row(ChooseRow(choose)),
-          twin(TwinOf(row)),
+          twin(TwinOf(*row.operation, row.signature)),
           markers(ChooseMarkers()),
           plain(row, false, markers),
           aware(row, true, markers),
@@ -140,21 +104,21 @@ private:
 
     /// Any number of parameters, of which each that the operation may read has the kind that it reads, since another
     /// kind breaks the contract of Initialize; and any values.
-    Velreplay::ArgumentList ChooseAgainstTheRules() {
+    Vel::Engine::ArgumentList ChooseAgainstTheRules() {
         const auto parameters = row.operation->parameters;
-        const bool isCurve = !parameters.empty() && parameters[0].kind == Velreplay::ParameterKind::Curve;
-        Velreplay::ArgumentList list;
+        const bool isCurve = !parameters.empty() && parameters[0].kind == Vel::ParameterKind::Curve;
+        Vel::Engine::ArgumentList list;
         for (std::uint64_t count = choose(isCurve ? 40 : parameters.size() + 3); count != 0; --count) {
             const std::size_t index = list.arguments.size();
             const char letter = choose(4) == 0 ? static_cast<char>(1 + choose(255)) : row.signature.back();
-            list.Add(letter, isCurve || index >= parameters.size() ? Argument(Velreplay::ParameterKind::Number)
+            list.Add(letter, isCurve || index >= parameters.size() ? Argument(Vel::ParameterKind::Number)
                                                                    : Argument(parameters[index].kind));
         }
         return list;
     }
 
-    Velreplay::Argument Argument(Velreplay::ParameterKind kind) {
-        using enum Velreplay::ParameterKind;
+    Vel::Engine::Argument Argument(Vel::ParameterKind kind) {
+        using enum Vel::ParameterKind;
         const char letter = row.signature.back();
         const bool isSample = kind == Sample;
         if (kind == Number || kind == PackedSeconds || (isSample && (letter == 'F' || letter == 'D')))
@@ -171,7 +135,7 @@ private:
         return chosen < special.size() ? special[chosen] : std::bit_cast<double>(bytes.ConsumeIntegral<SampleBits>());
     }
 
-    void Initialize(const Velreplay::ArgumentList& parameters) {
+    void Initialize(const Vel::Engine::ArgumentList& parameters) {
         const std::size_t lost = choose(8) == 0 ? 1 + choose(12) : 0; // or one of the call's own
         const Outcome first = Watch(lost, [&] { return CallInitialize(plain.Handle(), parameters); });
         const Outcome second = Watch(lost, [&] { return CallInitialize(aware.Handle(), parameters); });
@@ -252,7 +216,7 @@ private:
         const bool isNoValue = aware.HasNoValue();
         if (isNoValue && twin == Twin::TakesForZero)
             plain.Operands()[0] = 0;
-        if (twin == Twin::LivesAlone)
+        if (twin == Twin::OnlyAware || twin == Twin::OnlyPlain)
             ExecuteAlone();
         else if (!isNoValue || twin == Twin::Ignores || twin == Twin::TakesForZero)
             ExecuteAlike();
@@ -285,7 +249,7 @@ private:
 
     /// The form that does not compute does nothing.
     void ExecuteAlone() {
-        const bool isPlainIdle = row.operation->name != "IsNoValue";
+        const bool isPlainIdle = twin == Twin::OnlyAware;
         Subject& idle = isPlainIdle ? plain : aware;
         const std::vector<SampleBits> before(idle.Results().begin(), idle.Results().end());
         Require(!Execute(idle, false).answer && std::ranges::equal(idle.Results(), before), "is not idle");

@@ -14,28 +14,47 @@
 
 #include <array>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
 namespace Vel {
+
+/// A sample type: its letter in signatures, its name, its size in bytes.
+struct SampleType {
+    char letter;
+    std::string_view name;
+    std::size_t size;
+    bool isSigned;
+    bool isFloating;
+};
+
+/// All sample types.
+inline constexpr std::array<SampleType, 10> sampleTypes{{{'B', "UInt8", 1, false, false},
+                                                         {'W', "UInt16", 2, false, false},
+                                                         {'L', "UInt32", 4, false, false},
+                                                         {'Q', "UInt64", 8, false, false},
+                                                         {'b', "SInt8", 1, true, false},
+                                                         {'w', "SInt16", 2, true, false},
+                                                         {'l', "SInt32", 4, true, false},
+                                                         {'q', "SInt64", 8, true, false},
+                                                         {'F', "Float32", 4, true, true},
+                                                         {'D', "Float64", 8, true, true}}};
 
 namespace Detail {
 
 /// The letter of a sample type, 0 for any other type.
 template <class T>
 constexpr char Letter() noexcept {
-    if constexpr (std::same_as<T, float>)
-        return 'F';
-    else if constexpr (std::same_as<T, double>)
-        return 'D';
-    else if constexpr (std::integral<T> && !std::same_as<T, bool>) {
-        constexpr std::array<char, 9> unsignedLetters{0, 'B', 'W', 0, 'L', 0, 0, 0, 'Q'};
-        constexpr std::array<char, 9> signedLetters{0, 'b', 'w', 0, 'l', 0, 0, 0, 'q'};
-        return std::is_signed_v<T> ? signedLetters[sizeof(T)] : unsignedLetters[sizeof(T)];
-    } else
-        return 0;
+    if constexpr (std::is_arithmetic_v<T> && !std::same_as<T, bool>)
+        for (const SampleType& type : sampleTypes)
+            if (type.size == sizeof(T) && type.isSigned == std::is_signed_v<T> &&
+                type.isFloating == std::is_floating_point_v<T>)
+                return type.letter;
+    return 0;
 }
 
 } // namespace Detail

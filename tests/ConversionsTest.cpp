@@ -78,7 +78,7 @@ TEST(Conversions, CastsOfEveryPairFollowTheReference) {
 
 TEST(Conversions, TruncationsOfTheProcessorAndOfPlainCodeAgree) {
     namespace Ops = Velmarosk::Operation;
-    ForEachType(Types<float, double>(), [](auto type) {
+    ForEachType(Vel::TypeList<float, double>(), [](auto type) {
         for (const auto sample : EdgeSamples<decltype(type)>()) {
             EXPECT_EQ(Ops::TruncateToSInt32(sample), Ops::TruncateSafely<std::int32_t>(sample)) << sample;
             EXPECT_EQ(Ops::TruncateToSInt64(sample), Ops::TruncateSafely<std::int64_t>(sample)) << sample;
@@ -161,7 +161,7 @@ TEST(Conversions, FieldsThatAreOddOnPurpose) {
 TEST(Conversions, WordsSplitIntoTheirBits) {
     for (const bool noValueAware : {false, true})
         for (const char* name : {"Extract8Bits", "Extract16Bits"}) {
-            const Velreplay::Operation* const operation = Velreplay::FindOperations(name).front();
+            const Vel::Operation* const operation = Vel::FindOperations(name).front();
             const std::string signature = SignaturesOf(*operation).front();
             const auto marker = [](std::size_t i) { return 100 + static_cast<int>(i); };
             std::vector<std::optional<SampleBits>> markers;

@@ -2,9 +2,9 @@
 // said to do it does. The reference of the operations is held against velreplay's table of them, and its examples are
 // run.
 #include "checks/Subject.h"
-#include "host/Numbers.h"
-#include "host/Parameters.h"
-#include "host/Vocabulary.h"
+#include "engine/Parameters.h"
+#include "recordings/Numbers.h"
+#include "vocabulary/Help.h"
 
 #include <gtest/gtest.h>
 
@@ -26,7 +26,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using Velreplay::Operation;
+using Vel::Operation;
 
 const fs::path source = VEL_SOURCE;
 
@@ -195,7 +195,7 @@ private:
         entries.back().cells.emplace_back(line.substr(2, bar - 2), line.substr(bar + 3, line.size() - bar - 5));
     }
     void Take(const std::string& text) {
-        const auto operations = Velreplay::AllOperations();
+        const auto operations = Vel::AllOperations();
         if (text.starts_with("### "))
             entries.push_back(
                 {&operations[std::min(entries.size(), operations.size() - 1)], text.substr(4), {}, {}, {}});
@@ -213,12 +213,12 @@ const Reference& TheReference() {
 
 std::string Heading(const Operation& operation) {
     static constexpr std::array counts{"", " (one operand)", " (two operands)", " (three operands)"};
-    const bool isAlone = Velreplay::FindOperations(operation.name).size() == 1;
+    const bool isAlone = Vel::FindOperations(operation.name).size() == 1;
     return std::string(operation.name) + (isAlone ? "" : counts.at(operation.operands));
 }
 
 TEST(OperationReference, HasAnEntryForEachOperationAndFindsItInItsTable) {
-    ASSERT_EQ(TheReference().entries.size(), Velreplay::AllOperations().size());
+    ASSERT_EQ(TheReference().entries.size(), Vel::AllOperations().size());
     std::vector<std::string> table;
     for (const Entry& entry : TheReference().entries) {
         EXPECT_EQ(entry.heading, Heading(*entry.operation));
@@ -258,9 +258,10 @@ TEST(OperationReference, HasTheSignaturesAndParameters) {
 class Bench {
 public:
     Bench(const VelChecks::Row& itsRow, bool noValueAware, const std::string& noValue,
-          const Velreplay::ComputationPlan& plan)
+          const Vel::Engine::ParametersByName& parameters)
         : signature(itsRow.signature), markers(Markers(signature, noValue)), subject(itsRow, noValueAware, markers) {
-        EXPECT_TRUE(subject.Initialize(OrderParameters(*itsRow.operation, signature.back(), plan)));
+        EXPECT_TRUE(subject.Initialize(
+            Vel::Engine::OrderParameters(*itsRow.operation, signature.back(), parameters, "example")));
     }
 
     /// What the reference says of it: the results, or a word.
@@ -290,7 +291,7 @@ private:
 
     static VelChecks::SampleBits Sample(char letter, const std::string& number) {
         return VelChecks::WithType(letter, [&](auto sample) {
-            EXPECT_EQ(Velreplay::ReadNumber(number, sample), std::errc()) << number;
+            EXPECT_EQ(Vel::Recordings::ReadNumber(number, sample), std::errc()) << number;
             return VelChecks::BitsOf(sample);
         });
     }
@@ -305,8 +306,8 @@ private:
         if (VelChecks::IsNoValue(letter, sample, marker))
             return "NoValue";
         return VelChecks::WithType(letter, [=]<class T>(T) {
-            std::array<char, Velreplay::longestNumber> text{};
-            return std::string(text.data(), Velreplay::WriteNumber(text.data(), VelChecks::FromBits<T>(sample)));
+            std::array<char, Vel::Recordings::longestNumber> text{};
+            return std::string(text.data(), Vel::Recordings::WriteNumber(text.data(), VelChecks::FromBits<T>(sample)));
         });
     }
 
@@ -316,13 +317,11 @@ private:
 };
 
 /// The parameters of an example as velreplay reads them from a plan.
-Velreplay::ComputationPlan ParametersOf(const std::string& table) {
-    const TemporaryFolder folder;
-    const fs::path file = folder.path / "example.toml";
-    std::ofstream(file)
-        << "inputs = [{ name = \"x\", type = \"UInt8\" }]\n[[channels]]\nname = \"z\"\noperation = \"\"\n"
-        << "type = \"UInt8\"\nparameters = " << (table.empty() ? "{}" : table) << '\n';
-    return Velreplay::ReadPlan(file.string()).computations.at(0);
+Vel::Engine::ParametersByName ParametersOf(const std::string& table) {
+    const std::string plan = "inputs = [{ name = \"x\", type = \"UInt8\" }]\n[[channels]]\nname = \"z\"\n"
+                             "operation = \"\"\ntype = \"UInt8\"\nparameters = " +
+                             (table.empty() ? "{}" : table);
+    return Vel::Engine::ParsePlan(plan, "example").computations.at(0).parameters;
 }
 
 TEST(OperationReference, HasExamplesThatRun) {

@@ -1,7 +1,9 @@
 /// What Create accepts and how it refuses, over every name and every signature of up to three operands, against a
-/// second decision: velreplay's table of operations, and the refusals of what is left.
+/// second decision: the table of vocabulary/, and the refusals of what is left.
 
 #include "checks/Subject.h"
+
+#include "library/OperationTable.h"
 
 #include "VelOperation.h"
 
@@ -18,7 +20,12 @@
 namespace {
 
 const std::string floats = "FD";
-const std::string known = "BWLQbwlq" + floats;
+const std::string known = [] {
+    std::string all;
+    for (const Vel::SampleType& type : Vel::sampleTypes)
+        all += type.letter;
+    return all;
+}();
 const std::string letters = known + "Sx"; // a known letter without a type, and an unknown one
 
 using Combination = std::pair<std::string, std::string>;
@@ -32,11 +39,7 @@ std::set<Combination> AcceptedCombinations() {
     return accepted;
 }
 
-std::string NameOf(char letter) {
-    const std::array<const char*, 10> names{"UInt8",  "UInt16", "UInt32", "UInt64",  "SInt8",
-                                            "SInt16", "SInt32", "SInt64", "Float32", "Float64"};
-    return names[known.find(letter)];
-}
+std::string NameOf(char letter) { return std::string(Vel::TypeOf(letter).name); }
 
 bool In(char letter, const std::string& set) { return set.find(letter) != std::string::npos; }
 
@@ -195,6 +198,43 @@ TEST_F(Vocabulary, EveryNameAndSignatureIsAcceptedOrRefusedAsItMust) {
                 ASSERT_TRUE(!expected || IsCreated(!noValueAware, name, asked));
             }
         }
+    }
+}
+
+/// The letters of a row of the library, from the number that they are kept as.
+std::string LettersOf(Velmarosk::Operation::UInt64 key) {
+    constexpr auto codes = Velmarosk::Operation::codeText + 2;
+    std::string signature;
+    for (; key > 1; key /= codes) {
+        const auto code = key % codes;
+        signature.insert(signature.begin(), code < Velmarosk::Operation::codeText
+                                                ? Velmarosk::Operation::typesByCode[code].letter
+                                                : Velmarosk::Operation::anyLetter);
+    }
+    return signature;
+}
+
+TEST_F(Vocabulary, IsTheLibrarysOwnTable) {
+    std::multiset<Combination> inLibrary;
+    for (const auto topic : Velmarosk::Operation::AllOperations())
+        for (const Velmarosk::Operation::Family& family : topic())
+            for (const Velmarosk::Operation::TypeRow& row : family.rows)
+                inLibrary.emplace(family.name, LettersOf(row.key));
+    std::multiset<Combination> described;
+    for (const VelChecks::Row& row : VelChecks::AllRows())
+        described.emplace(row.operation->name, row.operation->name == "Gangermittlung" ? "b?WW" : row.signature);
+    for (const auto& [name, signature] : inLibrary)
+        EXPECT_EQ(described.count({name, signature}), 1u) << name << ' ' << signature << " is missing in vocabulary/";
+    for (const auto& [name, signature] : described)
+        EXPECT_EQ(inLibrary.count({name, signature}), 1u) << name << ' ' << signature << " is not in the library";
+}
+
+TEST_F(Vocabulary, TypesAreTheLibrarys) {
+    ASSERT_EQ(Vel::sampleTypes.size() + 2, Velmarosk::Operation::typesByCode.size());
+    for (std::size_t i = 0; i < Vel::sampleTypes.size(); ++i) {
+        EXPECT_EQ(Vel::sampleTypes[i].letter, Velmarosk::Operation::typesByCode[i + 1].letter);
+        EXPECT_EQ(Vel::sampleTypes[i].name, Velmarosk::Operation::typesByCode[i + 1].name);
+        EXPECT_EQ(Vel::sampleTypes[i].size, Velmarosk::Operation::typesByCode[i + 1].size);
     }
 }
 

@@ -1,0 +1,301 @@
+#include "engine/Computation.h"
+
+#include "engine/Parameters.h"
+#include "vocabulary/Help.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace Vel::Engine {
+
+namespace {
+
+/// The operation of a name with this number of operands, or a refusal that helps.
+const Operation& FindOperation(const ComputationPlan& plan) {
+    const auto named = FindOperations(plan.operation);
+    if (named.empty()) {
+        const std::string_view similar = SimilarOperation(plan.operation);
+        throw Error(plan.place, "unknown operation \"" + plan.operation + "\"",
+                    (similar.empty() ? "" : "did you mean \"" + std::string(similar) + "\"? ") +
+                        std::string("velreplay --operations lists all"));
+    }
+    std::string forms;
+    for (const Operation* const operation : named) {
+        if (operation->operands == plan.operands.size() && operation->results == plan.results.size())
+            return *operation;
+        forms += "\n" + Describe(*operation);
+    }
+    throw Error(plan.place,
+                plan.operation + " does not exist with " + std::to_string(plan.results.size()) + " results and " +
+                    std::to_string(plan.operands.size()) + " operands",
+                "it exists as" + forms);
+}
+
+template <Sample T>
+T* Samples(const ChannelAtWork& result) {
+    return static_cast<T*>(const_cast<void*>(result.column->first)); // a result's column is written, by us alone
+}
+
+} // namespace
+
+Computation::Computation(const ComputationPlan& plan, std::vector<ChannelAtWork> itsResults,
+                         std::vector<ChannelAtWork> itsOperands)
+    : description(&FindOperation(plan)), results(std::move(itsResults)), operands(std::move(itsOperands)) {
+    CreateOperation(plan);
+    InitializeOperation(plan);
+    WithType(results.front().channel->Type().letter, [this]<class T>(T) { ChooseLoops<T>(); });
+}
+
+/// Each channel shows its NoValue meanwhile.
+void Computation::CreateOperation(const ComputationPlan& plan) {
+    std::vector<ChannelAtWork> all = results;
+    all.insert(all.end(), operands.begin(), operands.end());
+    pointers.reserve(all.size());
+    std::vector<SampleCell> noValues;
+    noValues.reserve(all.size());
+    ArgumentList references;
+    for (const auto& [channel, column] : all) {
+        const char letter = channel->Type().letter;
+        noValues.emplace_back(channel->noValue);
+        pointers.emplace_back(letter).Aim(noValues.back().Address());
+        references.Add(letter, pointers.back().Reference());
+    }
+    if (!Accepts(*description, references.signature))
+        throw Error(plan.place, plan.operation + " does not exist on these types: " + references.signature,
+                    "it exists on (results first)" + DescribeSignatures(*description));
+    operation = OperationHandle(CallCreate(plan.noValueAware, plan.operation, references));
+    if (!operation)
+        throw Error(plan.place, "the library does not know " + plan.operation + " on " + references.signature,
+                    "use the library of the version that this program was built with");
+    last.assign(noValues.begin(), noValues.begin() + static_cast<std::ptrdiff_t>(results.size()));
+    isNoValueAware = plan.noValueAware;
+}
+
+void Computation::InitializeOperation(const ComputationPlan& plan) {
+    const char type = (operands.empty() ? results.front() : operands.back()).channel->Type().letter;
+    const OrderedParameters parameters = OrderParameters(*description, type, plan.parameters, plan.place);
+    for (const Parameter& parameter : description->parameters)
+        if (plan.noValueAware && parameter.range.isForPlainOnly && plan.parameters.contains(parameter.name))
+            throw Error(plan.place, "parameter \"" + std::string(parameter.name) + "\" has no effect here",
+                        "add: no_value_aware = false, or leave it out");
+    if (!CallInitialize(operation.Get(), parameters.list))
+        throw Error(plan.place, plan.operation + " refuses these parameters",
+                    "its parameters are\n" + DescribeParameters(*description));
+    ChooseRules(plan, parameters.list);
+}
+
+/// What the engine adds to the operation.
+void Computation::ChooseRules(const ComputationPlan& plan, const ArgumentList& parameters) {
+    const Twin twin = description->traits.twin;
+    if (twin == (plan.noValueAware ? Twin::OnlyPlain : Twin::OnlyAware))
+        throw Error(plan.place, plan.operation + " never computes in this form",
+                    plan.noValueAware ? "add: no_value_aware = false" : "leave out: no_value_aware = false");
+    const SampleType& type = results.front().channel->Type();
+    if (description->traits.writesOperand)
+        ownOperand.emplace(operands.front().channel->noValue);
+    mayFault = description->traits.divides && type.isSigned && !type.isFloating && type.size >= sizeof(int);
+    constexpr std::size_t windowPlace = 2; // behind the bounds
+    if (twin == Twin::ShowsAnother && plan.noValueAware && !plan.showsOwnResultOverGaps &&
+        std::get<std::uint32_t>(parameters.arguments.at(windowPlace)) != 0)
+        gapRule = GapRule{parameters.arguments[0], parameters.arguments[1]};
+}
+
+template <Sample T>
+void Computation::ChooseLoops() {
+    constexpr std::array<Loop, 4> plainLoops{&Computation::RunPlain<T, 0>, &Computation::RunPlain<T, 1>,
+                                             &Computation::RunPlain<T, 2>, &Computation::RunPlain<T, 3>};
+    constexpr std::array<Loop, 4> oneRowLoops{&Computation::RunOneRow<T, 0>, &Computation::RunOneRow<T, 1>,
+                                              &Computation::RunOneRow<T, 2>, &Computation::RunOneRow<T, 3>};
+    loops.fill(&Computation::RunWithStatuses<T>);
+    if (gapRule) {
+        loops[plain] = loops[oneRow] = &Computation::RunWithGapRule<T>;
+    } else if (results.size() == 1 && !mayFault && !ownOperand) {
+        loops[plain] = plainLoops.at(operands.size());
+        loops[oneRow] = oneRowLoops.at(operands.size());
+    }
+}
+
+/// One result, and nothing but the operation: the loop that costs what the operation costs.
+template <Sample T, std::size_t operandCount>
+void Computation::RunPlain(std::size_t rows) {
+    T* result = Samples<T>(results.front());
+    std::array<Column, operandCount> columns;
+    for (std::size_t i = 0; i < operandCount; ++i)
+        columns[i] = *operands[i].column;
+    SamplePointer* const pointer = pointers.data();
+    VelHandle const handle = operation.Get();
+    T before = last.front().Get<T>();
+    for (std::size_t row = 0; row < rows; ++row, ++result) {
+        *result = before;
+        pointer[0].Aim(result);
+        for (std::size_t i = 0; i < operandCount; ++i) {
+            pointer[1 + i].Aim(columns[i].first);
+            columns[i].first = columns[i].AddressAt(1);
+        }
+        Execute(handle);
+        before = *result;
+    }
+    last.front().Set(before);
+}
+
+/// The same for a block of one row, as live hosts feed it, without what a loop needs.
+template <Sample T, std::size_t operandCount>
+void Computation::RunOneRow(std::size_t /*rows*/) {
+    T* const result = Samples<T>(results.front());
+    *result = last.front().Get<T>();
+    SamplePointer* const pointer = pointers.data();
+    pointer[0].Aim(result);
+    for (std::size_t i = 0; i < operandCount; ++i)
+        pointer[1 + i].Aim(operands[i].column->first);
+    Execute(operation.Get());
+    last.front().Set(*result);
+}
+
+/// One result and one operand of its type.
+template <Sample T>
+void Computation::RunWithGapRule(std::size_t rows) {
+    T* const result = Samples<T>(results.front());
+    const Column operand = *operands.front().column;
+    const T noValue = std::get<T>(operands.front().channel->noValue);
+    T before = last.front().Get<T>();
+    for (std::size_t row = 0; row < rows; ++row) {
+        result[row] = before;
+        pointers[0].Aim(&result[row]);
+        pointers[1].Aim(operand.AddressAt(row));
+        Execute(operation.Get());
+        before = result[row];
+        const bool isMissing = IsNoValue(operand.At<T>(row), noValue);
+        if (isMissing || gapRule->isOverGap)
+            ApplyGapRule<T>(row, isMissing);
+    }
+    last.front().Set(before);
+}
+
+template <Sample T>
+void Computation::RunWithStatuses(std::size_t rows) {
+    for (std::size_t row = 0; row < rows; ++row) {
+        ExecuteWithStatus<T>(row);
+        statuses[row] = step.status;
+        if (areStatusesWanted)
+            ++totals[static_cast<std::size_t>(step.status)];
+    }
+    rowsBefore += rows;
+}
+
+/// One row: the results start as the operation's own last ones, the operation computes, and the engine's rules follow.
+/// What the next row starts from stays the operation's own result.
+template <Sample T>
+void Computation::ExecuteWithStatus(std::size_t row) {
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        T* const result = Samples<T>(results[i]) + row;
+        *result = last[i].Get<T>();
+        pointers[i].Aim(result);
+    }
+    for (std::size_t i = 0; i < operands.size(); ++i)
+        pointers[results.size() + i].Aim(operands[i].column->AddressAt(row));
+    if (ownOperand) { // which has the type of the result
+        ownOperand->Set(operands.front().column->At<T>(row));
+        pointers[results.size()].Aim(ownOperand->Address());
+    }
+    const bool isMissing = AnyOperandIsNoValue(row);
+    step = {};
+    step.wasCalled = !mayFault || (isNoValueAware && isMissing) || !WouldFault<T>(row);
+    step.answer = step.wasCalled && Execute(operation.Get());
+    for (std::size_t i = 0; i < results.size(); ++i)
+        last[i].Set(Samples<T>(results[i])[row]);
+    if (gapRule)
+        ApplyGapRule<T>(row, isMissing);
+    const T first = Samples<T>(results.front())[row];
+    const bool isNoValue = IsNoValue(first, std::get<T>(results.front().channel->noValue));
+    if (step.answer || (isNoValue && isMissing))
+        step.status = isNoValue ? Status::NoValue : Status::Computed;
+    else
+        step.status = Status::Refused;
+    if (description->traits.surprise != Surprise::None)
+        LookOut(row, isMissing);
+}
+
+/// Whether the processor faults: on the lowest integer by -1.
+template <Sample T>
+bool Computation::WouldFault(std::size_t row) const {
+    if constexpr (std::is_signed_v<T> && std::is_integral_v<T>)
+        return operands[0].column->At<T>(row) == std::numeric_limits<T>::lowest() &&
+               operands[1].column->At<T>(row) == static_cast<T>(-1);
+    return false;
+}
+
+template <Sample T>
+void Computation::ApplyGapRule(std::size_t row, bool isMissing) {
+    const T sample = operands.front().column->At<T>(row);
+    const auto bound = [](const Argument& argument) {
+        return std::visit(
+            [](auto value) {
+                if constexpr (std::is_pointer_v<decltype(value)>)
+                    return T{};
+                else
+                    return static_cast<T>(value);
+            },
+            argument);
+    };
+    const bool counts = !(sample < bound(gapRule->lowerBound)) && !(sample > bound(gapRule->upperBound));
+    if (isMissing || counts)
+        gapRule->isOverGap = isMissing;
+    step.wasRewritten = gapRule->isOverGap;
+    if (step.wasRewritten)
+        Samples<T>(results.front())[row] = std::get<T>(results.front().channel->noValue);
+}
+
+/// Counts the rows that a user may not expect: for totals the gaps, for the others each row.
+void Computation::LookOut(std::size_t row, bool isMissing) {
+    const bool hasComputed = totals[static_cast<std::size_t>(Status::Computed)] != 0;
+    bool isNow = false;
+    switch (description->traits.surprise) {
+    case Surprise::None:
+        break;
+    case Surprise::LosesTotal:
+        isNow = isMissing && hasComputed;
+        break;
+    case Surprise::LosesState:
+        isNow = !isMissing && hasComputed && step.status == Status::NoValue;
+        break;
+    case Surprise::MakesValue:
+        isNow = isMissing && step.status == Status::Computed;
+        break;
+    }
+    const bool isRepeated = isSurprised && description->traits.surprise == Surprise::LosesTotal;
+    isSurprised = isNow;
+    if (!isNow || isRepeated)
+        return;
+    if (surprises++ == 0)
+        firstSurprise = rowsBefore + row + 1;
+}
+
+std::optional<Warning> Computation::FindWarning() const {
+    const std::string& name = results.front().channel->name;
+    const std::string operationName(description->name);
+    if (description->traits.readsClock)
+        return Warning{name, operationName + " reads the clock of this machine, not the time of the recording", 0, 0};
+    if (surprises == 0)
+        return std::nullopt;
+    switch (description->traits.surprise) {
+    case Surprise::None:
+        break;
+    case Surprise::LosesTotal:
+        return Warning{name, "the total starts again from 0 behind a missing sample", firstSurprise, surprises};
+    case Surprise::LosesState:
+        return Warning{name, "no value behind a missing sample, until the state next changes", firstSurprise,
+                       surprises};
+    case Surprise::MakesValue:
+        return Warning{name, "a value is made of a missing sample", firstSurprise, surprises};
+    }
+    return std::nullopt;
+}
+
+bool Computation::AnyOperandIsNoValue(std::size_t row) const {
+    return std::any_of(operands.begin(), operands.end(), [row](const ChannelAtWork& operand) {
+        return std::visit([&]<class T>(T noValue) { return IsNoValue(operand.column->At<T>(row), noValue); },
+                          operand.channel->noValue);
+    });
+}
+
+} // namespace Vel::Engine

@@ -1,0 +1,275 @@
+#include "engine/Engine.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <utility>
+
+#include <toml++/toml.h>
+
+namespace Vel::Engine {
+
+/// What sections point into.
+struct PlanText {
+    std::string name;
+    toml::table table;
+};
+
+namespace {
+
+constexpr const char* quotesHint = "whole numbers from 2^63 on stand in quotes, others do not";
+constexpr std::array<std::string_view, 2> tablesOfHosts{"plot", "recording"};
+
+std::string Quoted(std::string_view text) { return '"' + std::string(text) + '"'; }
+
+/// A section with its nodes.
+class Reader : public Section {
+public:
+    explicit Reader(const Section& section) : Section(section) {}
+    Reader(const Section& section, std::initializer_list<std::string_view> keys) : Section(section) { Allow(keys); }
+
+    const toml::table& Table() const { return *static_cast<const toml::table*>(table); }
+    const toml::node* Find(std::string_view key) const { return Table().get(key); }
+    std::string PlaceOf(const toml::node& node) const {
+        return text->name + ":" + std::to_string(node.source().begin.line);
+    }
+    Section Inner(const toml::node& node) const { return {text, node.as_table()}; }
+
+    template <class T>
+    std::optional<T> Get(std::string_view key, const char* expected) const {
+        const toml::node* const node = Find(key);
+        if (node == nullptr)
+            return std::nullopt;
+        const auto value = node->value_exact<T>();
+        if (!value)
+            throw Error(PlaceOf(*node), Quoted(key) + " is not " + expected);
+        return *value;
+    }
+    const toml::array& Array(std::string_view key) const {
+        static const toml::array none;
+        const toml::node* const node = Find(key);
+        if (node == nullptr)
+            return none;
+        if (!node->is_array())
+            throw Error(PlaceOf(*node), Quoted(key) + " is not a list");
+        return *node->as_array();
+    }
+    const toml::table* TableAt(std::string_view key, const char* remedy) const {
+        const toml::node* const node = Find(key);
+        if (node == nullptr)
+            return nullptr;
+        if (!node->is_table())
+            throw Error(PlaceOf(*node), Quoted(key) + " is not a table", remedy);
+        return node->as_table();
+    }
+};
+
+/// A whole number in quotes, decimal or, after 0x, hexadecimal.
+std::optional<std::uint64_t> QuotedWhole(const toml::node& node) {
+    std::string_view text = node.value_exact<std::string_view>().value_or("");
+    const bool isHexadecimal = text.starts_with("0x");
+    if (isHexadecimal)
+        text.remove_prefix(2);
+    std::uint64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number, isHexadecimal ? 16 : 10);
+    return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+}
+
+/// A number of the plan as a sample; nothing if it is none of the type.
+template <Sample T>
+std::optional<AnySample> ReadSample(const toml::node& node) {
+    if constexpr (std::is_floating_point_v<T>) {
+        const auto number = node.value<double>();
+        return node.is_number() && number ? std::optional(AnySample(static_cast<T>(*number))) : std::nullopt;
+    } else {
+        if (const auto quoted = QuotedWhole(node))
+            return std::in_range<T>(*quoted) ? std::optional(AnySample(static_cast<T>(*quoted))) : std::nullopt;
+        const auto number = node.value_exact<std::int64_t>();
+        return number && std::in_range<T>(*number) ? std::optional(AnySample(static_cast<T>(*number))) : std::nullopt;
+    }
+}
+
+/// The sample that a key says; `otherwise`, which has the wanted type, if the key is not there.
+AnySample ReadSample(const Reader& section, std::string_view key, const AnySample& otherwise) {
+    const toml::node* const node = section.Find(key);
+    if (node == nullptr)
+        return otherwise;
+    if (const auto sample = std::visit([&]<class T>(T) { return ReadSample<T>(*node); }, otherwise))
+        return *sample;
+    throw Error(section.PlaceOf(*node),
+                Quoted(key) + " is no number of the type " + std::string(sampleTypes[otherwise.index()].name),
+                quotesHint);
+}
+
+Channel ReadChannel(const Reader& section, const std::string& name) {
+    const std::string typeName = section.NeededText("type");
+    const auto type = FindType(typeName);
+    if (!type)
+        throw Error(section.Place(), "channel " + Quoted(name) + " has the unknown type " + Quoted(typeName),
+                    "the types are " + TypeNames());
+    return {name, ReadSample(section, "no_value", DefaultNoValue(type->letter))};
+}
+
+InputPlan ReadInput(const Section& table) {
+    const Reader section(table, {"name", "type", "no_value"});
+    return {section.Place(), ReadChannel(section, section.NeededText("name"))};
+}
+
+ConstantPlan ReadConstant(const Section& table) {
+    const Reader section(table, {"name", "type", "value", "no_value"});
+    const Channel channel = ReadChannel(section, section.NeededText("name"));
+    return {section.Place(), channel, ReadSample(section, "value", channel.noValue)};
+}
+
+std::vector<std::array<double, 2>> ReadPairs(const Reader& section, const toml::array& array) {
+    std::vector<std::array<double, 2>> pairs;
+    for (const toml::node& node : array) {
+        const toml::array* const pair = node.as_array();
+        if (pair == nullptr || pair->size() != 2 || !(*pair)[0].is_number() || !(*pair)[1].is_number())
+            throw Error(section.PlaceOf(node), "this is no pair of numbers", "write: [[0.0, 1.0], [2.5, 3.0]]");
+        pairs.push_back({*(*pair)[0].value<double>(), *(*pair)[1].value<double>()});
+    }
+    return pairs;
+}
+
+Value ReadValue(const Reader& section, std::string_view name, const toml::node& node) {
+    if (const auto* flag = node.as_boolean())
+        return flag->get();
+    if (const auto* whole = node.as_integer())
+        return whole->get();
+    if (const auto quoted = QuotedWhole(node))
+        return *quoted;
+    if (const auto* number = node.as_floating_point())
+        return number->get();
+    if (const auto* array = node.as_array())
+        return ReadPairs(section, *array);
+    throw Error(section.PlaceOf(node), "parameter " + Quoted(name) + " is neither a number nor a list", quotesHint);
+}
+
+ComputationPlan ReadComputation(const Section& table) {
+    const Reader section(table, {"name", "names", "operation", "type", "operands", "no_value_aware", "no_value",
+                                 "own_result_over_gaps", "parameters"});
+    ComputationPlan plan;
+    std::vector<std::string> names = section.Texts("names");
+    if (names.empty())
+        names.push_back(section.NeededText("name"));
+    else if (section.Has("name"))
+        throw Error(section.Place(), R"(both "name" and "names" are given)", "keep one of them");
+    for (const std::string& name : names)
+        plan.results.push_back(ReadChannel(section, name));
+    plan.place = section.Place() + ": channel " + Quoted(names.front());
+    plan.operation = section.NeededText("operation");
+    plan.operands = section.Texts("operands");
+    plan.noValueAware = section.Flag("no_value_aware").value_or(true);
+    plan.showsOwnResultOverGaps = section.Flag("own_result_over_gaps").value_or(false);
+    if (const toml::table* const parameters = section.TableAt("parameters", "write: parameters = { name = value }"))
+        for (const auto& [key, node] : *parameters)
+            plan.parameters.emplace(key.str(), ReadValue(section, key.str(), node));
+    return plan;
+}
+
+std::shared_ptr<const PlanText> Parse(std::string_view text, const std::string& name) {
+    try {
+        return std::make_shared<const PlanText>(PlanText{name, toml::parse(text, name)});
+    } catch (const toml::parse_error& mistake) {
+        throw Error(name + ":" + std::to_string(mistake.source().begin.line), std::string(mistake.description()),
+                    "correct the TOML; whole numbers from 2^63 on stand in quotes");
+    }
+}
+
+} // namespace
+
+std::string Section::Place() const {
+    const Reader reader(*this);
+    return reader.PlaceOf(reader.Table());
+}
+
+bool Section::Has(std::string_view key) const { return Reader(*this).Find(key) != nullptr; }
+
+std::optional<bool> Section::Flag(std::string_view key) const { return Reader(*this).Get<bool>(key, "true or false"); }
+
+std::optional<std::string> Section::Text(std::string_view key) const {
+    return Reader(*this).Get<std::string>(key, "a text in quotes");
+}
+
+std::string Section::NeededText(std::string_view key) const {
+    if (const auto found = Text(key))
+        return *found;
+    throw Error(Place(), Quoted(key) + " is missing", "add: " + std::string(key) + " = \"...\"");
+}
+
+std::vector<std::string> Section::Texts(std::string_view key) const {
+    const Reader reader(*this);
+    std::vector<std::string> texts;
+    for (const toml::node& node : reader.Array(key)) {
+        const auto item = node.value_exact<std::string>();
+        if (!item)
+            throw Error(reader.PlaceOf(node), Quoted(key) + " is not a list of names",
+                        "write: " + std::string(key) + R"( = ["...", "..."])");
+        texts.push_back(*item);
+    }
+    return texts;
+}
+
+std::vector<Section> Section::Tables(std::string_view key) const {
+    const Reader reader(*this);
+    std::vector<Section> tables;
+    for (const toml::node& node : reader.Array(key)) {
+        if (!node.is_table())
+            throw Error(reader.PlaceOf(node), Quoted(key) + " is not a list of tables",
+                        "begin each with [[" + std::string(key) + "]]");
+        tables.push_back(reader.Inner(node));
+    }
+    return tables;
+}
+
+void Section::Allow(std::initializer_list<std::string_view> keys) const {
+    const Reader reader(*this);
+    for (const auto& [key, node] : reader.Table()) {
+        if (std::find(keys.begin(), keys.end(), key.str()) != keys.end())
+            continue;
+        std::string remedy = "known here:";
+        for (const std::string_view known : keys)
+            remedy.append(" ").append(known);
+        throw Error(reader.PlaceOf(node), "unknown key " + Quoted(key.str()), remedy);
+    }
+}
+
+Plan ParsePlan(std::string_view text, const std::string& name) {
+    const std::shared_ptr<const PlanText> parsed = Parse(text, name);
+    const Reader section(Section(parsed, &parsed->table),
+                         {"output", "inputs", "constants", "channels", "plot", "recording"});
+    Plan plan;
+    plan.name = name;
+    plan.output = section.Texts("output");
+    for (const Section& input : section.Tables("inputs"))
+        plan.inputs.push_back(ReadInput(input));
+    for (const Section& constant : section.Tables("constants"))
+        plan.constants.push_back(ReadConstant(constant));
+    for (const Section& channel : section.Tables("channels"))
+        plan.computations.push_back(ReadComputation(channel));
+    for (const std::string_view key : tablesOfHosts)
+        if (const toml::table* const table = section.TableAt(key, ("write: [" + std::string(key) + "]").c_str()))
+            plan.sections.emplace(key, section.Inner(*table));
+    if (plan.inputs.empty())
+        throw Error(name, "the plan has no input channel", "add: [[inputs]] with name and type");
+    return plan;
+}
+
+Plan LoadPlan(const std::string& file) {
+    std::error_code error;
+    if (std::filesystem::is_directory(file, error)) // which would read like an empty file
+        throw Error(file, "the plan is a folder", "name a TOML file");
+    std::ifstream source(file, std::ios::binary);
+    std::ostringstream text;
+    if (source.peek() != std::ifstream::traits_type::eof())
+        text << source.rdbuf();
+    if (!source.is_open() || source.bad())
+        throw Error(file, "the plan cannot be read: " + ErrorText(), "name a TOML file that exists");
+    return ParsePlan(text.view(), file);
+}
+
+} // namespace Vel::Engine

@@ -1,0 +1,105 @@
+/// A recording: CSV with a header of channel names, read block by block into columns of samples.
+#pragma once
+
+#include "vocabulary/Columns.h"
+
+#include <csv.h>
+
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace Vel::Recordings {
+
+struct CsvFormat {
+    char separator = ',';
+    bool decimalComma = false;
+};
+
+class CsvReader {
+public:
+    /// The most rows that a block of so many bytes may have, if so many channels are wanted.
+    static std::size_t MostRows(std::size_t blockBytes, std::size_t wanted);
+
+    /// Opens a file, or standard input for "-", to be read in blocks of so many bytes. Reading ends after the current
+    /// block when `itsIsInterrupted` answers true; it is asked often, and waits for input end for a signal.
+    CsvReader(const std::string& itsName, CsvFormat itsFormat, std::size_t blockBytes,
+              std::function<bool()> itsIsInterrupted);
+    CsvReader(const CsvReader&) = delete;
+    CsvReader& operator=(const CsvReader&) = delete;
+    ~CsvReader();
+
+    /// Reads up to the end of the header and finds the wanted channels in it.
+    void ReadHeader(std::span<const ChannelType> wanted);
+
+    /// Reads the next rows, as many as a block has or a live source has ready. 0: no more, or interrupted.
+    std::size_t ReadBlock();
+
+    /// The samples of the last block for a wanted channel, NoValue where one is missing. They stay until ReadBlock is
+    /// called for the second time from now.
+    Column ColumnOf(std::size_t wanted) const;
+
+    bool IsLive() const { return size == 0; }
+    /// Bytes of the file, 0 if not known, and those read of it.
+    std::uint64_t Size() const { return size; }
+    std::uint64_t Position() const { return position; }
+
+private:
+    /// Samples of one type: of the block that is being read, and of the one before.
+    template <Sample T>
+    struct Samples {
+        T noValue;
+        std::vector<T> filling;
+        std::vector<T> finished;
+    };
+    using AnySamples = std::variant<Samples<std::uint8_t>, Samples<std::uint16_t>, Samples<std::uint32_t>,
+                                    Samples<std::uint64_t>, Samples<std::int8_t>, Samples<std::int16_t>,
+                                    Samples<std::int32_t>, Samples<std::int64_t>, Samples<float>, Samples<double>>;
+    struct Field {
+        std::string name;
+        AnySamples samples;
+    };
+
+    bool AwaitBytes() const;
+    bool ReadBytes();
+    void Parse();
+    void Finish();
+    static void CellCallback(void* cellText, std::size_t length, void* self);
+    static void RowCallback(int terminator, void* self);
+    void OnCell(std::string_view cellText);
+    void OnRow(int terminator);
+    void MatchHeader();
+    void Store(Field& field, std::string_view cellText);
+    std::string Place() const;
+    template <class TCall>
+    void Guard(TCall call);
+
+    std::string name;
+    CsvFormat format;
+    std::function<bool()> isInterrupted;
+    int file = -1;
+    std::uint64_t size = 0;
+    std::uint64_t position = 0;
+    csv_parser parser{};
+    std::vector<char> bytes;
+    std::size_t byteCount = 0;
+    bool hasParser = false;
+    bool isAtEnd = false;
+    std::exception_ptr failure;
+    std::uint64_t line = 1;
+    bool hasHeader = false;
+    std::vector<std::string> header;
+    std::vector<Field> fields;
+    std::vector<Field*> columns; ///< by position in the row; null where nobody wants it
+    std::size_t cell = 0;
+    std::size_t rows = 0;
+    std::size_t finishedRows = 0; ///< of the last block
+    std::string text; ///< a cell with its comma replaced
+};
+
+} // namespace Vel::Recordings

@@ -1,0 +1,329 @@
+/// The engine: every row of the vocabulary as a plan, cut into blocks anywhere, beside the bare operation; what the
+/// engine keeps from operations and makes of their results; what it refuses and warns of.
+
+#include "engine/Engine.h"
+#include "checks/Allocations.h"
+#include "checks/FakePlatform.h"
+#include "checks/Subject.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <numeric>
+
+using namespace VelChecks;
+using namespace Vel::Engine;
+using Vel::Column, Vel::Over, Vel::Status;
+
+namespace {
+
+/// A row of the vocabulary as a plan.
+Plan PlanOf(const Row& row, bool noValueAware, const ParametersByName& parameters) {
+    Plan plan;
+    const auto channel = [&row](std::size_t i) {
+        return Channel{"c" + std::to_string(i), Vel::DefaultNoValue(row.signature[i])};
+    };
+    const std::size_t results = row.operation->results;
+    ComputationPlan computation{"row", std::string(row.operation->name), {}, {}, noValueAware, true, parameters};
+    for (std::size_t i = 0; i < row.signature.size(); ++i) {
+        if (i < results) {
+            computation.results.push_back(channel(i));
+        } else {
+            plan.inputs.push_back({"row", channel(i)});
+            computation.operands.push_back(channel(i).name);
+        }
+    }
+    plan.computations.push_back(computation);
+    return plan;
+}
+
+using PlanRun = Vel::Engine::Run; // a test is a class with a function of the shorter name
+
+constexpr std::size_t length = 300;
+
+/// Samples of all operands, row by row, and what the bare operation makes of them.
+struct Expected {
+    std::vector<std::vector<SampleCell>> operands;
+    std::vector<std::vector<SampleBits>> results;
+
+    Expected(const Row& row, bool noValueAware, const ParametersByName& parameters, const Choose& choose)
+        : operands(row.operation->operands), results(row.operation->results) {
+        Subject subject(row, noValueAware);
+        EXPECT_TRUE(subject.Initialize(OrderParameters(*row.operation, row.signature.back(), parameters, "row")));
+        for (std::size_t i = 0; i < length; ++i) {
+            FakePlatform::tickCount = static_cast<std::uint32_t>(i * 50);
+            subject.ChooseOperands(choose);
+            for (std::size_t operand = 0; operand < operands.size(); ++operand)
+                operands[operand].push_back(subject.Operands()[operand]);
+            subject.Execute();
+            for (std::size_t result = 0; result < results.size(); ++result)
+                results[result].push_back(subject.Results()[result]);
+        }
+    }
+};
+
+/// Operations on the clock see another time in each row.
+bool CanBeCut(const Row& row) { return !row.operation->traits.readsClock; }
+
+/// Feeds all rows in blocks of the lengths that a function gives.
+void ExpectInBlocks(const Row& row, bool noValueAware, const ParametersByName& parameters, const Expected& expected,
+                    bool withStatuses, const std::function<std::size_t()>& blockLength) {
+    PlanRun run(PlanOf(row, noValueAware, parameters), length);
+    run.MakeStatuses(withStatuses);
+    for (std::size_t begin = 0; begin < length;) {
+        const std::size_t rows = std::min(blockLength(), length - begin);
+        std::vector<Column> columns;
+        for (const auto& operand : expected.operands)
+            columns.push_back({operand[begin].Address(), sizeof(SampleCell)}); // 8 bytes apart, whatever the type
+        run.Feed(columns, rows);
+        for (std::size_t result = 0; result < expected.results.size(); ++result)
+            for (std::size_t i = 0; i < rows; ++i) {
+                const Column column = run.ColumnOf(run.Inputs() + result);
+                const SampleBits bits =
+                    WithType(row.signature[result], [&]<class T>(T) { return BitsOf(column.At<T>(i)); });
+                ASSERT_EQ(bits, expected.results[result][begin + i])
+                    << row.Title(noValueAware) << ", row " << begin + i << (withStatuses ? " with statuses" : "");
+            }
+        begin += rows;
+    }
+}
+
+TEST(Engine, ComputesEveryRowAsTheBareOperationHoweverItIsCut) {
+    SeededChoice seeded(5);
+    const Choose choose = std::ref(seeded);
+    for (const Row& row : AllRows())
+        for (const bool noValueAware : {false, true}) {
+            const Vel::Twin idle = noValueAware ? Vel::Twin::OnlyPlain : Vel::Twin::OnlyAware;
+            if (!CanBeCut(row) || row.operation->traits.twin == idle)
+                continue;
+            ParametersByName parameters = ChooseParametersByName(row, choose);
+            if (noValueAware)
+                parameters.erase("no_value_limit");
+            const Expected expected(row, noValueAware, parameters, choose);
+            ExpectInBlocks(row, noValueAware, parameters, expected, false, [] { return length; });
+            ExpectInBlocks(row, noValueAware, parameters, expected, false, [] { return 1u; });
+            ExpectInBlocks(row, noValueAware, parameters, expected, true, [&] { return choose(40); });
+            if (testing::Test::HasFatalFailure())
+                return;
+        }
+}
+
+const std::string inputs = "[[inputs]]\nname = \"a\"\ntype = \"TYPE\"\n[[inputs]]\nname = \"b\"\ntype = \"TYPE\"\n";
+
+/// A plan of one computation on the inputs a and b of a type.
+Plan Single(std::string type, const std::string& operation, const std::string& operands, const std::string& more = "",
+            const std::string& resultType = "") {
+    std::string text = inputs;
+    for (std::size_t at = text.find("TYPE"); at != std::string::npos; at = text.find("TYPE"))
+        text.replace(at, 4, type);
+    return ParsePlan(text + "[[channels]]\nname = \"z\"\noperation = \"" + operation + "\"\ntype = \"" +
+                         (resultType.empty() ? type : resultType) + "\"\noperands = [" + operands + "]\n" + more + "\n",
+                     "plan");
+}
+
+/// Both inputs get the same samples unless others are given. The results, in text; statuses behind them.
+template <class TResult, class T>
+std::string Computed(const Plan& plan, const std::vector<T>& a, const std::vector<T>& b) {
+    std::string text;
+    for (const bool withStatuses : {false, true}) {
+        PlanRun run(plan, a.size());
+        run.MakeStatuses(withStatuses);
+        run.Feed(std::vector<Column>{Over(a), Over(b)}, a.size());
+        std::string here;
+        for (std::size_t row = 0; row < a.size(); ++row) {
+            const auto value = run.ColumnOf(2).At<TResult>(row);
+            const bool isNoValue = Vel::IsNoValue(value, std::get<TResult>(run.Channels()[2].noValue));
+            here += (row == 0 ? "" : " ") + (isNoValue ? "-" : std::to_string(value));
+        }
+        if (withStatuses) {
+            EXPECT_EQ(here, text) << "with statuses";
+            text += " |";
+            for (const Status status : run.StatusesOf(0))
+                text += " " + std::string(1, Vel::statusTexts[static_cast<std::size_t>(status)][0]);
+        } else {
+            text = here;
+        }
+    }
+    return text;
+}
+
+TEST(Engine, ShowsNoExtremeOverAGap) {
+    const std::string window = "no_value = 0\nparameters = { window = 2, upper_bound = 254 }";
+    const auto plan = [&](const std::string& operation, const std::string& more) {
+        Plan made = Single("UInt8", operation, "\"a\"", more);
+        made.inputs[0].channel.noValue = std::uint8_t{0};
+        return made;
+    };
+    // 0 is the missing sample, 255 out of bounds: it writes nothing, and the row shows what the row before it shows.
+    const std::vector<std::uint8_t> samples{7, 0, 255, 9, 255, 0, 0, 254};
+    EXPECT_EQ((Computed<std::uint8_t>(plan("Min", window), samples, samples)), "7 - - 7 7 - - 9 | c n n c c n n c");
+    EXPECT_EQ((Computed<std::uint8_t>(plan("Min", window + "\nown_result_over_gaps = true"), samples, samples)),
+              "7 255 255 7 7 255 255 9 | c c c c c c c c");
+    // The highest sample is data where it is one.
+    const std::vector<std::uint8_t> highest{255, 0, 255, 255};
+    EXPECT_EQ((Computed<std::uint8_t>(plan("Min", "no_value = 0\nparameters = { window = 2 }"), highest, highest)),
+              "255 - 255 255 | c n c c");
+    // Without a window the extreme so far is a fact.
+    EXPECT_EQ((Computed<std::uint8_t>(plan("Max", "no_value = 0"), samples, samples)),
+              "7 7 255 255 255 255 255 255 | c c c c c c c c");
+    const double none = Vel::defaultNoValue<double>;
+    const std::vector<double> numbers{1, none, 5, none};
+    EXPECT_EQ((Computed<double>(Single("Float64", "Max", "\"a\"", "parameters = { window = 3 }"), numbers, numbers)),
+              "1.000000 - 5.000000 - | c n c n");
+}
+
+TEST(Engine, KeepsTheProcessorFromFaulting) {
+    constexpr auto lowest = std::numeric_limits<std::int32_t>::lowest();
+    constexpr auto lowest64 = std::numeric_limits<std::int64_t>::lowest();
+    for (const std::string operation : {"Divide", "Modulo"}) {
+        const std::string kept = operation == "Divide" ? "3" : "0";
+        EXPECT_EQ((Computed<std::int32_t>(Single("SInt32", operation, "\"a\", \"b\"", "no_value_aware = false"),
+                                          std::vector{6, lowest, lowest}, std::vector{2, -1, lowest})),
+                  kept + " " + kept + (operation == "Divide" ? " 1" : " 0") + " | c r c");
+        EXPECT_EQ((Computed<std::int32_t>(Single("SInt32", operation, "\"a\", \"b\""), std::vector{6, lowest},
+                                          std::vector{2, -1})),
+                  kept + " - | c n"); // the lowest is NoValue here
+        EXPECT_EQ((Computed<std::int64_t>(Single("SInt64", operation, "\"a\", \"b\"", "no_value_aware = false"),
+                                          std::vector<std::int64_t>{6, lowest64}, std::vector<std::int64_t>{2, -1})),
+                  kept + " " + kept + " | c r");
+    }
+}
+
+TEST(Engine, WritesIntoNoInput) {
+    Plan plan = Single("Float64", "VLinea", "'a'", "parameters = { points = [[0, 1], [10, 2]] }");
+    plan.inputs[0].channel.noValue = -1.0;
+    const std::vector<double> samples{-1, 10, -1};
+    EXPECT_EQ((Computed<double>(plan, samples, samples)), "1.000000 2.000000 1.000000 | c c c");
+    EXPECT_EQ(samples, (std::vector<double>{-1, 10, -1}));
+}
+
+std::string ErrorOf(const std::function<void()>& function) {
+    try {
+        function();
+    } catch (const Vel::Error& error) {
+        return error.Fault();
+    }
+    return "no error";
+}
+
+TEST(Engine, RefusesWhatMakesNoSense) {
+    struct Case {
+        const char *type, *operation, *operands, *more, *fault;
+    };
+    const std::string pass = "FilterButterworthLowPass";
+    for (const auto& [type, operation, operands, more, fault] : std::initializer_list<Case>{
+             {"Float64", "FilterButterworthBandPass", "'a'",
+              "parameters = { order = 2, sample_rate = 100, corner1 = 5, corner2 = 50 }",
+              "parameter \"corner2\" is not below half of \"sample_rate\", 50"},
+             {"Float64", "FilterButterworthBandPass", "'a'",
+              "parameters = { order = 2, sample_rate = 100, corner1 = 5, corner2 = 5 }",
+              "parameter \"corner2\" is not above \"corner1\", 5"},
+             {"Float64", "FilterButterworthHighPass", "'a'",
+              "parameters = { order = 9, sample_rate = 100, corner1 = 5 }", "parameter \"order\" is above 8"},
+             {"Float64", "Differential", "'a'", "parameters = { delta_time = 0 }",
+              "parameter \"delta_time\" is not above 0"},
+             {"UInt8", "MaskAndShift", "'a'", "parameters = { mask = 0xF00 }",
+              "parameter \"mask\" has bits that the operand, of type UInt8, has not"},
+             {"SInt16", "Max", "'a'", "parameters = { lower_bound = 5, upper_bound = 4 }",
+              "parameter \"upper_bound\" is below \"lower_bound\", 5"},
+             {"Float64", "Average", "'a'", "parameters = { no_value_limit = 3 }",
+              "parameter \"no_value_limit\" has no effect here"},
+             {"Float64", "Linea", "'a'", "parameters = { points = [[0, 0], [nan, 1]] }",
+              "parameter \"points\" has a number that is not finite"},
+             {"UInt8", "GetOldValueN", "'a'", "parameters = { depth = 0 }", "parameter \"depth\" is below 1"},
+             {"Float64", "Valid", "'a', 'b'", "no_value_aware = false", "Valid never computes in this form"},
+         })
+        EXPECT_EQ(ErrorOf([&, &type = type, &operation = operation, &operands = operands, &more = more] {
+                      PlanRun(Single(type, operation, operands, more), 1);
+                  }),
+                  fault);
+    EXPECT_EQ(ErrorOf([] {
+                  PlanRun(Single("Float64", "UpperLimit", "'a', 'b'", "parameters = { hysteresis = -1 }", "UInt16"), 1);
+              }),
+              "parameter \"hysteresis\" is negative");
+    const Plan plan = Single("Float64", "Plus", "'a', 'b'");
+    PlanRun run(plan, 4);
+    const std::vector<double> five(5);
+    EXPECT_THROW(run.Feed(std::vector<Column>{Over(five)}, 1), std::invalid_argument);
+    EXPECT_THROW(run.Feed(std::vector<Column>{Over(five), Over(five)}, 5), std::invalid_argument);
+    EXPECT_THROW(run.PutInto(0, nullptr), std::invalid_argument);
+}
+
+TEST(Engine, TakesCurvesAndGearTablesOfAnyLength) {
+    constexpr int points = 530000;
+    Plan plan = Single("Float64", "Linea", "'a'", "parameters = { points = [[0, 0]] }");
+    auto& curve = std::get<std::vector<std::array<double, 2>>>(plan.computations[0].parameters.at("points"));
+    for (int x = 1; x < points; ++x)
+        curve.push_back({static_cast<double>(x), 2.0 * x});
+    const std::vector<double> samples{0.5, points - 1.5, points + 7.0};
+    EXPECT_EQ((Computed<double>(plan, samples, samples)), "1.000000 1059997.000000 1059998.000000 | c c c");
+
+    Plan gears =
+        ParsePlan("[[inputs]]\nname = \"gate\"\ntype = \"UInt16\"\n[[inputs]]\nname = \"a\"\ntype = \"UInt16\"\n"
+                  "[[channels]]\nname = \"gear\"\ntype = \"SInt8\"\noperation = \"Gangermittlung\"\n"
+                  "operands = [\"gate\", \"gate\", \"a\"]\nparameters = { tolerance = 0.1, table = [[9000, 1]] }",
+                  "gears");
+    auto& table = std::get<std::vector<std::array<double, 2>>>(gears.computations[0].parameters.at("table"));
+    for (int gear = 1; gear < 3000; ++gear)
+        table.push_back({static_cast<double>(gear), static_cast<double>(gear % 100)});
+    EXPECT_EQ((Computed<std::int8_t>(gears, std::vector<std::uint16_t>{1, 1}, std::vector<std::uint16_t>{2999, 9000})),
+              "99 1 | c c");
+}
+
+TEST(Engine, WarnsOfWhatAUserMayNotExpect) {
+    const double none = Vel::defaultNoValue<double>;
+    const auto warnings = [](const Plan& plan, const std::vector<double>& a, const std::vector<double>& b) {
+        PlanRun run(plan, a.size());
+        run.MakeStatuses(true);
+        run.Feed(std::vector<Column>{Over(a), Over(b)}, 2);
+        run.Feed(std::vector<Column>{{&a[2], 8}, {&b[2], 8}}, a.size() - 2);
+        std::string text;
+        for (const Warning& warning : run.Warnings())
+            text += warning.channel + ": " + warning.what + ", " + std::to_string(warning.firstRow) + ", " +
+                    std::to_string(warning.rows) + "\n";
+        return text;
+    };
+    const std::vector<double> gaps{1, 2, none, none, 3, none, 4};
+    const std::vector<double> fives(gaps.size(), 5);
+    EXPECT_EQ(warnings(Single("Float64", "IntegralAdd", "'a'", "parameters = { delta_time = 1 }"), gaps, fives),
+              "z: the total starts again from 0 behind a missing sample, 3, 2\n");
+    EXPECT_EQ(warnings(Single("Float64", "Integral", "'a'", "parameters = { delta_time = 1 }"), gaps, fives), "");
+    EXPECT_EQ(warnings(Single("Float64", "UpperLimit", "'a', 'b'", "parameters = { hysteresis = 2 }", "UInt16"),
+                       {6, 6, none, 4, 4, 6, 6}, fives),
+              "z: no value behind a missing sample, until the state next changes, 4, 2\n");
+    EXPECT_EQ(warnings(Single("Float64", "Hour", "'a'"), gaps, fives),
+              "z: a value is made of a missing sample, 3, 3\n");
+    EXPECT_EQ(warnings(Single("Float64", "MonoFlop", "'a'", "parameters = { duration = 1 }", "UInt16"), gaps, fives),
+              "z: MonoFlop reads the clock of this machine, not the time of the recording, 0, 0\n");
+}
+
+TEST(Engine, AllocatesNothingInSteadyState) {
+    const Plan plan =
+        ParsePlan(inputs.substr(0, inputs.find("TYPE")) +
+                      "Float64\"\n[[channels]]\nname = \"m\"\n"
+                      "operation = \"Max\"\ntype = \"Float64\"\noperands = [\"a\"]\nparameters = { window = 4 }\n"
+                      "[[channels]]\nnames = [\"x\", \"y\", \"z\"]\noperation = \"Statistics\"\n"
+                      "type = \"Float64\"\noperands = [\"m\"]\n",
+                  "plan");
+    PlanRun run(plan, 64);
+    std::vector<double> samples(64);
+    std::iota(samples.begin(), samples.end(), 0.0);
+    const Column column = Over(samples);
+    for (const bool withStatuses : {false, true}) {
+        run.MakeStatuses(withStatuses);
+        run.Feed({&column, 1}, 64);
+        EXPECT_EQ(Watch(0,
+                        [&] {
+                            for (int block = 0; block < 10; ++block) {
+                                run.Feed({&column, 1}, 64);
+                                run.Feed({&column, 1}, 1);
+                            }
+                            return true;
+                        })
+                      .allocations,
+                  0u);
+    }
+}
+
+} // namespace

@@ -1,0 +1,45 @@
+// What a picture needs of a channel, in the same memory however long the recording is.
+#pragma once
+
+#include "engine/Engine.h"
+
+#include <optional>
+#include <vector>
+
+namespace Velreplay {
+
+/// The smallest and the largest sample of a few neighbouring rows, and whether samples are missing there.
+struct Span {
+    double x = 0;
+    double smallest = 0;
+    double largest = 0;
+    bool hasSample = false;
+    bool hasGap = false;
+};
+
+/// A channel over x as spans of equal numbers of rows. When there are too many, neighbours become one.
+class Envelope {
+public:
+    /// Of the channels of a run with these indices.
+    Envelope(const Vel::Engine::Run& itsRun, std::size_t itsX, std::size_t itsY) : run(itsRun), x(itsX), y(itsY) {}
+
+    void Take(std::size_t rows);
+    const std::vector<Span>& Spans() const { return spans; }
+    const Vel::ChannelType& Y() const { return run.Channels()[y]; }
+    bool HasSample() const;
+    /// Only whole samples 0 and 1.
+    bool IsBoolean() const;
+
+private:
+    void Add(double at, std::optional<double> value);
+    void Halve();
+
+    const Vel::Engine::Run& run;
+    std::size_t x;
+    std::size_t y;
+    std::vector<Span> spans;
+    std::size_t rowsPerSpan = 1;
+    std::size_t rowsInLast = 0;
+};
+
+} // namespace Velreplay

@@ -1,0 +1,10 @@
+// The wish of a user to end the replay now.
+#pragma once
+
+namespace Velreplay {
+
+/// Ends the replay after the current block, as by SIGINT.
+void Interrupt(int signal);
+bool IsInterrupted();
+
+} // namespace Velreplay

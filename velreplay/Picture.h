@@ -1,0 +1,69 @@
+// The picture of a run: a plan's panels over a common axis, drawn by gnuplot.
+#pragma once
+
+#include "engine/Engine.h"
+#include "recordings/Replacement.h"
+#include "velreplay/Envelope.h"
+
+#include <deque>
+#include <iosfwd>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Velreplay {
+
+struct PanelPlan {
+    std::string place;
+    std::string title;
+    std::string unit;
+    std::vector<std::string> channels;
+};
+
+/// What a plan says about its picture, in its table "plot".
+struct PicturePlan {
+    std::string place;
+    std::string title;
+    std::string x;
+    std::string xTitle;
+    std::vector<PanelPlan> panels;
+};
+
+/// Throws Vel::Error for what is wrong in the table. Without it there is no panel.
+PicturePlan ReadPicturePlan(const Vel::Engine::Plan& plan);
+
+class Picture {
+public:
+    /// A file with the ending .svg or .png. Refuses at once what would keep gnuplot from drawing it.
+    Picture(std::string itsFile, const PicturePlan& itsPlan, const Vel::Engine::Run& run);
+
+    /// Takes the rows of a block.
+    void Take(std::size_t rows);
+    /// Runs gnuplot.
+    void Draw();
+
+private:
+    struct Panel {
+        const PanelPlan* plan;
+        std::deque<Envelope> curves;
+        bool IsBoolean() const;
+        bool IsWhole() const;
+        bool HasLegend() const { return curves.size() > 1 && !IsBoolean(); }
+        double Lane(std::size_t curve) const;
+        std::pair<double, double> Range() const;
+    };
+
+    void WriteScript(std::ostream& script) const;
+    void WriteXRange(std::ostream& script) const;
+    static void WritePanel(std::ostream& script, const Panel& panel, double bottom, double top);
+    static void WriteLanes(std::ostream& script, const Panel& panel);
+    static void WriteYRange(std::ostream& script, const Panel& panel);
+    static void WriteCurves(std::ostream& script, const Panel& panel);
+
+    std::string file;
+    Vel::Recordings::Replacement replacement;
+    const PicturePlan& plan;
+    std::deque<Panel> panels;
+};
+
+} // namespace Velreplay
