@@ -177,7 +177,8 @@ Vel::Engine::ParametersByName ChooseParametersByName(const Row& row, const Choos
 }
 
 Vel::Engine::OrderedParameters ChooseParameters(const Row& row, const Choose& choose) {
-    return Vel::Engine::OrderParameters(*row.operation, row.signature.back(), ChooseParametersByName(row, choose), row.signature);
+    return Vel::Engine::OrderParameters(*row.operation, row.signature.back(), ChooseParametersByName(row, choose),
+                                        row.signature);
 }
 
 Subject::Subject(Row itsRow, bool noValueAware, std::span<const std::optional<SampleBits>> noValues)

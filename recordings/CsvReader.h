@@ -99,7 +99,7 @@ private:
     std::size_t cell = 0;
     std::size_t rows = 0;
     std::size_t finishedRows = 0; ///< of the last block
-    std::string text; ///< a cell with its comma replaced
+    std::string text;             ///< a cell with its comma replaced
 };
 
 } // namespace Vel::Recordings
