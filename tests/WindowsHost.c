@@ -89,9 +89,9 @@ static void UseOnce(const char* path) {
     double seconds = -1;
     double* secondsNow = &seconds;
     VelHandle clock = CreateNow(false, "LocalTime", "D", &secondsNow);
-    uint16_t hour = 99;
-    uint16_t* hourNow = &hour;
-    VelHandle hours = CreateNow(false, "Hour", "WD", &hourNow, &secondsNow);
+    double hour = 99;
+    double* hourNow = &hour;
+    VelHandle hours = CreateNow(false, "Hour", "DD", &hourNow, &secondsNow);
     GetLocalTime(&before);
     Check(ExecuteNow(clock) && ExecuteNow(hours), "clock");
     GetLocalTime(&after);
