@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb clean
+.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -60,6 +60,11 @@ coverage: packages
 	cmake --build --preset coverage
 	ctest --preset coverage -j2
 	gcovr --fail-under-line 100 --filter '(core|value|logic|signal|library|platform)/' build/coverage
+
+# The library, its unit tests and the hash of all results on other platforms, under emulators. Prints a table.
+platforms: packages
+	scripts/install-packages platforms
+	scripts/platforms
 
 # The exports against their recorded description.
 abi: packages

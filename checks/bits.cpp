@@ -41,10 +41,14 @@ private:
 SampleBits ChooseNaN(char letter, const Choose& choose) {
     return WithType(letter, [&]<class T>(T) -> SampleBits {
         if constexpr (std::is_floating_point_v<T>) {
-            constexpr SampleBits quiet = SampleBits{1} << (std::numeric_limits<T>::digits - 2);
-            const SampleBits infinity =
-                BitsOf(choose(2) == 0 ? std::numeric_limits<T>::infinity() : -std::numeric_limits<T>::infinity());
-            return choose(8) == 0 ? BitsOf(T{1}) : infinity | (1 + choose(99)) | (choose(4) == 0 ? 0 : quiet);
+            using Number = std::conditional_t<sizeof(T) == sizeof(std::uint32_t), std::uint32_t, std::uint64_t>;
+            constexpr Number quiet = Number{1} << (std::numeric_limits<T>::digits - 2);
+            constexpr T infinity = std::numeric_limits<T>::infinity();
+            const Number sign = std::bit_cast<Number>(choose(2) == 0 ? infinity : -infinity);
+            if (choose(8) == 0)
+                return BitsOf(T{1});
+            const Number payload = static_cast<Number>(1 + choose(99));
+            return BitsOf(std::bit_cast<T>(static_cast<Number>(sign | payload | (choose(4) == 0 ? 0 : quiet))));
         } else {
             return BitsOf(static_cast<T>(choose(3)));
         }
@@ -101,8 +105,8 @@ std::string ChecksOf(const Row& row, int shownBlock = -1) {
             for (Subject* subject : {&plain, &aware}) {
                 const bool answer = subject->Execute();
                 hash.Add(answer);
-                for (const SampleBits result : subject->Results())
-                    hash.Add(result);
+                for (std::size_t i = 0; i < subject->Results().size(); ++i)
+                    hash.Add(NumberOf(subject->Results()[i], SizeOfSample(row.signature[i])));
                 if (block == shownBlock) {
                     std::printf("%s %s", subject == &plain ? "; plain" : ", aware", answer ? "true" : "false");
                     for (std::size_t i = 0; i < subject->Results().size(); ++i)
