@@ -355,8 +355,7 @@ private:
 
     static VelChecks::SampleBits Sample(char letter, const std::string& number) {
         return VelChecks::WithType(letter, [&](auto sample) {
-            const std::errc error = Vel::Recordings::ReadNumber(number, sample);
-            EXPECT_TRUE(error == std::errc() || error == Vel::Recordings::isNan) << number;
+            EXPECT_EQ(Vel::Recordings::ReadNumber(number, sample), std::errc()) << number;
             return VelChecks::BitsOf(sample);
         });
     }
