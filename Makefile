@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count count-check count-formulas bench bits coverage fuzz abi deb clean
+.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -37,6 +37,18 @@ count-formulas: all
 bench: all
 	benchmarks/run-benchmarks $(BUILD)
 
+# Writes all records anew, and shows what has changed: the bits of all results, the counts, the exports.
+records: packages
+	for preset in release clang; do \
+	    cmake --preset $$preset && cmake --build --preset $$preset --target bits count_instructions && \
+	    benchmarks/count-instructions --record build/$$preset || exit 1; \
+	done
+	build/release/checks/bits >checks/bits.txt
+	checks/compare-abi --record
+	git diff --stat -- checks benchmarks
+	git diff --unified=0 -- benchmarks checks/VelOperation.abi
+	git diff --unified=0 -- checks/bits.txt | awk '/^[-+][^-+]/ { print $$1, $$2 }'
+
 # The hash of all results, by g++ and clang++ at -O0, -O2 and -O3.
 bits: packages
 	checks/compare-bits
@@ -48,6 +60,11 @@ coverage: packages
 	cmake --build --preset coverage
 	ctest --preset coverage -j2
 	gcovr --fail-under-line 100 --filter '(core|value|logic|signal|library|platform)/' build/coverage
+
+# The library, its unit tests and the hash of all results on other platforms, under emulators. Prints a table.
+platforms: packages
+	scripts/install-packages platforms
+	scripts/platforms
 
 # The exports against their recorded description.
 abi: packages

@@ -5,8 +5,10 @@
 #include "vocabulary/SampleTypes.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -15,8 +17,16 @@
 
 namespace VelChecks {
 
-/// A sample of any type, in the low bytes; the others are 0.
+/// The memory of a sample of any type: the first bytes; the others are 0.
 using SampleBits = std::uint64_t;
+
+/// The bits of a sample of some size as a number, the same on every byte order, and back.
+inline std::uint64_t NumberOf(SampleBits sample, std::size_t size) {
+    return std::endian::native == std::endian::big ? sample >> 8 * (sizeof sample - size) : sample;
+}
+inline SampleBits SampleOfNumber(std::uint64_t number, std::size_t size) {
+    return std::endian::native == std::endian::big ? number << 8 * (sizeof number - size) : number;
+}
 
 template <Vel::Sample T>
 SampleBits BitsOf(T value) {

@@ -27,7 +27,7 @@ Pool MakePool(char letter) {
             pool.edges.push_back(BitsOf(edge));
             if (IsNaN(edge)) // with payloads as well
                 for (SampleBits payload = 1; payload < usualSamples; ++payload)
-                    pool.edges.push_back(BitsOf(edge) | payload);
+                    pool.edges.push_back(BitsOf(edge) | SampleOfNumber(payload, sizeof(T)));
         }
         return pool;
     });
@@ -216,7 +216,7 @@ void Subject::ChooseOperands(const Choose& choose) {
 
 void Subject::KeepFromFaults() {
     if (FaultsOnDivision(row, samples[1], samples[2]))
-        samples[2] = 1;
+        samples[2] = SampleOf(row.signature[2], 1);
 }
 
 } // namespace VelChecks

@@ -112,6 +112,8 @@ public:
 
     /// Gives each operand a sample, its own NoValue now and then. Leaves out what the processor cannot divide.
     void ChooseOperands(const Choose& choose);
+    /// Lets one channel of the signature hold its samples where another one has them.
+    void ShareChannel(std::size_t channel, std::size_t with) { pointers[channel].Aim(samples[with].Address()); }
     /// Replaces a divisor that makes the processor fault.
     void KeepFromFaults();
 

@@ -1,12 +1,19 @@
-/// The bits of all results: runs every row, plain and NoValue-aware, over seeded samples, and prints a hash for each
-/// operation and one for all. Every compiler and every optimization must print the same. An asterisk marks operations
-/// whose results hang on the accuracy of the math library, and may differ where another one is installed.
+/// The bits of all results: runs every row over seeded samples, both forms side by side, and prints a line for each. A
+/// line is a row and its checks, two characters for each block of samples, which hash all results so far. Every
+/// compiler and every optimization must print the same. `--check FILE` compares with the lines of a file instead, and
+/// shows the first block of samples with another result.
+///
+/// The first line identifies the math library. Where it is another one than that of a file, the operations whose last
+/// bits hang on it are not compared.
 #include "checks/FakePlatform.h"
 #include "checks/Subject.h"
 
 #include <cinttypes>
 #include <cstdio>
-#include <string_view>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <sstream>
 
 using namespace VelChecks;
 
@@ -19,50 +26,174 @@ public:
         for (int byte = 0; byte < 8; ++byte)
             value = (value ^ (bits >> (8 * byte) & 0xFF)) * 0x100000001B3;
     }
-    std::uint64_t Value() const { return value; }
+    std::string Characters(int count) const {
+        std::string text;
+        for (int i = 0; i < count; ++i)
+            text += "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-"[value >> (6 * i + 16) & 63];
+        return text;
+    }
 
 private:
     std::uint64_t value = 0xCBF29CE484222325;
 };
 
-void Run(const Row& row, bool noValueAware, Hash& hash) {
-    SeededChoice choose(1);
-    Subject subject(row, noValueAware);
-    for (int life = 0; life < 4; ++life) {
-        hash.Add(subject.Initialize(ChooseParameters(row, std::ref(choose))));
-        for (int sample = 0; sample < 250; ++sample) {
-            subject.ChooseOperands(std::ref(choose));
-            FakePlatform::tickCount += static_cast<std::uint32_t>(choose(300));
-            hash.Add(subject.Execute());
-            for (const SampleBits result : subject.Results())
-                hash.Add(result);
+/// Any NaN, with a payload. Whole numbers where the type has none.
+SampleBits ChooseNaN(char letter, const Choose& choose) {
+    return WithType(letter, [&]<class T>(T) -> SampleBits {
+        if constexpr (std::is_floating_point_v<T>) {
+            using Number = std::conditional_t<sizeof(T) == sizeof(std::uint32_t), std::uint32_t, std::uint64_t>;
+            constexpr Number quiet = Number{1} << (std::numeric_limits<T>::digits - 2);
+            constexpr T infinity = std::numeric_limits<T>::infinity();
+            const Number sign = std::bit_cast<Number>(choose(2) == 0 ? infinity : -infinity);
+            if (choose(8) == 0)
+                return BitsOf(T{1});
+            const Number payload = static_cast<Number>(1 + choose(99));
+            return BitsOf(std::bit_cast<T>(static_cast<Number>(sign | payload | (choose(4) == 0 ? 0 : quiet))));
+        } else {
+            return BitsOf(static_cast<T>(choose(3)));
         }
-        if (life % 2 == 0)
-            subject.Reset();
-    }
+    });
 }
 
-void Print(const Hash& hash, std::string_view title) {
-    std::printf("%016" PRIx64 " %.*s\n", hash.Value(), static_cast<int>(title.size()), title.data());
+std::string Text(char letter, SampleBits sample) {
+    std::ostringstream text;
+    WithType(letter, [&]<class T>(T) {
+        text.precision(std::numeric_limits<T>::max_digits10);
+        text << +FromBits<T>(sample);
+        if (IsNaN(letter, sample))
+            text << std::hex << "(0x" << sample << ')';
+    });
+    return text.str();
+}
+
+/// A table of gears can be read once only, so that each form needs parameters of its own.
+Vel::Engine::OrderedParameters ParametersOf(const Row& row, int life, bool areNaNs) {
+    SeededChoice seeded(100 + static_cast<std::uint64_t>(life));
+    auto parameters = ChooseParameters(row, std::ref(seeded));
+    for (std::size_t i = 0; areNaNs && i < parameters.list.arguments.size(); ++i)
+        if (i < row.operation->parameters.size() && !row.operation->traits.usesMathLibrary &&
+            row.operation->parameters[i].kind == Vel::ParameterKind::Number)
+            parameters.list.arguments[i] = FromBits<double>(ChooseNaN('D', std::ref(seeded)));
+    return parameters;
+}
+
+constexpr int lives = 5, samplesInLife = 250, samplesInBlock = 25, charactersOfBlock = 2;
+
+/// The checks of a row. Shows the samples of one block, if it is not negative.
+std::string ChecksOf(const Row& row, int shownBlock = -1) {
+    SeededChoice seeded(1);
+    const Choose choose = std::ref(seeded);
+    Subject plain(row, false), aware(row, true);
+    Hash hash;
+    std::string checks;
+    for (int life = 0; life < lives; ++life) {
+        const bool areNaNs = life == lives - 1;
+        for (Subject* subject : {&plain, &aware})
+            hash.Add(subject->Initialize(ParametersOf(row, life, areNaNs)));
+        for (int sample = 0; sample < samplesInLife; ++sample) {
+            plain.ChooseOperands(choose);
+            for (std::size_t i = 0; areNaNs && i < plain.Operands().size(); ++i)
+                plain.Operands()[i] = ChooseNaN(plain.Letter(i), choose);
+            std::ranges::copy(plain.Operands(), aware.Operands().begin());
+            FakePlatform::tickCount += static_cast<std::uint32_t>(choose(300));
+            const int block = (life * samplesInLife + sample) / samplesInBlock;
+            if (block == shownBlock) {
+                std::printf("  sample %d:", life * samplesInLife + sample);
+                for (std::size_t i = 0; i < plain.Operands().size(); ++i)
+                    std::printf(" %s", Text(plain.Letter(i), plain.Operands()[i]).c_str());
+            }
+            for (Subject* subject : {&plain, &aware}) {
+                const bool answer = subject->Execute();
+                hash.Add(answer);
+                for (std::size_t i = 0; i < subject->Results().size(); ++i)
+                    hash.Add(NumberOf(subject->Results()[i], SizeOfSample(row.signature[i])));
+                if (block == shownBlock) {
+                    std::printf("%s %s", subject == &plain ? "; plain" : ", aware", answer ? "true" : "false");
+                    for (std::size_t i = 0; i < subject->Results().size(); ++i)
+                        std::printf(" %s", Text(row.signature[i], subject->Results()[i]).c_str());
+                }
+            }
+            if (block == shownBlock)
+                std::puts("");
+            if ((sample + 1) % samplesInBlock == 0)
+                checks += hash.Characters(charactersOfBlock);
+        }
+        if (life % 2 == 0) {
+            plain.Reset();
+            aware.Reset();
+        }
+    }
+    return checks;
+}
+
+/// Of all of its functions that operations use.
+template <class T>
+void AddMathLibrary(Hash& hash) {
+    std::vector<T> samples = EdgeSamples<T>();
+    for (int i = -2000; i < 2000; ++i)
+        samples.push_back(static_cast<T>(i) / 700);
+    for (const T x : samples)
+        for (const T value : {std::sin(x), std::cos(x), std::tan(x), std::asin(x), std::acos(x), std::atan(x),
+                              std::sinh(x), std::cosh(x), std::tanh(x), std::exp(x), std::log(x), std::log10(x),
+                              std::pow(T{10}, x), std::pow(x, T{1.3f})})
+            hash.Add(BitsOf(value));
+}
+
+/// A subject and its checks.
+using Lines = std::map<std::string, std::string>;
+constexpr const char* mathLibrary = "math library";
+
+/// True if all lines that can be compared are the same.
+bool Compare(const Lines& recorded, const Lines& now, const std::vector<Row>& rows) {
+    bool areSame = true;
+    const bool isMathLibrarySame = recorded.contains(mathLibrary) && recorded.at(mathLibrary) == now.at(mathLibrary);
+    if (!isMathLibrarySame)
+        std::puts("The math library is another one; what hangs on it is not compared.");
+    for (const auto& [title, checks] : recorded)
+        if (!now.contains(title)) {
+            std::printf("%s: recorded, but there is no such row\n", title.c_str());
+            areSame = false;
+        }
+    for (const Row& row : rows) {
+        const std::string title = std::string(row.operation->name) + ' ' + row.signature;
+        const auto line = recorded.find(title);
+        if (row.operation->traits.usesMathLibrary && !isMathLibrarySame)
+            continue;
+        if (line != recorded.end() && line->second == now.at(title))
+            continue;
+        std::printf("%s: %s\n", title.c_str(), line == recorded.end() ? "not recorded" : "other results than recorded");
+        if (line != recorded.end() && areSame) {
+            const auto place = std::ranges::mismatch(line->second, now.at(title)).in1 - line->second.begin();
+            std::puts(" The first one is among these; what they are now:");
+            ChecksOf(row, static_cast<int>(place) / charactersOfBlock);
+        }
+        areSame = false;
+    }
+    return areSame;
 }
 
 } // namespace
 
-int main() {
+int main(int count, char** arguments) {
     FakePlatform::systemTime = {2024, 2, 4, 29, 23, 59, 58, 987};
     FakePlatform::localTime = {2024, 3, 5, 1, 0, 59, 58, 987};
     const std::vector<Row> rows = AllRows();
-    Hash exact, byMathLibrary;
-    for (auto row = rows.begin(); row != rows.end();) {
-        Hash hash;
-        const Vel::Operation& operation = *row->operation;
-        for (; row != rows.end() && row->operation == &operation; ++row)
-            for (const bool noValueAware : {false, true})
-                Run(*row, noValueAware, hash);
-        const bool isExact = !operation.traits.usesMathLibrary;
-        (isExact ? exact : byMathLibrary).Add(hash.Value());
-        Print(hash, std::string(operation.name) + '(' + std::to_string(operation.operands) + (isExact ? ")" : ") *"));
+    Lines now;
+    Hash hash;
+    AddMathLibrary<float>(hash);
+    AddMathLibrary<double>(hash);
+    now[mathLibrary] = hash.Characters(8);
+    for (const Row& row : rows)
+        now[std::string(row.operation->name) + ' ' + row.signature] = ChecksOf(row);
+
+    if (count != 3) {
+        for (const auto& [title, checks] : now)
+            std::cout << title << ' ' << checks << '\n';
+        return 0;
     }
-    Print(exact, "all of these");
-    Print(byMathLibrary, "all of those with *");
+    Lines recorded;
+    std::ifstream file(arguments[2]);
+    for (std::string line; std::getline(file, line);)
+        recorded.emplace(line.substr(0, line.rfind(' ')), line.substr(line.rfind(' ') + 1));
+    return Compare(recorded, now, rows) ? 0 : 1;
 }

@@ -2,6 +2,7 @@
 
 #include "engine/Parameters.h"
 #include "vocabulary/Help.h"
+#include "vocabulary/Quote.h"
 
 #include <algorithm>
 #include <limits>
@@ -15,7 +16,7 @@ const Operation& FindOperation(const ComputationPlan& plan) {
     const auto named = FindOperations(plan.operation);
     if (named.empty()) {
         const std::string_view similar = SimilarOperation(plan.operation);
-        throw Error(plan.place, "unknown operation \"" + plan.operation + "\"",
+        throw Error(plan.place, "unknown operation " + Quoted(plan.operation),
                     (similar.empty() ? "" : "did you mean \"" + std::string(similar) + "\"? ") +
                         std::string("velreplay --operations lists all"));
     }

@@ -1,6 +1,7 @@
 #include "engine/Parameters.h"
 
 #include "vocabulary/Help.h"
+#include "vocabulary/Quote.h"
 
 #include <algorithm>
 #include <charconv>
@@ -87,7 +88,7 @@ private:
         for (const auto& [name, value] : values)
             if (std::none_of(operation.parameters.begin(), operation.parameters.end(),
                              [&, &key = name](const Parameter& parameter) { return parameter.name == key; }))
-                Refuse("unknown parameter \"" + name + "\"");
+                Refuse("unknown parameter " + Quoted(name));
     }
 
     /// How many parameters are passed: up to the last one that is given or has a value otherwise.

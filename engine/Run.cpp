@@ -2,6 +2,7 @@
 #include "engine/Engine.h"
 #include "engine/Order.h"
 #include "vocabulary/Help.h"
+#include "vocabulary/Quote.h"
 
 #include <algorithm>
 #include <deque>
@@ -48,7 +49,7 @@ public:
         for (const Channel& channel : channels)
             names.push_back(channel.name);
         const std::string_view similar = SimilarName(name, names);
-        throw Error(place, "unknown channel \"" + std::string(name) + "\"",
+        throw Error(place, "unknown channel " + Quoted(name),
                     similar.empty() ? "name an input, a constant or a computed channel"
                                     : "did you mean \"" + std::string(similar) + "\"?");
     }
@@ -81,7 +82,8 @@ private:
         isInner.push_back(isStep);
         computedBy.push_back(computation);
         if (!indices.emplace(channels.back().name, index).second)
-            throw Error(place, "the name \"" + channel.name + "\" is taken by a channel above", "choose another one");
+            throw Error(place, "the name " + Quoted(channel.name) + " is taken by a channel above",
+                        "choose another one");
         return index;
     }
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 
 namespace VelFuzz {
 
@@ -31,6 +32,17 @@ void Require(bool holds, std::string_view what) {
 
 VelChecks::Choose ChoicesFrom(FuzzedDataProvider& bytes) {
     return [&bytes](std::uint64_t count) { return bytes.ConsumeIntegralInRange<std::uint64_t>(0, count - 1); };
+}
+
+const VelChecks::Row& RowFrom(const std::vector<VelChecks::Row>& rows, FuzzedDataProvider& bytes) {
+    using Index = std::map<std::string, const VelChecks::Row*>;
+    static std::map<const std::vector<VelChecks::Row>*, Index> indices;
+    Index& index = indices[&rows];
+    if (index.empty())
+        for (const VelChecks::Row& row : rows)
+            index.emplace(std::string(row.operation->name) + ' ' + row.signature, &row);
+    const auto found = index.lower_bound(bytes.ConsumeRandomLengthString());
+    return *(found == index.end() ? index.begin() : found)->second;
 }
 
 void ForEachPart(std::span<const std::uint8_t> input, const std::function<void(FuzzedDataProvider& bytes)>& run) {

@@ -40,8 +40,10 @@ const Row* FindRow(const std::string& name, std::string signature) {
 class Request {
 public:
     explicit Request(FuzzedDataProvider& itsBytes) : bytes(itsBytes), choose(ChoicesFrom(itsBytes)) {
-        name = ChooseName();
-        signature = ChooseSignature();
+        name = RowFrom(Rows(), bytes).operation->name;
+        signature = RowFrom(Rows(), bytes).signature;
+        ChangeName();
+        ChangeSignature();
         row = FindRow(name, signature);
         for (std::size_t i = 0; i < mostLetters; ++i)
             pointers[i] = &samples[i];
@@ -66,43 +68,46 @@ public:
     }
 
 private:
-    std::string ChooseName() {
-        std::string chosen(Rows()[choose(Rows().size())].operation->name);
+    void ChangeName() {
         switch (choose(8)) {
         case 0:
-            return bytes.ConsumeRandomLengthString().c_str(); // up to its first NUL
+            name = bytes.ConsumeRandomLengthString().c_str(); // up to its first NUL
+            break;
         case 1:
-            chosen[choose(chosen.size())] = static_cast<char>(1 + choose(255));
-            return chosen;
+            name[choose(name.size())] = static_cast<char>(1 + choose(255));
+            break;
         case 2:
-            return chosen + bytes.ConsumeRandomLengthString(200).c_str();
+            name += bytes.ConsumeRandomLengthString(200).c_str();
+            break;
         default:
-            return chosen;
+            break;
         }
     }
 
-    std::string ChooseSignature() {
+    void ChangeSignature() {
         constexpr std::string_view letters = "BWLQbwlqFDfdSs?T";
-        std::string chosen = Rows()[choose(Rows().size())].signature;
         switch (choose(8)) {
         case 0:
-            return bytes.ConsumeRandomLengthString().c_str();
+            signature = bytes.ConsumeRandomLengthString().c_str();
+            break;
         case 1:
-            chosen.clear();
+            signature.clear();
             for (std::uint64_t left = choose(mostLetters + 3); left != 0; --left)
-                chosen += letters[choose(letters.size())];
-            return chosen;
+                signature += letters[choose(letters.size())];
+            break;
         case 2:
-            chosen[choose(chosen.size())] = letters[choose(letters.size())];
-            return chosen;
-        case 3: // a row of this very name
-            if (const auto same = Vel::FindOperations(name); !same.empty()) {
-                const auto signatures = SignaturesOf(*same[choose(same.size())]);
-                return signatures[choose(signatures.size())];
+            signature[choose(signature.size())] = letters[choose(letters.size())];
+            break;
+        case 3: // a row of this very name: the first that is not before the signature
+            if (const std::vector<const Vel::Operation*> same = Vel::FindOperations(name); !same.empty()) {
+                std::vector<std::string> signatures = SignaturesOf(*same[choose(same.size())]);
+                std::ranges::sort(signatures);
+                const auto found = std::ranges::lower_bound(signatures, signature);
+                signature = found == signatures.end() ? signatures.front() : *found;
             }
-            return chosen;
+            break;
         default:
-            return chosen;
+            break;
         }
     }
 

@@ -4,8 +4,8 @@
 
 #include "checks/Allocations.h"
 #include "checks/FakePlatform.h"
+#include "checks/WindowModel.h"
 #include "fuzz/Finding.h"
-#include "fuzz/Memory.h"
 
 #include <algorithm>
 #include <bit>
@@ -27,16 +27,14 @@ const std::vector<Row>& Rows() {
     return rows;
 }
 
-/// A row, one that remembers more than a sample or two in every other life.
-const Row& ChooseRow(const Choose& choose) {
-    static const std::vector<const Row*> remembering = [] {
-        std::vector<const Row*> chosen;
-        for (const Row& row : Rows())
-            if (Memory(row).Remembers())
-                chosen.push_back(&row);
+/// A row, one with a window in every other life.
+const Row& ChooseRow(FuzzedDataProvider& bytes) {
+    static const std::vector<Row> withWindow = [] {
+        std::vector<Row> chosen = Rows();
+        std::erase_if(chosen, [](const Row& row) { return WindowModel::Of(row, false) == nullptr; });
         return chosen;
     }();
-    return choose(2) == 0 ? Rows()[choose(Rows().size())] : *remembering[choose(remembering.size())];
+    return RowFrom(bytes.ConsumeBool() ? withWindow : Rows(), bytes);
 }
 
 class Lifecycle {
@@ -44,12 +42,12 @@ public:
     explicit Lifecycle(FuzzedDataProvider& itsBytes)
         : bytes(itsBytes),
           choose(ChoicesFrom(itsBytes)),
-          row(ChooseRow(choose)),
+          row(ChooseRow(itsBytes)),
           twin(TwinOf(*row.operation, row.signature)),
           markers(ChooseMarkers()),
           plain(row, false, markers),
           aware(row, true, markers),
-          memory(row) {}
+          model(WindowModel::Of(row, false)) {}
 
     void Run() {
         while (bytes.remaining_bytes() > 0)
@@ -141,8 +139,8 @@ private:
         const Outcome second = Watch(lost, [&] { return CallInitialize(aware.Handle(), parameters); });
         Require(first.answer == second.answer && first.isOutOfMemory == second.isOutOfMemory,
                 "Initialize of the two forms");
-        if (!first.isOutOfMemory)
-            memory.Initialize(parameters);
+        if (model && !first.isOutOfMemory)
+            model->Initialize(parameters);
     }
 
     void Reset() {
@@ -150,7 +148,8 @@ private:
             const Outcome outcome = Watch(0, [&] { return subject->Reset(); });
             Require(outcome.answer && outcome.allocations == 0, "Reset");
         }
-        memory.Reset();
+        if (model)
+            model->Reset();
     }
 
     void MoveClocks() {
@@ -233,8 +232,8 @@ private:
     }
 
     void ExecuteAlike() {
-        const SampleBits operand = plain.Operands().empty() ? 0 : plain.Operands()[0];
-        const bool mayAllocate = memory.MayAllocate(operand);
+        const SampleBits operand = plain.Operands().empty() ? SampleBits{0} : SampleBits{plain.Operands()[0]};
+        const bool mayAllocate = model && model->MayAllocate(operand, false);
         const Outcome first = Execute(plain, mayAllocate);
         const Outcome second = Execute(aware, mayAllocate);
         Require(first.isOutOfMemory == second.isOutOfMemory, "memory of the two forms");
@@ -243,8 +242,13 @@ private:
             failing = 0;
             return;
         }
-        const std::optional<SampleBits> expected = memory.Take(operand);
-        Require(!expected || AreSame(row.signature[0], *expected, plain.Results()[0]), "result");
+        if (!model)
+            return;
+        const WindowModel::Answer expected = model->Execute(operand, false);
+        Require(first.answer == expected.returned, "answer");
+        for (std::size_t i = 0; i < plain.Results().size(); ++i)
+            Require(!expected.results[i] || AreSame(row.signature[i], *expected.results[i], plain.Results()[i]),
+                    "result");
     }
 
     /// The form that does not compute does nothing.
@@ -306,9 +310,9 @@ private:
     const std::vector<std::optional<SampleBits>> markers;
     Subject plain;
     Subject aware;
-    Memory memory;
-    std::uint64_t samplesLeft = 1000; ///< so that no input takes long
-    std::size_t failing = 0;          ///< the allocation that fails in the next sample with as many
+    const std::unique_ptr<WindowModel> model; ///< of the plain form; null without a window
+    std::uint64_t samplesLeft = 1000;         ///< so that no input takes long
+    std::size_t failing = 0;                  ///< the allocation that fails in the next sample with as many
 };
 
 } // namespace

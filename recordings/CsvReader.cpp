@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <new>
 #include <unordered_map>
 #include <unordered_set>
@@ -303,12 +304,13 @@ void CsvReader::Store(Field& field, std::string_view cellText) {
                 return std::errc();
             }
             const std::errc result = ReadNumber(cellText, value);
-            if (result == isNan)
-                value = samples.noValue;
+            if constexpr (std::is_floating_point_v<std::decay_t<decltype(value)>>)
+                if (std::isnan(value)) // as "-nan" is
+                    value = samples.noValue;
             return result;
         },
         field.samples);
-    if (error != std::errc() && error != isNan)
+    if (error != std::errc())
         AddBadCell(field, original, error);
 }
 

@@ -12,11 +12,13 @@ namespace {
 
 constexpr std::size_t flushBytes = std::size_t{1} << 18;
 
-/// Whether a text as a cell of its own would be read as another one.
+/// Whether a text as a cell of its own would be read as another one, or could begin what looks like no text.
 bool NeedsQuotes(std::string_view text, char separator) {
-    const auto isBlank = [](char character) { return character == ' ' || character == '\t'; };
-    return text.empty() || isBlank(text.front()) || isBlank(text.back()) || text.starts_with(byteOrderMark) ||
-           text.find_first_of("\"\r\n") != std::string_view::npos || text.find(separator) != std::string_view::npos;
+    const auto isSpecial = [separator](char character) {
+        return character == '"' || character == separator || static_cast<unsigned char>(character) < ' ';
+    };
+    return text.empty() || text.front() == ' ' || text.back() == ' ' || text.starts_with(byteOrderMark) ||
+           std::any_of(text.begin(), text.end(), isSpecial);
 }
 
 std::string AsCell(std::string_view text, char separator) {

@@ -15,18 +15,20 @@ namespace {
 using namespace std::string_view_literals;
 
 struct Packed {
-    std::string_view beginning;
-    const char* kind;
+    bool (*begins)(std::string_view beginning);
+    const char* packer;
     const char* unpacker; ///< a command that writes what is packed to standard output
 };
-constexpr std::string_view bzip2 = "1AY&SY"; // behind "BZh" and a digit
 constexpr std::array packed{
-    Packed{"\x1F\x8B"sv, "gzip", "zcat"},
-    Packed{"\x1F\x9D"sv, "compress", "zcat"},
-    Packed{"\x28\xB5\x2F\xFD"sv, "zstd", "zstdcat"},
-    Packed{"\xFD\x37\x7A\x58\x5A"sv, "xz", "xzcat"},
-    Packed{"\x04\x22\x4D\x18"sv, "lz4", "lz4cat"},
-    Packed{"BZh"sv, "bzip2", "bzcat"},
+    Packed{[](std::string_view text) { return text.starts_with("\x1F\x8B"); }, "gzip", "zcat"},
+    Packed{[](std::string_view text) { return text.starts_with("\x1F\x9D"); }, "compress", "zcat"},
+    Packed{[](std::string_view text) { return text.starts_with("\x28\xB5\x2F\xFD"); }, "zstd", "zstdcat"},
+    Packed{[](std::string_view text) { return text.starts_with("\xFD\x37\x7A\x58\x5A"); }, "xz", "xzcat"},
+    Packed{[](std::string_view text) { return text.starts_with("\x04\x22\x4D\x18"); }, "lz4", "lz4cat"},
+    Packed{[](std::string_view text) { // "BZh" alone may begin a name
+               return text.starts_with("BZh") && text.substr(3, 7).ends_with("1AY&SY");
+           },
+           "bzip2", "bzcat"},
 };
 
 /// The name of the encoding if it is UTF-16, with or without its mark: else one half of each plain character is 0.
@@ -104,10 +106,10 @@ std::string Listed(std::span<const std::string> names) {
 } // namespace
 
 void RefuseOtherThanText(std::string_view beginning, const std::string& name) {
-    for (const auto& [begin, kind, unpacker] : packed)
-        if (beginning.starts_with(begin) && (begin != "BZh" || beginning.substr(begin.size() + 1).starts_with(bzip2)))
-            throw Error(name, "the recording is compressed with " + std::string(kind),
-                        "unpack it into a pipe: " + std::string(unpacker) + " RECORDING | velreplay PLAN");
+    for (const Packed& kind : packed)
+        if (kind.begins(beginning))
+            throw Error(name, "the recording is compressed with " + std::string(kind.packer),
+                        "unpack it into a pipe: " + std::string(kind.unpacker) + " RECORDING | velreplay PLAN");
     if (beginning.starts_with("PK\x03\x04"))
         throw Error(name, "the recording is a ZIP archive or a workbook of a spreadsheet",
                     "save the table as CSV, or unpack it into a pipe: unzip -p RECORDING | velreplay PLAN");
@@ -127,7 +129,7 @@ std::string AdviceOnHeader(std::string_view beginning, CsvFormat format, std::sp
     std::string advice;
     std::vector<std::string_view> names;
     for (const std::string& known : header)
-        if (missing.size() >= leastBytes && missing.size() <= mostBytes && known.size() <= mostBytes)
+        if (missing.size() >= leastBytes && known.size() <= mostBytes)
             names.emplace_back(known);
     if (const std::string_view similar = SimilarName(missing, names); !similar.empty())
         advice = "did you mean " + Quoted(similar) + "? ";

@@ -48,9 +48,6 @@ inline bool ReadShortDecimal(std::string_view text, double& value) {
     return true;
 }
 
-/// What ReadNumber answers for a text that stands for a NaN, such as "-nan".
-inline constexpr std::errc isNan = std::errc::argument_out_of_domain;
-
 /// Reads a whole text as a number of type T. A leading plus sign is taken.
 template <class T>
 std::errc ReadNumber(std::string_view text, T& value) {
@@ -63,9 +60,6 @@ std::errc ReadNumber(std::string_view text, T& value) {
     const auto [stop, error] = std::from_chars(text.data(), end, value);
     if (error != std::errc())
         return error;
-    if constexpr (std::is_floating_point_v<T>)
-        if (stop == end && std::isnan(value))
-            return isNan;
     return stop == end ? std::errc() : std::errc::invalid_argument;
 }
 

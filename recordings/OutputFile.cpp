@@ -189,11 +189,11 @@ void OutputFile::Keep() {
         if (renameat(folder, partName.c_str(), folder, lastName.c_str()) != 0)
             throw Error(name, "cannot be put in its place: " + ErrorText());
     } catch (const Error& failure) {
-        if (folderName.empty())
+        if (folderName.empty() || faccessat(folder, partName.c_str(), F_OK, 0) != 0)
             throw;
+        const std::string separator = failure.Remedy().empty() ? "" : "\n  ";
         throw Error(failure.Place(), failure.Fault(),
-                    failure.Remedy() + (failure.Remedy().empty() ? "" : "\n  ") + "what was written is in " +
-                        PartPath());
+                    failure.Remedy() + separator + "what was written is in " + PartPath());
     }
     if (!Sync(folder))
         throw Error(name, "is in its place, but may not have reached the disk: " + ErrorText());

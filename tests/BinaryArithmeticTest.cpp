@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <random>
 
 using namespace Sequences;
 
@@ -99,6 +100,18 @@ TEST(BinaryArithmetic, PowerRefusesWhatIsNotFinite) {
              In({-infinity, 3}, refused)),
     });
     RunSequences({Plain("Power", "DDD", In({nan, 1}, refused), In({nan, 0}, 1))});
+    // In Float32, and not by way of Float64, which would round a few of these to a neighbour.
+    Vel::Channel<float> result, a, b;
+    auto power = Vel::OperationHandle::Create(false, "Power", result, a, b);
+    std::mt19937 random(1);
+    for (int i = 0; i < 100000; ++i) {
+        a = static_cast<float>(random() % 100000) * 1e-3f;
+        b = static_cast<float>(random() % 100000) * 1e-4f;
+        const bool hasReturned = power.Execute();
+        const float wanted = powf(a.Get(), b.Get());
+        ASSERT_TRUE(hasReturned ? result.Get() == wanted : !std::isfinite(wanted))
+            << a.Get() << ' ' << b.Get() << ' ' << result.Get() << ' ' << wanted;
+    }
 }
 
 TEST(BinaryArithmetic, AngleCountsFullCircleFromTheFirstOperand) {
@@ -111,6 +124,14 @@ TEST(BinaryArithmetic, AngleCountsFullCircleFromTheFirstOperand) {
     const float a = 0.76f, b = 0.26f, radius = std::sqrt(a * a + b * b);
     const double degrees = std::acos(static_cast<double>(a) / static_cast<double>(radius)) * 180 / std::numbers::pi;
     RunSequences({Plain("Angle", "FFF", In({0.76, 0.26}, static_cast<float>(degrees)), In({1, nan}, nan))});
+    // To the last digit, that is in this order.
+    std::vector<Step> steps;
+    for (int i = 1; i < 100; ++i) {
+        const double x = std::sqrt(i), y = 7 - 0.1 * i;
+        const double angle = std::acos(x / std::sqrt(x * x + y * y)) * 180 / std::numbers::pi;
+        steps.push_back(In({x, y}, y >= 0 ? angle : 360 - angle));
+    }
+    RunSequences({Plain("Angle", "DDD", steps)});
 }
 
 TEST(BinaryArithmetic, NoValueComesBeforeTheCalculation) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <ctime>
 #include <limits>
 
@@ -12,7 +13,6 @@ namespace {
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr std::time_t unixTimeOf2000 = 946684800;
 
 Step Clocks(const Velmarosk::Platform::SYSTEMTIME& systemTime, const Velmarosk::Platform::SYSTEMTIME& localTime) {
     return {[=](Rig&) {
@@ -23,10 +23,10 @@ Step Clocks(const Velmarosk::Platform::SYSTEMTIME& systemTime, const Velmarosk::
 
 TEST(Clock, SourcesCountSecondsFrom2000OnTheirOwnClock) {
     const Step now = Clocks({2026, 11, 0, 22, 21, 34, 56, 789}, {2026, 11, 1, 23, 3, 19, 56, 789});
-    std::tm fields{};
-    fields.tm_year = 126, fields.tm_mon = 10, fields.tm_mday = 22;
-    fields.tm_hour = 21, fields.tm_min = 34, fields.tm_sec = 56;
-    const auto seconds = static_cast<double>(timegm(&fields) - unixTimeOf2000);
+    using namespace std::chrono;
+    const std::chrono::seconds since2000 =
+        sys_days(2026y / November / 22) - sys_days(2000y / January / 1) + 21h + 34min + 56s;
+    const auto seconds = static_cast<double>(since2000.count());
     const double ticks = seconds * 1e7 + 7890000;
     const double eastward = 20700; // the local clock is 5:45 ahead
     RunSequences({
@@ -41,7 +41,7 @@ TEST(Clock, SourcesCountSecondsFrom2000OnTheirOwnClock) {
 }
 
 TEST(Clock, ComponentsShowTheTimeOfTheValue) {
-    const std::time_t time = unixTimeOf2000 + 846020097;
+    const std::time_t time = 946684800 + 846020097; // from 1970 to 2000, and from there
     const std::tm fields = *std::gmtime(&time);
     RunSequences({
         Both("Hour", "QQ", In({0}, 0), In({3661}, 1), In({86399}, 23), In({846020097}, fields.tm_hour)),

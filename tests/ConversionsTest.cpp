@@ -162,18 +162,40 @@ TEST(Conversions, WordsSplitIntoTheirBits) {
     for (const bool noValueAware : {false, true})
         for (const char* name : {"Extract8Bits", "Extract16Bits"}) {
             const Vel::Operation* const operation = Vel::FindOperations(name).front();
+            const std::string signature = SignaturesOf(*operation).front();
+            const auto marker = [](std::size_t i) { return 100 + static_cast<int>(i); };
             std::vector<std::optional<SampleBits>> markers;
             for (std::size_t i = 0; i <= operation->results; ++i)
-                markers.push_back(100 + i);
-            Subject extraction({operation, SignaturesOf(*operation).front()}, noValueAware, markers);
-            for (const SampleBits word : {0xA5u, 0x8EA1u, static_cast<unsigned>(*markers.back())}) {
-                extraction.Operands()[0] = word;
-                const bool isNoValue = noValueAware && word == markers.back();
+                markers.push_back(SampleOf(signature[i], marker(i)));
+            Subject extraction({operation, signature}, noValueAware, markers);
+            for (const int word : {0xA5, 0x8EA1, marker(operation->results)}) {
+                extraction.Operands()[0] = SampleOf(signature.back(), word);
+                const bool isNoValue = noValueAware && word == marker(operation->results);
                 EXPECT_EQ(extraction.Execute(), !isNoValue);
                 for (std::size_t bit = 0; bit < operation->results; ++bit)
-                    EXPECT_EQ(extraction.Results()[bit], isNoValue ? *markers[bit] : word >> bit & 1);
+                    EXPECT_EQ(extraction.Results()[bit],
+                              SampleOf(signature[bit], isNoValue ? marker(bit) : word >> bit & 1));
             }
         }
+}
+
+TEST(Conversions, EachBitIsReadFromTheOperandAfreshThoughAResultHasReplacedIt) {
+    for (const char* name : {"Extract8Bits", "Extract16Bits"}) {
+        const Vel::Operation* const operation = Vel::FindOperations(name).front();
+        for (std::size_t shared = 0; shared < operation->results; ++shared) {
+            Subject extraction({operation, SignaturesOf(*operation).front()}, false);
+            extraction.ShareChannel(shared, operation->results);
+            extraction.Operands()[0] = 0x7FF7;
+            EXPECT_TRUE(extraction.Execute());
+            const unsigned ownBit = 0x7FF7 >> shared & 1;
+            EXPECT_EQ(extraction.Operands()[0] & 0xFF, ownBit);
+            for (std::size_t bit = 0; bit < operation->results; ++bit)
+                if (bit != shared) {
+                    EXPECT_EQ(extraction.Results()[bit], (bit < shared ? 0x7FF7u : ownBit) >> bit & 1)
+                        << name << ", result " << bit << ", with that of bit " << shared << " in the operand";
+                }
+        }
+    }
 }
 
 } // namespace

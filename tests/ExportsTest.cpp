@@ -31,6 +31,30 @@ TEST(Exports, OperationsWithoutParametersTakeAny) {
     EXPECT_TRUE(operation.Terminate());
 }
 
+TEST(Exports, ACallbackMayCreate) {
+    static std::vector<std::string> texts;
+    static Vel::Channel<double> z, x, y;
+    static Vel::OperationHandle inner;
+    SetMessageCallback([](int, const char* text) {
+        if (texts.empty()) {
+            texts.push_back(text);
+            EXPECT_FALSE(Vel::OperationHandle::Create(true, "Inner", z, x, y));
+            inner = Vel::OperationHandle::Create(true, "Plus", z, x, y);
+        }
+        texts.push_back(text);
+    });
+    EXPECT_FALSE(Vel::OperationHandle::Create(true, "Outer", z, x, y));
+    SetMessageCallback(nullptr);
+    ASSERT_EQ(texts.size(), 3u);
+    EXPECT_TRUE(texts[0].ends_with("Outer") && texts[1].ends_with("Inner")) << texts[0] << texts[1];
+    EXPECT_EQ(texts[2], texts[0]);
+    x = 40;
+    y = 2;
+    EXPECT_TRUE(inner.Execute());
+    EXPECT_EQ(z.Get(), 42);
+    inner = {};
+}
+
 TEST(Exports, InnerPointersAreFollowedAtEveryCall) {
     Vel::Channel<double> z, x, y;
     auto operation = Vel::OperationHandle::Create(true, "Minus", z, x, y);

@@ -1,9 +1,11 @@
 #include "Sequences.h"
+#include "checks/Descriptors.h"
 
 #include "logic/GearTable.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 #include <new>
@@ -19,6 +21,13 @@ using namespace Sequences;
 
 namespace {
 
+/// Leaves digits where the next call may forget to clear its buffer.
+[[gnu::noinline]] void DirtyStack() {
+    std::array<volatile char, 8192> digits;
+    for (volatile char& digit : digits)
+        digit = '7';
+}
+
 /// Initialises with a table whose pieces come through a pipe in packet mode.
 Parameters WithTable(double tolerance, std::vector<std::string> pieces) {
     pieces.push_back(std::string(80, '='));
@@ -27,7 +36,10 @@ Parameters WithTable(double tolerance, std::vector<std::string> pieces) {
         EXPECT_EQ(pipe2(ends, O_DIRECT), 0);
         for (const std::string& piece : pieces)
             EXPECT_EQ(write(ends[1], piece.data(), piece.size()), static_cast<ssize_t>(piece.size()));
+        const auto openBefore = VelChecks::OpenDescriptors();
+        DirtyStack();
         const bool initialized = operation.Initialize(tolerance, ("/proc/self/fd/" + std::to_string(ends[0])).c_str());
+        EXPECT_EQ(VelChecks::OpenDescriptors(), openBefore);
         close(ends[0]);
         close(ends[1]);
         return initialized;
@@ -53,6 +65,8 @@ TEST(Gear, IsThatOfTheFirstEntryWithinTheTolerance) {
              Init(With(9.0, "", 0), false), In({1, 1, 5}, refused), Init(With(9.0, noName), false), In({1, 1, 5}, 2)),
         // A long regular file is a complete piece at once.
         Both("Gangermittlung", "bWWW", With(9.0, "/proc/self/exe"), In({1, 2, 4}, refused)),
+        // A piece of more than 80 bytes is a complete one. Before the first NUL the buffer holds nothing else.
+        Both("Gangermittlung", "bWWW", WithTable(0.5, {"3 =5", std::string(81, '=')}), In({1, 1, 3}, 5)),
         // Without a NUL, a record runs on into the one before or to the end of the buffer.
         Both("Gangermittlung", "bWWW", WithTable(0.5, {"2 = 55", "1 =", Record("5 ="), allPlaces}), In({1, 1, 2}, 55),
              In({1, 1, 1}, 55), In({1, 1, 5}, 0), In({1, 1, 4}, -1)),
@@ -81,11 +95,13 @@ TEST(Gear, RecordsAreReadByTheirFirstEqualsSign) {
         {"-.5x;= -4x5", -.5f, -4}, {"x1 =x1", 0.f, 0}, {"1. ==2", 1.f, 0}, {"1e =\v2 3", 1.f, 2}, {"+-1 =+-1", 0.f, 0},
         {"0x10 =0x10", 0.f, 0}, {"inf =", 0.f, 0}, {"-nan =- 1", 0.f, 0}, {"1e999 =300", infinity, 44},
         {"-1e999 =-300", -infinity, -44}, {"1e-999 =2147483648", 0.f, -1}, {"1e39 =-99999999999", infinity, 0},
-        {"\n2 =1\n3 =2\n", 2.f, 1}};
+        {"\n2 =1\n3 =2\n", 2.f, 1}, {"1E-999 =6", 0.f, 6}, {"-1E+999 =7", -infinity, 7}, {"\f2 =\f8", 2.f, 8}};
     // clang-format on
     for (const auto& [text, ratio, gear] : cases) {
         const auto entry = ParseGearRecord(text);
-        EXPECT_TRUE(entry && entry->ratio == ratio && entry->gear == gear) << text;
+        ASSERT_TRUE(entry) << text;
+        EXPECT_TRUE(entry->ratio == ratio && entry->gear == gear)
+            << text << " gives " << entry->ratio << " = " << +entry->gear << ", and not " << ratio << " = " << gear;
     }
     EXPECT_TRUE(!ParseGearRecord("1.25 3") && std::signbit(ParseGearRecord("-1e-999 =")->ratio));
 }
@@ -101,12 +117,14 @@ TEST(Gear, AShortRegularFileIsReadUntilTheMemoryEnds) {
     gate = 4;
     speed = 2;
     const auto initialize = [&] {
+        const auto openBefore = VelChecks::OpenDescriptors();
         const rlimit limit{32 << 20, 32 << 20};
         setrlimit(RLIMIT_AS, &limit);
         try {
             operation.Initialize(0.5, ("/proc/self/fd/" + std::to_string(file)).c_str());
         } catch (const std::bad_alloc&) {
-            _exit(operation.Execute() && gear.Get() == 2 ? 0 : 2); // the operation outlives it
+            const bool isClosed = VelChecks::OpenDescriptors() == openBefore;
+            _exit(isClosed && operation.Execute() && gear.Get() == 2 ? 0 : 2); // the operation outlives it
         }
     };
     EXPECT_EXIT(initialize(), testing::ExitedWithCode(0), "");

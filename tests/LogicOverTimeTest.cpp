@@ -14,8 +14,11 @@ namespace {
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
 /// How often the tick counter was asked since the last of these steps.
-Step Asked(int times) {
-    return {[times](Rig&) { EXPECT_EQ(std::exchange(FakePlatform::tickCountReads, 0), times); }};
+Step Asked(int times, Place place = Place::Here()) {
+    return {[=](Rig&) {
+        if (const int asked = std::exchange(FakePlatform::tickCountReads, 0); asked != times)
+            ADD_FAILURE_AT(place.file, place.line) << "asked " << asked << " times, and not " << times;
+    }};
 }
 const Step forgetAsked{[](Rig&) { FakePlatform::tickCountReads = 0; }};
 /// Milliseconds after a start that lets the tick counter wrap.
@@ -53,6 +56,8 @@ TEST(Edges, PassTheirThresholdAndTriggersLatchUntilReset) {
              In({0}, 0), restart, In({1}, 1), In({1}, 1), In({0}, 1)),
         Both("StartNotStopTriggerPuls", "WW", With(0.5, 9.0), Init(With(), false), After(0), In({1}, 1), After(500),
              In({1}, 1), In({0}, 1), After(501), In({1}, 1), In({0}, 0)),
+        Both("StartNotStopTriggerPuls", "WW", With(2147484.), At(0), In({1}, 1), At(2147484000), In({1}, 1), In({0}, 1),
+             At(2147484001), In({1}, 1), In({0}, 0)), // more than 31 bits of milliseconds
         Both("StartNotStopTriggerPuls", "WW", At(0), In({1}, 1), At(2001), In({1}, 1), restart, In({1}, 1), In({0}, 1)),
         Plain("NegEdge", "WF", In({2}, 0), In({nan}, 0), In({0}, 0), In({2}, 0), In({0}, 1)),
         Plain("IsTic", "WB", Times(254, {255}, 0), Times(3, {255}, 1), In({0}, 0)),
@@ -114,6 +119,7 @@ TEST(MonoFlop, ParametersAreReadFromTheirLowBytes) {
         Both("MonoFlop", "WW", Pulse(0.0015f, 1), lasts(1)),
         Both("MonoFlop", "WW", Pulse(4294968.f), lasts(704)), // of 2^32 + 704
         Both("MonoFlop", "WW", Pulse(-0.002f), lasts(0xFFFFFFFE)),
+        Both("MonoFlop", "WW", Pulse(2147484.f), lasts(2147484000)),
         Both("MonoFlop", "WW", Pulse(1e20f), lasts(0)),
         Both("MonoFlop", "WW", Pulse(1, 0x8000), again),
         Both("MonoFlop", "WW", Pulse(1, 0x10000), once),

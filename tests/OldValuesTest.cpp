@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <deque>
-#include <random>
 #include <utility>
 
 using namespace Sequences;
@@ -28,38 +26,10 @@ TEST(OldValues, DelayByOneSample) {
         // A delay of no samples stays one, and leaves nothing behind.
         Both("GetOldValueN", "DD", With(0), In({1}, 1), In({2}, 2), Init(With(1), true), In({3}, 0)),
         Both("GetOldValueN", "BB", With(4294967295u), In({1}, 0), In({2}, 0)),
+        Both("GetOldValueN", "DD", With(65537u), In({1}, 0), In({2}, 0)),
         Aware("GetOldValueN", "ll", With(1), In({1}, 0), In({none}, marker), In({2}, 1), In({3}, 2)),
         Aware("GetOldValue", "ll", With(9), In({none}, marker), In({2}, 9), In({none}, marker), In({3}, 2)),
     });
-}
-
-TEST(OldValues, AnyHistoryOfDepthsMatchesAPlainQueue) {
-    std::mt19937 engine(4);
-    const auto random = [&](unsigned end) { return static_cast<std::uint16_t>(engine() % end); };
-    unsigned depth = 1;
-    std::size_t filled = 0;
-    std::uint16_t initialValue = 0;
-    std::deque<std::uint16_t> line;
-    Vel::Channel<std::uint16_t> result, operand;
-    auto operation = Vel::OperationHandle::Create(false, "GetOldValueN", result, operand);
-    for (int i = 0; i < 300000; ++i) {
-        if (random(700) == 0) { // depths around the sizes of blocks, longer and shorter than before
-            depth = random(2) ? random(1100) : 254u + random(5);
-            initialValue = depth == 0 ? std::uint16_t{0} : random(60000);
-            depth == 0 ? operation.Initialize(depth) : operation.Initialize(depth, initialValue);
-        } else if (random(2500) == 0) {
-            operation.Reset();
-            line.clear();
-            filled = 0;
-        }
-        operand = random(60000);
-        line.push_back(operand.Get());
-        const bool isFull = filled == depth;
-        const std::uint16_t expected = isFull ? line.front() : initialValue;
-        isFull ? line.pop_front() : void(++filled);
-        ASSERT_TRUE(operation.Execute());
-        ASSERT_EQ(result.Get(), expected) << i;
-    }
 }
 
 TEST(OldValues, ALineGrowsWhereverItsOldestSampleStands) {

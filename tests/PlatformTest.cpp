@@ -1,4 +1,5 @@
 #include "VelOperation.hpp"
+#include "checks/Descriptors.h"
 #include "checks/Subject.h"
 #include "platform/File.h"
 #include "platform/SystemClock.h"
@@ -161,6 +162,27 @@ TEST(InputFile, ReadsOnWhenASignalInterrupts) {
     EXPECT_EQ(file.Read(piece), std::size_t{4});
     close(ends[0]);
     close(ends[1]);
+}
+
+TEST(InputFile, IsClosedAtItsEndAndInProgramsThatTheProcessBecomes) {
+    for (const int freed : {-1, 0}) { // 0 is a descriptor like others
+        const int kept = freed == -1 ? -1 : dup(freed);
+        if (freed != -1)
+            close(freed);
+        const auto openBefore = VelChecks::OpenDescriptors();
+        {
+            const InputFile file("/proc/self/exe"), missing("/nowhere"), directory("/");
+            EXPECT_TRUE(file.IsOpen() && !missing.IsOpen() && directory.IsOpen());
+            for (const int descriptor : VelChecks::OpenDescriptors())
+                EXPECT_TRUE(openBefore.contains(descriptor) || (fcntl(descriptor, F_GETFD) & FD_CLOEXEC) != 0);
+            EXPECT_EQ(VelChecks::OpenDescriptors().size(), openBefore.size() + 2);
+        }
+        EXPECT_EQ(VelChecks::OpenDescriptors(), openBefore);
+        if (kept != -1) {
+            dup2(kept, freed);
+            close(kept);
+        }
+    }
 }
 
 /// From here on the process is killed by every system call but its exit.

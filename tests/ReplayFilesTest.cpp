@@ -17,6 +17,16 @@ protected:
         Write("drawn.toml", std::string(dividePlan) + "[plot]\nx = \"a\"\npanels = [{ channels = [\"b\", \"z\"] }]\n");
         Write("rec.csv", "a,b\n6,3\n");
     }
+    /// Replays a live source, and sends the run a signal after a row and a half. Whoever opens a pipe to write waits
+    /// for the reader, which handles signals by then.
+    static int RunAndSignal(const std::string& signal, const std::string& before = "") {
+        return Run("rm -f live started; mkfifo live; "
+                   "(printf 'a,b\\n6,3\\n8,'; touch started; sleep 1; echo 2) >live & " +
+                   before +
+                   "$V -q plan.toml live -o result.csv & "
+                   "until [ -e started ]; do sleep 0.02; done; sleep 0.3; kill -" +
+                   signal + " $!; wait $!");
+    }
     /// What the files hold that a run has left beside its result.
     static std::multiset<std::string> Parts() {
         std::multiset<std::string> parts;
@@ -32,11 +42,12 @@ TEST_F(ReplayFilesTest, TakesNoNameThatIsInUse) {
     EXPECT_EQ(Run("$V plan.toml x.csv.part -o x.csv"), 0) << Read("err");
     EXPECT_EQ(Read("x.csv.part"), "a,b\n8,2\n");
     EXPECT_EQ(Read("x.csv"), "a,b,z\n8,2,4\n");
-    // Two runs at once: each has a file of its own, and the last to end gives its own the name.
+    // Two runs at once: each has a file of its own, and one of them gives its own the name last.
     EXPECT_EQ(Run("(echo a,b; echo 1,1; sleep 0.3; echo 2,1; sleep 0.3) | $V plan.toml -o same.csv & "
                   "(echo a,b; sleep 0.1; echo 3,1; sleep 0.3; echo 4,1) | $V plan.toml -o same.csv; wait"),
               0);
-    EXPECT_EQ(Read("same.csv"), "a,b,z\n1,1,1\n2,1,2\n");
+    const std::string same = Read("same.csv");
+    EXPECT_TRUE(same == "a,b,z\n1,1,1\n2,1,2\n" || same == "a,b,z\n3,1,3\n4,1,4\n") << same;
     std::filesystem::remove("x.csv.part");
     EXPECT_EQ(Parts(), std::multiset<std::string>());
     const std::string longName(255, 'n');
@@ -59,8 +70,7 @@ TEST_F(ReplayFilesTest, KeepsTheRowsBeforeABadCell) {
 
 TEST_F(ReplayFilesTest, LeavesTheOldResultWhenItIsKilledOrTheDiskIsFull) {
     Write("result.csv", "old\n");
-    Run("mkfifo live; (echo a,b; echo 6,3; sleep 1) >live & $V plan.toml live -o result.csv & "
-        "sleep 0.3; kill -9 $!; wait $!");
+    RunAndSignal("KILL");
     EXPECT_EQ(Read("result.csv"), "old\n");
     EXPECT_EQ(Parts(), std::multiset<std::string>{"a,b,z\n6,3,2\n"}); // flushed, and still there to be rescued
     EXPECT_EQ(Run("rm *.part; (echo a,b; yes 6,3 | head -c 1M) >large.csv; ulimit -f 100; "
@@ -124,13 +134,9 @@ TEST_F(ReplayFilesTest, ComparesFilesAndNotNames) {
 }
 
 TEST_F(ReplayFilesTest, EndsInGoodOrderWhenTheTerminalGoes) {
-    EXPECT_EQ(Run("mkfifo live; (printf 'a,b\\n6,3\\n8,'; sleep 0.6) >live & $V -q plan.toml live -o result.csv & "
-                  "sleep 0.3; kill -HUP $!; wait $!"),
-              130);
+    EXPECT_EQ(RunAndSignal("HUP"), 130);
     EXPECT_EQ(Read("result.csv"), "a,b,z\n6,3,2\n");
-    EXPECT_EQ(Run("(printf 'a,b\\n6,3\\n8,'; sleep 0.6; echo 2) >live & trap '' HUP; "
-                  "$V -q plan.toml live -o result.csv & sleep 0.3; kill -HUP $!; wait $!"), // as nohup starts it
-              0);
+    EXPECT_EQ(RunAndSignal("HUP", "trap '' HUP;"), 0); // as nohup starts it
     EXPECT_EQ(Read("result.csv"), "a,b,z\n6,3,2\n8,2,4\n");
 }
 

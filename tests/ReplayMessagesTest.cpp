@@ -48,6 +48,7 @@ TEST_F(ReplayMessagesTest, KnowsWhatIsNoPlainText) {
     ExpectIn("zstdcat", Said("\x28\xB5\x2F\xFD,\n"));
     ExpectIn("xzcat", Said("\xFD\x37zXZ\0"s));
     ExpectIn("bzcat", Said("BZh91AY&SY\x01"));
+    ExpectIn("there is no channel \"a\"", Said("BZh")); // no bzip2
     ExpectIn("ZIP archive or a workbook", Said("PK\x03\x04"));
     ExpectIn("in UTF-16\n  convert it in a pipe: iconv -f UTF-16 -t UTF-8", Said("\xFF\xFE"
                                                                                  "a\0,\0b\0\n\0"s));

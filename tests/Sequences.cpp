@@ -7,7 +7,10 @@
 
 #include <cmath>
 #include <deque>
+#include <iomanip>
+#include <limits>
 #include <optional>
+#include <sstream>
 
 namespace Sequences {
 
@@ -54,29 +57,36 @@ public:
             channels[i + 1].noValue = channels[i + 1].sample;
         }
         const auto reference = [&](std::size_t i) { return i < channels.size() ? &channels[i].current : nullptr; };
-        operation = Vel::OperationHandle(::Create(noValueAware, sequence.name.c_str(), sequence.signature.c_str(),
+        operation = Vel::OperationHandle(::Create(noValueAware, sequence.name.text.c_str(), sequence.signature.c_str(),
                                                   reference(0), reference(1), reference(2), reference(3)));
     }
 
     bool IsCreated() const { return static_cast<bool>(operation); }
 
-    void Execute(const std::vector<Cell>& operands, const Expected& expected) {
+    void Execute(const std::vector<Cell>& operands, const Expected& expected, Place place) {
         for (std::size_t i = 0; i < operands.size(); ++i)
             channels[i + 1].Show(operands[i]);
         const double before = heldResult.value_or(untouched);
         heldResult.reset();
         channels[0].Show(before);
 
-        EXPECT_EQ(operation.Execute(), expected.returned);
+        const bool returned = operation.Execute();
         const double wanted = expected.result == Expected::Result::Untouched ? before
                               : expected.result == Expected::Result::Marker  ? resultMarker
                                                                              : expected.value;
         const double result = channels[0].Number();
-        if (std::isnan(wanted))
-            EXPECT_TRUE(std::isnan(result)) << result;
-        else
-            EXPECT_TRUE(result == wanted && std::signbit(result) == std::signbit(wanted))
-                << result << " and not " << wanted;
+        const bool isSame =
+            std::isnan(wanted) ? std::isnan(result) : result == wanted && std::signbit(result) == std::signbit(wanted);
+        if (returned != expected.returned || !isSame) {
+            constexpr int digits = std::numeric_limits<double>::max_digits10;
+            std::ostringstream text;
+            text << std::setprecision(digits) << "answers " << returned << " with " << result << ", and not "
+                 << expected.returned << " with " << wanted << ", for";
+            for (std::size_t i = 1; i < channels.size(); ++i)
+                text << ' '
+                     << (channels[i].current == nullptr ? "an absent sample" : std::to_string(channels[i].Number()));
+            ADD_FAILURE_AT(place.file, place.line) << text.str();
+        }
     }
 
     Vel::OperationHandle operation;
@@ -86,27 +96,31 @@ private:
     std::deque<Channel> channels; // which stay where they are
 };
 
-Step In(std::initializer_list<Cell> operands, Expected expected) { return Times(1, operands, expected); }
+Step In(std::initializer_list<Cell> operands, Expected expected, Place place) {
+    return Times(1, operands, expected, place);
+}
 
-Step Times(int count, std::initializer_list<Cell> operands, Expected expected) {
-    return {[count, operands = std::vector(operands), expected](Rig& rig) {
+Step Times(int count, std::initializer_list<Cell> operands, Expected expected, Place place) {
+    return {[=, operands = std::vector(operands)](Rig& rig) {
         for (int i = 0; i < count; ++i)
-            rig.Execute(operands, expected);
+            rig.Execute(operands, expected, place);
     }};
 }
 
-Step Init(Parameters parameters, bool expected) {
-    return {[=](Rig& rig) { EXPECT_EQ(parameters(rig.operation), expected); }};
+Step Init(Parameters parameters, bool expected, Place place) {
+    return {[=](Rig& rig) {
+        if (parameters(rig.operation) != expected)
+            ADD_FAILURE_AT(place.file, place.line) << "Initialize answers " << !expected << ", and not " << expected;
+    }};
 }
 
-Step::Step(Parameters parameters) : Step(Init(std::move(parameters), true)) {}
+Step::Step(Parameters parameters)
+    : act([parameters = std::move(parameters)](Rig& rig) { EXPECT_TRUE(parameters(rig.operation)) << "Initialize"; }) {}
 
 Step::Step(std::vector<Step> several)
     : act([several = std::move(several)](Rig& rig) {
-          for (std::size_t i = 0; i < several.size(); ++i) {
-              SCOPED_TRACE("step " + std::to_string(i));
-              several[i].act(rig);
-          }
+          for (const Step& step : several)
+              step.act(rig);
       }) {}
 
 Step At(std::uint32_t tickCount) {
@@ -120,11 +134,12 @@ Step ResultHolds(double value) {
 const Step restart{[](Rig& rig) { EXPECT_TRUE(rig.operation.Reset()); }};
 
 void RunSequences(const std::vector<Sequence>& sequences) {
-    for (std::size_t i = 0; i < sequences.size(); ++i)
-        for (const bool noValueAware : sequences[i].forms) {
-            const Sequence& sequence = sequences[i];
-            SCOPED_TRACE("sequence " + std::to_string(i) + ": " + sequence.name + " " + sequence.signature +
-                         (noValueAware ? " aware" : " plain"));
+    for (const Sequence& sequence : sequences)
+        for (const bool noValueAware : sequence.forms) {
+            const Place place = sequence.name.place;
+            const testing::ScopedTrace trace(place.file, place.line,
+                                             sequence.name.text + ' ' + sequence.signature +
+                                                 (noValueAware ? ", NoValue-aware" : ", plain"));
             Rig rig(sequence, noValueAware);
             ASSERT_TRUE(rig.IsCreated());
             Step(sequence.steps).act(rig);

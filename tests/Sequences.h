@@ -12,9 +12,19 @@
 #include <functional>
 #include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Sequences {
+
+/// A place in the source. As a default argument it is the place of the call, so that a table's row can name itself.
+struct Place {
+    static constexpr Place Here(const char* itsFile = __builtin_FILE(), int itsLine = __builtin_LINE()) {
+        return {itsFile, itsLine};
+    }
+    const char* file;
+    int line;
+};
 
 /// What an operand channel holds.
 struct Cell {
@@ -59,16 +69,23 @@ struct Step {
     Step(Parameters parameters);
     std::function<void(Rig&)> act;
 };
-Step In(std::initializer_list<Cell> operands, Expected expected);
+Step In(std::initializer_list<Cell> operands, Expected expected, Place place = Place::Here());
 /// The same samples a number of times.
-Step Times(int count, std::initializer_list<Cell> operands, Expected expected);
+Step Times(int count, std::initializer_list<Cell> operands, Expected expected, Place place = Place::Here());
 /// Initialize in mid-course, and what it must answer.
-Step Init(Parameters parameters, bool expected);
+Step Init(Parameters parameters, bool expected, Place place = Place::Here());
 /// Sets the tick counter, in milliseconds.
 Step At(std::uint32_t tickCount);
 /// Writes into the result channel before the next Execute, as somebody else may.
 Step ResultHolds(double value);
 extern const Step restart; ///< Reset
+
+/// The name of an operation, and the place where it stands.
+struct Name {
+    Name(const char* itsText, Place itsPlace = Place::Here()) : text(itsText), place(itsPlace) {}
+    std::string text;
+    Place place;
+};
 
 /// An operation by name and type signature, and its steps.
 struct Sequence {
@@ -80,26 +97,27 @@ struct Sequence {
     }
 
     std::vector<bool> forms; ///< NoValue-aware or not
-    std::string name;
+    Name name;
     std::string signature;
     std::vector<Step> steps;
     std::vector<Cell> markers = {};
 };
 template <class... TSteps>
-Sequence Plain(const char* name, const char* signature, TSteps... steps) {
-    return {{false}, name, signature, {steps...}};
+Sequence Plain(Name name, const char* signature, TSteps... steps) {
+    return {{false}, std::move(name), signature, {steps...}};
 }
 template <class... TSteps>
-Sequence Aware(const char* name, const char* signature, TSteps... steps) {
-    return {{true}, name, signature, {steps...}};
+Sequence Aware(Name name, const char* signature, TSteps... steps) {
+    return {{true}, std::move(name), signature, {steps...}};
 }
 /// For families whose forms differ in nothing that the steps show.
 template <class... TSteps>
-Sequence Both(const char* name, const char* signature, TSteps... steps) {
-    return {{false, true}, name, signature, {steps...}};
+Sequence Both(Name name, const char* signature, TSteps... steps) {
+    return {{false, true}, std::move(name), signature, {steps...}};
 }
 
-/// Runs each sequence on operations of its own. The result's marker is 77 for every type.
+/// Runs each sequence on operations of its own. The result's marker is 77 for every type. What fails is told with the
+/// place of its step, and with that of its sequence.
 void RunSequences(const std::vector<Sequence>& sequences);
 
 } // namespace Sequences

@@ -1,16 +1,15 @@
 #include "Sequences.h"
+#include "checks/WindowModel.h"
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
 #include <cstdint>
-#include <deque>
 #include <limits>
 #include <random>
-#include <set>
-#include <type_traits>
 
 using namespace Sequences;
+using VelChecks::SampleBits;
 
 namespace {
 
@@ -32,6 +31,10 @@ TEST(SlidingWindows, ExtremesFollowTheLastSamples) {
         Both("Max", "FF", With(-9., 9., 3), In({0.0}, 0.0), In({-0.0}, -0.0), In({-1}, -0.0)),
         Both("Max", "DD", In({infinity}, refused), In({-highest}, -highest)),
         Both("Min", "DD", Init(With(1.), false), In({-5}, -5)),
+        // Lengths are read in 32 bits.
+        Both("Min", "DD", With(-9., 9., 65537u), In({1}, 1), In({5}, 1)),
+        Both("Max", "DD", With(-9., 9., 65537u), In({5}, 5), In({1}, 5)),
+        Both("Average", "DD", With(65537u, -9., 9.), In({1}, 1), In({5}, 3)),
         Both("Min", "DD", With(-9., 9., 2, 0), In({5}, 5), In({6}, 5), In({7}, 6)), // the fourth is not read
     });
 }
@@ -89,7 +92,7 @@ TEST(SlidingWindows, AveragesSlideAndRideOutSamplesWithoutValue) {
         // What came while there was no window does not leave, and is counted as far as the window goes.
         Both("Average", "DD", With(0, 0., 9.), In({2}, 2), In({4}, 3), With(2, 0., 9.), In({6}, 6), In({8}, 7)),
     });
-    const auto limit3 = With(0u, -9., 9., 3u);
+    const auto limit3 = With(0u, -9., 9., 3u), limit3OfIntegers = With(0u, -9, 9, 3u);
     RunSequences({
         Plain("Average", "DD", limit3, In({none}, marker), In({2}, 2), In({none}, 2), In({none}, 2), In({none}, marker),
               In({none}, marker), In({4}, 3), In({none}, 3), In({10}, 3), In({none}, 3), In({none}, 3),
@@ -98,120 +101,103 @@ TEST(SlidingWindows, AveragesSlideAndRideOutSamplesWithoutValue) {
         Plain("Average", "DD", limit3, In({2}, 2), Init(With(0u, -9., 9.), true), In({none}, 2),
               Init(With(0u, -9., 9., 0u), false), In({none}, nan)),
         Aware("Average", "DD", limit3, In({none}, refused), In({2}, 2), Times(9, {none}, 2), In({4}, 3)),
+        Plain("Average", "DD", With(0u, -9., 9., 65537u), In({2}, 2), Times(3, {none}, 2)),
+        // A limit counts from when it is set, and one that is set anew goes on with the run that it finds.
+        Plain("Average", "ll", With(0u, -9, 9), In({2}, 2), Times(4, {none}, 2), limit3OfIntegers, Times(2, {none}, 2),
+              Init(With(0u, -9, 9, 5u), true), Times(2, {none}, 2), In({none}, marker), restart, In({4}, 4),
+              Times(2, {none}, 4), restart, limit3OfIntegers, In({none}, marker), In({6}, 6), Times(2, {none}, 6),
+              In({none}, marker)),
     });
 }
 
-/// The samples of a window by value and by age, as they are described, on containers of the standard library.
-template <class T, bool isMax>
-struct PlainExtreme {
-    bool Execute(T sample, T& result) {
-        if (windowLength == 0) {
-            if (isMax ? sample >= extremeValue : sample <= extremeValue)
-                extremeValue = sample, hasValue = true;
-            return ExecuteWithoutValue(result);
-        }
-        hasValue = true;
-        if (windowFull) {
-            sorted.erase(order.front());
-            order.pop_front();
-        }
-        order.push_back(sorted.insert(sample));
-        windowFull = windowFull || order.size() == windowLength;
-        result = isMax ? *sorted.rbegin() : *sorted.begin();
-        return true;
-    }
-    bool ExecuteWithoutValue(T& result) const {
-        if (hasValue)
-            result = extremeValue;
-        return hasValue;
-    }
-    std::uint32_t windowLength = 0;
-    bool hasValue = false, windowFull = false;
-    T extremeValue = isMax ? std::numeric_limits<T>::lowest() : std::numeric_limits<T>::max();
-    std::multiset<T> sorted = {};
-    std::deque<typename std::multiset<T>::iterator> order = {};
-};
-
-/// A mean as it is described; nothing leaves an empty window.
-template <class T>
-struct PlainAverage {
-    bool Execute(T sample, T& result) {
-        if (windowLength != 0) {
-            if (count >= windowLength && !window.empty())
-                sum -= static_cast<double>(window.front()), window.pop_front();
-            window.push_back(sample);
-        }
-        count += windowLength == 0 || count < windowLength;
-        sum += static_cast<double>(sample);
-        return ExecuteWithoutValue(result);
-    }
-    bool ExecuteWithoutValue(T& result) const {
-        if (count != 0)
-            result = static_cast<T>(sum / static_cast<double>(count));
-        return count != 0;
-    }
-    std::uint32_t windowLength = 0;
-    std::uint64_t count = 0;
-    double sum = 0;
-    std::deque<T> window = {};
-};
-
-/// Random, rising, falling, periodic and constant samples, with ties, and zeros of both signs.
-template <class T>
-T SampleOf(unsigned shape, unsigned i, unsigned random) {
-    const double lowest = std::is_signed_v<T> ? -100 : 0;
-    const double shapes[] = {random % 200 + lowest, i % 120 + lowest,        99 - i / 25 % 100 + lowest,
-                             i * 7 % 100 + lowest,  random % 2 ? 0.0 : -0.0, 50};
-    return static_cast<T>(shapes[shape]);
+/// Random, rising, falling, periodic and constant samples, with ties, zeros of both signs, and NaNs.
+SampleBits SampleOf(char letter, unsigned shape, unsigned i, unsigned random) {
+    if (shape == 0 && (letter == 'F' || letter == 'D'))
+        return VelChecks::WithType(letter, [&]<class T>(T) {
+            return random % 50 == 0 ? VelChecks::UsualNoValue(letter) // a NaN
+                                    : VelChecks::BitsOf(static_cast<T>(random % 2 == 0 ? 0.0 : -0.0));
+        });
+    const unsigned shapes[] = {random % 2, random % 200, i % 120, 99 - i / 25 % 100, i * 7 % 100, 50, i, ~i};
+    return VelChecks::SampleOf(letter, static_cast<std::int32_t>(shapes[shape]));
 }
+constexpr unsigned shapes = 8, rising = 6;
 
-/// Compares with a plain reference through any history of window lengths, resets and lost samples.
-template <class T, class TPlain, class TInitialize>
-void RunInLockStep(const char* name, TInitialize initialize) {
+/// An operation with its plain account, fed with the same samples.
+struct Histories {
+    Histories(const VelChecks::Row& itsRow, bool noValueAware)
+        : row(itsRow), subject(row, noValueAware), model(VelChecks::WindowModel::Of(row, noValueAware)) {}
+
+    void Initialize(const Vel::Engine::ParametersByName& parameters) {
+        const auto ordered =
+            Vel::Engine::OrderParameters(*row.operation, row.signature.back(), parameters, row.signature);
+        subject.Initialize(ordered);
+        model->Initialize(ordered.list);
+    }
+    void Reset() {
+        subject.Reset();
+        model->Reset();
+    }
+    void Execute(SampleBits sample) {
+        const SampleBits untouched = VelChecks::SampleOf(row.signature[0], 77);
+        std::ranges::fill(subject.Results(), untouched);
+        subject.Operands()[0] = sample;
+        const auto expected = model->Execute(sample, subject.HasNoValue());
+        ASSERT_EQ(subject.Execute(), expected.returned);
+        for (std::size_t i = 0; i < subject.Results().size(); ++i) {
+            const SampleBits wanted = expected.results[i].value_or(untouched), result = subject.Results()[i];
+            ASSERT_TRUE(VelChecks::AreSame(row.signature[i], result, wanted))
+                << std::hex << result << " and not " << wanted << " for " << sample;
+        }
+    }
+
+    const VelChecks::Row row;
+    VelChecks::Subject subject;
+    std::unique_ptr<VelChecks::WindowModel> model;
+};
+
+/// Any history of lengths, resets and lost samples.
+TEST(WindowHistories, MatchPlainContainers) {
     std::mt19937 engine(3);
     const auto random = [&](unsigned end) { return static_cast<unsigned>(engine()) % end; };
-    Vel::Channel<T> result, operand(std::numeric_limits<T>::max());
-    auto operation = Vel::OperationHandle::Create(true, name, result, operand);
-    TPlain reference;
-    T expected = result.Get();
-    for (unsigned i = 0, shape = 0; i < 150000; ++i) {
-        const unsigned event = random(3000);
-        if (event == 0) {
-            operation.Reset();
-            reference = {.windowLength = reference.windowLength};
-        } else if (event < 5) {
-            const unsigned lengths[] = {0, 1, random(8), 64, 500, 3000};
-            reference.windowLength = lengths[random(6)];
-            initialize(operation, reference.windowLength);
-        } else if (event < 10) {
-            shape = random(6);
+    for (const VelChecks::Row& row : VelChecks::AllRows())
+        for (const bool noValueAware : {false, true}) {
+            if (VelChecks::WindowModel::Of(row, noValueAware) == nullptr)
+                break;
+            Histories histories(row, noValueAware);
+            for (unsigned i = 0, shape = 0; i < 15000; ++i) {
+                const unsigned event = random(2000);
+                if (event == 0) {
+                    histories.Reset();
+                } else if (event < 5) {
+                    const std::int64_t lengths[] = {0, 1, random(8), 64, 254 + random(5), 500, 3000};
+                    const bool isLine = row.operation->name == "GetOldValueN"; // whose depth is 1 at least
+                    Vel::Engine::ParametersByName parameters{
+                        {isLine ? "depth" : "window", std::max<std::int64_t>(lengths[random(7)], isLine ? 1 : 0)}};
+                    if (row.operation->name == "Average" && random(2) == 0)
+                        parameters["no_value_limit"] = std::int64_t{1 + random(3)};
+                    histories.Initialize(parameters);
+                } else if (event < 20) {
+                    shape = random(shapes);
+                }
+                const SampleBits noValue = VelChecks::UsualNoValue(row.signature.back());
+                histories.Execute(random(50) == 0 ? noValue : SampleOf(row.signature.back(), shape, i, random(1000)));
+                if (HasFatalFailure())
+                    FAIL() << row.Title(noValueAware) << ", sample " << i;
+            }
         }
-        const bool isLost = random(50) == 0;
-        operand = isLost ? operand.NoValue() : SampleOf<T>(shape, i, random(1000));
-        const bool returned =
-            isLost ? reference.ExecuteWithoutValue(expected) : reference.Execute(operand.Get(), expected);
-        ASSERT_EQ(operation.Execute(), returned) << name << " at " << i;
-        ASSERT_EQ(result.Get(), expected) << name << " at " << i;
-        ASSERT_EQ(std::signbit(static_cast<double>(result.Get())), std::signbit(static_cast<double>(expected)));
-    }
 }
 
-template <class T>
-class WindowHistories : public testing::Test {};
-using HistoryTypes = testing::Types<double, float, std::uint8_t, std::int16_t, std::uint64_t>;
-TYPED_TEST_SUITE(WindowHistories, HistoryTypes);
-
-TYPED_TEST(WindowHistories, MatchPlainContainers) {
-    using Limits = std::numeric_limits<TypeParam>;
-    const auto boundsFirst = [](auto& operation, unsigned length) {
-        operation.Initialize(Limits::lowest(), Limits::max(), length);
-    };
-    const auto lengthFirst = [](auto& operation, unsigned length) {
-        operation.Initialize(length, Limits::lowest(), Limits::max());
-    };
-    RunInLockStep<TypeParam, PlainExtreme<TypeParam, false>>("Min", boundsFirst);
-    RunInLockStep<TypeParam, PlainExtreme<TypeParam, true>>("Max", boundsFirst);
-    RunInLockStep<TypeParam, PlainAverage<TypeParam>>("Average", lengthFirst);
+TEST(WindowHistories, MayBeLongerThan16BitsTell) {
+    for (const char* name : {"Min", "Max", "GetOldValueN", "Average", "Statistics"}) {
+        const bool isStatistics = std::string_view(name) == "Statistics";
+        Histories histories({Vel::FindOperations(name).back(), isStatistics ? "DDDD" : "DD"}, false);
+        histories.Initialize({{std::string_view(name) == "GetOldValueN" ? "depth" : "window", std::int64_t{70000}}});
+        for (unsigned i = 0; i < 150000; ++i) {
+            histories.Execute(SampleOf('D', rising + (i > 100000), i, 0));
+            if (HasFatalFailure())
+                FAIL() << name << ", sample " << i;
+        }
+    }
 }
 
 } // namespace

@@ -1,9 +1,11 @@
-#include "VelOperation.hpp"
+#include "Sequences.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <limits>
+
+using Sequences::Place;
 
 namespace {
 
@@ -14,14 +16,18 @@ struct Watch {
         : operation(Vel::OperationHandle::Create(noValueAware, "Statistics", min, max, mean, operand)) {}
 
     /// All results hold 99 before. A NaN is expected as any NaN.
-    void Feed(T sample, bool returned, T itsMin, T itsMax, T itsMean) {
+    void Feed(T sample, bool returned, T itsMin, T itsMax, T itsMean, Place place = Place::Here()) {
         for (auto* result : {&min, &max, &mean})
             result->Set(T{99});
         operand = sample;
-        EXPECT_EQ(operation.Execute(), returned);
+        const bool hasReturned = operation.Execute();
         const auto same = [](T a, T b) { return a == b || (a != a && b != b); };
-        EXPECT_TRUE(same(min.Get(), itsMin) && same(max.Get(), itsMax) && same(mean.Get(), itsMean))
-            << +sample << " gave " << +min.Get() << ", " << +max.Get() << ", " << +mean.Get();
+        if (hasReturned != returned || !same(min.Get(), itsMin) || !same(max.Get(), itsMax) ||
+            !same(mean.Get(), itsMean))
+            ADD_FAILURE_AT(place.file, place.line)
+                << +sample << " gives " << hasReturned << " with " << +min.Get() << ", " << +max.Get() << ", "
+                << +mean.Get() << ", and not " << returned << " with " << +itsMin << ", " << +itsMax << ", "
+                << +itsMean;
     }
 
     Vel::Channel<T> min{T{1}}, max{T{2}}, mean{T{3}}, operand{T{4}};
@@ -57,6 +63,11 @@ TEST(Statistics, OddSamples) {
     poisoned.Feed(2, true, 2, 2, 2);
     poisoned.operation.Reset();
     poisoned.Feed(nan, false, 99, 99, nan);
+
+    Watch<std::uint8_t> narrow(false);
+    ASSERT_TRUE(narrow.operation.Initialize(65537u, std::uint8_t{0}, std::uint8_t{9})); // a length of 32 bits
+    narrow.Feed(0, true, 0, 0, 0);
+    narrow.Feed(4, true, 0, 4, 2);
 
     Watch<std::uint64_t> wide(false);
     constexpr std::uint64_t large = 0xC000000000000000u;

@@ -41,6 +41,9 @@ TEST(Validity, IsNoValueWaitsOnTheTickCounter) {
         Both("IsNoValue", "WB", With(-1.0), At(0), In({none}, 0), At(4294966296), In({none}, kept), At(4294966297),
              In({none}, 1)),
         Both("IsNoValue", "WB", With(0.0), In({0}, 0), In({absent}, 0)).Markers({absent}),
+        Both("IsNoValue", "WB", With(2147484.), At(0), In({none}, 0), At(2147483999), In({none}, kept), At(2147484001),
+             In({none}, 1)), // more than 31 bits of milliseconds
+        Both("IsNoValue", "WB", With(4294968.), At(0), In({none}, 0), At(705), In({none}, 1)), // of 2^32 + 704
     });
 }
 
@@ -76,6 +79,8 @@ TEST(Validity, NoValueAlarmCountsSamples) {
         Aware("NoValueAlarm", "WF", With(-0.001, 4294967290u), Times(5, {none}, 1)), // wraps to 4294967295
         Plain("NoValueAlarm", "WF", With(0.001, 0u), In({none}, refused), In({1}, refused)),
         Aware("NoValueAlarm", "WL", With(0.001, 0u), In({0}, 1), In({1}, 0)).Markers({absent}),
+        Aware("NoValueAlarm", "WF", With(1.0, 65537u), Times(65, {none}, 0), In({none}, 1)),
+        Aware("NoValueAlarm", "WF", With(1500000.0, 2147483648u), In({none}, 0), In({none}, 1)),
     });
 }
 

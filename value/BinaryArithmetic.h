@@ -103,9 +103,10 @@ struct Radius {
 struct Angle {
     template <FloatSample T>
     T operator()(T a, T b) const noexcept {
-        const Float64 cosine = static_cast<Float64>(a) / static_cast<Float64>(Radius{}(a, b));
-        const Float64 degrees = std::acos(cosine) * 180.0 / 3.141592653589793;
-        return static_cast<T>(b >= 0 ? degrees : 360.0 - degrees);
+        const Float64 cosine = DivideInOrder(ConvertSample<Float64>(a), ConvertSample<Float64>(Radius{}(a, b)));
+        const Float64 angle = IsNaN(cosine) ? cosine : std::acos(cosine);
+        const Float64 degrees = DivideInOrder(MultiplyInOrder(angle, 180.0), 3.141592653589793);
+        return ConvertSample<T>(b >= 0 ? degrees : SubtractInOrder(360.0, degrees));
     }
 };
 

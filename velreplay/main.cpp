@@ -73,8 +73,7 @@ std::string SimilarOperations(const std::string& name) {
         if (std::search(operation.name.begin(), operation.name.end(), name.begin(), name.end(), isSameLetter) !=
             operation.name.end())
             similar.push_back(operation.name);
-    constexpr std::size_t longestName = 100;
-    if (similar.empty() && name.size() <= longestName && !Vel::SimilarOperation(name).empty())
+    if (similar.empty() && !Vel::SimilarOperation(name).empty())
         similar.push_back(Vel::SimilarOperation(name));
     similar.erase(std::unique(similar.begin(), similar.end()), similar.end()); // one for each number of operands
     constexpr std::size_t mostNames = 12;
@@ -171,15 +170,15 @@ int Run(int argc, char** argv) {
     }
     if (!*plan)
         throw Vel::Error("velreplay", "no plan is given", "velreplay --help tells the arguments");
-    if (*result && options.result.empty())
-        throw Vel::Error("--output", "the name is empty", "name a file, or - for standard output");
-    if (*picture && options.picture.empty())
-        throw Vel::Error("--plot", "the name is empty", "name a .svg or .png file");
     options.settings = Settings(settings);
     if (isExplained) {
         Explain(options);
         return 0;
     }
+    if (*result && options.result.empty())
+        throw Vel::Error("--output", "the name is empty", "name a file, or - for standard output");
+    if (*picture && options.picture.empty())
+        throw Vel::Error("--plot", "the name is empty", "name a .svg or .png file");
     options.format.separator = Separator(separator, options.format.decimalComma);
     return Velreplay::Replay(options) ? 0 : interrupted;
 }

@@ -83,6 +83,9 @@ std::string Describe(const Operation& operation) {
 }
 
 std::string_view SimilarName(std::string_view name, std::span<const std::string_view> known) {
+    constexpr std::size_t longestName = 100; // nobody misspells a longer one, and comparing takes its time
+    if (name.size() > longestName)
+        return {};
     const auto nearest = std::min_element(known.begin(), known.end(), [&](std::string_view a, std::string_view b) {
         return Distance(name, a) < Distance(name, b);
     });

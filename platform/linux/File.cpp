@@ -20,18 +20,16 @@ auto RepeatWhileInterrupted(TCall call) noexcept {
 } // namespace
 
 InputFile::InputFile(const char* name) noexcept
-    : descriptor(RepeatWhileInterrupted([name] { return open(name, O_RDONLY | O_CLOEXEC); })) {}
+    : file(RepeatWhileInterrupted([name] { return open(name, O_RDONLY | O_CLOEXEC); })) {}
 
 InputFile::~InputFile() {
     if (IsOpen())
-        close(descriptor);
+        close(static_cast<int>(file));
 }
-
-bool InputFile::IsOpen() const noexcept { return descriptor != -1; }
 
 std::optional<std::size_t> InputFile::Read(std::span<char> destination) noexcept {
     const auto delivered =
-        RepeatWhileInterrupted([&] { return read(descriptor, destination.data(), destination.size()); });
+        RepeatWhileInterrupted([&] { return read(static_cast<int>(file), destination.data(), destination.size()); });
     if (delivered == -1)
         return std::nullopt;
     return static_cast<std::size_t>(delivered);

@@ -1,0 +1,92 @@
+#include "fuzz/Tables.h"
+
+#include "fuzz/Finding.h"
+#include "recordings/CsvReader.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <vector>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace VelFuzz {
+
+namespace {
+
+using Vel::ChannelType;
+using Vel::Column;
+
+void AppendRows(std::string& samples, std::span<const ChannelType> channels, std::span<const Column> columns,
+                std::size_t rows) {
+    for (std::size_t row = 0; row < rows; ++row)
+        for (std::size_t i = 0; i < columns.size(); ++i)
+            std::visit(
+                [&]<class T>(T noValue) {
+                    T value = columns[i].At<T>(row);
+                    if constexpr (std::is_floating_point_v<T>)
+                        value = std::isnan(value) ? noValue : value; // as text it is no sample
+                    if (Vel::IsNoValue(value, noValue))
+                        value = noValue;
+                    std::array<char, sizeof(T)> bytes{};
+                    std::copy_n(reinterpret_cast<const char*>(&value), sizeof(T), bytes.begin());
+                    samples.append(bytes.data(), bytes.size());
+                },
+                channels[i].noValue);
+}
+
+void RequireMessage(std::string_view message) {
+    constexpr std::size_t longest = 8000;
+    Require(message.size() < longest, "a short message");
+    Require(std::all_of(message.begin(), message.end(),
+                        [](char c) { return c == '\n' || (static_cast<unsigned char>(c) >= ' ' && c != 0x7F); }),
+            "a message that is harmless to a terminal");
+}
+
+} // namespace
+
+MemoryFile::MemoryFile(std::string_view text, Kind kind) {
+    std::array<int, 2> ends{-1, -1};
+    const bool isPipe = kind == Kind::Pipe;
+    Require(!isPipe || pipe(ends.data()) == 0, "a pipe");
+    file = isPipe ? ends[0] : memfd_create("table", 0);
+    const int writtenTo = isPipe ? ends[1] : file;
+    Require(file != -1 && write(writtenTo, text.data(), text.size()) == static_cast<ssize_t>(text.size()), "a file");
+    if (isPipe)
+        close(ends[1]);
+}
+
+MemoryFile::~MemoryFile() { close(file); }
+
+std::string MemoryFile::Name() const { return "/proc/self/fd/" + std::to_string(file); }
+
+Table ReadTable(const MemoryFile& file, Vel::Recordings::CsvFormat format, std::size_t blockBytes,
+                std::span<const ChannelType> wanted) {
+    Table table;
+    try {
+        Vel::Recordings::CsvReader reader(file.Name(), format, blockBytes, [] { return false; });
+        reader.ReadHeader(wanted);
+        table.hasHeader = true;
+        while (const std::size_t rows = reader.ReadBlock()) {
+            Require(rows <= Vel::Recordings::CsvReader::MostRows(blockBytes, wanted.size()), "rows of a block");
+            std::vector<Column> columns;
+            for (std::size_t i = 0; i < wanted.size(); ++i)
+                columns.push_back(reader.ColumnOf(i));
+            AppendRows(table.samples, wanted, columns, rows);
+            table.rows += rows;
+        }
+    } catch (const Vel::Error& failure) {
+        table.failure = failure.what();
+        RequireMessage(table.failure);
+    }
+    return table;
+}
+
+std::string AsReadBack(std::span<const ChannelType> channels, std::span<const Column> columns, std::size_t rows) {
+    std::string samples;
+    AppendRows(samples, channels, columns, rows);
+    return samples;
+}
+
+} // namespace VelFuzz

@@ -1,0 +1,46 @@
+/// Tables in memory, as files that readers and writers of recordings open by name.
+#pragma once
+
+#include "recordings/CsvFormat.h"
+#include "vocabulary/Columns.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace VelFuzz {
+
+/// A file in memory; or a pipe that holds a text and ends behind it.
+class MemoryFile {
+public:
+    enum class Kind : std::uint8_t { Regular, Pipe };
+
+    explicit MemoryFile(std::string_view text = {}, Kind kind = Kind::Regular);
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+    ~MemoryFile();
+
+    std::string Name() const;
+
+private:
+    int file = -1;
+};
+
+/// What a reader makes of a table.
+struct Table {
+    bool hasHeader = false;
+    std::size_t rows = 0;
+    std::string samples; ///< their bytes, row by row
+    std::string failure; ///< the message; empty: none
+};
+
+/// Reads a table in blocks of so many bytes, and requires of the reader what it promises of blocks and messages.
+Table ReadTable(const MemoryFile& file, Vel::Recordings::CsvFormat format, std::size_t blockBytes,
+                std::span<const Vel::ChannelType> wanted);
+
+/// The bytes of the samples that a reader makes of columns that have been written.
+std::string AsReadBack(std::span<const Vel::ChannelType> channels, std::span<const Vel::Column> columns,
+                       std::size_t rows);
+
+} // namespace VelFuzz
