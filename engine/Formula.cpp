@@ -309,7 +309,7 @@ private:
         const auto sample = FitNumber(node.number, type);
         if (!sample)
             RefuseNumber(call, node, type);
-        const std::string constant = NextInnerName();
+        std::string constant = NextInnerName();
         constants.push_back({formula.PlaceOf(constant), {constant, OtherNoValue(*sample)}, *sample, true});
         return constant;
     }
@@ -358,7 +358,7 @@ private:
         } catch (const Error& wrong) {
             std::size_t position = node.caret;
             for (const NamedArgument& argument : node.arguments)
-                if (wrong.Fault().find("\"" + std::string(argument.name) + "\"") != std::string::npos)
+                if (wrong.Fault().starts_with("parameter " + Quoted(argument.name)))
                     position = argument.position;
             text.Refuse(position, wrong.Fault(), wrong.Remedy());
         }

@@ -253,6 +253,7 @@ std::vector<PlanLine> ReadLines(const Reader& section, const ParametersByName& s
         return std::pair(a.first.line, a.first.column) < std::pair(b.first.line, b.first.column);
     });
     std::vector<PlanLine> sorted;
+    sorted.reserve(lines.size());
     for (auto& [position, line] : lines)
         sorted.push_back(std::move(line));
     return sorted;

@@ -172,6 +172,8 @@ TEST(Formulas, SayWhereAndWhatAndWhatWouldHelp) {
         {"Max(window = 5, a)", "this operand stands behind a parameter", 16, ""},
         {"b + Max(a, window = 1.5)", "parameter \"window\" is no whole number within its type", 11, "[samples]"},
         {"Max(window = 5 (a))", "a comma is missing before this", 15, ""},
+        {"FilterButterworthLowPass(a, order = 2, corner1 = 5, sample_rate = 10)",
+         "parameter \"corner1\" is not below half of \"sample_rate\"", 39, ""},
         {"Linea(a)", "parameter \"points\" is missing", 0, ""},
         {"Linea(a, [[0, 1]])", "an operand is missing before this", 9, "points = [[0, 1]"},
         {"Linea(a, points = [0, 1])", "\"[\" is missing here", 19, "[[0.0, 1.0]"},

@@ -115,7 +115,7 @@ Vel::Engine::ParametersByName Settings(const std::vector<std::string>& texts) {
 /// Prints the plan with blocks in the place of formulas, once a run can be made of it.
 void Explain(const Velreplay::Options& options) {
     const Vel::Engine::Plan plan = Vel::Engine::LoadPlan(options.plan, options.settings);
-    Vel::Engine::Run(plan, 1);
+    const Vel::Engine::Run run(plan, 1);
     Print(Vel::Engine::Explain(plan));
 }
 
