@@ -32,6 +32,26 @@ const Operation& FindOperation(const ComputationPlan& plan) {
                 "it exists as" + forms);
 }
 
+[[noreturn]] void RefuseTypes(const ComputationPlan& plan, const std::string& signature) {
+    constexpr std::size_t mostRows = 3;
+    const std::vector<std::string> rows = NearestRows(FindOperation(plan), signature, mostRows);
+    std::string remedy = "nearest: ";
+    for (const std::string& row : rows)
+        remedy += (row == rows.front() ? "" : "; ") + DescribeRow(row);
+    std::string changes;
+    for (std::size_t i = 0; i < signature.size(); ++i) {
+        const std::string type(TypeOf(rows.front()[i]).name);
+        if (signature[i] == rows.front()[i])
+            continue;
+        changes += changes.empty() ? "\n  " : ", and ";
+        changes += i < plan.results.size()
+                       ? "give the result the type " + type
+                       : "cast " + Quoted(plan.operands[i - plan.results.size()]) + " to " + type + " (\"Cast\")";
+    }
+    throw Error(plan.place, plan.operation + " does not exist on these types: " + DescribeRow(signature),
+                remedy + changes + "\n  velreplay --operations " + plan.operation + " lists all");
+}
+
 template <Sample T>
 T* Samples(const ChannelAtWork& result) {
     return static_cast<T*>(const_cast<void*>(result.column->first)); // a result's column is written, by us alone
@@ -62,8 +82,7 @@ void Computation::CreateOperation(const ComputationPlan& plan) {
         references.Add(letter, pointers.back().Reference());
     }
     if (!Accepts(*description, references.signature))
-        throw Error(plan.place, plan.operation + " does not exist on these types: " + references.signature,
-                    "it exists on (results first)" + DescribeSignatures(*description));
+        RefuseTypes(plan, references.signature);
     operation = OperationHandle(CallCreate(plan.noValueAware, plan.operation, references));
     if (!operation)
         throw Error(plan.place, "the library does not know " + plan.operation + " on " + references.signature,

@@ -67,23 +67,6 @@ struct Operand {
     char type = openType;
 };
 
-/// Whether every sample of a type is one of the other.
-bool Holds(const SampleType& wide, const SampleType& narrow) {
-    if (wide.isFloating)
-        return narrow.isFloating ? wide.size >= narrow.size : wide.size > narrow.size;
-    if (narrow.isFloating || (narrow.isSigned && !wide.isSigned))
-        return false;
-    return wide.size > narrow.size || (wide.size == narrow.size && wide.isSigned == narrow.isSigned);
-}
-
-/// How much is lost where an operand is cast so that a row fits.
-int CostOfCast(char from, char to) {
-    if (from == to)
-        return 0;
-    const SampleType& wide = TypeOf(to);
-    return (Holds(wide, TypeOf(from)) ? 2 : wide.isFloating ? 4 : 8) + (to == 'F' ? 1 : 0);
-}
-
 /// Makes the computations of one formula, piece by piece.
 class Expansion {
 public:
@@ -228,7 +211,7 @@ private:
         const auto rows = NearestRows(node, operation, types);
         std::string near;
         for (const std::string& row : rows)
-            near += (near.empty() ? "" : "; ") + Describe(row);
+            near += (near.empty() ? "" : "; ") + DescribeRow(row);
         std::string fault = std::string(node.name) + " does not exist on these types";
         if (!node.sign.empty())
             fault = std::string(node.sign) + " (" + std::string(node.name) + ")" + " does not exist on these types";
@@ -236,13 +219,6 @@ private:
             found += (found.empty() ? "" : ", ") + std::string("the result shall be ") + TypeName(node.type);
         text.Refuse(node.caret, fault,
                     "found: " + found + "\n  nearest: " + near + "\n  " + Help(node, operation, types, rows));
-    }
-
-    static std::string Describe(const std::string& row) {
-        std::string described;
-        for (const char letter : row.substr(1))
-            described += (described.empty() ? "" : ", ") + TypeName(letter);
-        return described + " -> " + TypeName(row[0]);
     }
 
     std::vector<std::string> NearestRows(const FormulaNode& node, const Operation& operation,

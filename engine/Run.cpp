@@ -1,6 +1,7 @@
 #include "engine/Computation.h"
 #include "engine/Engine.h"
 #include "engine/Order.h"
+#include "engine/RowTime.h"
 #include "vocabulary/Help.h"
 #include "vocabulary/Quote.h"
 
@@ -15,7 +16,7 @@ namespace Vel::Engine {
 /// All that a run owns, at addresses that stay.
 class Run::Parts {
 public:
-    Parts(const Plan& plan, std::size_t itsMostRows) : mostRows(itsMostRows) {
+    Parts(const Plan& plan, std::size_t itsMostRows) : mostRows(itsMostRows), rowTime(plan) {
         std::size_t count = plan.inputs.size() + plan.constants.size();
         for (const ComputationPlan& computation : plan.computations)
             count += computation.results.size();
@@ -61,6 +62,7 @@ public:
     }
 
     std::size_t mostRows;
+    RowTime rowTime;
     std::size_t inputs = 0;
     std::vector<Channel> channels;
     std::vector<Column> columns;
@@ -173,6 +175,8 @@ void Run::Feed(std::span<const Column> inputs, std::size_t rows) {
     const Computation::LoopKind kind = parts->areStatusesWanted ? Computation::withStatuses
                                        : rows == 1              ? Computation::oneRow
                                                                 : Computation::plain;
+    if (parts->areStatusesWanted)
+        parts->rowTime.Look(inputs, rows);
     for (Computation* const computation : parts->order)
         computation->Run(kind, rows);
 }
@@ -195,6 +199,8 @@ const Step& Run::LastStepOf(std::size_t computation) const { return parts->compu
 
 std::vector<Warning> Run::Warnings() const {
     std::vector<Warning> warnings;
+    if (auto warning = parts->rowTime.FindWarning())
+        warnings.push_back(std::move(*warning));
     for (const Computation& computation : parts->computations)
         if (auto warning = computation.FindWarning())
             warnings.push_back(std::move(*warning));

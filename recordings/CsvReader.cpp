@@ -91,6 +91,7 @@ std::size_t CsvReader::ReadBlock() {
     }
     for (Field& field : fields)
         std::visit([](auto& samples) { samples.filling.swap(samples.finished); }, field.samples);
+    rowsBefore += rows;
     return finishedRows = std::exchange(rows, 0);
 }
 
@@ -304,9 +305,12 @@ void CsvReader::Store(Field& field, std::string_view cellText) {
                 return std::errc();
             }
             const std::errc result = ReadNumber(cellText, value);
-            if constexpr (std::is_floating_point_v<std::decay_t<decltype(value)>>)
+            if constexpr (std::is_floating_point_v<std::decay_t<decltype(value)>>) {
                 if (std::isnan(value)) // as "-nan" is
                     value = samples.noValue;
+            } else if (result == std::errc() && value == samples.noValue && field.noValueCells.count++ == 0) {
+                field.noValueCells.firstRow = rowsBefore + rows + 1;
+            }
             return result;
         },
         field.samples);

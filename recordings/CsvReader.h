@@ -44,6 +44,14 @@ public:
     /// called for the second time from now.
     Column ColumnOf(std::size_t wanted) const;
 
+    /// Cells so far that hold the NoValue of a wanted channel of an integer type, which therefore count as missing: how
+    /// many there are, and the row of the first, from 1.
+    struct NoValueCells {
+        std::uint64_t count = 0;
+        std::uint64_t firstRow = 0;
+    };
+    NoValueCells NoValueCellsOf(std::size_t wanted) const { return fields.at(wanted).noValueCells; }
+
     bool IsLive() const { return size == 0; }
     /// Something is wrong with the recording, which the next or the last call of ReadBlock says.
     bool IsBad() const { return faultCount != 0 || failure; }
@@ -66,6 +74,7 @@ private:
         std::string name;
         std::string column;
         AnySamples samples;
+        NoValueCells noValueCells = {};
         Field* next = nullptr; ///< that reads the same column
     };
 
@@ -110,6 +119,7 @@ private:
     std::size_t cell = 0;
     std::size_t rows = 0;
     std::size_t finishedRows = 0; ///< of the last block
+    std::uint64_t rowsBefore = 0; ///< those that are being read
     std::string text;             ///< a cell with its comma replaced
 };
 

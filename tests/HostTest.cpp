@@ -79,7 +79,7 @@ TEST_F(HostTest, RefusesPlansWithARemedy) {
     refuse("\"a\", \"b\"", "\"a\", \"z\"", "channel \"z\": the channel is computed from itself: z <- z");
     refuse("\"z\"", "\"Max\"", "the name \"Max\" has a meaning in formulas");
     refuse("\"z\"", "\"a\"", "plan.toml:8: channel \"a\": the name \"a\" is taken\n  by plan.toml:2");
-    refuse("\"Divide\"", "\"BitwiseAnd\"", "BitwiseAnd does not exist on these types: DDD\n  it exists on");
+    refuse("\"Divide\"", "\"BitwiseAnd\"", "BitwiseAnd does not exist on these types: Float64, Float64 -> Float64\n  nearest: ");
     refuse("\"a\", \"b\"", "\"a\"", "Divide does not exist with 1 results and 1 operands");
     refuse("operands", "operand", "plan.toml:12: unknown key \"operand\"");
     refuse("Float64", "float", "unknown type \"float\"");

@@ -95,7 +95,8 @@ TEST_F(ReplayMessagesTest, ReadsPlansFromPipesAndOnlyThoseOfAnExtent) {
             whole += text;
         return whole;
     };
-    const std::string strings = "[plan]\noutput = [\"" + repeated("a.[{", 100) + "\", '''\n" + repeated("[", 100) + "''']\n";
+    const std::string strings =
+        "[plan]\noutput = [\"" + repeated("a.[{", 100) + "\", '''\n" + repeated("[", 100) + "''']\n";
     for (const std::string& deep :
          {repeated("a.", 50000) + "a = 1", "[" + repeated("a . ", 50000) + "a]", "a = " + repeated("[", 50000),
           "a = " + repeated("{a=", 50000), strings + repeated("a.", 50000) + "a = 1"}) {
@@ -135,6 +136,83 @@ TEST_F(ReplayMessagesTest, LosesNoColumnWhateverItsName) {
     EXPECT_EQ(Replayed(plan, "," + table.substr(3)), table);
     EXPECT_EQ(Replayed(dividePlan, "a b\n1 0\n-nan 2\n", "--separator ' ' --status"),
               "a b z z.status\n1 0  refused\n 2  \"no value\"\n");
+}
+
+constexpr const char* surprisingPlan = R"toml(
+[[inputs]]
+name = "time"
+type = "Float64"
+[[inputs]]
+name = "power"
+type = "Float64"
+[[inputs]]
+name = "state"
+type = "UInt8"
+[compute]
+energy = "IntegralAdd(power, delta_time = 1)"
+hour = "Hour(time)"
+half = "power / (power - power)"
+peak = "Max(power, window = 2)"
+pulse = "MonoFlop(power, duration = 1) as UInt16"
+)toml";
+constexpr const char* surprisingRecording = "time,power,state\n1,5,7\n2,6,255\n2.5,,3\n,4,255\n";
+
+TEST_F(ReplayMessagesTest, WarnsOfWhatAUserMayNotExpect) {
+    Write("plan.toml", surprisingPlan);
+    Write("rec.csv", surprisingRecording);
+    const std::string warnings =
+        "warning: channel \"time\": steps of 0.5 to 1 from row to row, while \"energy\" takes them for equal (first in "
+        "row 3; 1 in all)\n"
+        "warning: channel \"energy\": the total starts again from 0 behind a missing sample (first in row 3; 1 in "
+        "all)\n"
+        "warning: channel \"hour\": a value is made of a missing sample (first in row 4; 1 in all)\n"
+        "warning: channel \"pulse\": MonoFlop reads the clock of this machine, not the time of the recording\n"
+        "warning: channel \"state\": cells that hold 255, its NoValue, count as missing (first in row 2; 2 in all)\n";
+    EXPECT_EQ(Run("$V plan.toml rec.csv -o result.csv"), 0);
+    EXPECT_TRUE(Read("err").ends_with(warnings)) << Read("err");
+    EXPECT_EQ(Run("$V --strict -q plan.toml rec.csv -o strict.csv"), 1);
+    EXPECT_EQ(Read("err"), warnings);
+    EXPECT_EQ(Read("strict.csv"), Read("result.csv")); // it is kept
+    EXPECT_EQ(Run("$V -q plan.toml rec.csv -o result.csv"), 0);
+    EXPECT_EQ(Read("err"), "");
+    Write("plan.toml", dividePlan);
+    Write("rec.csv", "a,b\n1,2\n");
+    EXPECT_EQ(Run("$V --strict -q plan.toml rec.csv"), 0);
+}
+
+TEST_F(ReplayMessagesTest, ChecksAPlanWithoutARecording) {
+    Write("plan.toml", surprisingPlan);
+    EXPECT_EQ(Run("$V --check plan.toml"), 0);
+    EXPECT_EQ(Read("out"), "plan.toml is right: 3 inputs, 5 computed channels\n");
+    ExpectIn("MonoFlop reads the clock", Read("err"));
+    Write("plan.toml", std::string(surprisingPlan) + "[plot]\nx = \"time\"\n[[plot.panels]]\nchannels = [\"peek\"]\n");
+    EXPECT_EQ(Run("$V --check plan.toml"), 1);
+    ExpectIn("unknown channel \"peek\"\n  did you mean \"peak\"?", Read("err"));
+}
+
+TEST_F(ReplayMessagesTest, TracesASampleToWhatItIsMadeOf) {
+    Write("plan.toml", surprisingPlan);
+    Write("rec.csv", surprisingRecording);
+    const auto traced = [](const std::string& arguments) {
+        EXPECT_EQ(Run("$V plan.toml rec.csv --trace " + arguments), 0);
+        return Read("out");
+    };
+    EXPECT_EQ(traced("2 half"), "row 2\npower = 6\n    read from the recording\n"
+                                "half#1 = 0\n    Minus on power = 6, power = 6\n    answered true\n    computed\n"
+                                "half = no sample\n    Divide on power = 6, half#1 = 0\n    answered false\n"
+                                "    refused: the operation refuses these samples, and the result stays as it was\n");
+    EXPECT_EQ(traced("3 peak"), "row 3\npower = no sample\n    read from the recording\n"
+                                "peak = no sample\n    Max on power = no sample\n    answered true\n"
+                                "    its window has no sample to show, so the result has none\n"
+                                "    no value: there is no sample of power\n");
+    EXPECT_EQ(Run("$V plan.toml rec.csv --trace 5 peak"), 1);
+    EXPECT_EQ(Read("err"), "--trace: the recording has no row 5\n  it has 4; the first is 1\n");
+    // A row behind many blocks is the one that the result has there.
+    std::string rows = "time,power,state\n";
+    for (int row = 1; row <= 30000; ++row)
+        rows += std::to_string(row) + "," + std::to_string(row * 7 % 11) + ",1\n";
+    Write("rec.csv", rows);
+    ExpectIn("\nenergy = 104995.5\n", traced("21000 energy"));
 }
 
 } // namespace

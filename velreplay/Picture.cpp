@@ -108,6 +108,13 @@ PicturePlan ReadPicturePlan(const Vel::Engine::Plan& plan) {
     return picture;
 }
 
+void CheckChannels(const PicturePlan& plan, const Vel::Engine::Run& run) {
+    run.Find(plan.x, plan.place);
+    for (const PanelPlan& panel : plan.panels)
+        for (const std::string& channel : panel.channels)
+            run.Find(channel, panel.place);
+}
+
 bool Picture::Panel::IsWhole() const {
     return std::none_of(curves.begin(), curves.end(),
                         [](const Envelope& curve) { return curve.Y().Type().isFloating; });

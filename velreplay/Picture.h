@@ -33,6 +33,9 @@ struct PicturePlan {
 /// Throws Vel::Error for what is wrong in the table. Without it there is no panel.
 PicturePlan ReadPicturePlan(const Vel::Engine::Plan& plan);
 
+/// Throws Vel::Error for a channel that there is not.
+void CheckChannels(const PicturePlan& plan, const Vel::Engine::Run& run);
+
 class Picture {
 public:
     /// A file with the ending .svg or .png. Refuses at once what would keep gnuplot from drawing it.

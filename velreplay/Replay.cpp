@@ -5,6 +5,8 @@
 #include "velreplay/Interruption.h"
 #include "velreplay/Picture.h"
 #include "velreplay/Progress.h"
+#include "velreplay/Summary.h"
+#include "velreplay/Trace.h"
 #include "vocabulary/Error.h"
 
 #include <algorithm>
@@ -65,15 +67,6 @@ std::vector<std::string> ColumnsOf(const Plan& plan) {
     for (const InputPlan& input : plan.inputs)
         columns.push_back(input.column.empty() ? input.channel.name : input.column);
     return columns;
-}
-
-/// The computations that are told about: not those that are but a step on the way to others.
-std::vector<std::size_t> OuterComputations(const Run& run) {
-    std::vector<std::size_t> outer;
-    for (std::size_t i = 0; i < run.Computations(); ++i)
-        if (!run.IsInner(run.ResultsOf(i).first))
-            outer.push_back(i);
-    return outer;
 }
 
 /// The rows of a block as the writer gets them, while the next block is read and computed.
@@ -138,23 +131,6 @@ private:
     std::vector<Output> outputs;
     std::size_t next = 0;
 };
-
-void Summarize(const Run& run, std::uint64_t rows, double seconds) {
-    std::size_t others = 0;
-    for (std::size_t channel = run.Inputs(); channel < run.Channels().size(); ++channel)
-        if (!run.IsInner(channel))
-            ++others;
-    std::fprintf(stderr, "%llu rows, %zu input and %zu other channels, %.2f s, %.0f rows/s\n",
-                 static_cast<unsigned long long>(rows), run.Inputs(), others, seconds,
-                 static_cast<double>(rows) / (seconds > 0 ? seconds : 1));
-    std::fprintf(stderr, "%-32s %12s %12s %12s\n", "", "computed", "no value", "refused");
-    for (const std::size_t i : OuterComputations(run)) {
-        const auto& totals = run.TotalsOf(i);
-        std::fprintf(stderr, "%-32s %12llu %12llu %12llu\n", run.Channels()[run.ResultsOf(i).first].name.c_str(),
-                     static_cast<unsigned long long>(totals[0]), static_cast<unsigned long long>(totals[1]),
-                     static_cast<unsigned long long>(totals[2]));
-    }
-}
 
 /// One replay: what is read, computed and written.
 struct Work {
@@ -225,7 +201,49 @@ std::uint64_t ReplayRowsOrLeavePart(const Work& work) {
 
 } // namespace
 
-bool Replay(const Options& options) {
+/// Reads up to a row, and shows how a channel came to its sample there.
+void Trace(const Options& options) {
+    const Plan plan = LoadPlan(options.plan, options.settings);
+    const std::vector<Channel> inputs = InputsOf(plan);
+    const std::size_t blockBytes = BlockBytesFor(plan);
+    Run run(plan, CsvReader::MostRows(blockBytes, inputs.size()));
+    run.MakeStatuses(true);
+    const std::size_t channel = run.Find(options.tracedChannel, "--trace");
+    CsvReader recording(options.recording, options.format, blockBytes, IsInterrupted);
+    recording.ReadHeader(inputs, ColumnsOf(plan));
+    std::uint64_t before = 0;
+    std::vector<Column> columns(inputs.size());
+    while (const std::size_t rows = recording.ReadBlock()) {
+        for (std::size_t i = 0; i < columns.size(); ++i)
+            columns[i] = recording.ColumnOf(i);
+        const bool isThere = options.tracedRow <= before + rows;
+        const std::size_t fed = isThere ? static_cast<std::size_t>(options.tracedRow - before - 1) : rows;
+        run.Feed(columns, fed);
+        if (isThere) { // the row by itself, so that the last step of each computation is the one to show
+            for (Column& column : columns)
+                column.first = column.AddressAt(fed);
+            run.Feed(columns, 1);
+            ShowTrace(plan, run, channel, options.tracedRow);
+            return;
+        }
+        before += rows;
+    }
+    throw Error("--trace", "the recording has no row " + std::to_string(options.tracedRow),
+                "it has " + std::to_string(before) + "; the first is 1");
+}
+
+void Check(const Options& options) {
+    const Plan plan = LoadPlan(options.plan, options.settings);
+    Run run(plan, 1);
+    const PicturePlan picture = ReadPicturePlan(plan);
+    if (!picture.panels.empty())
+        CheckChannels(picture, run);
+    std::printf("%s is right: %zu inputs, %zu computed channels\n", options.plan.c_str(), run.Inputs(),
+                OuterComputations(run).size());
+    Show(run.Warnings());
+}
+
+Outcome Replay(const Options& options) {
     const auto start = std::chrono::steady_clock::now();
     const Plan plan = Vel::Engine::LoadPlan(options.plan, options.settings);
     const PicturePlan picturePlan = ReadPicturePlan(plan);
@@ -234,7 +252,7 @@ bool Replay(const Options& options) {
     const std::size_t blockBytes = BlockBytesFor(plan);
     const std::size_t mostRows = CsvReader::MostRows(blockBytes, inputs.size());
     Run run(plan, mostRows);
-    run.MakeStatuses(options.withStatus || !options.isQuiet);
+    run.MakeStatuses(options.withStatus || !options.isQuiet || options.isStrict);
     std::optional<Picture> picture;
     if (!options.picture.empty())
         picture.emplace(options.picture, picturePlan, run);
@@ -255,7 +273,12 @@ bool Replay(const Options& options) {
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
     if (!options.isQuiet)
         Summarize(run, rows, time.count());
-    return !IsInterrupted();
+    const std::vector<Warning> warnings = WarningsOf(run, recording);
+    if (!options.isQuiet || options.isStrict)
+        Show(warnings);
+    if (IsInterrupted())
+        return Outcome::Interrupted;
+    return options.isStrict && !warnings.empty() ? Outcome::HasWarnings : Outcome::Done;
 }
 
 } // namespace Velreplay

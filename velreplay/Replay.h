@@ -17,9 +17,20 @@ struct Options {
     Vel::Recordings::CsvFormat format;
     bool withStatus = false;
     bool isQuiet = false;
+    bool isStrict = false;
+    std::uint64_t tracedRow = 0; ///< from 1
+    std::string tracedChannel;
 };
 
-/// Throws Vel::Error. Returns whether the run came to its end: it may have been interrupted.
-bool Replay(const Options& options);
+enum class Outcome { Done, Interrupted, HasWarnings };
+
+/// Reads, computes and writes. Throws Vel::Error. Warnings are an outcome only where they are errors.
+Outcome Replay(const Options& options);
+
+/// Says whether a plan is right, without a recording. Throws Vel::Error if not.
+void Check(const Options& options);
+
+/// Shows how a channel came to its sample of one row.
+void Trace(const Options& options);
 
 } // namespace Velreplay

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -134,12 +135,22 @@ char Separator(const std::string& text, bool decimalComma) {
     return separator;
 }
 
+std::uint64_t RowNumber(const std::string& text) {
+    std::uint64_t row = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), row);
+    if (error != std::errc() || end != text.data() + text.size() || row == 0)
+        throw Vel::Error("--trace", Vel::Quoted(text) + " is no number of a row", "the first row has the number 1");
+    return row;
+}
+
 int Run(int argc, char** argv) {
     Velreplay::Options options;
     std::string separator;
     std::string operation;
     std::vector<std::string> settings;
     bool isExplained = false;
+    bool isChecked = false;
+    std::vector<std::string> traced;
     CLI::App app("Replays a recording (CSV) through a plan (TOML) of computed channels.", "velreplay");
     app.set_version_flag("--version", "velreplay " VEL_VERSION);
     auto* const plan = app.add_option("PLAN", options.plan, "TOML: inputs, computed channels, parameters, panels");
@@ -156,6 +167,12 @@ int Run(int argc, char** argv) {
     app.add_flag("--decimal-comma", options.format.decimalComma, "numbers like 1,5; cells are separated by ; then");
     app.add_flag("--status", options.withStatus, "adds a column for each computation: computed, no value, refused");
     app.add_flag("-q,--quiet", options.isQuiet, "no summary");
+    app.add_flag("--strict", options.isStrict, "ends with 1 where there is something to warn of; the result is kept");
+    app.add_flag("--check", isChecked, "says whether the plan is right, and computes nothing");
+    auto* const trace =
+        app.add_option("--trace", traced, "ROW CHANNEL: shows how the channel came to its sample in this row, from 1")
+            ->type_name("ROW CHANNEL")
+            ->expected(2);
     auto* const operations =
         app.add_option("--operations", operation, "lists the operations, or tells all about one of them")
             ->expected(0, 1);
@@ -179,8 +196,26 @@ int Run(int argc, char** argv) {
         throw Vel::Error("--output", "the name is empty", "name a file, or - for standard output");
     if (*picture && options.picture.empty())
         throw Vel::Error("--plot", "the name is empty", "name a .svg or .png file");
+    if (isChecked) {
+        Velreplay::Check(options);
+        return 0;
+    }
     options.format.separator = Separator(separator, options.format.decimalComma);
-    return Velreplay::Replay(options) ? 0 : interrupted;
+    if (*trace) {
+        options.tracedRow = RowNumber(traced[0]);
+        options.tracedChannel = traced[1];
+        Velreplay::Trace(options);
+        return 0;
+    }
+    switch (Velreplay::Replay(options)) {
+    case Velreplay::Outcome::Done:
+        return 0;
+    case Velreplay::Outcome::HasWarnings:
+        return failed;
+    case Velreplay::Outcome::Interrupted:
+        return interrupted;
+    }
+    return failed;
 }
 
 } // namespace

@@ -82,6 +82,44 @@ std::string Describe(const Operation& operation) {
     return text.str();
 }
 
+std::string DescribeRow(std::string_view signature) {
+    std::string described;
+    for (const char letter : signature.substr(1))
+        described.append(described.empty() ? "" : ", ").append(TypeOf(letter).name);
+    return described.append(" -> ").append(TypeOf(signature[0]).name);
+}
+
+bool Holds(const SampleType& wide, const SampleType& narrow) {
+    if (wide.isFloating)
+        return narrow.isFloating ? wide.size >= narrow.size : wide.size > narrow.size;
+    if (narrow.isFloating || (narrow.isSigned && !wide.isSigned))
+        return false;
+    return wide.size > narrow.size || (wide.size == narrow.size && wide.isSigned == narrow.isSigned);
+}
+
+int CostOfCast(char from, char to) {
+    if (from == to)
+        return 0;
+    const SampleType& wide = TypeOf(to);
+    return (Holds(wide, TypeOf(from)) ? 2 : wide.isFloating ? 4 : 8) + (to == 'F' ? 1 : 0);
+}
+
+std::vector<std::string> NearestRows(const Operation& operation, std::string_view signature, std::size_t most) {
+    constexpr int scale = 100; // among casts that cost the same, the wider type is nearer
+    std::vector<std::pair<int, std::string>> rows;
+    for (const std::string& row : SignaturesOf(operation)) {
+        int cost = 0;
+        for (std::size_t i = 0; i < signature.size() && i < row.size(); ++i)
+            cost += scale * CostOfCast(signature[i], row[i]) - static_cast<int>(TypeOf(row[i]).size);
+        rows.emplace_back(cost, row);
+    }
+    std::stable_sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<std::string> nearest;
+    for (std::size_t i = 0; i < std::min(most, rows.size()); ++i)
+        nearest.push_back(rows[i].second);
+    return nearest;
+}
+
 std::string_view SimilarName(std::string_view name, std::span<const std::string_view> known) {
     constexpr std::size_t longestName = 100; // nobody misspells a longer one, and comparing takes its time
     if (name.size() > longestName)

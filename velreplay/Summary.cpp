@@ -1,0 +1,58 @@
+#include "velreplay/Summary.h"
+
+#include "vocabulary/Quote.h"
+
+#include <cstdio>
+
+namespace Velreplay {
+
+using namespace Vel::Engine;
+
+std::vector<std::size_t> OuterComputations(const Run& run) {
+    std::vector<std::size_t> outer;
+    for (std::size_t i = 0; i < run.Computations(); ++i)
+        if (!run.IsInner(run.ResultsOf(i).first))
+            outer.push_back(i);
+    return outer;
+}
+
+void Summarize(const Run& run, std::uint64_t rows, double seconds) {
+    std::size_t others = 0;
+    for (std::size_t channel = run.Inputs(); channel < run.Channels().size(); ++channel)
+        if (!run.IsInner(channel))
+            ++others;
+    std::fprintf(stderr, "%llu rows, %zu input and %zu other channels, %.2f s, %.0f rows/s\n",
+                 static_cast<unsigned long long>(rows), run.Inputs(), others, seconds,
+                 static_cast<double>(rows) / (seconds > 0 ? seconds : 1));
+    std::fprintf(stderr, "%-32s %12s %12s %12s\n", "", "computed", "no value", "refused");
+    for (const std::size_t i : OuterComputations(run)) {
+        const auto& totals = run.TotalsOf(i);
+        std::fprintf(stderr, "%-32s %12llu %12llu %12llu\n", run.Channels()[run.ResultsOf(i).first].name.c_str(),
+                     static_cast<unsigned long long>(totals[0]), static_cast<unsigned long long>(totals[1]),
+                     static_cast<unsigned long long>(totals[2]));
+    }
+}
+
+std::vector<Warning> WarningsOf(const Run& run, const Vel::Recordings::CsvReader& recording) {
+    std::vector<Warning> warnings = run.Warnings();
+    for (std::size_t input = 0; input < run.Inputs(); ++input)
+        if (const auto cells = recording.NoValueCellsOf(input); cells.count != 0) {
+            const Channel& channel = run.Channels()[input];
+            const std::string noValue = std::visit([](auto value) { return std::to_string(value); }, channel.noValue);
+            warnings.push_back({channel.name, "cells that hold " + noValue + ", its NoValue, count as missing",
+                                cells.firstRow, cells.count});
+        }
+    return warnings;
+}
+
+void Show(const std::vector<Warning>& warnings) {
+    for (const Warning& warning : warnings) {
+        std::fprintf(stderr, "warning: channel %s: %s", Vel::Quoted(warning.channel).c_str(), warning.what.c_str());
+        if (warning.rows != 0)
+            std::fprintf(stderr, " (first in row %llu; %llu in all)", static_cast<unsigned long long>(warning.firstRow),
+                         static_cast<unsigned long long>(warning.rows));
+        std::fputc('\n', stderr);
+    }
+}
+
+} // namespace Velreplay

@@ -1,0 +1,120 @@
+#include "velreplay/Trace.h"
+
+#include "recordings/Numbers.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <set>
+#include <string>
+
+namespace Velreplay {
+
+using namespace Vel::Engine;
+
+namespace {
+
+std::string SampleOf(const Run& run, std::size_t channel) {
+    return std::visit(
+        [&]<class T>(T noValue) -> std::string {
+            const T sample = run.ColumnOf(channel).At<T>(0);
+            if (Vel::IsNoValue(sample, noValue))
+                return "no sample";
+            std::array<char, Vel::Recordings::longestNumber> text{};
+            return {text.data(), Vel::Recordings::WriteNumber(text.data(), sample)};
+        },
+        run.Channels()[channel].noValue);
+}
+
+class Tracing {
+public:
+    Tracing(const Plan& itsPlan, const Run& itsRun) : plan(itsPlan), run(itsRun) {
+        for (std::size_t i = 0; i < run.Computations(); ++i) {
+            const auto [first, count] = run.ResultsOf(i);
+            for (std::size_t result = first; result < first + count; ++result)
+                computedBy.emplace(result, i);
+        }
+    }
+
+    /// What it is computed from comes first; each channel once.
+    void Show(std::size_t channel) {
+        std::vector<std::pair<std::size_t, bool>> waiting{{channel, false}}; // true: its operands have been shown
+        while (!waiting.empty()) {
+            const auto [next, isReady] = waiting.back();
+            waiting.pop_back();
+            if (shown.contains(next))
+                continue;
+            const auto computation = computedBy.find(next);
+            if (computation == computedBy.end() || isReady) {
+                shown.insert(next);
+                ShowOne(next);
+                continue;
+            }
+            waiting.emplace_back(next, true);
+            const std::vector<std::size_t> operands = run.OperandsOf(computation->second);
+            for (auto operand = operands.rbegin(); operand != operands.rend(); ++operand)
+                waiting.emplace_back(*operand, false);
+        }
+    }
+
+private:
+    void ShowOne(std::size_t channel) const {
+        const std::string& name = run.Channels()[channel].name;
+        std::printf("%s = %s\n", name.c_str(), SampleOf(run, channel).c_str());
+        const auto computation = computedBy.find(channel);
+        if (computation == computedBy.end())
+            std::printf("    %s\n", channel < run.Inputs() ? "read from the recording" : "the same in every row");
+        else
+            ShowStep(computation->second);
+    }
+
+    void ShowStep(std::size_t computation) const {
+        std::string operands;
+        std::string missing;
+        for (const std::size_t operand : run.OperandsOf(computation)) {
+            const std::string sample = SampleOf(run, operand);
+            const std::string& name = run.Channels()[operand].name;
+            operands += (operands.empty() ? "" : ", ") + name + " = " + sample;
+            if (sample == "no sample" && (", " + missing + ", ").find(", " + name + ", ") == std::string::npos)
+                missing += (missing.empty() ? "" : ", ") + name;
+        }
+        const ComputationPlan& what = plan.computations[computation];
+        const Step& step = run.LastStepOf(computation);
+        std::printf("    %s%s on %s\n", what.operation.c_str(), what.noValueAware ? "" : " (not NoValue-aware)",
+                    operands.empty() ? "no operand" : operands.c_str());
+        if (!step.wasCalled)
+            std::printf("    was not asked: the lowest number by -1 would crash it\n");
+        else
+            std::printf("    answered %s\n", step.answer ? "true" : "false");
+        if (step.wasRewritten)
+            std::printf("    its window has no sample to show, so the result has none\n");
+        std::printf("    %s%s\n", std::string(Vel::statusTexts[static_cast<std::size_t>(step.status)]).c_str(),
+                    Reason(step, missing).c_str());
+    }
+
+    static std::string Reason(const Step& step, const std::string& missing) {
+        switch (step.status) {
+        case Vel::Status::Computed:
+            return step.answer || missing.empty() ? "" : " without " + missing;
+        case Vel::Status::NoValue:
+            return missing.empty() ? ": the operation has no value to show" : ": there is no sample of " + missing;
+        case Vel::Status::Refused:
+            return ": the operation refuses these samples, and the result stays as it was";
+        }
+        return {};
+    }
+
+    const Plan& plan;
+    const Run& run;
+    std::map<std::size_t, std::size_t> computedBy;
+    std::set<std::size_t> shown;
+};
+
+} // namespace
+
+void ShowTrace(const Plan& plan, const Run& run, std::size_t channel, std::uint64_t row) {
+    std::printf("row %llu\n", static_cast<unsigned long long>(row));
+    Tracing(plan, run).Show(channel);
+}
+
+} // namespace Velreplay
