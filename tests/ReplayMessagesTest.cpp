@@ -95,7 +95,8 @@ TEST_F(ReplayMessagesTest, ReadsPlansFromPipesAndOnlyThoseOfAnExtent) {
             whole += text;
         return whole;
     };
-    const std::string strings = "[plan]\noutput = [\"" + repeated("a.[{", 100) + "\", '''\n" + repeated("[", 100) + "''']\n";
+    const std::string strings =
+        "[plan]\noutput = [\"" + repeated("a.[{", 100) + "\", '''\n" + repeated("[", 100) + "''']\n";
     for (const std::string& deep :
          {repeated("a.", 50000) + "a = 1", "[" + repeated("a . ", 50000) + "a]", "a = " + repeated("[", 50000),
           "a = " + repeated("{a=", 50000), strings + repeated("a.", 50000) + "a = 1"}) {
