@@ -22,12 +22,15 @@ test: all
 count: all
 	benchmarks/count-instructions $(BUILD)
 
-# The same against the recorded figures, for g++ and for clang++.
+# The same against the recorded figures, for g++ and for clang++; and what the engine adds, against its limits.
 count-check: packages
 	for preset in release clang; do \
 	    cmake --preset $$preset && cmake --build --preset $$preset --target count_instructions && \
 	    benchmarks/count-instructions --check build/$$preset || exit 1; \
 	done
+	cmake --build --preset release --target engine_costs velreplay
+	benchmarks/engine-costs build/release
+	benchmarks/count-formulas build/release
 
 # Instructions of plans with 100 times as many formulas.
 count-formulas: all
