@@ -32,6 +32,7 @@ public:
         std::vector<std::vector<std::size_t>> needs;
         for (const ComputationPlan& computation : plan.computations)
             needs.push_back(AddComputation(computation));
+        FindGuarded(needs);
         const Order found = OrderOf(needs);
         if (!found.circle.empty())
             throw Error(plan.computations[found.circle.front()].place, "the channel is computed from itself",
@@ -70,6 +71,7 @@ public:
     std::vector<bool> isInner; ///< of channels
     std::vector<Computation> computations;
     std::vector<Computation*> order; ///< in which they are computed
+    std::vector<bool> isGuarded;     ///< of computations: not to be warned of
     std::vector<std::pair<std::size_t, std::size_t>> resultsOf;
     std::vector<std::vector<std::size_t>> operandsOf;
     std::size_t rows = 0; ///< of the last block
@@ -130,6 +132,16 @@ private:
             results.push_back(At(index));
         computations.emplace_back(plan, std::move(results), std::move(operands)).ReserveStatuses(mostRows);
         return needs;
+    }
+
+    /// A value that is made of a missing sample does no harm where an "If" does not choose it.
+    void FindGuarded(const std::vector<std::vector<std::size_t>>& needs) {
+        for (std::size_t i = 0; i < computations.size(); ++i)
+            isGuarded.push_back(isInner[resultsOf[i].first] && computations[i].MakesValues());
+        for (std::size_t reader = 0; reader < needs.size(); ++reader)
+            for (const std::size_t needed : needs[reader])
+                if (!computations[reader].Chooses())
+                    isGuarded[needed] = false;
     }
 
     ChannelAtWork At(std::size_t index) { return {&channels[index], &columns[index]}; }
@@ -201,8 +213,8 @@ std::vector<Warning> Run::Warnings() const {
     std::vector<Warning> warnings;
     if (auto warning = parts->rowTime.FindWarning())
         warnings.push_back(std::move(*warning));
-    for (const Computation& computation : parts->computations)
-        if (auto warning = computation.FindWarning())
+    for (std::size_t i = 0; i < parts->computations.size(); ++i)
+        if (auto warning = parts->isGuarded[i] ? std::nullopt : parts->computations[i].FindWarning())
             warnings.push_back(std::move(*warning));
     return warnings;
 }

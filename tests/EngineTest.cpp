@@ -294,6 +294,12 @@ TEST(Engine, WarnsOfWhatAUserMayNotExpect) {
               "z: no value behind a missing sample, until the state next changes, 4, 2\n");
     EXPECT_EQ(warnings(Single("Float64", "Hour", "'a'"), gaps, fives),
               "z: a value is made of a missing sample, 3, 3\n");
+    const std::string frame = inputs.substr(0, inputs.find("TYPE")) +
+                              "Float64\"\n[[inputs]]\nname = \"b\"\n"
+                              "type = \"Float64\"\n[[constants]]\nname = \"none\"\ntype = \"Float64\"\n[compute]\nz = ";
+    EXPECT_EQ(warnings(ParsePlan(frame + "\"If(Valid(a), Hour(a), none)\"", "plan"), gaps, fives), "");
+    EXPECT_EQ(warnings(ParsePlan(frame + "\"Hour(a) + 1\"", "plan"), gaps, fives),
+              "z#1: a value is made of a missing sample, 3, 3\n");
     EXPECT_EQ(warnings(Single("Float64", "MonoFlop", "'a'", "parameters = { duration = 1 }", "UInt16"), gaps, fives),
               "z: MonoFlop reads the clock of this machine, not the time of the recording, 0, 0\n");
 }
