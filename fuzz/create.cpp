@@ -46,7 +46,8 @@ public:
         ChangeSignature();
         row = FindRow(name, signature);
         for (std::size_t i = 0; i < mostLetters; ++i)
-            pointers[i] = &samples[i];
+            pointers.emplace_back(row != nullptr && i < row->signature.size() ? row->signature[i] : 'B')
+                .Aim(samples[i].Address());
         if (row != nullptr)
             ChooseChannels();
     }
@@ -62,7 +63,7 @@ public:
         }
         Require(messages.Count() == 0, "a message beside an operation");
         for (std::size_t i = 0; i < mostLetters; ++i)
-            pointers[i] = &samples[i];
+            pointers[i].Aim(samples[i].Address());
         Live(handle);
         Require(Dispose(handle), "Dispose");
     }
@@ -116,12 +117,12 @@ private:
         for (std::size_t i = 0; i < row->signature.size(); ++i) {
             samples[i] = ChooseSample(row->signature[i], choose);
             if (i >= row->operation->results && choose(8) == 7)
-                pointers[i] = nullptr;
+                pointers[i].Aim(nullptr);
         }
     }
 
     VelHandle Create() {
-        const auto at = [this](std::size_t index) { return static_cast<void*>(&pointers[index]); };
+        const auto at = [this](std::size_t index) { return pointers[index].Reference(); };
         return ::Create(choose(2) == 1, name.c_str(), signature.c_str(), at(0), at(1), at(2), at(3), at(4), at(5),
                         at(6), at(7), at(8), at(9), at(10), at(11), at(12), at(13), at(14), at(15), at(16));
     }
@@ -142,8 +143,8 @@ private:
     std::string name;
     std::string signature;
     const Row* row = nullptr;
-    std::array<SampleBits, mostLetters> samples{};
-    std::array<void*, mostLetters> pointers{};
+    std::array<SampleCell, mostLetters> samples{};
+    std::vector<Vel::Engine::SamplePointer> pointers;
 };
 
 } // namespace

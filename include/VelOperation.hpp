@@ -20,6 +20,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <limits>
 #include <string_view>
 #include <type_traits>
@@ -196,6 +197,15 @@ concept ParameterType = (Detail::ParameterLetter<T>() != 0);
 
 namespace Detail {
 
+/// Without a fold expression, which clang takes for up to 256 types only: a curve has two parameters for each point.
+template <class... Ts>
+consteval bool AreParameters() {
+    for (const bool isParameter : {true, ParameterType<Ts>...})
+        if (!isParameter)
+            return false;
+    return true;
+}
+
 /// The form in which a parameter travels as a variable argument. Integers are widened to 64 bits, of which an operation
 /// takes the low ones that it wants. Not so on a 32-bit processor, where an argument has the size of its type: there a
 /// parameter of 64 bits, such as a mask, must be given as one.
@@ -246,8 +256,8 @@ public:
 
     /// Parameters in order. A floating parameter must be passed as a floating number and an integer as an integer: 2.0
     /// is not 2.
-    template <ParameterType... TParameters>
-    bool Initialize(TParameters... parameters) {
+    template <class... TParameters>
+    requires(Detail::AreParameters<TParameters...>()) bool Initialize(TParameters... parameters) {
         static constexpr char signature[] = {Detail::ParameterLetter<TParameters>()..., '\0'};
         return ::Initialize(handle, signature, Detail::Argument(parameters)...);
     }

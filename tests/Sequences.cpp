@@ -27,8 +27,12 @@ SampleBits BitsOfNumber(char letter, double number) {
 }
 
 struct Channel {
+    explicit Channel(char itsLetter)
+        : letter(itsLetter), noValue(VelChecks::UsualNoValue(itsLetter)), pointer(itsLetter) {}
+
     void Show(const Cell& cell) {
-        current = cell.kind == Cell::Kind::Absent ? nullptr : &sample;
+        isAbsent = cell.kind == Cell::Kind::Absent;
+        pointer.Aim(isAbsent ? nullptr : sample.Address());
         sample = cell.kind == Cell::Kind::Value ? BitsOfNumber(letter, cell.value) : noValue;
     }
     double Number() const {
@@ -37,9 +41,10 @@ struct Channel {
     }
 
     char letter;
-    SampleBits noValue = VelChecks::UsualNoValue(letter); ///< what `none` shows
-    SampleBits sample = noValue;
-    void* current = nullptr;
+    SampleBits noValue; ///< what `none` shows
+    VelChecks::SampleCell sample;
+    Vel::Engine::SamplePointer pointer;
+    bool isAbsent = false;
 };
 
 } // namespace
@@ -48,7 +53,7 @@ class Rig {
 public:
     Rig(const Sequence& sequence, bool noValueAware) {
         for (const char letter : sequence.signature) {
-            channels.push_back({letter});
+            channels.emplace_back(letter);
             channels.back().Show(none);
         }
         channels[0].Show(resultMarker);
@@ -56,7 +61,9 @@ public:
             channels[i + 1].Show(sequence.markers[i]);
             channels[i + 1].noValue = channels[i + 1].sample;
         }
-        const auto reference = [&](std::size_t i) { return i < channels.size() ? &channels[i].current : nullptr; };
+        const auto reference = [&](std::size_t i) {
+            return i < channels.size() ? channels[i].pointer.Reference() : nullptr;
+        };
         operation = Vel::OperationHandle(::Create(noValueAware, sequence.name.text.c_str(), sequence.signature.c_str(),
                                                   reference(0), reference(1), reference(2), reference(3)));
     }
@@ -83,8 +90,7 @@ public:
             text << std::setprecision(digits) << "answers " << returned << " with " << result << ", and not "
                  << expected.returned << " with " << wanted << ", for";
             for (std::size_t i = 1; i < channels.size(); ++i)
-                text << ' '
-                     << (channels[i].current == nullptr ? "an absent sample" : std::to_string(channels[i].Number()));
+                text << ' ' << (channels[i].isAbsent ? "an absent sample" : std::to_string(channels[i].Number()));
             ADD_FAILURE_AT(place.file, place.line) << text.str();
         }
     }

@@ -151,11 +151,22 @@ protected:
     static bool IsCreated(bool noValueAware, const std::string& name, const std::string& signature) {
         received.clear();
         messages = 0;
-        alignas(8) static std::array<char, 8> sample{};
-        static void* current = sample.data();
-        void* const r = &current;
+        static VelChecks::SampleCell sample;
+        static const auto pointers = [] {
+            std::vector<Vel::Engine::SamplePointer> all;
+            for (const Vel::SampleType& type : Vel::sampleTypes)
+                all.emplace_back(type.letter).Aim(sample.Address());
+            return all;
+        }();
+        const auto at = [&](std::size_t i) { // the gear determination reads its gate as a UInt16 whatever its letter
+            const bool isGate = i == 1 && name == "Gangermittlung";
+            const char letter = isGate ? 'W' : i < signature.size() ? signature[i] : 'B';
+            const auto upper = letter == 'f' || letter == 'd' ? static_cast<char>(std::toupper(letter)) : letter;
+            return pointers[Vel::TypeIndex(upper) % pointers.size()].Reference();
+        };
         VelHandle const handle =
-            Create(noValueAware, name.c_str(), signature.c_str(), r, r, r, r, r, r, r, r, r, r, r, r, r, r, r, r, r);
+            Create(noValueAware, name.c_str(), signature.c_str(), at(0), at(1), at(2), at(3), at(4), at(5), at(6),
+                   at(7), at(8), at(9), at(10), at(11), at(12), at(13), at(14), at(15), at(16));
         Dispose(handle);
         return handle != nullptr;
     }
