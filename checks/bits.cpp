@@ -44,10 +44,10 @@ SampleBits ChooseNaN(char letter, const Choose& choose) {
             using Number = std::conditional_t<sizeof(T) == sizeof(std::uint32_t), std::uint32_t, std::uint64_t>;
             constexpr Number quiet = Number{1} << (std::numeric_limits<T>::digits - 2);
             constexpr T infinity = std::numeric_limits<T>::infinity();
-            const Number sign = std::bit_cast<Number>(choose(2) == 0 ? infinity : -infinity);
+            const auto sign = std::bit_cast<Number>(choose(2) == 0 ? infinity : -infinity);
             if (choose(8) == 0)
                 return BitsOf(T{1});
-            const Number payload = static_cast<Number>(1 + choose(99));
+            const auto payload = static_cast<Number>(1 + choose(99));
             return BitsOf(std::bit_cast<T>(static_cast<Number>(sign | payload | (choose(4) == 0 ? 0 : quiet))));
         } else {
             return BitsOf(static_cast<T>(choose(3)));

@@ -143,7 +143,7 @@ void Computation::RunPlain(std::size_t rows) {
     for (std::size_t i = 0; i < operandCount; ++i)
         columns[i] = *operands[i].column;
     SamplePointer* const pointer = pointers.data();
-    VelHandle const handle = operation.Get();
+    auto* const handle = operation.Get();
     T before = last.front().Get<T>();
     for (std::size_t row = 0; row < rows; ++row, ++result) {
         *result = before;

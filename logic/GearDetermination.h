@@ -14,10 +14,11 @@ namespace Velmarosk::Operation {
 /// A sample of any type as a UInt16: its low 16 bits. Of a sample of 8 bits it takes the byte behind it as well.
 class LowBitsRef {
 public:
-    LowBitsRef(void* hostPointer, char letter) noexcept : location(static_cast<UInt16**>(hostPointer)) {
-        const std::size_t size = SizeOfSample(TypeCodeFromLetter(letter));
-        if (std::endian::native == std::endian::big && size > sizeof(UInt16))
-            place = size / sizeof(UInt16) - 1;
+    LowBitsRef(void* hostPointer, [[maybe_unused]] char letter) noexcept
+        : location(static_cast<UInt16**>(hostPointer)) {
+        if constexpr (std::endian::native == std::endian::big)
+            if (const std::size_t size = SizeOfSample(TypeCodeFromLetter(letter)); size > sizeof(UInt16))
+                place = size / sizeof(UInt16) - 1;
     }
 
     bool HasSample() const noexcept { return *location != nullptr; }
