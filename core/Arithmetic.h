@@ -77,7 +77,7 @@ T ByNaNRule(T value, T first, T second) noexcept {
         return QuietNaN(first);
     if (IsNaN(second))
         return QuietNaN(second);
-    constexpr FloatBits<T> infinity = std::bit_cast<FloatBits<T>>(std::numeric_limits<T>::infinity());
+    constexpr auto infinity = std::bit_cast<FloatBits<T>>(std::numeric_limits<T>::infinity());
     constexpr FloatBits<T> sign = FloatBits<T>{1} << (std::numeric_limits<FloatBits<T>>::digits - 1);
     return std::bit_cast<T>(sign | infinity | quietBit<T>);
 }

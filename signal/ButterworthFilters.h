@@ -29,7 +29,7 @@ protected:
         const auto n = static_cast<std::size_t>(coefficientCount);
         // Each history moves up by one while it is summed. The newest output is 0 until the sum is complete; its term
         // stays, since an a[0] that is no number shows in it.
-        Float64 input = ConvertSample<Float64>(this->operandRef.Read());
+        auto input = ConvertSample<Float64>(this->operandRef.Read());
         Float64 output = 0.0;
         if (n == 0)
             x[0] = input;

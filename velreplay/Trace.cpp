@@ -14,12 +14,21 @@ using namespace Vel::Engine;
 
 namespace {
 
+constexpr const char* noSample = "no sample";
+
+std::string Listed(const std::vector<std::string>& texts) {
+    std::string list;
+    for (const std::string& text : texts)
+        list.append(list.empty() ? "" : ", ").append(text);
+    return list;
+}
+
 std::string SampleOf(const Run& run, std::size_t channel) {
     return std::visit(
         [&]<class T>(T noValue) -> std::string {
             const T sample = run.ColumnOf(channel).At<T>(0);
             if (Vel::IsNoValue(sample, noValue))
-                return "no sample";
+                return noSample;
             std::array<char, Vel::Recordings::longestNumber> text{};
             return {text.data(), Vel::Recordings::WriteNumber(text.data(), sample)};
         },
@@ -51,9 +60,10 @@ public:
                 continue;
             }
             waiting.emplace_back(next, true);
-            const std::vector<std::size_t> operands = run.OperandsOf(computation->second);
-            for (auto operand = operands.rbegin(); operand != operands.rend(); ++operand)
-                waiting.emplace_back(*operand, false);
+            std::vector<std::size_t> operands = run.OperandsOf(computation->second);
+            std::reverse(operands.begin(), operands.end());
+            for (const std::size_t operand : operands)
+                waiting.emplace_back(operand, false);
         }
     }
 
@@ -69,19 +79,19 @@ private:
     }
 
     void ShowStep(std::size_t computation) const {
-        std::string operands;
-        std::string missing;
+        std::vector<std::string> operands;
+        std::vector<std::string> missing;
         for (const std::size_t operand : run.OperandsOf(computation)) {
             const std::string sample = SampleOf(run, operand);
             const std::string& name = run.Channels()[operand].name;
-            operands += (operands.empty() ? "" : ", ") + name + " = " + sample;
-            if (sample == "no sample" && (", " + missing + ", ").find(", " + name + ", ") == std::string::npos)
-                missing += (missing.empty() ? "" : ", ") + name;
+            operands.push_back(name + " = " + sample);
+            if (sample == noSample && std::find(missing.begin(), missing.end(), name) == missing.end())
+                missing.push_back(name);
         }
         const ComputationPlan& what = plan.computations[computation];
         const Step& step = run.LastStepOf(computation);
         std::printf("    %s%s on %s\n", what.operation.c_str(), what.noValueAware ? "" : " (not NoValue-aware)",
-                    operands.empty() ? "no operand" : operands.c_str());
+                    operands.empty() ? "no operand" : Listed(operands).c_str());
         if (!step.wasCalled)
             std::printf("    was not asked: the lowest number by -1 would crash it\n");
         else
@@ -89,7 +99,7 @@ private:
         if (step.wasRewritten)
             std::printf("    its window has no sample to show, so the result has none\n");
         std::printf("    %s%s\n", std::string(Vel::statusTexts[static_cast<std::size_t>(step.status)]).c_str(),
-                    Reason(step, missing).c_str());
+                    Reason(step, Listed(missing)).c_str());
     }
 
     static std::string Reason(const Step& step, const std::string& missing) {
