@@ -247,12 +247,12 @@ private:
             return static_cast<T>(mean);
     }
     Answer Known() const {
-        const auto bits = [](std::optional<T> value) { return value ? std::optional(BitsOf(*value)) : std::nullopt; };
-        const std::optional<T> mean =
-            count != 0 ? std::optional(Narrow(sum / static_cast<double>(count))) : std::nullopt;
+        const auto bits = [](bool isKnown, T value) { return isKnown ? std::optional(BitsOf(value)) : std::nullopt; };
+        const auto mean = bits(count != 0, count != 0 ? Narrow(sum / static_cast<double>(count)) : T{});
         if (hasExtremes)
-            return {min && max && mean, {bits(min), bits(max), bits(mean)}};
-        return {mean.has_value(), {bits(mean)}};
+            return {min && max && mean,
+                    {bits(min.has_value(), min.value_or(T{})), bits(max.has_value(), max.value_or(T{})), mean}};
+        return {mean.has_value(), {mean}};
     }
 
     bool isAware, hasExtremes;

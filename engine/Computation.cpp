@@ -1,5 +1,6 @@
 #include "engine/Computation.h"
 
+#include "engine/FilterLimits.h"
 #include "engine/Parameters.h"
 #include "vocabulary/Help.h"
 #include "vocabulary/Quote.h"
@@ -98,6 +99,10 @@ void Computation::InitializeOperation(const ComputationPlan& plan) {
         if (plan.noValueAware && parameter.range.isForPlainOnly && plan.parameters.contains(parameter.name))
             throw Error(plan.place, "parameter \"" + std::string(parameter.name) + "\" has no effect here",
                         "add: no_value_aware = false, or leave it out");
+    if (!IsComputable(*description, plan.parameters))
+        throw Error(
+            plan.place, "the corners are too near to 0, to half the rate or to each other for a filter of this order",
+            "its rounded coefficients would make wrong results: choose a lower order, or compute fewer rows a second");
     if (!CallInitialize(operation.Get(), parameters.list))
         throw Error(plan.place, plan.operation + " refuses these parameters",
                     "its parameters are\n" + DescribeParameters(*description));
@@ -265,29 +270,32 @@ void Computation::ApplyGapRule(std::size_t row, bool isMissing) {
         Samples<T>(results.front())[row] = std::get<T>(results.front().channel->noValue);
 }
 
-/// Counts the rows that a user may not expect: for totals the gaps, for the others each row.
+/// Counts the rows that a user may not expect: for totals the gaps that a sample follows, for the others each row.
 void Computation::LookOut(std::size_t row, bool isMissing) {
+    const std::uint64_t number = rowsBefore + row + 1;
     const bool hasComputed = totals[static_cast<std::size_t>(Status::Computed)] != 0;
-    bool isNow = false;
+    const auto count = [this](std::uint64_t first) {
+        if (surprises++ == 0)
+            firstSurprise = first;
+    };
     switch (description->traits.surprise) {
     case Surprise::None:
         break;
     case Surprise::LosesTotal:
-        isNow = isMissing && hasComputed;
+        if (!isMissing && gapStart != 0)
+            count(std::exchange(gapStart, 0));
+        else if (isMissing && hasComputed && isNoValueAware && gapStart == 0)
+            gapStart = number;
         break;
     case Surprise::LosesState:
-        isNow = !isMissing && hasComputed && step.status == Status::NoValue;
+        if (!isMissing && hasComputed && step.status == Status::NoValue)
+            count(number);
         break;
     case Surprise::MakesValue:
-        isNow = isMissing && step.status == Status::Computed;
+        if (isMissing && step.status == Status::Computed)
+            count(number);
         break;
     }
-    const bool isRepeated = isSurprised && description->traits.surprise == Surprise::LosesTotal;
-    isSurprised = isNow;
-    if (!isNow || isRepeated)
-        return;
-    if (surprises++ == 0)
-        firstSurprise = rowsBefore + row + 1;
 }
 
 std::optional<Warning> Computation::FindWarning() const {

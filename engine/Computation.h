@@ -118,7 +118,7 @@ private:
     std::uint64_t rowsBefore = 0; ///< the block
     std::uint64_t firstSurprise = 0;
     std::uint64_t surprises = 0;
-    bool isSurprised = false; ///< in the row before
+    std::uint64_t gapStart = 0; ///< the row; 0: there is no gap that a sample may end
 };
 
 } // namespace Vel::Engine

@@ -49,7 +49,7 @@ using ParametersByName = std::map<std::string, Value, std::less<>>;
 struct InputPlan {
     std::string place; ///< where the plan says it, for errors: file and line
     Channel channel;
-    std::string column = {}; ///< its name in the recording; empty: that of the channel
+    std::optional<std::string> column = {}; ///< its name in the recording, where it is another one
 };
 
 /// A channel that is the same in every row. Its NoValue as value: it never has a sample.

@@ -95,8 +95,8 @@ std::string TypeOfChannel(const Channel& channel) {
 
 std::string Explain(const InputPlan& input) {
     std::string text = "\n[[inputs]]\nname = " + TextInQuotes(input.channel.name) + "\n";
-    if (!input.column.empty() && input.column != input.channel.name)
-        text += "column = " + TextInQuotes(input.column) + "\n";
+    if (input.column && *input.column != input.channel.name)
+        text += "column = " + TextInQuotes(*input.column) + "\n";
     return text + TypeOfChannel(input.channel);
 }
 

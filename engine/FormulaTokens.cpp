@@ -111,6 +111,8 @@ Token Lexer::QuotedName() {
     const std::size_t end = text.find('`', position + 1);
     if (end == std::string_view::npos)
         formula->Refuse(position, "this backtick has no partner", "close the name: `Temp [V]`");
+    if (end == position + 1)
+        formula->Refuse(position, "this name is empty", "give the channel a name; an input may have another column");
     Token token = Take(Token::Kind::QuotedName, end + 1);
     token.text = token.text.substr(1, token.text.size() - 2);
     return token;

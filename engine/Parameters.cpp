@@ -198,10 +198,14 @@ private:
             RefuseValue(parameter, "is above " + Text(range.most));
         if (range.excludesZero && *number == 0)
             RefuseValue(parameter, "is 0");
-        if (range.hasBitsOfType && *number >= std::ldexp(1.0, static_cast<int>(8 * TypeOf(type).size)))
+        const auto bits = As<std::uint64_t>(value);
+        constexpr std::size_t mostBytes = sizeof(std::uint64_t);
+        if (const std::size_t bytes = TypeOf(type).size;
+            range.hasBitsOfType && bits && bytes < mostBytes && *bits >> (8 * bytes) != 0)
             RefuseValue(parameter,
                         "has bits that the operand, of type " + std::string(TypeOf(type).name) + ", has not");
-        if (const auto bound = NumberOf(range.notBelow); bound && *number < *bound)
+        if (const auto bound = NumberOf(range.notBelow);
+            bound && *number < *bound) // beyond 2^53 as far as doubles tell
             RefuseValue(parameter, "is below \"" + std::string(range.notBelow) + "\", " + Text(*bound));
         if (const auto bound = NumberOf(range.above); bound && *number <= *bound)
             RefuseValue(parameter, "is not above \"" + std::string(range.above) + "\", " + Text(*bound));

@@ -17,8 +17,12 @@ std::size_t StringLength(std::string_view text) {
     const std::size_t quotes = text.starts_with(hasEscapes ? "\"\"\"" : "'''") ? 3 : 1;
     const std::string_view end = text.substr(0, quotes);
     for (std::size_t i = quotes; i < text.size(); ++i) {
-        if (text.substr(i).starts_with(end))
-            return i + quotes;
+        if (text.substr(i).starts_with(end)) {
+            i += quotes;
+            while (quotes == 3 && i < text.size() && text[i] == quote) // up to two may stand before the closing ones
+                ++i;
+            return i;
+        }
         if (quotes == 1 && text[i] == '\n')
             return i;
         if (hasEscapes && text[i] == '\\')

@@ -17,7 +17,11 @@ constexpr double tolerance = 0.1; // of a step: times are often rounded
 bool IsNameOfTime(std::string name) {
     std::transform(name.begin(), name.end(), name.begin(),
                    [](char letter) { return static_cast<char>(std::tolower(static_cast<unsigned char>(letter))); });
-    return name == "t" || name == "zeit" || name.starts_with("time");
+    for (const std::string_view word : {"time", "zeit", "t"}) // perhaps with a unit behind it
+        if (name.starts_with(word) &&
+            (name.size() == word.size() || std::isalnum(static_cast<unsigned char>(name[word.size()])) == 0))
+            return true;
+    return false;
 }
 
 bool CountsOnEqualSteps(const ComputationPlan& computation) {
@@ -43,7 +47,7 @@ RowTime::RowTime(const Plan& plan) {
         return;
     user = found->results.front().name;
     for (std::size_t i = 0; i < plan.inputs.size() && !input; ++i)
-        if (IsNameOfTime(plan.inputs[i].channel.name)) {
+        if (IsNameOfTime(plan.inputs[i].channel.name) || IsNameOfTime(plan.inputs[i].column.value_or(""))) {
             input = i;
             inputName = plan.inputs[i].channel.name;
             noValue = plan.inputs[i].channel.noValue;
@@ -57,9 +61,8 @@ void RowTime::Look(std::span<const Column> inputs, std::size_t rows) {
         [&]<class T>(T none) {
             for (std::size_t i = 0; i < rows; ++i, ++row) {
                 const T time = inputs[*input].At<T>(i);
-                if (IsNoValue(time, none))
-                    before.reset();
-                else
+                ++rowsSince;
+                if (!IsNoValue(time, none))
                     Look(static_cast<double>(time));
             }
         },
@@ -68,9 +71,11 @@ void RowTime::Look(std::span<const Column> inputs, std::size_t rows) {
 
 void RowTime::Look(double time) {
     const std::optional<double> last = std::exchange(before, time);
-    if (!last)
+    if (!last) {
+        rowsSince = 0;
         return;
-    const double step = time - *last;
+    }
+    const double step = (time - *last) / static_cast<double>(std::exchange(rowsSince, 0));
     if (firstStep == 0)
         firstStep = least = most = step;
     least = std::min(least, step);

@@ -24,6 +24,7 @@ private:
     std::optional<std::size_t> input; ///< nothing: there is nothing to look at
     AnySample noValue;
     std::optional<double> before;
+    std::uint64_t rowsSince = 0; ///< the time before
     double firstStep = 0;
     double least = 0;
     double most = 0;

@@ -66,10 +66,13 @@ Table ReadTable(const MemoryFile& file, Vel::Recordings::CsvFormat format, std::
     Table table;
     try {
         Vel::Recordings::CsvReader reader(file.Name(), format, blockBytes, [] { return false; });
-        reader.ReadHeader(wanted);
+        std::vector<std::string> names;
+        for (const ChannelType& channel : wanted)
+            names.push_back(channel.name);
+        reader.ReadHeader(wanted, names);
         table.hasHeader = true;
         while (const std::size_t rows = reader.ReadBlock()) {
-            Require(rows <= Vel::Recordings::CsvReader::MostRows(blockBytes, wanted.size()), "rows of a block");
+            Require(rows <= Vel::Recordings::CsvReader::MostRows(blockBytes, names), "rows of a block");
             std::vector<Column> columns;
             for (std::size_t i = 0; i < wanted.size(); ++i)
                 columns.push_back(reader.ColumnOf(i));

@@ -100,7 +100,7 @@ private:
             signature[choose(signature.size())] = letters[choose(letters.size())];
             break;
         case 3: // a row of this very name: the first that is not before the signature
-            if (const std::vector<const Vel::Operation*> same = Vel::FindOperations(name); !same.empty()) {
+            if (const auto same = Vel::FindOperations(name); !same.empty()) {
                 std::vector<std::string> signatures = SignaturesOf(*same[choose(same.size())]);
                 std::ranges::sort(signatures);
                 const auto found = std::ranges::lower_bound(signatures, signature);

@@ -55,12 +55,13 @@ CsvReader::~CsvReader() {
 }
 
 /// Each cell takes a character, its separator or the line end, and a row that is not empty at least two.
-std::size_t CsvReader::MostRows(std::size_t blockBytes, std::size_t wanted) {
-    return blockBytes / std::max<std::size_t>(2, wanted) + 1;
+std::size_t CsvReader::MostRows(std::size_t blockBytes, std::span<const std::string> columnNames) {
+    const std::unordered_set<std::string_view> cells(columnNames.begin(), columnNames.end());
+    return blockBytes / std::max<std::size_t>(2, cells.size()) + 1;
 }
 
 void CsvReader::ReadHeader(std::span<const ChannelType> wanted, std::span<const std::string> columnNames) {
-    const std::size_t mostRows = MostRows(bytes.size(), wanted.size());
+    const std::size_t mostRows = MostRows(bytes.size(), columnNames);
     for (std::size_t i = 0; i < wanted.size(); ++i)
         std::visit(
             [&]<class T>(T noValue) {

@@ -20,8 +20,8 @@ namespace Vel::Recordings {
 
 class CsvReader {
 public:
-    /// The most rows that a block of so many bytes may have, if so many channels are wanted.
-    static std::size_t MostRows(std::size_t blockBytes, std::size_t wanted);
+    /// The most rows that a block of so many bytes may have, if these columns are wanted, one of them perhaps twice.
+    static std::size_t MostRows(std::size_t blockBytes, std::span<const std::string> columnNames);
 
     /// Opens a file, or standard input for "-", to be read in blocks of so many bytes. Reading ends after the current
     /// block when `itsIsInterrupted` answers true; it is asked often, and waits for input end for a signal.

@@ -5,6 +5,7 @@
 #include "checks/Allocations.h"
 #include "checks/FakePlatform.h"
 #include "checks/Subject.h"
+#include "engine/FilterLimits.h"
 
 #include <gtest/gtest.h>
 
@@ -97,7 +98,10 @@ TEST(Engine, ComputesEveryRowAsTheBareOperationHoweverItIsCut) {
             const Vel::Twin idle = noValueAware ? Vel::Twin::OnlyPlain : Vel::Twin::OnlyAware;
             if (!CanBeCut(row) || row.operation->traits.twin == idle)
                 continue;
-            ParametersByName parameters = ChooseParametersByName(row, choose);
+            ParametersByName parameters;
+            do
+                parameters = ChooseParametersByName(row, choose);
+            while (!IsComputable(*row.operation, parameters));
             if (noValueAware)
                 parameters.erase("no_value_limit");
             const Expected expected(row, noValueAware, parameters, choose);
@@ -219,6 +223,12 @@ TEST(Engine, RefusesWhatMakesNoSense) {
              {"Float64", "FilterButterworthBandPass", "'a'",
               "parameters = { order = 2, sample_rate = 100, corner1 = 5, corner2 = 5 }",
               "parameter \"corner2\" is not above \"corner1\", 5"},
+             {"Float64", "FilterButterworthLowPass", "'a'",
+              "parameters = { order = 8, sample_rate = 1000, corner1 = 2 }",
+              "the corners are too near to 0, to half the rate or to each other for a filter of this order"},
+             {"Float64", "FilterButterworthBandStop", "'a'",
+              "parameters = { order = 6, sample_rate = 1000, corner1 = 10, corner2 = 20 }",
+              "the corners are too near to 0, to half the rate or to each other for a filter of this order"},
              {"Float64", "FilterButterworthHighPass", "'a'",
               "parameters = { order = 9, sample_rate = 100, corner1 = 5 }", "parameter \"order\" is above 8"},
              {"Float64", "Differential", "'a'", "parameters = { delta_time = 0 }",

@@ -79,7 +79,8 @@ TEST_F(HostTest, RefusesPlansWithARemedy) {
     refuse("\"a\", \"b\"", "\"a\", \"z\"", "channel \"z\": the channel is computed from itself: z <- z");
     refuse("\"z\"", "\"Max\"", "the name \"Max\" has a meaning in formulas");
     refuse("\"z\"", "\"a\"", "plan.toml:8: channel \"a\": the name \"a\" is taken\n  by plan.toml:2");
-    refuse("\"Divide\"", "\"BitwiseAnd\"", "BitwiseAnd does not exist on these types: Float64, Float64 -> Float64\n  nearest: ");
+    refuse("\"Divide\"", "\"BitwiseAnd\"",
+           "BitwiseAnd does not exist on these types: Float64, Float64 -> Float64\n  nearest: ");
     refuse("\"a\", \"b\"", "\"a\"", "Divide does not exist with 1 results and 1 operands");
     refuse("operands", "operand", "plan.toml:12: unknown key \"operand\"");
     refuse("Float64", "float", "unknown type \"float\"");
@@ -276,7 +277,7 @@ TEST_F(HostTest, StopsInFilesAndShowsProgressOnTerminals) {
     ASSERT_EQ(Run("(echo a,b; yes 6,3 | head -c 40M) >rec.csv"), 0);
     EXPECT_EQ(Run("(ulimit -f 100; $V plan.toml rec.csv -o result.csv)"), 1);
     EXPECT_NE(Read("err").find("File too large"), std::string::npos);
-    EXPECT_EQ(Run("timeout --preserve-status -s INT 0.3 $V plan.toml rec.csv -o result.csv"), 130);
+    EXPECT_EQ(Run("timeout --preserve-status -s INT 1 $V plan.toml rec.csv -o result.csv"), 130);
     EXPECT_EQ(Read("err").find('\r'), std::string::npos); // no terminal, no bar
     EXPECT_EQ(Run("sort -u result.csv"), 0);
     EXPECT_EQ(Read("out"), "6,3,2\na,b,z\n");

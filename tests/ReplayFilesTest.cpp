@@ -159,4 +159,19 @@ TEST_F(ReplayFilesTest, DrawsAnyRangeOfNumbers) {
         EXPECT_NE(unixTime.find(tick), std::string::npos) << tick;
 }
 
+TEST_F(ReplayFilesTest, ReadsOneColumnForManyInputs) {
+    std::string plan;
+    for (const std::string name : {"a", "b", "c", "d", "e"})
+        plan += "[[inputs]]\nname = \"" + name + "\"\ncolumn = \"\"\ntype = \"Float64\"\n";
+    Write("plan.toml", plan);
+    std::string recording = "\"\"\n", wanted = "a,b,c,d,e\n";
+    for (int row = 0; row < 40000; ++row) { // more rows than fit into a block by the number of inputs
+        recording += "1\n";
+        wanted += "1,1,1,1,1\n";
+    }
+    Write("rec.csv", recording);
+    EXPECT_EQ(Run("$V -q plan.toml rec.csv -o result.csv"), 0);
+    EXPECT_TRUE(Read("result.csv") == wanted);
+}
+
 } // namespace

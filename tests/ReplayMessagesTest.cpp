@@ -99,7 +99,8 @@ TEST_F(ReplayMessagesTest, ReadsPlansFromPipesAndOnlyThoseOfAnExtent) {
         "[plan]\noutput = [\"" + repeated("a.[{", 100) + "\", '''\n" + repeated("[", 100) + "''']\n";
     for (const std::string& deep :
          {repeated("a.", 50000) + "a = 1", "[" + repeated("a . ", 50000) + "a]", "a = " + repeated("[", 50000),
-          "a = " + repeated("{a=", 50000), strings + repeated("a.", 50000) + "a = 1"}) {
+          "a = " + repeated("{a=", 50000), strings + repeated("a.", 50000) + "a = 1",
+          "a = ['''a'''', {" + repeated("a.", 50000) + "a = 1}]"}) {
         Write("deep.toml", "# a\n" + deep);
         EXPECT_EQ(Run("$V deep.toml rec.csv"), 1);
         ExpectIn("the plan nests tables or lists too deeply", Read("err"));
@@ -205,6 +206,8 @@ TEST_F(ReplayMessagesTest, TracesASampleToWhatItIsMadeOf) {
                                 "peak = no sample\n    Max on power = no sample\n    answered true\n"
                                 "    its window has no sample to show, so the result has none\n"
                                 "    no value: there is no sample of power\n");
+    for (const std::string arguments : {"--check plan.toml", "plan.toml rec.csv --trace 1 peak"})
+        EXPECT_EQ(Run("$V " + arguments + " >/dev/full"), 1);
     EXPECT_EQ(Run("$V plan.toml rec.csv --trace 5 peak"), 1);
     EXPECT_EQ(Read("err"), "--trace: the recording has no row 5\n  it has 4; the first is 1\n");
     // A row behind many blocks is the one that the result has there.

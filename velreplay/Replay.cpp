@@ -65,7 +65,7 @@ std::vector<Channel> InputsOf(const Plan& plan) {
 std::vector<std::string> ColumnsOf(const Plan& plan) {
     std::vector<std::string> columns;
     for (const InputPlan& input : plan.inputs)
-        columns.push_back(input.column.empty() ? input.channel.name : input.column);
+        columns.push_back(input.column.value_or(input.channel.name));
     return columns;
 }
 
@@ -202,11 +202,11 @@ std::uint64_t ReplayRowsOrLeavePart(const Work& work) {
 } // namespace
 
 /// Reads up to a row, and shows how a channel came to its sample there.
-void Trace(const Options& options) {
+Outcome Trace(const Options& options) {
     const Plan plan = LoadPlan(options.plan, options.settings);
     const std::vector<Channel> inputs = InputsOf(plan);
     const std::size_t blockBytes = BlockBytesFor(plan);
-    Run run(plan, CsvReader::MostRows(blockBytes, inputs.size()));
+    Run run(plan, CsvReader::MostRows(blockBytes, ColumnsOf(plan)));
     run.MakeStatuses(true);
     const std::size_t channel = run.Find(options.tracedChannel, "--trace");
     CsvReader recording(options.recording, options.format, blockBytes, IsInterrupted);
@@ -224,15 +224,17 @@ void Trace(const Options& options) {
                 column.first = column.AddressAt(fed);
             run.Feed(columns, 1);
             ShowTrace(plan, run, channel, options.tracedRow);
-            return;
+            return Outcome::Done;
         }
         before += rows;
     }
+    if (IsInterrupted())
+        return Outcome::Interrupted;
     throw Error("--trace", "the recording has no row " + std::to_string(options.tracedRow),
                 "it has " + std::to_string(before) + "; the first is 1");
 }
 
-void Check(const Options& options) {
+Outcome Check(const Options& options) {
     const Plan plan = LoadPlan(options.plan, options.settings);
     Run run(plan, 1);
     const PicturePlan picture = ReadPicturePlan(plan);
@@ -240,7 +242,9 @@ void Check(const Options& options) {
         CheckChannels(picture, run);
     std::printf("%s is right: %zu inputs, %zu computed channels\n", options.plan.c_str(), run.Inputs(),
                 OuterComputations(run).size());
-    Show(run.Warnings());
+    const std::vector<Warning> warnings = run.Warnings();
+    Show(warnings);
+    return options.isStrict && !warnings.empty() ? Outcome::HasWarnings : Outcome::Done;
 }
 
 Outcome Replay(const Options& options) {
@@ -250,7 +254,7 @@ Outcome Replay(const Options& options) {
     RefuseSameFiles(options);
     const std::vector<Channel> inputs = InputsOf(plan);
     const std::size_t blockBytes = BlockBytesFor(plan);
-    const std::size_t mostRows = CsvReader::MostRows(blockBytes, inputs.size());
+    const std::size_t mostRows = CsvReader::MostRows(blockBytes, ColumnsOf(plan));
     Run run(plan, mostRows);
     run.MakeStatuses(options.withStatus || !options.isQuiet || options.isStrict);
     std::optional<Picture> picture;
@@ -258,6 +262,8 @@ Outcome Replay(const Options& options) {
         picture.emplace(options.picture, picturePlan, run);
     CsvReader recording(options.recording, options.format, blockBytes, IsInterrupted);
     recording.ReadHeader(inputs, ColumnsOf(plan));
+    if (IsInterrupted()) // perhaps amid the header: there is no result to speak of
+        return Outcome::Interrupted;
 
     OutputBlocks output(run, mostRows, options.withStatus);
     CsvWriter result(options.result, options.format, output.Channels());

@@ -28,9 +28,9 @@ enum class Outcome { Done, Interrupted, HasWarnings };
 Outcome Replay(const Options& options);
 
 /// Says whether a plan is right, without a recording. Throws Vel::Error if not.
-void Check(const Options& options);
+Outcome Check(const Options& options);
 
 /// Shows how a channel came to its sample of one row.
-void Trace(const Options& options);
+Outcome Trace(const Options& options);
 
 } // namespace Velreplay

@@ -107,7 +107,8 @@ private:
         case Vel::Status::Computed:
             return step.answer || missing.empty() ? "" : " without " + missing;
         case Vel::Status::NoValue:
-            return missing.empty() ? ": the operation has no value to show" : ": there is no sample of " + missing;
+            return missing.empty() ? ": the operation has no value to show, or it is the NoValue of the channel"
+                                   : std::string(": there is no sample of ").append(missing);
         case Vel::Status::Refused:
             return ": the operation refuses these samples, and the result stays as it was";
         }

@@ -135,6 +135,20 @@ char Separator(const std::string& text, bool decimalComma) {
     return separator;
 }
 
+int ExitCode(Velreplay::Outcome outcome) {
+    if (std::fflush(stdout) != 0)
+        throw Vel::Error("standard output", "cannot be written: " + Vel::ErrorText());
+    switch (outcome) {
+    case Velreplay::Outcome::Done:
+        return 0;
+    case Velreplay::Outcome::HasWarnings:
+        return failed;
+    case Velreplay::Outcome::Interrupted:
+        return interrupted;
+    }
+    return failed;
+}
+
 std::uint64_t RowNumber(const std::string& text) {
     std::uint64_t row = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), row);
@@ -196,26 +210,15 @@ int Run(int argc, char** argv) {
         throw Vel::Error("--output", "the name is empty", "name a file, or - for standard output");
     if (*picture && options.picture.empty())
         throw Vel::Error("--plot", "the name is empty", "name a .svg or .png file");
-    if (isChecked) {
-        Velreplay::Check(options);
-        return 0;
-    }
+    if (isChecked)
+        return ExitCode(Velreplay::Check(options));
     options.format.separator = Separator(separator, options.format.decimalComma);
     if (*trace) {
         options.tracedRow = RowNumber(traced[0]);
         options.tracedChannel = traced[1];
-        Velreplay::Trace(options);
-        return 0;
+        return ExitCode(Velreplay::Trace(options));
     }
-    switch (Velreplay::Replay(options)) {
-    case Velreplay::Outcome::Done:
-        return 0;
-    case Velreplay::Outcome::HasWarnings:
-        return failed;
-    case Velreplay::Outcome::Interrupted:
-        return interrupted;
-    }
-    return failed;
+    return ExitCode(Velreplay::Replay(options));
 }
 
 } // namespace

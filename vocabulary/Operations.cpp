@@ -96,6 +96,8 @@ constexpr Traits onlyAware = {.twin = Twin::OnlyAware};
 constexpr Traits writesOperand = {.twin = Twin::OnlyAware, .writesOperand = true};
 constexpr Traits onlyPlain = {.twin = Twin::OnlyPlain};
 constexpr Traits makesValue = {.twin = Twin::Ignores, .surprise = Surprise::MakesValue};
+constexpr Traits makesValueOfOthers = {.surprise = Surprise::MakesValue}; // only the gate is tested
+constexpr Traits losesStateOnly = {.surprise = Surprise::LosesState};
 constexpr Traits clock = {.readsClock = true};
 constexpr Traits ignoresAndReadsClock = {.twin = Twin::Ignores, .readsClock = true};
 
@@ -173,7 +175,7 @@ constexpr Operation operations[] = {
     {"StartNotStopTrigger", 1, 2, "WWW", {}, "started by one channel, held by another"},
     {"StartNotStopTriggerPuls", 1, 1, "WW", pulse, "one pulse of a least duration, by the system's clock", clock},
     {"DFF", 1, 2, "TXT WWW", {}, "keeps the data that it finds at a rising clock; operands: clock, data"},
-    {"TFF", 1, 1, "WT", {}, "changes between 0 and 1 at each rising clock"},
+    {"TFF", 1, 1, "WT", {}, "changes between 0 and 1 at each rising clock", losesStateOnly},
     {"MonoFlop", 1, 1, "WT", monoFlop, "a pulse after a rising trigger, by the system's clock", clock},
     {"MonoFlop", 1, 2, "RRR", monoFlopOfTime, "a pulse after a rising trigger, by a time channel"},
     {"Timeout",
@@ -204,7 +206,8 @@ constexpr Operation operations[] = {
      losesState},
     {"Linea", 1, 1, "RR", curve, "value of a characteristic curve, straight between its points"},
     {"VLinea", 1, 1, "RR", curve, "the same; NoValue takes the curve at its replacement", writesOperand},
-    {"Gangermittlung", 1, 3, "bWWW", gears, "the gear of a vehicle; operands: gate, divisor, dividend"},
+    {"Gangermittlung", 1, 3, "bWWW", gears, "the gear of a vehicle; operands: gate, divisor, dividend",
+     makesValueOfOthers},
     {"Integral", 1, 1, "RR", integral, "area of the last interval, trapezoid rule", restarts},
     {"Integral", 1, 2, "RRR", integralOfTime, "the same, over a time channel", restarts},
     {"IntegralAdd", 1, 1, "RR", integral, "running total of the areas, trapezoid rule", losesTotal},
