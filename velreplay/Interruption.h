@@ -3,7 +3,7 @@
 
 namespace Velreplay {
 
-/// Ends the replay after the current block, as by SIGINT; called again, at once.
+/// Ends the replay after the current block, as by SIGINT; called again two seconds later, at once.
 void Interrupt(int signal);
 bool IsInterrupted();
 
