@@ -10,6 +10,7 @@
 #include <limits>
 #include <stdexcept>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace Vel::Engine {
 
@@ -39,8 +40,12 @@ public:
                         "compute one of its operands from others");
         for (const std::size_t computation : found.sequence)
             order.push_back(&computations[computation]);
-        for (const std::string& name : plan.output)
+        std::unordered_set<std::size_t> chosen;
+        for (const std::string& name : plan.output) {
             output.push_back(Find(name, plan.name + ": output"));
+            if (!chosen.insert(output.back()).second)
+                throw Error(plan.name + ": output", Quoted(name) + " is there twice", "name each channel once");
+        }
     }
 
     std::size_t Find(std::string_view name, const std::string& place) const {

@@ -181,6 +181,17 @@ TEST_F(ReplayMessagesTest, WarnsOfWhatAUserMayNotExpect) {
     EXPECT_EQ(Run("$V --strict -q plan.toml rec.csv"), 0);
 }
 
+TEST_F(ReplayMessagesTest, RefusesTwoColumnsOfOneName) {
+    const std::string inputs = "[[inputs]]\nname = \"z.status\"\ntype = \"UInt8\"\n[compute]\nz = \"`z.status` + 1\"\n";
+    Write("rec.csv", "z.status\n1\n");
+    Write("plan.toml", inputs);
+    EXPECT_EQ(Run("$V -q --status plan.toml rec.csv"), 1);
+    ExpectIn("a column of statuses and a channel are both called \"z.status\"", Read("err"));
+    Write("plan.toml", "[plan]\noutput = [\"z\", \"z\"]\n" + inputs);
+    EXPECT_EQ(Run("$V -q plan.toml rec.csv"), 1);
+    ExpectIn("output: \"z\" is there twice", Read("err"));
+}
+
 TEST_F(ReplayMessagesTest, ChecksAPlanWithoutARecording) {
     Write("plan.toml", surprisingPlan);
     EXPECT_EQ(Run("$V --check plan.toml"), 0);

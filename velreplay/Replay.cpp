@@ -8,6 +8,7 @@
 #include "velreplay/Summary.h"
 #include "velreplay/Trace.h"
 #include "vocabulary/Error.h"
+#include "vocabulary/Quote.h"
 
 #include <algorithm>
 #include <chrono>
@@ -15,6 +16,8 @@
 #include <filesystem>
 #include <future>
 #include <optional>
+#include <string_view>
+#include <unordered_set>
 
 namespace Velreplay {
 
@@ -131,6 +134,17 @@ private:
     std::vector<Output> outputs;
     std::size_t next = 0;
 };
+
+/// A result with two columns of one name could not be read back.
+void RefuseRepeatedNames(const std::vector<Channel>& channels, const std::vector<std::string>& statusNames) {
+    std::unordered_set<std::string_view> names;
+    for (const Channel& channel : channels)
+        names.insert(channel.name);
+    for (const std::string& name : statusNames)
+        if (names.contains(name))
+            throw Error("--status", "a column of statuses and a channel are both called " + Vel::Quoted(name),
+                        "rename the channel");
+}
 
 /// One replay: what is read, computed and written.
 struct Work {
@@ -266,6 +280,7 @@ Outcome Replay(const Options& options) {
         return Outcome::Interrupted;
 
     OutputBlocks output(run, mostRows, options.withStatus);
+    RefuseRepeatedNames(output.Channels(), output.StatusNames());
     CsvWriter result(options.result, options.format, output.Channels());
     result.WriteHeader(output.StatusNames());
     if (recording.IsLive())
