@@ -84,7 +84,7 @@ private:
         for (const std::size_t operand : run.OperandsOf(computation)) {
             const std::string sample = SampleOf(run, operand);
             const std::string& name = run.Channels()[operand].name;
-            operands.push_back(name + " = " + sample);
+            operands.push_back(std::string(name).append(" = ").append(sample));
             if (sample == noSample && std::find(missing.begin(), missing.end(), name) == missing.end())
                 missing.push_back(name);
         }
