@@ -68,8 +68,9 @@ public:
     const std::array<std::uint64_t, statusTexts.size()>& Totals() const { return totals; }
     const Step& LastStep() const { return step; }
     std::optional<Warning> FindWarning() const;
-    /// Whether the operation computes without some of its operands, as "If" does.
+    /// Whether the operation makes a value of a missing sample.
     bool MakesValues() const { return description->traits.surprise == Surprise::MakesValue; }
+    /// Whether it computes without some of its operands, as "If" does.
     bool Chooses() const { return description->traits.twin == Twin::Decides; }
 
 private:

@@ -236,11 +236,7 @@ private:
             }
             rows.emplace_back(cost, row);
         }
-        std::stable_sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-        std::vector<std::string> nearest;
-        for (std::size_t i = 0; i < std::min(most, rows.size()); ++i)
-            nearest.push_back(rows[i].second);
-        return nearest;
+        return Cheapest(std::move(rows), most);
     }
 
     std::string Help(const FormulaNode& node, const Operation& operation, const std::string& types,

@@ -104,6 +104,14 @@ int CostOfCast(char from, char to) {
     return (Holds(wide, TypeOf(from)) ? 2 : wide.isFloating ? 4 : 8) + (to == 'F' ? 1 : 0);
 }
 
+std::vector<std::string> Cheapest(std::vector<std::pair<int, std::string>> rows, std::size_t most) {
+    std::stable_sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<std::string> nearest;
+    for (std::size_t i = 0; i < std::min(most, rows.size()); ++i)
+        nearest.push_back(rows[i].second);
+    return nearest;
+}
+
 std::vector<std::string> NearestRows(const Operation& operation, std::string_view signature, std::size_t most) {
     constexpr int scale = 100; // among casts that cost the same, the wider type is nearer
     std::vector<std::pair<int, std::string>> rows;
@@ -113,11 +121,7 @@ std::vector<std::string> NearestRows(const Operation& operation, std::string_vie
             cost += scale * CostOfCast(signature[i], row[i]) - static_cast<int>(TypeOf(row[i]).size);
         rows.emplace_back(cost, row);
     }
-    std::stable_sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    std::vector<std::string> nearest;
-    for (std::size_t i = 0; i < std::min(most, rows.size()); ++i)
-        nearest.push_back(rows[i].second);
-    return nearest;
+    return Cheapest(std::move(rows), most);
 }
 
 std::string_view SimilarName(std::string_view name, std::span<const std::string_view> known) {

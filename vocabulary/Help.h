@@ -3,6 +3,8 @@
 
 #include "vocabulary/Vocabulary.h"
 
+#include <utility>
+
 namespace Vel {
 
 /// The results, operands, rows and parameters of an operation.
@@ -18,6 +20,9 @@ bool Holds(const SampleType& wide, const SampleType& narrow);
 
 /// How much is lost where a channel is cast so that a row fits.
 int CostOfCast(char from, char to);
+
+/// The rows of the least costs, the cheapest first; of equals the first.
+std::vector<std::string> Cheapest(std::vector<std::pair<int, std::string>> rows, std::size_t most);
 
 /// The type rows of an operation that are nearest to a signature, the nearest first.
 std::vector<std::string> NearestRows(const Operation& operation, std::string_view signature, std::size_t most);
