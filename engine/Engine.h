@@ -18,6 +18,7 @@
 
 #include "vocabulary/Columns.h"
 #include "vocabulary/Error.h"
+#include "vocabulary/TimeForm.h"
 
 #include <array>
 #include <cstddef>
@@ -50,6 +51,7 @@ struct InputPlan {
     std::string place; ///< where the plan says it, for errors: file and line
     Channel channel;
     std::optional<std::string> column = {}; ///< its name in the recording, where it is another one
+    std::optional<TimeForm> time = {};      ///< its samples are times, which the recording says like this
 };
 
 /// A channel that is the same in every row. Its NoValue as value: it never has a sample.
@@ -111,6 +113,8 @@ struct Plan {
     std::vector<ConstantPlan> constants;
     std::vector<ComputationPlan> computations;
     std::vector<std::string> output; ///< the channels that a result shall have; empty: all but the inner ones
+    std::vector<std::string> keep;   ///< other columns of the recording that a result shall have, as they stand
+    bool keepsAll = false;           ///< all other columns
     /// The tables that hosts read: "plot" and "recording", where they are there.
     std::map<std::string, Section, std::less<>> sections;
 };

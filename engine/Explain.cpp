@@ -86,23 +86,35 @@ bool IsSame(const AnySample& a, const AnySample& b) {
 }
 
 /// The keys that all channels have.
-std::string TypeOfChannel(const Channel& channel) {
-    std::string text = "type = " + TextInQuotes(channel.Type().name) + "\n";
+std::string TypeOfChannel(const Channel& channel, std::string_view type) {
+    std::string text = "type = " + TextInQuotes(type) + "\n";
     if (!IsSame(channel.noValue, DefaultNoValue(channel.Type().letter)))
         text += "no_value = " + Written(channel.noValue) + "\n";
     return text;
+}
+
+std::string Written(const TimeForm& form) {
+    std::string text;
+    if (form.kind == TimeForm::Kind::Pattern)
+        text += "format = " + TextInQuotes(form.pattern) + "\n";
+    else if (form.kind != TimeForm::Kind::Iso)
+        text += form.kind == TimeForm::Kind::UnixSeconds ? "format = \"unix\"\n" : "format = \"unix_ms\"\n";
+    if (!form.zone.empty())
+        text += "zone = " + TextInQuotes(form.zone) + "\n";
+    return text + (form.isLocal ? "clock = \"local\"\n" : "");
 }
 
 std::string Explain(const InputPlan& input) {
     std::string text = "\n[[inputs]]\nname = " + TextInQuotes(input.channel.name) + "\n";
     if (input.column && *input.column != input.channel.name)
         text += "column = " + TextInQuotes(*input.column) + "\n";
-    return text + TypeOfChannel(input.channel);
+    text += TypeOfChannel(input.channel, input.time ? "Time" : input.channel.Type().name);
+    return text + (input.time ? Written(*input.time) : "");
 }
 
 std::string Explain(const ConstantPlan& constant) {
     std::string text = "\n[[constants]]\nname = " + TextInQuotes(constant.channel.name) + "\n";
-    text += TypeOfChannel(constant.channel);
+    text += TypeOfChannel(constant.channel, constant.channel.Type().name);
     if (!IsSame(constant.value, constant.channel.noValue))
         text += "value = " + Written(constant.value) + "\n";
     return text + (constant.isInner ? "inner = true\n" : "");
@@ -114,7 +126,8 @@ std::string Explain(const ComputationPlan& plan) {
         names.push_back(result.name);
     std::string text = "\n[[channels]]\n";
     text += names.size() == 1 ? "name = " + TextInQuotes(names.front()) : "names = " + List(names);
-    text += "\noperation = " + TextInQuotes(plan.operation) + "\n" + TypeOfChannel(plan.results.front());
+    text += "\noperation = " + TextInQuotes(plan.operation) + "\n" +
+            TypeOfChannel(plan.results.front(), plan.results.front().Type().name);
     text += "operands = " + List(plan.operands) + "\n";
     if (!plan.noValueAware)
         text += "no_value_aware = false\n";
@@ -143,12 +156,19 @@ std::string Heading(const std::vector<ComputationPlan>& computations, std::size_
     return "\n# " + heading;
 }
 
+std::string Frame(const Plan& plan) {
+    std::string text;
+    if (!plan.output.empty())
+        text += "output = " + List(plan.output) + "\n";
+    if (plan.keepsAll || !plan.keep.empty())
+        text += "keep = " + (plan.keepsAll ? TextInQuotes("all") : List(plan.keep)) + "\n";
+    return text.empty() ? text : "[plan]\n" + text;
+}
+
 } // namespace
 
 std::string Explain(const Plan& plan) {
-    std::string text;
-    if (!plan.output.empty())
-        text += "[plan]\noutput = " + List(plan.output) + "\n";
+    std::string text = Frame(plan);
     for (const InputPlan& input : plan.inputs)
         text += Explain(input);
     for (const ConstantPlan& constant : plan.constants)

@@ -111,14 +111,51 @@ Channel ReadChannel(const Reader& section, const std::string& name) {
     const auto type = FindType(typeName);
     if (!type)
         throw Error(section.Place(), "channel " + Quoted(name) + " has the unknown type " + Quoted(typeName),
-                    "the types are " + TypeNames());
+                    "the types are " + TypeNames() + "; inputs may have the type Time as well");
     return {name, ReadSample(section, "no_value", DefaultNoValue(type->letter))};
 }
 
+constexpr std::string_view timeType = "Time";
+
+TimeForm ReadTimeForm(const Reader& section) {
+    TimeForm form;
+    const std::string format = section.Text("format").value_or("iso");
+    if (format == "unix")
+        form.kind = TimeForm::Kind::UnixSeconds;
+    else if (format == "unix_ms")
+        form.kind = TimeForm::Kind::UnixMilliseconds;
+    else if (format.find('%') != std::string::npos) {
+        form.kind = TimeForm::Kind::Pattern;
+        form.pattern = format;
+    } else if (format != "iso")
+        throw Error(section.PlaceOf(*section.Find("format")), "the format " + Quoted(format) + " is unknown",
+                    R"(write "iso", "unix", "unix_ms" or a form such as "%d.%m.%Y %H:%M:%S")");
+    form.zone = section.Text("zone").value_or("");
+    const std::string clock = section.Text("clock").value_or("utc");
+    form.isLocal = clock == "local";
+    if (!form.isLocal && clock != "utc")
+        throw Error(section.PlaceOf(*section.Find("clock")), "the clock " + Quoted(clock) + " is unknown",
+                    R"(write "utc", or "local" for the wall time of the zone)");
+    if (form.isLocal && form.zone.empty())
+        throw Error(section.PlaceOf(*section.Find("clock")), "the clock is local, but no zone is given",
+                    R"(add: zone = "Europe/Berlin")");
+    return form;
+}
+
 InputPlan ReadInput(const Section& table) {
-    const Reader section(table, {"name", "column", "type", "no_value"});
+    const Reader section(table, {"name", "column", "type", "no_value", "format", "zone", "clock"});
     const std::string name = section.NeededText("name");
-    return {section.Place(), ReadChannel(section, name), section.Text("column").value_or(name)};
+    InputPlan input{section.Place(), {}, section.Text("column").value_or(name)};
+    if (section.NeededText("type") == timeType) {
+        input.channel = {name, ReadSample(section, "no_value", DefaultNoValue('D'))};
+        input.time = ReadTimeForm(section);
+        return input;
+    }
+    for (const std::string_view key : {"format", "zone", "clock"})
+        if (const toml::node* const node = section.Find(key))
+            throw Error(section.PlaceOf(*node), Quoted(key) + " is for times alone", R"(write: type = "Time")");
+    input.channel = ReadChannel(section, name);
+    return input;
 }
 
 ConstantPlan ReadConstant(const Section& table) {
@@ -263,8 +300,15 @@ void ReadFrame(const Reader& section, Plan& plan) {
     const toml::table* const table = section.TableAt("plan", "write: [plan]");
     if (table == nullptr)
         return;
-    const Reader frame(section.Inner(*table), {"output"});
+    const Reader frame(section.Inner(*table), {"output", "keep"});
     plan.output = frame.Texts("output");
+    const toml::node* const keep = frame.Find("keep");
+    plan.keepsAll = keep != nullptr && keep->value_exact<std::string_view>() == "all";
+    if (keep != nullptr && !plan.keepsAll && !keep->is_array())
+        throw Error(frame.PlaceOf(*keep), "\"keep\" is neither \"all\" nor a list of names",
+                    R"(write: keep = ["operator", "comment"], or keep = "all")");
+    if (!plan.keepsAll)
+        plan.keep = frame.Texts("keep");
 }
 
 std::shared_ptr<const PlanText> Parse(std::string_view text, const std::string& name) {
