@@ -40,9 +40,15 @@ namespace Vel::Engine {
 
 using Channel = ChannelType;
 
-/// A value as a plan says it: true or false, a whole number, a number, a list of pairs. Whole numbers that TOML does
-/// not have, those from 2^63, stand in quotes.
-using Value = std::variant<bool, std::int64_t, std::uint64_t, double, std::vector<std::array<double, 2>>>;
+/// "250 ms", with its text for messages.
+struct Duration {
+    double seconds;
+    std::string text;
+};
+
+/// A value as a plan says it: true or false, a whole number, a number, a list of pairs, a duration. Whole numbers that
+/// TOML does not have, those from 2^63, stand in quotes.
+using Value = std::variant<bool, std::int64_t, std::uint64_t, double, std::vector<std::array<double, 2>>, Duration>;
 
 using ParametersByName = std::map<std::string, Value, std::less<>>;
 
@@ -51,6 +57,7 @@ struct InputPlan {
     std::string place; ///< where the plan says it, for errors: file and line
     Channel channel;
     std::optional<std::string> column = {}; ///< its name in the recording, where it is another one
+    std::uint64_t holdRows = 0;             ///< for so many rows the last sample stands in for missing ones
     std::optional<TimeForm> time = {};      ///< its samples are times, which the recording says like this
 };
 
@@ -73,6 +80,11 @@ struct ComputationPlan {
     /// the type), the result has no sample instead.
     bool showsOwnResultOverGaps = false;
     ParametersByName parameters;
+    std::string resetWhen = {};     ///< a channel: before each row in which it is true, the computation begins anew
+    std::string resetOnChange = {}; ///< a channel: so it does before each row in which this one has another sample
+    std::uint64_t holdRows = 0;     ///< for so many rows the last sample stands in for missing ones
+    bool isNoValueWhenRefused =
+        false;                ///< a result that the operation refuses has no sample, in place of the one before
     bool isInner = false;     ///< a step on the way to others: its results are no columns of a result
     std::string formula = {}; ///< that it stands for, with the inner computations before it; empty for a block
 };
@@ -112,9 +124,10 @@ struct Plan {
     std::vector<InputPlan> inputs;
     std::vector<ConstantPlan> constants;
     std::vector<ComputationPlan> computations;
-    std::vector<std::string> output; ///< the channels that a result shall have; empty: all but the inner ones
-    std::vector<std::string> keep;   ///< other columns of the recording that a result shall have, as they stand
-    bool keepsAll = false;           ///< all other columns
+    std::vector<std::string> output;    ///< the channels that a result shall have; empty: all but the inner ones
+    std::optional<double> samplePeriod; ///< seconds from row to row, where the plan says it
+    std::vector<std::string> keep;      ///< other columns of the recording that a result shall have, as they stand
+    bool keepsAll = false;              ///< all other columns
     /// The tables that hosts read: "plot" and "recording", where they are there.
     std::map<std::string, Section, std::less<>> sections;
 };
@@ -146,6 +159,7 @@ struct Warning {
 struct Step {
     bool wasCalled = true;     ///< false: the engine has kept these samples from the operation, which would crash
     bool answer = false;       ///< of Execute
+    bool wasReset = false;     ///< the computation began anew before this row
     bool wasRewritten = false; ///< the operation's result was no data, and NoValue stands in its place
     Status status = Status::Computed;
 };

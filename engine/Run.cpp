@@ -63,8 +63,23 @@ public:
 
     void PutInto(std::size_t channel, void* samples) {
         if (memory.at(channel).empty())
-            throw std::invalid_argument("Vel::Engine::Run::PutInto: not a result");
+            throw std::invalid_argument("Vel::Engine::Run::PutInto: the samples are not the engine's");
         columns[channel].first = samples != nullptr ? samples : memory[channel].data();
+    }
+
+    /// The columns of inputs of a block, held where the plan wants it.
+    void TakeInputs(std::span<const Column> given) {
+        if (holds.empty()) {
+            std::copy(given.begin(), given.end(), columns.begin());
+            return;
+        }
+        for (std::size_t input = 0; input < inputs; ++input)
+            if (memory[input].empty())
+                columns[input] = given[input];
+        for (auto& [input, hold] : holds)
+            std::visit([&, &input = input, &hold = hold]<class T>(
+                           T noValue) { TakeHeld(given[input], Samples<T>(columns[input]), rows, hold, noValue); },
+                       channels[input].noValue);
     }
 
     std::size_t mostRows;
@@ -83,6 +98,14 @@ public:
     bool areStatusesWanted = false;
 
 private:
+    template <Sample T>
+    static void TakeHeld(const Column& given, T* samples, std::size_t rows, Hold& hold, T noValue) {
+        for (std::size_t row = 0; row < rows; ++row) {
+            samples[row] = given.At<T>(row);
+            hold.Apply(samples[row], noValue);
+        }
+    }
+
     static constexpr std::size_t notComputed = std::numeric_limits<std::size_t>::max();
 
     std::size_t Add(const std::string& place, const Channel& channel, bool isStep, std::size_t computation) {
@@ -97,9 +120,20 @@ private:
     }
 
     void AddInputs(const Plan& plan) {
-        for (const InputPlan& input : plan.inputs)
-            Add(input.place, input.channel, false, notComputed);
+        for (const InputPlan& input : plan.inputs) {
+            const std::size_t index = Add(input.place, input.channel, false, notComputed);
+            if (input.holdRows != 0) {
+                MakeMemory(index);
+                holds.emplace_back(index, Hold(input.holdRows));
+            }
+        }
         inputs = channels.size();
+    }
+
+    void MakeMemory(std::size_t channel) {
+        const std::size_t size = channels[channel].Type().size;
+        memory[channel].resize(mostRows * size);
+        columns[channel] = {memory[channel].data(), static_cast<std::ptrdiff_t>(size)};
     }
 
     void AddConstants(const Plan& plan) {
@@ -113,10 +147,7 @@ private:
         const std::size_t computation = resultsOf.size();
         resultsOf.emplace_back(channels.size(), plan.results.size());
         for (const Channel& channel : plan.results) {
-            const std::size_t index = Add(plan.place, channel, plan.isInner, computation);
-            const std::size_t size = channel.Type().size;
-            memory[index].resize(mostRows * size);
-            columns[index] = {memory[index].data(), static_cast<std::ptrdiff_t>(size)};
+            MakeMemory(Add(plan.place, channel, plan.isInner, computation));
         }
     }
 
@@ -135,7 +166,18 @@ private:
         std::vector<ChannelAtWork> results;
         for (std::size_t index = first; index < first + count; ++index)
             results.push_back(At(index));
-        computations.emplace_back(plan, std::move(results), std::move(operands)).ReserveStatuses(mostRows);
+        ResetChannels resets;
+        const auto need = [&](const std::string& name, std::optional<ChannelAtWork>& reset) {
+            if (name.empty())
+                return;
+            const std::size_t channel = Find(name, plan.place);
+            reset = At(channel);
+            if (computedBy[channel] != notComputed)
+                needs.push_back(computedBy[channel]);
+        };
+        need(plan.resetWhen, resets.when);
+        need(plan.resetOnChange, resets.onChange);
+        computations.emplace_back(plan, std::move(results), std::move(operands), resets).ReserveStatuses(mostRows);
         return needs;
     }
 
@@ -155,6 +197,7 @@ private:
     std::unordered_map<std::string_view, std::size_t> indices;
     std::vector<std::vector<std::byte>> memory; ///< of results; the library makes its samples of these bytes
     std::deque<SampleCell> constants;
+    std::vector<std::pair<std::size_t, Hold>> holds; ///< of inputs
 };
 
 Run::Run(const Plan& plan, std::size_t mostRows) : parts(std::make_unique<Parts>(plan, mostRows)) {}
@@ -187,8 +230,8 @@ void Run::PutInto(std::size_t channel, void* samples) { parts->PutInto(channel, 
 void Run::Feed(std::span<const Column> inputs, std::size_t rows) {
     if (inputs.size() != parts->inputs || rows > parts->mostRows)
         throw std::invalid_argument("Vel::Engine::Run::Feed: other columns or more rows than agreed");
-    std::copy(inputs.begin(), inputs.end(), parts->columns.begin());
     parts->rows = rows;
+    parts->TakeInputs(inputs);
     const Computation::LoopKind kind = parts->areStatusesWanted ? Computation::withStatuses
                                        : rows == 1              ? Computation::oneRow
                                                                 : Computation::plain;
