@@ -41,6 +41,9 @@ public:
     void Run() {
         for (const std::string& name : plan.output)
             CheckOperand(name, plan.name + ": output");
+        for (const std::string& name : {plan.rowsWhen, plan.rowsBeforeChange})
+            if (!name.empty())
+                CheckOperand(name, plan.name + ": [plan]");
         std::vector<std::vector<ComputationPlan>> computations(lines.size());
         for (const std::size_t line : Sequence())
             computations[line] = Expanded(line);
@@ -127,7 +130,7 @@ private:
                 CheckOperand(name, block->place);
             for (const Operation* const operation : FindOperations(block->operation))
                 if (operation->operands == block->operands.size() && operation->results == block->results.size())
-                    Complete(block->parameters, *operation, plan.samplePeriod, block->place);
+                    Complete(block->parameters, *operation, Period(), block->place);
             computations.push_back(std::move(*block));
             return computations;
         }
@@ -148,6 +151,11 @@ private:
                                          : "did you mean " + Quoted(similar) + "?");
     }
 
+    /// Seconds from row to row, where the plan says it.
+    std::optional<double> Period() const {
+        return plan.raster ? std::optional(plan.raster->period) : plan.samplePeriod;
+    }
+
     char TypeOfChannel(std::string_view name) const {
         const auto found = names.find(std::string(name));
         return found == names.end() ? openType : found->second.type;
@@ -165,7 +173,7 @@ private:
     std::vector<PlanLine> lines;
     std::unordered_map<std::string, Named> names;
     const FormulaScope scope{[this](std::string_view name) { return TypeOfChannel(name); },
-                             [this](std::string_view name) { return SimilarTo(name); }, plan.samplePeriod};
+                             [this](std::string_view name) { return SimilarTo(name); }, Period()};
 };
 
 } // namespace

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 
 namespace Vel::Engine {
@@ -114,6 +115,8 @@ std::string Explain(const InputPlan& input) {
         text += "column = " + TextInQuotes(*input.column) + "\n";
     text += TypeOfChannel(input.channel, input.time ? "Time" : input.channel.Type().name);
     text += Held(input.holdRows);
+    if (input.isInterpolated)
+        text += "resample = \"linear\"\n";
     return text + (input.time ? Written(*input.time) : "");
 }
 
@@ -176,13 +179,28 @@ std::string Frame(const Plan& plan) {
         text += "sample_period = " + Number(*plan.samplePeriod) + "\n";
     if (plan.keepsAll || !plan.keep.empty())
         text += "keep = " + (plan.keepsAll ? TextInQuotes("all") : List(plan.keep)) + "\n";
+    if (!plan.rowsWhen.empty())
+        text += "rows_when = " + TextInQuotes(plan.rowsWhen) + "\n";
+    if (!plan.rowsBeforeChange.empty())
+        text += "rows_before_change = " + TextInQuotes(plan.rowsBeforeChange) + "\n";
     return text.empty() ? text : "[plan]\n" + text;
+}
+
+std::string Explain(const RasterPlan& raster) {
+    std::string text = "\n[raster]\ntime = " + TextInQuotes(raster.time) + "\nperiod = " + Number(raster.period) + "\n";
+    if (std::isfinite(raster.maxGap))
+        text += "max_gap = " + Number(raster.maxGap) + "\n";
+    text += raster.isAligned ? "align = true\n" : "";
+    text += "max_step = " + Number(raster.maxStep) + "\n";
+    return text + (raster.beginsAnewOnStep ? "on_step = \"reset\"\n" : "");
 }
 
 } // namespace
 
 std::string Explain(const Plan& plan) {
     std::string text = Frame(plan);
+    if (plan.raster)
+        text += Explain(*plan.raster);
     for (const InputPlan& input : plan.inputs)
         text += Explain(input);
     for (const ConstantPlan& constant : plan.constants)

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <utility>
@@ -213,6 +214,7 @@ TimeForm ReadTimeForm(const Reader& section) {
 struct Frame {
     ParametersByName settings;
     std::optional<double> period; ///< seconds from row to row
+    bool hasRaster;
 };
 
 std::uint64_t ReadHold(const Reader& section, const Frame& frame) {
@@ -222,19 +224,37 @@ std::uint64_t ReadHold(const Reader& section, const Frame& frame) {
                : HoldRows(ReadParameter(section, "hold", *node, frame.settings), frame.period, section.PlaceOf(*node));
 }
 
+bool ReadIsInterpolated(const Reader& section, const Channel& channel, const Frame& frame) {
+    const toml::node* const node = section.Find("resample");
+    if (node == nullptr)
+        return false;
+    const std::string word = *section.Text("resample");
+    if (word != "last" && word != "linear")
+        throw Error(section.PlaceOf(*node), "\"resample\" cannot be " + Quoted(word), R"(write "last" or "linear")");
+    if (!frame.hasRaster)
+        throw Error(section.PlaceOf(*node), "\"resample\" has no effect without a raster",
+                    "add [raster], or leave it out");
+    if (word == "linear" && !channel.Type().isFloating)
+        throw Error(section.PlaceOf(*node),
+                    "there is no line between samples of the type " + std::string(channel.Type().name),
+                    R"(write type = "Float64", or resample = "last")");
+    return word == "linear";
+}
+
 InputPlan ReadInput(const Section& table, const Frame& frame) {
-    const Reader section(table, {"name", "column", "type", "no_value", "hold", "format", "zone", "clock"});
+    const Reader section(table, {"name", "column", "type", "no_value", "hold", "resample", "format", "zone", "clock"});
     const std::string name = section.NeededText("name");
     InputPlan input{section.Place(), {}, section.Text("column").value_or(name), ReadHold(section, frame)};
     if (section.NeededText("type") == timeType) {
         input.channel = {name, ReadSample(section, "no_value", DefaultNoValue('D'))};
         input.time = ReadTimeForm(section);
-        return input;
+    } else {
+        for (const std::string_view key : {"format", "zone", "clock"})
+            if (const toml::node* const node = section.Find(key))
+                throw Error(section.PlaceOf(*node), Quoted(key) + " is for times alone", R"(write: type = "Time")");
+        input.channel = ReadChannel(section, name);
     }
-    for (const std::string_view key : {"format", "zone", "clock"})
-        if (const toml::node* const node = section.Find(key))
-            throw Error(section.PlaceOf(*node), Quoted(key) + " is for times alone", R"(write: type = "Time")");
-    input.channel = ReadChannel(section, name);
+    input.isInterpolated = ReadIsInterpolated(section, input.channel, frame);
     return input;
 }
 
@@ -352,7 +372,12 @@ void ReadPlanTable(const Reader& section, Plan& plan, const ParametersByName& se
     const toml::table* const table = section.TableAt("plan", "write: [plan]");
     if (table == nullptr)
         return;
-    const Reader frame(section.Inner(*table), {"output", "keep", "sample_period"});
+    const Reader frame(section.Inner(*table), {"output", "keep", "sample_period", "rows_when", "rows_before_change"});
+    plan.rowsWhen = frame.Text("rows_when").value_or("");
+    plan.rowsBeforeChange = frame.Text("rows_before_change").value_or("");
+    if (!plan.rowsWhen.empty() && !plan.rowsBeforeChange.empty())
+        throw Error(frame.PlaceOf(*frame.Find("rows_when")), "the plan has both rows_when and rows_before_change",
+                    "keep one of them");
     plan.samplePeriod = ReadSeconds(frame, "sample_period", settings);
     plan.output = frame.Texts("output");
     const toml::node* const keep = frame.Find("keep");
@@ -362,6 +387,30 @@ void ReadPlanTable(const Reader& section, Plan& plan, const ParametersByName& se
                     R"(write: keep = ["operator", "comment"], or keep = "all")");
     if (!plan.keepsAll)
         plan.keep = frame.Texts("keep");
+}
+
+std::optional<RasterPlan> ReadRaster(const Reader& section, const ParametersByName& settings) {
+    const toml::table* const table = section.TableAt("raster", "write: [raster]");
+    if (table == nullptr)
+        return std::nullopt;
+    const Reader reader(section.Inner(*table), {"time", "period", "max_gap", "align", "max_step", "on_step"});
+    RasterPlan raster;
+    raster.place = reader.Place() + ": raster";
+    raster.time = reader.NeededText("time");
+    const auto period = ReadSeconds(reader, "period", settings);
+    if (!period || !std::isfinite(*period))
+        throw Error(raster.place, period ? "\"period\" has no end" : "\"period\" is missing",
+                    "write seconds, or a duration: period = \"100 ms\"");
+    raster.period = *period;
+    raster.maxGap = ReadSeconds(reader, "max_gap", settings).value_or(raster.maxGap);
+    raster.maxStep = ReadSeconds(reader, "max_step", settings).value_or(raster.maxStep);
+    raster.isAligned = reader.Flag("align").value_or(false);
+    const std::string onStep = reader.Text("on_step").value_or("error");
+    if (onStep != "error" && onStep != "reset")
+        throw Error(reader.PlaceOf(*reader.Find("on_step")), "\"on_step\" cannot be " + Quoted(onStep),
+                    R"(write "error", or "reset" to begin anew)");
+    raster.beginsAnewOnStep = onStep == "reset";
+    return raster;
 }
 
 std::shared_ptr<const PlanText> Parse(std::string_view text, const std::string& name) {
@@ -441,13 +490,17 @@ std::string Section::Written(std::string_view name) const {
 Plan ParsePlan(std::string_view text, const std::string& name, const ParametersByName& settings) {
     const std::shared_ptr<const PlanText> parsed = Parse(text, name);
     const Reader section(Section(parsed, &parsed->table));
-    section.Allow({"plan", "settings", "inputs", "constants", "channels", "compute", "plot", "recording"});
+    section.Allow({"plan", "settings", "inputs", "raster", "constants", "channels", "compute", "plot", "recording"});
     Plan plan;
     plan.name = name;
     std::vector<Setting> places;
     const ParametersByName values = ReadSettings(section, settings, places);
     ReadPlanTable(section, plan, values);
-    const Frame frame{values, plan.samplePeriod};
+    plan.raster = ReadRaster(section, values);
+    if (plan.raster && plan.samplePeriod)
+        throw Error(plan.raster->place, "the plan has both a raster and a sample_period",
+                    "keep one of them: the period of the raster is that of the rows");
+    const Frame frame{values, plan.raster ? plan.raster->period : plan.samplePeriod, plan.raster.has_value()};
     for (const Section& input : section.Tables("inputs"))
         plan.inputs.push_back(ReadInput(input, frame));
     for (const Section& constant : section.Tables("constants"))

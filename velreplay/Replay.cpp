@@ -77,15 +77,13 @@ class OutputBlocks {
 public:
     OutputBlocks(Run& itsRun, std::size_t mostRows, bool withStatus)
         : run(itsRun), computations(withStatus ? OuterComputations(itsRun) : std::vector<std::size_t>()) {
-        std::size_t firstResult = run.Channels().size();
-        for (std::size_t i = 0; i < run.Computations(); ++i)
-            firstResult = std::min(firstResult, run.ResultsOf(i).first);
+        const std::size_t rowsOfResult = mostRows + (run.ChoosesRows() ? 1 : 0); // that of the block before
         for (const std::size_t channel : run.Output())
-            outputs.push_back({channel, channel >= firstResult, {}});
+            outputs.push_back({channel, run.ChoosesRows() || run.Makes(channel), {}});
         for (Output& output : outputs)
-            if (output.isResult)
+            if (output.isOwn)
                 for (auto& samples : output.memory)
-                    samples.resize(mostRows * run.Channels()[output.channel].Type().size);
+                    samples.resize(rowsOfResult * run.Channels()[output.channel].Type().size);
     }
 
     std::vector<Channel> Channels() const {
@@ -104,28 +102,36 @@ public:
     /// Before a block is fed: its results go where those of the block before are not.
     void Begin() {
         next = 1 - next;
-        for (Output& output : outputs)
-            if (output.isResult)
-                run.PutInto(output.channel, output.memory[next].data());
+        if (!run.ChoosesRows())
+            for (Output& output : outputs)
+                if (output.isOwn)
+                    run.PutInto(output.channel, output.memory[next].data());
     }
-    /// What the writer writes of the block that has been fed.
-    std::vector<Column> Columns() const {
+    /// What the writer writes of the block that has been computed.
+    std::vector<Column> Columns() {
         std::vector<Column> columns;
-        for (const Output& output : outputs)
-            columns.push_back(run.ColumnOf(output.channel));
+        for (Output& output : outputs) {
+            if (run.ChoosesRows()) {
+                const std::size_t size = run.Channels()[output.channel].Type().size;
+                run.CopyResult(output.channel, output.memory[next].data());
+                columns.push_back({output.memory[next].data(), static_cast<std::ptrdiff_t>(size)});
+            } else {
+                columns.push_back(run.ColumnOf(output.channel));
+            }
+        }
         return columns;
     }
     std::vector<std::vector<Status>> Statuses() const {
         std::vector<std::vector<Status>> statuses;
         for (const std::size_t i : computations)
-            statuses.emplace_back(run.StatusesOf(i).begin(), run.StatusesOf(i).end());
+            run.CopyStatuses(i, statuses.emplace_back(run.ResultRows()).data());
         return statuses;
     }
 
 private:
     struct Output {
         std::size_t channel;
-        bool isResult;
+        bool isOwn; ///< its samples stand in this memory
         std::array<std::vector<std::byte>, 2> memory;
     };
 
@@ -170,24 +176,35 @@ std::uint64_t ReplayRows(const Work& work) {
             throw;
         }
     };
+    // A block has been computed: it is written while the next one comes.
+    const auto takeBlock = [&] {
+        total += work.run.Rows();
+        if (work.picture != nullptr)
+            work.picture->Take(work.run.Rows());
+        if (writing.valid())
+            writing.get();
+        writing = std::async(std::launch::async, [&work, rows = work.run.ResultRows(), columns = work.output.Columns(),
+                                                  statuses = work.output.Statuses()] {
+            work.result.WriteRows(rows, columns, statuses);
+            if (work.recording.IsLive())
+                work.result.Flush();
+        });
+        work.output.Begin();
+    };
+    work.output.Begin();
     while (const std::size_t rows = readBlock()) {
         for (std::size_t i = 0; i < inputs.size(); ++i)
             inputs[i] = work.recording.ColumnOf(i);
-        work.output.Begin();
         work.run.Feed(inputs, rows);
-        if (work.picture != nullptr)
-            work.picture->Take(rows);
-        if (writing.valid())
-            writing.get();
-        writing = std::async(std::launch::async,
-                             [&work, rows, columns = work.output.Columns(), statuses = work.output.Statuses()] {
-                                 work.result.WriteRows(rows, columns, statuses);
-                                 if (work.recording.IsLive())
-                                     work.result.Flush();
-                             });
-        total += rows;
+        do
+            takeBlock();
+        while (work.run.Continue());
         progress.Show(work.recording.Position());
     }
+    if (work.run.End())
+        do
+            takeBlock();
+        while (work.run.Continue());
     if (writing.valid())
         writing.get();
     return total;
