@@ -47,8 +47,11 @@ public:
         std::vector<std::vector<ComputationPlan>> computations(lines.size());
         for (const std::size_t line : Sequence())
             computations[line] = Expanded(line);
-        for (std::vector<ComputationPlan>& ofLine : computations)
+        for (std::vector<ComputationPlan>& ofLine : computations) {
+            std::for_each(ofLine.begin(), ofLine.end(),
+                          [this](const ComputationPlan& computation) { RefuseWallTime(computation); });
             std::move(ofLine.begin(), ofLine.end(), std::back_inserter(plan.computations));
+        }
     }
 
 private:
@@ -138,6 +141,18 @@ private:
         formula.Expand(scope, plan.constants, computations);
         names.find(formula.Name())->second.type = computations.back().results.front().Type().letter;
         return computations;
+    }
+
+    /// Wall time jumps when clocks change, so that it cannot measure time.
+    void RefuseWallTime(const ComputationPlan& computation) const {
+        for (const Operation* const operation : FindOperations(computation.operation))
+            if (operation->traits.endsWithTime && operation->operands == computation.operands.size())
+                for (const InputPlan& input : plan.inputs)
+                    if (input.channel.name == computation.operands.back() && input.time && input.time->isLocal)
+                        throw Error(computation.place,
+                                    "the time of " + computation.operation + ", " + Quoted(input.channel.name) +
+                                        ", is wall time, which jumps when clocks change",
+                                    "read the column by a second input without clock = \"local\", and take that");
     }
 
     void CheckOperand(const std::string& operand, const std::string& place) const {

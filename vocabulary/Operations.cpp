@@ -101,6 +101,12 @@ constexpr Traits losesStateOnly = {.surprise = Surprise::LosesState};
 constexpr Traits clock = {.readsClock = true};
 constexpr Traits ignoresAndReadsClock = {.twin = Twin::Ignores, .readsClock = true};
 
+/// Of an operation whose last operand is a time channel.
+constexpr Traits ByTime(Traits traits = {}) {
+    traits.endsWithTime = true;
+    return traits;
+}
+
 constexpr std::string_view allMasks = "UU UM SS SN";
 
 constexpr Operation operations[] = {
@@ -163,7 +169,8 @@ constexpr Operation operations[] = {
     {"Valid", 1, 2, "TTT", {}, "the first operand that has a sample", onlyAware},
     {"IsNoValue", 1, 1, "WT", delaySeconds, "whether NoValue has lasted for a time, by the system's clock",
      ignoresAndReadsClock},
-    {"IsNoValue", 1, 2, "WRR", delayOfTime, "whether NoValue has lasted for a time, by a time channel", onlyPlain},
+    {"IsNoValue", 1, 2, "WRR", delayOfTime, "whether NoValue has lasted for a time, by a time channel",
+     ByTime(onlyPlain)},
     {"NoValueAlarm", 1, 1, "WT", alarm, "whether NoValue has lasted too long, by counting samples", onlyAware},
     {"If", 1, 3, "TWTT", {}, "operand 2 if the condition holds, else operand 3", decides},
     {"PosEdge", 1, 1, "WT", posEdge, "1 for the sample that rises above a threshold"},
@@ -177,7 +184,7 @@ constexpr Operation operations[] = {
     {"DFF", 1, 2, "TXT WWW", {}, "keeps the data that it finds at a rising clock; operands: clock, data"},
     {"TFF", 1, 1, "WT", {}, "changes between 0 and 1 at each rising clock", losesStateOnly},
     {"MonoFlop", 1, 1, "WT", monoFlop, "a pulse after a rising trigger, by the system's clock", clock},
-    {"MonoFlop", 1, 2, "RRR", monoFlopOfTime, "a pulse after a rising trigger, by a time channel"},
+    {"MonoFlop", 1, 2, "RRR", monoFlopOfTime, "a pulse after a rising trigger, by a time channel", ByTime()},
     {"Timeout",
      1,
      2,
@@ -185,11 +192,11 @@ constexpr Operation operations[] = {
      {},
      "whether a channel has not changed for a time, by the system's clock",
      {.ignoringRow = "Www", .readsClock = true}},
-    {"Timeout", 1, 3, "WVRR", {}, "whether a channel has not changed for a time, by a time channel"},
+    {"Timeout", 1, 3, "WVRR", {}, "whether a channel has not changed for a time, by a time channel", ByTime()},
     {"Time", 1, 1, "RW", samplePeriod, "how long a condition has held, by counting samples"},
-    {"Time", 1, 2, "RWR", {}, "how long a condition has held, by a time channel"},
+    {"Time", 1, 2, "RWR", {}, "how long a condition has held, by a time channel", ByTime()},
     {"TimeDiff", 1, 2, "RWW", samplePeriod, "time from a rising start to a rising stop, by counting samples"},
-    {"TimeDiff", 1, 3, "RWWR", {}, "time from a rising start to a rising stop, by a time channel"},
+    {"TimeDiff", 1, 3, "RWWR", {}, "time from a rising start to a rising stop, by a time channel", ByTime()},
     {"Count", 1, 2, "RWW", {}, "rising edges of operand 1 since the last of operand 2"},
     {"SystemTime", 1, 0, "Q R", {}, "the time now in UTC, in seconds since 2000", ignoresAndReadsClock},
     {"LocalTime", 1, 0, "Q R", {}, "the local time now, in seconds since 2000", ignoresAndReadsClock},
@@ -209,13 +216,13 @@ constexpr Operation operations[] = {
     {"Gangermittlung", 1, 3, "bWWW", gears, "the gear of a vehicle; operands: gate, divisor, dividend",
      makesValueOfOthers},
     {"Integral", 1, 1, "RR", integral, "area of the last interval, trapezoid rule", restarts},
-    {"Integral", 1, 2, "RRR", integralOfTime, "the same, over a time channel", restarts},
+    {"Integral", 1, 2, "RRR", integralOfTime, "the same, over a time channel", ByTime(restarts)},
     {"IntegralAdd", 1, 1, "RR", integral, "running total of the areas, trapezoid rule", losesTotal},
-    {"IntegralAdd", 1, 2, "RRR", integralOfTime, "the same, over a time channel", losesTotal},
+    {"IntegralAdd", 1, 2, "RRR", integralOfTime, "the same, over a time channel", ByTime(losesTotal)},
     {"UpperIntegral", 1, 1, "RR", upperIntegral, "area of the last interval, rectangle under the sample"},
-    {"UpperIntegral", 1, 2, "RRR", upperIntegralOfTime, "the same, over a time channel"},
+    {"UpperIntegral", 1, 2, "RRR", upperIntegralOfTime, "the same, over a time channel", ByTime()},
     {"Differential", 1, 1, "RR", integral, "slope of the last interval", restarts},
-    {"Differential", 1, 2, "RRR", integralOfTime, "the same, over a time channel", restarts},
+    {"Differential", 1, 2, "RRR", integralOfTime, "the same, over a time channel", ByTime(restarts)},
     {"GetOldValue", 1, 1, "TT", oldValue, "the previous sample"},
     {"GetOldValueN", 1, 1, "TT", oldValueN, "the sample of a number of samples ago"},
     {"Min", 1, 1, "TT", extreme, "smallest of the last samples", showsAnother},

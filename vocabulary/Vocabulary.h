@@ -102,6 +102,7 @@ struct Traits {
     bool usesMathLibrary = false;      ///< the last bits of its results hang on the C library's mathematics
     bool readsClock = false;           ///< it reads the system's clock
     bool divides = false;              ///< the processor may fault on the lowest integer by -1
+    bool endsWithTime = false;         ///< its last operand is a time channel
     bool writesOperand = false;        ///< it puts another sample into its operand's channel
 };
 
