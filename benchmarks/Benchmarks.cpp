@@ -2,7 +2,7 @@
 /// is called family/form/subject; report.py turns them into ratios.
 
 #include "Alternatives.h"
-#include "Floors.h"
+#include "HandWritten.h"
 #include "RandomColumn.h"
 #include "VelOperation.hpp"
 
@@ -51,20 +51,20 @@ void RegisterSteps(const std::string& name, TStep step) {
 template <Vel::Sample TResult, Vel::Sample... TOperands>
 struct Pair {
     template <class TMaker, class... TParameters>
-    Pair(bool noValueAware, const char* name, TMaker makeFloor, const TParameters&... parameters)
+    Pair(bool noValueAware, const char* name, TMaker makeByHand, const TParameters&... parameters)
         : operation(std::apply(
               [&](auto&... channels) { return Vel::OperationHandle::Create(noValueAware, name, result, channels...); },
               operands)),
-          floor(std::apply(
+          byHand(std::apply(
               [&](auto&... channels) {
-                  return makeFloor(noValueAware, result.Reference(), channels.Reference()..., parameters...);
+                  return makeByHand(noValueAware, result.Reference(), channels.Reference()..., parameters...);
               },
               operands)) {}
 
     Vel::Channel<TResult> result;
     std::tuple<Vel::Channel<TOperands>...> operands;
     Vel::OperationHandle operation;
-    Floors::FloorPointer floor;
+    HandWritten::ObjectPointer byHand;
 };
 
 /// Passes samples through both, which must agree: the hand-written object is known to do the same work then.
@@ -75,20 +75,21 @@ void PassBoth(const std::string& title, TPair& pair, std::vector<T>& column, std
         std::get<0>(pair.operands).MoveTo(&column[i % column.size()]);
         const bool isNew = pair.operation.Execute();
         const auto value = static_cast<double>(pair.result.Get());
-        const bool isNewByHand = Floors::Execute(pair.floor.get());
+        const bool isNewByHand = HandWritten::Execute(pair.byHand.get());
         if (isNew != isNewByHand ||
             std::abs(static_cast<double>(pair.result.Get()) - value) > tolerance * std::abs(value))
             throw std::logic_error(title + ": library and hand-written object differ");
     }
 }
 
-/// Registers an operation and its floor. The inner pointer of the first operand moves over a column; the others keep
-/// their values. `fill` samples and some more go through both before.
+/// Registers an operation and the hand-written object. The inner pointer of the first operand moves over a column; the
+/// others keep their values. `fill` samples and some more go through both before.
 template <Vel::Sample TResult, class TMaker, Vel::Sample TFirst, Vel::Sample... TOthers, class... TParameters>
-void RegisterForm(bool noValueAware, TMaker makeFloor, const std::string& title, const char* name, const SetUp& setUp,
+void RegisterForm(bool noValueAware, TMaker makeByHand, const std::string& title, const char* name, const SetUp& setUp,
                   std::size_t fill, std::shared_ptr<std::vector<TFirst>> column, std::tuple<TOthers...> others,
                   const TParameters&... parameters) {
-    const auto pair = std::make_shared<Pair<TResult, TFirst, TOthers...>>(noValueAware, name, makeFloor, parameters...);
+    const auto pair =
+        std::make_shared<Pair<TResult, TFirst, TOthers...>>(noValueAware, name, makeByHand, parameters...);
     if (setUp)
         setUp(pair->operation);
     auto& first = std::get<0>(pair->operands);
@@ -107,7 +108,7 @@ void RegisterForm(bool noValueAware, TMaker makeFloor, const std::string& title,
         RegisterSteps(title + (noValueAware ? "/NoValue-aware/" : "/plain/") + what, step);
     };
     subject("library", ::Execute, pair->operation.Get());
-    subject("hand-written", Floors::Execute, pair->floor.get());
+    subject("hand-written", HandWritten::Execute, pair->byHand.get());
 }
 
 /// Registers both forms.
@@ -142,32 +143,33 @@ void RegisterValues() {
     // The marker of a channel is a NaN; so is that of the formulas.
     const std::string unlessNoValue = "(a != a) || (b != b) ? nan : ";
 
-    RegisterFamily<double>(Floors::MakePlus, "Plus DDD", "Plus", SetUp{}, noFill, column, std::tuple(3.0));
+    RegisterFamily<double>(HandWritten::MakePlus, "Plus DDD", "Plus", SetUp{}, noFill, column, std::tuple(3.0));
     RegisterFormula("Plus DDD/plain/muParser", column, "a + b");
     RegisterFormula("Plus DDD/NoValue-aware/muParser", column, unlessNoValue + "a + b");
-    RegisterFamily<double>(Floors::MakeDivide, "Divide DDD", "Divide", SetUp{}, noFill, column, std::tuple(3.0));
+    RegisterFamily<double>(HandWritten::MakeDivide, "Divide DDD", "Divide", SetUp{}, noFill, column, std::tuple(3.0));
     RegisterFormula("Divide DDD/plain/muParser", column, "b == 0 ? nan : a / b");
     RegisterFormula("Divide DDD/NoValue-aware/muParser", column, unlessNoValue + "(b == 0 ? nan : a / b)");
-    RegisterFamily<std::uint16_t>(Floors::MakeEqual, "Equal WDD", "Equal", SetUp{}, noFill, column, std::tuple(3.0));
+    RegisterFamily<std::uint16_t>(HandWritten::MakeEqual, "Equal WDD", "Equal", SetUp{}, noFill, column,
+                                  std::tuple(3.0));
     RegisterFormula("Equal WDD/plain/muParser", column, "a == b");
     RegisterFormula("Equal WDD/NoValue-aware/muParser", column, unlessNoValue + "(a == b)");
-    RegisterFamily<std::int32_t>(Floors::MakeCast, "Cast lD", "Cast", SetUp{}, noFill, column, std::tuple());
-    RegisterFamily<double>(Floors::MakeIf, "If DWDD", "If", SetUp{}, noFill, conditions, std::tuple(1.0, 2.0));
+    RegisterFamily<std::int32_t>(HandWritten::MakeCast, "Cast lD", "Cast", SetUp{}, noFill, column, std::tuple());
+    RegisterFamily<double>(HandWritten::MakeIf, "If DWDD", "If", SetUp{}, noFill, conditions, std::tuple(1.0, 2.0));
 }
 
 void RegisterLogic() {
     const auto column = std::make_shared<std::vector<double>>(RandomColumn<double>(shortColumn));
     RegisterFamily<std::uint16_t>(
-        Floors::MakePosEdge, "PosEdge WD", "PosEdge",
+        HandWritten::MakePosEdge, "PosEdge WD", "PosEdge",
         [](Vel::OperationHandle& operation) { operation.Initialize(50.0); }, noFill, column, std::tuple(), 50.0);
     RegisterFamily<std::uint16_t>(
-        Floors::MakeUpperLimit, "UpperLimit WDD", "UpperLimit",
+        HandWritten::MakeUpperLimit, "UpperLimit WDD", "UpperLimit",
         [](Vel::OperationHandle& operation) { operation.Initialize(10.0); }, noFill, column, std::tuple(90.0), 10.0);
 
     constexpr std::size_t points = 256;
     const auto x = [](std::size_t i) { return static_cast<double>(i) * (100.0 / points); };
     const auto y = [x](std::size_t i) { return std::sin(x(i)); };
-    std::vector<Floors::CurvePoint> curve;
+    std::vector<HandWritten::CurvePoint> curve;
     for (std::size_t i = 0; i < points; ++i)
         curve.push_back({x(i), y(i)});
     const auto setUp = [&](Vel::OperationHandle& operation) {
@@ -176,7 +178,7 @@ void RegisterLogic() {
         }
         (std::make_index_sequence<2 * points>());
     };
-    RegisterFamily<double>(Floors::MakeLinea, "Linea DD, 256 points", "Linea", setUp, noFill, column, std::tuple(),
+    RegisterFamily<double>(HandWritten::MakeLinea, "Linea DD, 256 points", "Linea", setUp, noFill, column, std::tuple(),
                            curve);
 
     // Up and down over the whole curve, 16 samples to a line.
@@ -184,21 +186,21 @@ void RegisterLogic() {
     const auto sweep = std::make_shared<std::vector<double>>(2 * half);
     for (std::size_t i = 0; i < half; ++i)
         (*sweep)[i] = (*sweep)[2 * half - 1 - i] = x(points) * static_cast<double>(i) / half;
-    RegisterFamily<double>(Floors::MakeRememberingLinea, "Linea DD, 256 points, slow sweep", "Linea", setUp, noFill,
-                           sweep, std::tuple(), curve);
+    RegisterFamily<double>(HandWritten::MakeRememberingLinea, "Linea DD, 256 points, slow sweep", "Linea", setUp,
+                           noFill, sweep, std::tuple(), curve);
 }
 
 void RegisterSignals() {
     const auto column = std::make_shared<std::vector<double>>(RandomColumn<double>(shortColumn));
     constexpr std::size_t length = 1000;
     RegisterFamily<double>(
-        Floors::MakeAverage, "Average DD, window 1000", "Average",
+        HandWritten::MakeAverage, "Average DD, window 1000", "Average",
         [](Vel::OperationHandle& operation) {
             operation.Initialize(static_cast<std::uint32_t>(length), lowest, highest);
         },
         length, column, std::tuple(), length);
     RegisterFamily<double>(
-        Floors::MakeGetOldValueN, "GetOldValueN DD, depth 1000", "GetOldValueN",
+        HandWritten::MakeGetOldValueN, "GetOldValueN DD, depth 1000", "GetOldValueN",
         [](Vel::OperationHandle& operation) { operation.Initialize(static_cast<std::uint32_t>(length), 0.0); }, length,
         column, std::tuple(), length);
 
@@ -208,7 +210,7 @@ void RegisterSignals() {
     const std::vector<double> a{1, -2.36951300718204, 2.31398841441588, -1.05466540587857, 0.187379492368185};
     const std::string lowPass = "FilterButterworthLowPass DD, order 4";
     RegisterFamily<double>(
-        Floors::MakeLowPass, lowPass, "FilterButterworthLowPass",
+        HandWritten::MakeLowPass, lowPass, "FilterButterworthLowPass",
         [](Vel::OperationHandle& operation) { operation.Initialize(4u, 1000.0, 100.0); }, noFill, column, std::tuple(),
         b, a);
     const auto liquid = [&](const char* subject, liquid_iirdes_format form) {
@@ -224,7 +226,7 @@ void RegisterExtremes() {
     for (const std::size_t length : {10u, 100u, 1000u, 10000u, 100000u, 1000000u}) {
         const std::string title = "Max DD, window " + std::to_string(length);
         RegisterFamily<double>(
-            Floors::MakeMax, title, "Max",
+            HandWritten::MakeMax, title, "Max",
             [&](Vel::OperationHandle& operation) {
                 operation.Initialize(lowest, highest, static_cast<std::uint32_t>(length));
             },
@@ -241,7 +243,7 @@ void RegisterManyObjects() {
     for (const std::size_t count : {10u, 1000u, 100000u}) {
         const auto pairs = std::make_shared<std::vector<std::unique_ptr<Objects>>>();
         for (std::size_t i = 0; i < count; ++i) {
-            auto& pair = *pairs->emplace_back(std::make_unique<Objects>(true, "Plus", Floors::MakePlus));
+            auto& pair = *pairs->emplace_back(std::make_unique<Objects>(true, "Plus", HandWritten::MakePlus));
             std::get<0>(pair.operands) = 1;
             std::get<1>(pair.operands) = 3;
         }
@@ -258,20 +260,20 @@ void RegisterManyObjects() {
                           });
         };
         subject("library", ::Execute, [](const Objects& pair) { return pair.operation.Get(); });
-        subject("hand-written", Floors::Execute, [](const Objects& pair) -> void* { return pair.floor.get(); });
+        subject("hand-written", HandWritten::Execute, [](const Objects& pair) -> void* { return pair.byHand.get(); });
     }
 }
 
 void RegisterCreation() {
     using Objects = Pair<double, double, double>;
-    const auto pair = std::make_shared<Objects>(true, "Plus", Floors::MakePlus);
+    const auto pair = std::make_shared<Objects>(true, "Plus", HandWritten::MakePlus);
     double** const z = pair->result.Reference();
     double** const x = std::get<0>(pair->operands).Reference();
     double** const y = std::get<1>(pair->operands).Reference();
     RegisterSteps("Create and Dispose, Plus DDD/NoValue-aware/library",
                   [=, keep = pair](std::size_t) { Dispose(Create(true, "Plus", "DDD", z, x, y)); });
     RegisterSteps("Create and Dispose, Plus DDD/NoValue-aware/hand-written",
-                  [=, keep = pair](std::size_t) { Floors::MakePlus(true, z, x, y); });
+                  [=, keep = pair](std::size_t) { HandWritten::MakePlus(true, z, x, y); });
 }
 
 // The worst single sample.
@@ -360,7 +362,7 @@ void RegisterSingleSamples() {
             benchmark::RegisterBenchmark((title + what).c_str(), measure)->Iterations(1)->Repetitions(1);
         };
         subject("library", [column](benchmark::State& state) {
-            Pair<double, double> pair(false, "Max", Floors::MakeMax, window);
+            Pair<double, double> pair(false, "Max", HandWritten::MakeMax, window);
             pair.operation.Initialize(lowest, highest, static_cast<std::uint32_t>(window));
             auto& operand = std::get<0>(pair.operands);
             TimeSingleSamples(

@@ -47,10 +47,10 @@ def table(costs, singles):
     for (family, form), subjects in costs.items():
         if "library" not in subjects:
             continue
-        own, floor = subjects["library"], subjects["hand-written"]
+        own, by_hand = subjects["library"], subjects["hand-written"]
         others = ", ".join(f"{name} {cost / own:.1f}" for name, cost in subjects.items()
                            if name not in ("library", "hand-written"))
-        yield f"| {family} | {form} | {own:.2f} ns | {floor:.2f} ns | {own / floor:.2f} | {others} |"
+        yield f"| {family} | {form} | {own:.2f} ns | {by_hand:.2f} ns | {own / by_hand:.2f} | {others} |"
     yield ""
     nothing = next(subjects["nothing"] for subjects in costs.values() if "nothing" in subjects)
     yield f"A call of a function that only returns takes {nothing:.2f} ns in the same loop."

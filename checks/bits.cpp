@@ -1,7 +1,7 @@
 /// The bits of all results: runs every row over seeded samples, both forms side by side, and prints a line for each. A
-/// line is a row and its checks, two characters for each block of samples, which hash all results so far. Every
-/// compiler and every optimization must print the same. `--check FILE` compares with the lines of a file instead, and
-/// shows the first block of samples with another result.
+/// line is a row and its checks, one character for each sample, which hashes all results so far. Every compiler and
+/// every optimization must print the same. `--check FILE` compares with the lines of a file instead, and shows the
+/// first sample of each row that has another result. One in 64 times chance hides it, and the next sample is shown.
 ///
 /// The first line identifies the math library. Where it is another one than that of a file, the operations whose last
 /// bits hang on it are not compared.
@@ -77,10 +77,10 @@ Vel::Engine::OrderedParameters ParametersOf(const Row& row, int life, bool areNa
     return parameters;
 }
 
-constexpr int lives = 5, samplesInLife = 250, samplesInBlock = 25, charactersOfBlock = 2;
+constexpr int lives = 5, samplesInLife = 120;
 
-/// The checks of a row. Shows the samples of one block, if it is not negative.
-std::string ChecksOf(const Row& row, int shownBlock = -1) {
+/// The checks of a row. Shows one of the samples, if it is not negative.
+std::string ChecksOf(const Row& row, int shownSample = -1) {
     SeededChoice seeded(1);
     const Choose choose = std::ref(seeded);
     Subject plain(row, false), aware(row, true);
@@ -96,9 +96,9 @@ std::string ChecksOf(const Row& row, int shownBlock = -1) {
                 plain.Operands()[i] = ChooseNaN(plain.Letter(i), choose);
             std::ranges::copy(plain.Operands(), aware.Operands().begin());
             FakePlatform::tickCount += static_cast<std::uint32_t>(choose(300));
-            const int block = (life * samplesInLife + sample) / samplesInBlock;
-            if (block == shownBlock) {
-                std::printf("  sample %d:", life * samplesInLife + sample);
+            const bool isShown = life * samplesInLife + sample == shownSample;
+            if (isShown) {
+                std::printf("  sample %d:", shownSample);
                 for (std::size_t i = 0; i < plain.Operands().size(); ++i)
                     std::printf(" %s", Text(plain.Letter(i), plain.Operands()[i]).c_str());
             }
@@ -107,16 +107,15 @@ std::string ChecksOf(const Row& row, int shownBlock = -1) {
                 hash.Add(answer);
                 for (std::size_t i = 0; i < subject->Results().size(); ++i)
                     hash.Add(NumberOf(subject->Results()[i], SizeOfSample(row.signature[i])));
-                if (block == shownBlock) {
+                if (isShown) {
                     std::printf("%s %s", subject == &plain ? "; plain" : ", aware", answer ? "true" : "false");
                     for (std::size_t i = 0; i < subject->Results().size(); ++i)
                         std::printf(" %s", Text(row.signature[i], subject->Results()[i]).c_str());
                 }
             }
-            if (block == shownBlock)
+            if (isShown)
                 std::puts("");
-            if ((sample + 1) % samplesInBlock == 0)
-                checks += hash.Characters(charactersOfBlock);
+            checks += hash.Characters(1);
         }
         if (life % 2 == 0) {
             plain.Reset();
@@ -161,12 +160,11 @@ bool Compare(const Lines& recorded, const Lines& now, const std::vector<Row>& ro
             continue;
         if (line != recorded.end() && line->second == now.at(title))
             continue;
-        std::printf("%s: %s\n", title.c_str(), line == recorded.end() ? "not recorded" : "other results than recorded");
-        if (line != recorded.end() && areSame) {
-            const auto place = std::ranges::mismatch(line->second, now.at(title)).in1 - line->second.begin();
-            std::puts(" The first one is among these; what they are now:");
-            ChecksOf(row, static_cast<int>(place) / charactersOfBlock);
-        }
+        std::printf("%s: %s\n", title.c_str(),
+                    line == recorded.end() ? "not recorded" : "other results than recorded, from here on:");
+        if (line != recorded.end())
+            ChecksOf(row,
+                     static_cast<int>(std::ranges::mismatch(line->second, now.at(title)).in2 - now.at(title).begin()));
         areSame = false;
     }
     return areSame;

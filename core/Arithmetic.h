@@ -133,9 +133,13 @@ T DivideInOrder(T first, T second) noexcept {
     return first / second;
 }
 
+/// The instruction, since some C libraries give another NaN where a compiler calls them.
 template <FloatSample T>
 T SquareRootOf(T value) noexcept {
-    return std::sqrt(value);
+    if constexpr (std::same_as<T, Float32>)
+        return _mm_cvtss_f32(_mm_sqrt_ss(_mm_set_ss(value)));
+    else
+        return _mm_cvtsd_f64(_mm_sqrt_sd(_mm_setzero_pd(), _mm_set_sd(value)));
 }
 
 /// A floating sample in the other floating type.

@@ -52,6 +52,15 @@ public:
         }
     }
 
+    /// The value of a family with exactly one parameter. False, with the value as it was, for any other number.
+    template <Sample T>
+    bool TakeOnly(T& value) noexcept {
+        if (Count() != 1)
+            return false;
+        value = NextSample<T>();
+        return true;
+    }
+
 private:
     std::string_view signature;
     std::va_list* arguments;

@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <string_view>
 
 namespace Velmarosk::Operation {
@@ -75,7 +74,7 @@ bool EqualsNoValue(TReference operand, const NoValueFlag& flag, const T& noValue
     if constexpr (FloatSample<T>) {
         if (std::islessgreater(sample, noValue)) [[likely]]
             return false;
-        return SampleEquals(sample, flag.isNaN ? std::numeric_limits<T>::quiet_NaN() : noValue);
+        return IsNaN(sample) == flag.isNaN; // it is a NaN, or equal to the marker or the 0 that stands for it
     } else {
         return SampleEquals(sample, noValue);
     }
@@ -84,7 +83,9 @@ bool EqualsNoValue(TReference operand, const NoValueFlag& flag, const T& noValue
 /// Whether an operand holds its marker now. An operand without a marker is not read.
 template <class TReference, Sample T>
 bool HoldsNoValue(TReference operand, const NoValueFlag& flag, const T& noValue) noexcept {
-    return flag.isSet && EqualsNoValue(operand, flag, noValue);
+    if (!flag.isSet) [[unlikely]]
+        return false;
+    return EqualsNoValue(operand, flag, noValue);
 }
 
 } // namespace Velmarosk::Operation

@@ -3,7 +3,7 @@
 
 namespace Velmarosk::Operation {
 
-/// "Beta Build 26227" once the library is attached to the process, empty before. The storage never moves.
+/// "Beta Build 26227" once the library is attached to the process, empty before. The text is never freed.
 const char* BuildText() noexcept;
 
 } // namespace Velmarosk::Operation

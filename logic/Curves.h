@@ -3,6 +3,7 @@
 /// y by a rounding.
 #pragma once
 
+#include "core/Arithmetic.h"
 #include "core/Operation.h"
 #include "core/OperationRows.h"
 
@@ -70,7 +71,7 @@ private:
     /// A straight line, and the operands that it is for.
     struct Line {
         bool Spans(T v) const noexcept { return v >= from && v < to; }
-        T ValueAt(T v) const noexcept { return intercept + v * slope; }
+        T ValueAt(T v) const noexcept { return AddInOrder(intercept, MultiplyInOrder(v, slope)); }
 
         T from;
         T to;
@@ -84,30 +85,42 @@ private:
         points.clear();
         lines.clear();
         bounds.clear();
+        firstStep = 0;
         begin = end = 0;
         last = &noLine;
     }
     void PrepareLookUp() noexcept;
     [[gnu::noinline]] bool LookUpElsewhere(T v) noexcept;
 
-    /// Half of the comparisons hold, so that a branch would be mispredicted as often. clang makes one of a conditional
-    /// move in a loop, unless it cannot see the condition.
-    static std::size_t StepIf(bool condition, std::size_t step) noexcept {
-#if defined(__clang__)
-        std::size_t mask = std::size_t{0} - static_cast<std::size_t>(condition);
-        asm("" : "+r"(mask));
-        return mask & step;
+    // Half of the comparisons of a search hold, so a branch would be mispredicted as often. clang makes a branch of a
+    // conditional move in a loop, and tests the step before it is halved. The asm keeps it from both.
+
+    /// `next` if v has reached its bound, otherwise `reached`.
+    static std::size_t Furthest(T v, const T& bound, std::size_t next, std::size_t reached) noexcept {
+#if defined(__clang__) && defined(__x86_64__)
+        if constexpr (std::same_as<T, Float32>)
+            asm("ucomiss %2, %1\n\tcmovae %3, %0" : "+r"(reached) : "x"(v), "m"(bound), "r"(next) : "cc");
+        else
+            asm("ucomisd %2, %1\n\tcmovae %3, %0" : "+r"(reached) : "x"(v), "m"(bound), "r"(next) : "cc");
+        return reached;
 #else
-        return condition ? step : 0;
+        return v >= bound ? next : reached;
 #endif
+    }
+    static std::size_t Half(std::size_t step) noexcept {
+        step /= 2;
+#if defined(__clang__)
+        asm("" : "+r"(step));
+#endif
+        return step;
     }
 
     /// The index of the line for an operand that one of them is for, found by halves: every look-up takes the same
     /// number of comparisons.
     std::size_t IndexFor(T v) const noexcept {
         std::size_t reached = 0;
-        for (std::size_t step = bounds.size() / 2; step != 0; step /= 2)
-            reached += StepIf(v >= bounds[reached + step], step);
+        for (std::size_t step = firstStep; step != 0; step = Half(step))
+            reached = Furthest(v, bounds[reached + step], reached + step, reached);
         return reached;
     }
 
@@ -117,6 +130,7 @@ private:
     T end = 0;
     /// Where each line begins, side by side for the search, then infinities up to a power of two.
     std::vector<T> bounds;
+    std::size_t firstStep = 0;
     /// The line that the next operand is compared with first, and the index of the one that the search found last.
     const Line* last = &noLine;
     std::size_t lastFound = 0;
@@ -152,12 +166,14 @@ void CLinea<T>::PrepareLookUp() noexcept {
         const LineaPoint<T>& to = points[i];
         if (!(to.x > end))
             continue;
-        const T slope = (to.y - from.y) / (to.x - from.x);
-        lines.push_back({.from = end, .to = to.x, .slope = slope, .intercept = to.y - to.x * slope});
+        const T slope = DivideInOrder(SubtractInOrder(to.y, from.y), SubtractInOrder(to.x, from.x));
+        const T intercept = SubtractInOrder(to.y, MultiplyInOrder(to.x, slope));
+        lines.push_back({.from = end, .to = to.x, .slope = slope, .intercept = intercept});
         bounds.push_back(end);
         end = to.x;
     }
     bounds.resize(std::bit_ceil(bounds.size()), infinity);
+    firstStep = bounds.size() / 2;
 }
 
 /// While all searches end close to one another, the line found is kept for the next operands, so that a slow course

@@ -11,6 +11,8 @@
 
 namespace Velmarosk::Operation {
 
+enum class Side { Upper, Lower };
+
 /// What all limits share: the state, and operand 1 (the value) and 2 (a limit), both in the units of the value.
 ///
 /// Parameters: one, under the type letter of the row: the hysteresis in the units of the value.
@@ -42,6 +44,10 @@ protected:
         this->Reset();
         return false;
     }
+
+    /// Called while the limit is exceeded.
+    void UpdateHysteresis() noexcept {}
+    ValueRef<T> LimitRef(Side /*side*/) const noexcept { return operand2Ref; }
 
     void ChangeTo(bool isExceeded) noexcept {
         limitExceeded = isExceeded;
@@ -75,48 +81,6 @@ bool CLimit<T>::Initialize(Parameters& parameters) {
     return true;
 }
 
-/// "UpperLimit" with two operands: whether the value (operand 1) went above the limit (operand 2). Falls when the value
-/// is below the limit by more than the hysteresis. Execute returns true.
-template <class T>
-class CUpperLimit : public CLimit<T> {
-public:
-    using CLimit<T>::CLimit;
-    bool Execute() override {
-        const T value = this->operand1Ref.Read();
-        const T limit = this->operand2Ref.Read();
-        if (this->limitExceeded) {
-            if (limit - this->hysteresis > value)
-                this->ChangeTo(false);
-        } else if (value > limit) {
-            this->ChangeTo(true);
-        }
-        return true;
-    }
-};
-template <class T>
-using CUpperLimitNV = CNoValueAware<CUpperLimit<T>>;
-
-/// "LowerLimit" with two operands: whether the value (operand 1) went below the limit (operand 2). Falls when the value
-/// is above the limit by more than the hysteresis. Execute returns true.
-template <class T>
-class CLowerLimit : public CLimit<T> {
-public:
-    using CLimit<T>::CLimit;
-    bool Execute() override {
-        const T value = this->operand1Ref.Read();
-        const T limit = this->operand2Ref.Read();
-        if (this->limitExceeded) {
-            if (value > limit + this->hysteresis)
-                this->ChangeTo(false);
-        } else if (limit > value) {
-            this->ChangeTo(true);
-        }
-        return true;
-    }
-};
-template <class T>
-using CLowerLimitNV = CNoValueAware<CLowerLimit<T>>;
-
 /// What the limits on a band share: operand 2 is its upper limit and operand 3 its lower one. The parameter is the
 /// hysteresis in percent of the band's width, from which the absolute one is made anew while the limit is exceeded.
 template <FloatSample T>
@@ -137,11 +101,12 @@ public:
         hysteresisPercent = this->hysteresis;
         return isAccepted;
     }
-    virtual void UpdateHysteresis() {
+    virtual void UpdateHysteresis() noexcept {
         this->hysteresis = (this->operand2Ref.Read() - operand3Ref.Read()) * (hysteresisPercent / T{100});
     }
 
 protected:
+    ValueRef<T> LimitRef(Side side) const noexcept { return side == Side::Upper ? this->operand2Ref : operand3Ref; }
     bool IsOperand3NoValue() const noexcept { return HoldsNoValue(operand3Ref, hasOperand3NoValue, operand3NoValue); }
 
     ValueRef<T> operand3Ref;
@@ -150,45 +115,51 @@ protected:
     T hysteresisPercent = 0;
 };
 
-/// "UpperLimit" with three operands: whether the value (operand 1) went above the upper limit (operand 2). Falls when
-/// the value is below that limit by more than the hysteresis. Operand 3 is read while the limit is exceeded only.
-/// Execute returns true.
-template <class T>
-class CUpperLimit2 : public CLimit2<T> {
+/// A limit on one side. TLimit is CLimit or CLimit2. Execute returns true.
+template <Side side, class TLimit>
+class CSidedLimit : public TLimit {
 public:
-    using CLimit2<T>::CLimit2;
+    using TLimit::TLimit;
     bool Execute() override {
+        constexpr bool isUpper = side == Side::Upper;
+        const auto value = this->operand1Ref.Read();
+        const auto limit = this->LimitRef(side).Read();
         if (this->limitExceeded) {
-            this->UpdateHysteresis();
-            if (this->operand2Ref.Read() - this->hysteresis > this->operand1Ref.Read())
+            TLimit::UpdateHysteresis();
+            if (isUpper ? limit - this->hysteresis > value : value > limit + this->hysteresis)
                 this->ChangeTo(false);
-        } else if (this->operand1Ref.Read() > this->operand2Ref.Read()) {
+        } else if (isUpper ? value > limit : limit > value) {
             this->ChangeTo(true);
         }
         return true;
     }
 };
+
+/// "UpperLimit" with two operands: whether the value went above the limit. Falls when the value is below the limit by
+/// more than the hysteresis.
+template <class T>
+using CUpperLimit = CSidedLimit<Side::Upper, CLimit<T>>;
+template <class T>
+using CUpperLimitNV = CNoValueAware<CUpperLimit<T>>;
+
+/// "LowerLimit" with two operands: whether the value went below the limit. Falls when the value is above the limit by
+/// more than the hysteresis.
+template <class T>
+using CLowerLimit = CSidedLimit<Side::Lower, CLimit<T>>;
+template <class T>
+using CLowerLimitNV = CNoValueAware<CLowerLimit<T>>;
+
+/// "UpperLimit" with three operands: as with two, for the upper limit. The lower one is read only while the limit is
+/// exceeded.
+template <class T>
+using CUpperLimit2 = CSidedLimit<Side::Upper, CLimit2<T>>;
 template <class T>
 using CUpperLimit2NV = CNoValueAware<CUpperLimit2<T>>;
 
-/// "LowerLimit" with three operands: whether the value (operand 1) went below the lower limit (operand 3). Falls when
-/// the value is above that limit by more than the hysteresis. Operand 2 is read while the limit is exceeded only.
-/// Execute returns true.
+/// "LowerLimit" with three operands: as with two, for the lower limit. The upper one is read only while the limit is
+/// exceeded.
 template <class T>
-class CLowerLimit2 : public CLimit2<T> {
-public:
-    using CLimit2<T>::CLimit2;
-    bool Execute() override {
-        if (this->limitExceeded) {
-            this->UpdateHysteresis();
-            if (this->operand1Ref.Read() > this->operand3Ref.Read() + this->hysteresis)
-                this->ChangeTo(false);
-        } else if (this->operand3Ref.Read() > this->operand1Ref.Read()) {
-            this->ChangeTo(true);
-        }
-        return true;
-    }
-};
+using CLowerLimit2 = CSidedLimit<Side::Lower, CLimit2<T>>;
 template <class T>
 using CLowerLimit2NV = CNoValueAware<CLowerLimit2<T>>;
 

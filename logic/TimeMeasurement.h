@@ -36,12 +36,7 @@ public:
         return true;
     }
 
-    bool Initialize(Parameters& parameters) override {
-        if (parameters.Count() != 1)
-            return false;
-        samplePeriod = parameters.NextSample<TResult>();
-        return true;
-    }
+    bool Initialize(Parameters& parameters) override { return parameters.TakeOnly(samplePeriod); }
 
     void Reset() override {
         sampleCount = 0;
@@ -131,12 +126,7 @@ public:
         return true;
     }
 
-    bool Initialize(Parameters& parameters) override {
-        if (parameters.Count() != 1)
-            return false;
-        samplePeriod = parameters.NextSample<TResult>();
-        return true;
-    }
+    bool Initialize(Parameters& parameters) override { return parameters.TakeOnly(samplePeriod); }
 
     void Reset() override { sampleCount = 0; }
 

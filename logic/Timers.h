@@ -11,6 +11,55 @@
 
 namespace Velmarosk::Operation {
 
+/// The time of the tick counter, in milliseconds.
+struct TickTime {
+    UInt32 Now() const noexcept { return Platform::GetTickCount(); }
+    UInt32 Since(UInt32 start) const noexcept { return Platform::MillisecondsSince(start); }
+};
+
+/// The time of an operand, in its own unit.
+template <FloatSample T>
+struct ChannelTime {
+    T Now() const noexcept { return operand.Read(); }
+    T Since(T start) const noexcept { return operand.Read() - start; }
+
+    const ValueRef<T>& operand;
+};
+
+/// What the two forms of "MonoFlop" share. TBase is their base by operands.
+template <class TBase, class TTrigger, class TTime>
+class CPulse : public TBase {
+public:
+    using TBase::TBase;
+
+    void Reset() override {
+        trigger = {};
+        running = false;
+        startTime = 0;
+    }
+
+protected:
+    template <class TClock>
+    bool Pulse(const ValueRef<TTrigger>& triggerRef, TClock clock) noexcept {
+        if (running && clock.Since(startTime) > duration) {
+            this->resultRef.Write(0);
+            running = false;
+        }
+        if (trigger.IsEdge(triggerRef.Read()) && (!running || retrigger)) {
+            this->resultRef.Write(1);
+            running = true;
+            startTime = clock.Now();
+        }
+        return true;
+    }
+
+    ChangeRecogniser<TTrigger> trigger;
+    bool running = false;
+    bool retrigger = false;
+    TTime startTime = 0;
+    TTime duration = 0;
+};
+
 /// "MonoFlop" with one operand: 1 from an edge of the operand on until more than the duration has passed. The result is
 /// written where the pulse begins or ends only. A pulse that is over ends before the trigger is looked at, so an edge
 /// in the same sample begins the next one.
@@ -18,48 +67,23 @@ namespace Velmarosk::Operation {
 /// Parameters: the duration in seconds, a true Float32 in the low 32 bits of a floating argument, kept in whole
 /// milliseconds, 0 by default; whether an edge during a pulse begins it anew, in the low 16 bits of an integer, no by
 /// default. Refused without any; the second is taken if there are exactly two.
-/// Reset: the trigger counts as 0 and low, and no pulse runs; the parameters stay, and the result does intentionally,
-/// even at 1.
+/// Reset: the trigger counts as 0 and low, and no pulse runs. The parameters stay, and so does the result, even at 1.
 template <class TResult, class TTrigger>
-class CMonoFlop : public CUnaryOperation<TResult, TTrigger> {
+class CMonoFlop : public CPulse<CUnaryOperation<TResult, TTrigger>, TTrigger, UInt32> {
 public:
-    using CUnaryOperation<TResult, TTrigger>::CUnaryOperation;
+    using CPulse<CUnaryOperation<TResult, TTrigger>, TTrigger, UInt32>::CPulse;
 
-    bool Execute() override {
-        if (running && Platform::MillisecondsSince(startTick) > durationMs) {
-            this->resultRef.Write(0);
-            running = false;
-        }
-        if (trigger.IsEdge(this->operandRef.Read()) && (!running || retrigger)) {
-            this->resultRef.Write(1);
-            running = true;
-            startTick = Platform::GetTickCount();
-        }
-        return true;
-    }
+    bool Execute() override { return this->Pulse(this->operandRef, TickTime{}); }
 
     bool Initialize(Parameters& parameters) override {
         if (parameters.Count() == 0)
             return false;
         const auto seconds = static_cast<Float64>(parameters.NextPackedFloat32());
-        durationMs = static_cast<UInt32>(TruncateToSInt64(seconds * 1000.0)); // what is too long wraps
+        this->duration = static_cast<UInt32>(TruncateToSInt64(seconds * 1000.0)); // what is too long wraps
         if (parameters.Count() == 2)
-            retrigger = parameters.NextSample<UInt16>() > 0;
+            this->retrigger = parameters.NextSample<UInt16>() > 0;
         return true;
     }
-
-    void Reset() override {
-        trigger = {};
-        running = false;
-        startTick = 0;
-    }
-
-private:
-    ChangeRecogniser<TTrigger> trigger;
-    bool running = false;
-    bool retrigger = false;
-    UInt32 startTick = 0;
-    UInt32 durationMs = 0;
 };
 template <class TResult, class TTrigger>
 using CMonoFlopNV = CNoValueAware<CMonoFlop<TResult, TTrigger>>;
@@ -72,80 +96,70 @@ using CMonoFlopNV = CNoValueAware<CMonoFlop<TResult, TTrigger>>;
 /// two.
 /// Reset: as there.
 template <class TResult, class TTrigger, class TTime>
-class CMonoFlop2 : public CBinaryOperation<TResult, TTrigger, TTime> {
+class CMonoFlop2 : public CPulse<CBinaryOperation<TResult, TTrigger, TTime>, TTrigger, TTime> {
 public:
-    using CBinaryOperation<TResult, TTrigger, TTime>::CBinaryOperation;
+    using CPulse<CBinaryOperation<TResult, TTrigger, TTime>, TTrigger, TTime>::CPulse;
 
-    bool Execute() override {
-        if (running && this->operand2Ref.Read() - startTime > duration) {
-            this->resultRef.Write(0);
-            running = false;
-        }
-        if (trigger.IsEdge(this->operand1Ref.Read()) && (!running || retrigger)) {
-            this->resultRef.Write(1);
-            running = true;
-            startTime = this->operand2Ref.Read();
-        }
-        return true;
-    }
+    bool Execute() override { return this->Pulse(this->operand1Ref, ChannelTime<TTime>{this->operand2Ref}); }
 
     bool Initialize(Parameters& parameters) override {
         if (parameters.Count() == 0)
             return false;
-        duration = parameters.NextSample<TTime>();
+        this->duration = parameters.NextSample<TTime>();
         if (parameters.Count() == 2)
-            retrigger = parameters.NextUInt32() > 0;
+            this->retrigger = parameters.NextUInt32() > 0;
         return true;
     }
-
-    void Reset() override {
-        trigger = {};
-        running = false;
-        startTime = 0;
-    }
-
-private:
-    ChangeRecogniser<TTrigger> trigger;
-    bool running = false;
-    bool retrigger = false;
-    TTime startTime = 0;
-    TTime duration = 0;
 };
 template <class TResult, class TTrigger, class TTime>
 using CMonoFlop2NV = CNoValueAware<CMonoFlop2<TResult, TTrigger, TTime>>;
 
-/// "Timeout" with two operands: 1 from when operand 1 has not changed for the seconds in operand 2, until it changes.
-/// Whole seconds are compared, cut to the operands' type: they intentionally wrap in the narrow types, and in SInt8 and
-/// SInt16 they can turn negative. The first sample only begins the timing. The twin lacks the row of SInt16. No
-/// parameters. Reset: the next sample is a first one.
-template <class TResult, class TValue, class TTimeout>
-class CTimeout : public CBinaryOperation<TResult, TValue, TTimeout> {
+/// What the two forms of "Timeout" share.
+template <class TBase, class TValue, class TTime>
+class CUnchanged : public TBase {
 public:
-    using CBinaryOperation<TResult, TValue, TTimeout>::CBinaryOperation;
+    using TBase::TBase;
 
-    bool Execute() override {
+    void Reset() override { first = true; }
+
+protected:
+    /// `isTimeUp` is asked only about a value that has not changed.
+    template <class TClock, class TIsTimeUp>
+    bool Watch(TClock clock, TIsTimeUp isTimeUp) noexcept {
         const TValue value = this->operand1Ref.Read();
-        const TTimeout timeout = this->operand2Ref.Read();
         if (first || oldValue != value) {
             first = false;
-            oldValue = value;
             timedOut = false;
-            changeTick = Platform::GetTickCount();
+            changeTime = clock.Now();
+            oldValue = value;
         } else if (!timedOut) {
-            const UInt32 seconds = Platform::MillisecondsSince(changeTick) / 1000;
-            timedOut = static_cast<TTimeout>(seconds) >= timeout;
+            timedOut = isTimeUp(clock.Since(changeTime));
         }
         this->resultRef.Write(timedOut);
         return true;
     }
 
-    void Reset() override { first = true; }
-
 private:
     TValue oldValue = 0;
+    TTime changeTime = 0;
     bool first = true;
-    UInt32 changeTick = 0;
     bool timedOut = false;
+};
+
+/// "Timeout" with two operands: 1 from when operand 1 has not changed for the seconds in operand 2, until it changes.
+/// Whole seconds are compared, cut to the operands' type: in the narrow types they wrap, and in SInt8 and SInt16 they
+/// can turn negative. The first sample only begins the timing. The twin lacks the row of SInt16. No parameters. Reset:
+/// the next sample is a first one.
+template <class TResult, class TValue, class TTimeout>
+class CTimeout : public CUnchanged<CBinaryOperation<TResult, TValue, TTimeout>, TValue, UInt32> {
+public:
+    using CUnchanged<CBinaryOperation<TResult, TValue, TTimeout>, TValue, UInt32>::CUnchanged;
+
+    bool Execute() override {
+        return this->Watch(TickTime{}, [this](UInt32 milliseconds) {
+            return static_cast<TTimeout>(milliseconds / 1000) >= this->operand2Ref.Read();
+        });
+    }
 };
 template <class TResult, class TValue, class TTimeout>
 using CTimeoutNV = CNoValueAware<CTimeout<TResult, TValue, TTimeout>>;
@@ -154,31 +168,14 @@ using CTimeoutNV = CNoValueAware<CTimeout<TResult, TValue, TTimeout>>;
 /// unit, until it changes. Operands 2 and 3 are read only where they are needed. The first sample only begins the
 /// timing. No parameters. Reset: the next sample is a first one.
 template <class TResult, class TValue, class TTimeout, class TTime>
-class CTimeout2 : public CTernaryOperation<TResult, TValue, TTimeout, TTime> {
+class CTimeout2 : public CUnchanged<CTernaryOperation<TResult, TValue, TTimeout, TTime>, TValue, TTime> {
 public:
-    using CTernaryOperation<TResult, TValue, TTimeout, TTime>::CTernaryOperation;
+    using CUnchanged<CTernaryOperation<TResult, TValue, TTimeout, TTime>, TValue, TTime>::CUnchanged;
 
     bool Execute() override {
-        const TValue value = this->operand1Ref.Read();
-        if (first || oldValue != value) {
-            first = false;
-            timedOut = false;
-            changeTime = this->operand3Ref.Read();
-            oldValue = value;
-        } else if (!timedOut) {
-            timedOut = this->operand3Ref.Read() - changeTime >= this->operand2Ref.Read();
-        }
-        this->resultRef.Write(timedOut);
-        return true;
+        return this->Watch(ChannelTime<TTime>{this->operand3Ref},
+                           [this](TTime elapsed) { return elapsed >= this->operand2Ref.Read(); });
     }
-
-    void Reset() override { first = true; }
-
-private:
-    TValue oldValue = 0;
-    TTime changeTime = 0;
-    bool first = true;
-    bool timedOut = false;
 };
 template <class TResult, class TValue, class TTimeout, class TTime>
 using CTimeout2NV = CNoValueAware<CTimeout2<TResult, TValue, TTimeout, TTime>>;

@@ -1,5 +1,7 @@
 #include "signal/ButterworthDesign.h"
 
+#include "core/Arithmetic.h"
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -140,7 +142,7 @@ ButterworthDesign DesignBand(UInt8 order, Float64 fs, Float64 phi1, Float64 phi2
     const Float64 k = 2.0 / t;
     const Float64 w1 = std::tan(phi1 * 0.5) * k;
     const Float64 w2 = std::tan(phi2 * 0.5) * k;
-    const Float64 w0 = std::sqrt(w2 * w1);
+    const Float64 w0 = SquareRootOf(w2 * w1);
     const Float64 q = w0 / (w2 - w1);
     const Float64 c = t * w0;
 
@@ -189,7 +191,7 @@ StopBand StopBandOf(Float64 corner1, Float64 corner2) noexcept {
     const Float64 center = (corner2 + corner1) * 0.5;
     const Float64 width = corner2 - corner1;
     const Float64 q = center / width;
-    const Float64 r = std::sqrt(0.25 / (q * q) + 1.0);
+    const Float64 r = SquareRootOf(0.25 / (q * q) + 1.0);
     return {center, width, (r - 1.0 / (2.0 * q)) * center, (r + 1.0 / (2.0 * q)) * center};
 }
 

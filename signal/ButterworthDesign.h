@@ -42,17 +42,18 @@ struct StopBand {
 StopBand StopBandOf(Float64 corner1, Float64 corner2) noexcept;
 
 // Each design is empty if the corners are refused. An order above 8 is designed as 8; of order 0 there is no filter,
-// and the one coefficient pair that stands for it writes 0 for finite samples. Parameters outside all sense, such as a
-// rate of 0, are not refused and give coefficients that are infinite, NaNs or unstable.
+// and the one coefficient pair that stands for it writes 0 for finite samples. Senseless parameters, such as a rate
+// of 0, are accepted; their coefficients are infinite, NaNs or unstable. So are a band-stop's whose upper edge
+// (StopBand) is above half the sample rate: its coefficients are NaNs, and the filter writes NaN.
 
 /// Refuses a corner of 0 and one above half the sample rate.
 std::optional<ButterworthDesign> DesignLowPass(const ButterworthParameters& parameters) noexcept;
 std::optional<ButterworthDesign> DesignHighPass(const ButterworthParameters& parameters) noexcept;
 
-/// The bands refuse equal corners. Intentionally they also refuse the corners 0 and 0.5 as they stand, at any sample
+/// The bands refuse equal corners. They also refuse the corners 0 and 0.5 as they stand, at any sample
 /// rate, and no other band that reaches from 0 to half of the rate.
 ///
-/// A corner of the band-pass at or above half the sample rate counts as a quarter of it, intentionally.
+/// A corner of the band-pass at or above half the sample rate counts as a quarter of it.
 std::optional<ButterworthDesign> DesignBandPass(const ButterworthParameters& parameters) noexcept;
 std::optional<ButterworthDesign> DesignBandStop(const ButterworthParameters& parameters) noexcept;
 

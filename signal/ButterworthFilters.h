@@ -112,7 +112,7 @@ public:
     }
 };
 
-/// The plain form of a kind, for once derived from its twin: every sample has a value.
+/// The plain form of a kind. Here it derives from its twin: every sample has a value.
 template <class TNoValueAware>
 class CFilterButterworthPlain final : public TNoValueAware {
 public:

@@ -115,12 +115,7 @@ public:
         return true;
     }
 
-    bool Initialize(Parameters& parameters) override {
-        if (parameters.Count() != 1)
-            return false;
-        deltaTime = parameters.NextSample<TResult>();
-        return true;
-    }
+    bool Initialize(Parameters& parameters) override { return parameters.TakeOnly(deltaTime); }
 
 private:
     TResult deltaTime = 0;

@@ -1,4 +1,4 @@
-#include "Floors.h"
+#include "HandWritten.h"
 
 #include <immintrin.h>
 
@@ -10,9 +10,9 @@
 #include <type_traits>
 #include <utility>
 
-namespace Floors {
+namespace HandWritten {
 
-bool Execute(void* floor) { return floor != nullptr && static_cast<Floor*>(floor)->Execute(); }
+bool Execute(void* object) { return object != nullptr && static_cast<Object*>(object)->Execute(); }
 
 namespace {
 
@@ -57,7 +57,7 @@ private:
 
 /// An operation with two operands. The step writes the result, or returns false.
 template <bool noValueAware, class TResult, class TOperand, class TFunction>
-class Binary final : public Floor {
+class Binary final : public Object {
 public:
     Binary(TResult** result, TOperand** operand1, TOperand** operand2) : z(result), x(operand1), y(operand2) {}
     bool Execute() override {
@@ -95,7 +95,7 @@ using Equal = Binary<noValueAware, std::uint16_t, double, EqualStep>;
 
 /// Its NoValue resets it.
 template <bool noValueAware>
-class UpperLimit final : public Floor {
+class UpperLimit final : public Object {
 public:
     UpperLimit(std::uint16_t** result, double** operand1, double** operand2, double itsHysteresis)
         : z(result), x(operand1), y(operand2), hysteresis(itsHysteresis) {}
@@ -129,7 +129,7 @@ private:
 };
 
 template <bool noValueAware>
-class If final : public Floor {
+class If final : public Object {
 public:
     If(double** result, std::uint16_t** condition, double** operand2, double** operand3)
         : z(result), c(condition), x(operand2), y(operand3) {}
@@ -153,7 +153,7 @@ private:
 
 /// An operation with one operand. A step may have a state and gives the result itself.
 template <bool noValueAware, class TResult, class TOperand, class TStep>
-class Unary final : public Floor {
+class Unary final : public Object {
 public:
     template <class... TParameters>
     Unary(TResult** result, TOperand** operand, TParameters... parameters)
@@ -189,7 +189,7 @@ template <bool noValueAware>
 using Cast = Unary<noValueAware, std::int32_t, double, CastStep>;
 
 template <bool noValueAware>
-class PosEdge final : public Floor {
+class PosEdge final : public Object {
 public:
     PosEdge(std::uint16_t** result, double** operand, double itsThreshold)
         : z(result), x(operand), threshold(itsThreshold) {}
@@ -274,13 +274,16 @@ struct LineaStep : Refusing {
     bool operator()(const Output<double>& z, double sample) const {
         if (inputs.empty())
             return false;
-        const auto above =
-            static_cast<std::size_t>(std::upper_bound(inputs.begin(), inputs.end(), sample) - inputs.begin());
-        if (above == 0)
+        if (sample < inputs.front())
             return z.Write(first);
-        if (above == inputs.size())
+        if (!(sample < inputs.back()))
             return z.Write(last);
-        return z.Write(lines[above - 1].y + sample * lines[above - 1].x);
+        // By halves without a branch, which would be mispredicted every other time.
+        const double* reached = inputs.data();
+        for (std::size_t count = inputs.size(); count > 1; count -= count / 2)
+            reached = reached[count / 2] <= sample ? reached + count / 2 : reached;
+        const CurvePoint& line = lines[static_cast<std::size_t>(reached - inputs.data())];
+        return z.Write(line.y + sample * line.x);
     }
     std::vector<double> inputs;
     std::vector<CurvePoint> lines; ///< slope and intercept
@@ -290,26 +293,23 @@ struct LineaStep : Refusing {
 template <bool noValueAware>
 using Linea = Unary<noValueAware, double, double, LineaStep>;
 
-/// The same for samples of which most lie on the line of the sample before.
+/// The same for samples of which most lie on the line of the sample before, or on the next one.
 struct RememberingLineaStep : LineaStep {
     using LineaStep::LineaStep;
     bool operator()(const Output<double>& z, double sample) {
-        if (sample >= from && sample < to)
-            return z.Write(line.y + sample * line.x);
-        const auto above =
-            static_cast<std::size_t>(std::upper_bound(inputs.begin(), inputs.end(), sample) - inputs.begin());
-        if (above == 0)
+        if (inputs.empty())
+            return false;
+        if (sample < inputs.front())
             return z.Write(first);
-        if (above == inputs.size())
+        if (!(sample < inputs.back()))
             return z.Write(last);
-        from = inputs[above - 1];
-        to = inputs[above];
-        line = lines[above - 1];
-        return z.Write(line.y + sample * line.x);
+        while (sample < inputs[remembered])
+            --remembered;
+        while (sample >= inputs[remembered + 1])
+            ++remembered;
+        return z.Write(lines[remembered].y + sample * lines[remembered].x);
     }
-    double from = 0;
-    double to = 0;
-    CurvePoint line{};
+    std::size_t remembered = 0;
 };
 template <bool noValueAware>
 using RememberingLinea = Unary<noValueAware, double, double, RememberingLineaStep>;
@@ -378,57 +378,57 @@ struct MaxStep {
 template <bool noValueAware>
 using Max = Unary<noValueAware, double, double, MaxStep>;
 
-template <template <bool> class TFloor, class... TArguments>
-FloorPointer Make(bool noValueAware, const TArguments&... arguments) {
+template <template <bool> class TObject, class... TArguments>
+ObjectPointer Make(bool noValueAware, const TArguments&... arguments) {
     if (noValueAware)
-        return std::make_unique<TFloor<true>>(arguments...);
-    return std::make_unique<TFloor<false>>(arguments...);
+        return std::make_unique<TObject<true>>(arguments...);
+    return std::make_unique<TObject<false>>(arguments...);
 }
 
 } // namespace
 
-FloorPointer MakePlus(bool noValueAware, double** result, double** operand1, double** operand2) {
+ObjectPointer MakePlus(bool noValueAware, double** result, double** operand1, double** operand2) {
     return Make<Plus>(noValueAware, result, operand1, operand2);
 }
-FloorPointer MakeDivide(bool noValueAware, double** result, double** operand1, double** operand2) {
+ObjectPointer MakeDivide(bool noValueAware, double** result, double** operand1, double** operand2) {
     return Make<Divide>(noValueAware, result, operand1, operand2);
 }
-FloorPointer MakeEqual(bool noValueAware, std::uint16_t** result, double** operand1, double** operand2) {
+ObjectPointer MakeEqual(bool noValueAware, std::uint16_t** result, double** operand1, double** operand2) {
     return Make<Equal>(noValueAware, result, operand1, operand2);
 }
-FloorPointer MakeUpperLimit(bool noValueAware, std::uint16_t** result, double** operand1, double** operand2,
-                            double hysteresis) {
+ObjectPointer MakeUpperLimit(bool noValueAware, std::uint16_t** result, double** operand1, double** operand2,
+                             double hysteresis) {
     return Make<UpperLimit>(noValueAware, result, operand1, operand2, hysteresis);
 }
-FloorPointer MakeIf(bool noValueAware, double** result, std::uint16_t** condition, double** operand2,
-                    double** operand3) {
+ObjectPointer MakeIf(bool noValueAware, double** result, std::uint16_t** condition, double** operand2,
+                     double** operand3) {
     return Make<If>(noValueAware, result, condition, operand2, operand3);
 }
-FloorPointer MakeCast(bool noValueAware, std::int32_t** result, double** operand) {
+ObjectPointer MakeCast(bool noValueAware, std::int32_t** result, double** operand) {
     return Make<Cast>(noValueAware, result, operand);
 }
-FloorPointer MakePosEdge(bool noValueAware, std::uint16_t** result, double** operand, double threshold) {
+ObjectPointer MakePosEdge(bool noValueAware, std::uint16_t** result, double** operand, double threshold) {
     return Make<PosEdge>(noValueAware, result, operand, threshold);
 }
-FloorPointer MakeAverage(bool noValueAware, double** result, double** operand, std::size_t window) {
+ObjectPointer MakeAverage(bool noValueAware, double** result, double** operand, std::size_t window) {
     return Make<Average>(noValueAware, result, operand, window);
 }
-FloorPointer MakeGetOldValueN(bool noValueAware, double** result, double** operand, std::size_t depth) {
+ObjectPointer MakeGetOldValueN(bool noValueAware, double** result, double** operand, std::size_t depth) {
     return Make<GetOldValueN>(noValueAware, result, operand, depth);
 }
-FloorPointer MakeLinea(bool noValueAware, double** result, double** operand, const std::vector<CurvePoint>& points) {
+ObjectPointer MakeLinea(bool noValueAware, double** result, double** operand, const std::vector<CurvePoint>& points) {
     return Make<Linea>(noValueAware, result, operand, points);
 }
-FloorPointer MakeRememberingLinea(bool noValueAware, double** result, double** operand,
-                                  const std::vector<CurvePoint>& points) {
+ObjectPointer MakeRememberingLinea(bool noValueAware, double** result, double** operand,
+                                   const std::vector<CurvePoint>& points) {
     return Make<RememberingLinea>(noValueAware, result, operand, points);
 }
-FloorPointer MakeLowPass(bool noValueAware, double** result, double** operand, const std::vector<double>& forward,
-                         const std::vector<double>& backward) {
+ObjectPointer MakeLowPass(bool noValueAware, double** result, double** operand, const std::vector<double>& forward,
+                          const std::vector<double>& backward) {
     return Make<LowPass>(noValueAware, result, operand, forward, backward);
 }
-FloorPointer MakeMax(bool noValueAware, double** result, double** operand, std::size_t window) {
+ObjectPointer MakeMax(bool noValueAware, double** result, double** operand, std::size_t window) {
     return Make<Max>(noValueAware, result, operand, window);
 }
 
-} // namespace Floors
+} // namespace HandWritten
