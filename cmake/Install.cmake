@@ -4,8 +4,14 @@ include(CMakePackageConfigHelpers)
 set(VEL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/VelOperation)
 
 install(TARGETS VelOperation EXPORT VelOperation
+    RUNTIME COMPONENT runtime
     LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE COMPONENT development
     FILE_SET HEADERS COMPONENT development)
+
+if(WIN32) # for compilers that want to make an import library of their own
+    install(FILES library/VelOperation.def DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+endif()
 
 # The exported target is the whole package: it depends on nothing.
 install(EXPORT VelOperation FILE VelOperationConfig.cmake NAMESPACE VelOperation::

@@ -1,10 +1,18 @@
-# The Debian packages: one for each component of an installation.
-set(CPACK_GENERATOR DEB)
+# Packages. For Linux those of Debian, one for each component of an installation; for Windows one zip.
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_STRIP_FILES ON)
+if(WIN32)
+    set(CPACK_GENERATOR ZIP)
+    set(CPACK_COMPONENTS_ALL runtime development)
+    set(CPACK_PACKAGE_FILE_NAME VelOperation-${PROJECT_VERSION}-windows-x64)
+    include(CPack)
+    return()
+endif()
+
+set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_CONTACT "VelOperation developers <veloperation@localhost>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
-set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/RemoveRunpath.cmake)
