@@ -2,11 +2,16 @@
 include(CMakePackageConfigHelpers)
 
 set(VEL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/VelOperation)
-set(VEL_DEVELOPMENT_DOC_DIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/libveloperation-dev)
 
 install(TARGETS VelOperation EXPORT VelOperation
+    RUNTIME COMPONENT runtime
     LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE COMPONENT development
     FILE_SET HEADERS COMPONENT development)
+
+if(WIN32) # for compilers that want to make an import library of their own
+    install(FILES library/VelOperation.def DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+endif()
 
 # The exported target is the whole package: it depends on nothing.
 install(EXPORT VelOperation FILE VelOperationConfig.cmake NAMESPACE VelOperation::
@@ -21,6 +26,16 @@ configure_file(cmake/veloperation.pc.in veloperation.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/veloperation.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-install(DIRECTORY docs/ DESTINATION ${VEL_DEVELOPMENT_DOC_DIR} COMPONENT development
-    FILES_MATCHING PATTERN *.md PATTERN architecture.md EXCLUDE PATTERN velreplay.md EXCLUDE)
-install(FILES examples/division.cpp DESTINATION ${VEL_DEVELOPMENT_DOC_DIR}/examples COMPONENT development)
+# Pages and examples lie beside one another as they do in the sources, so that the links between them hold. On Windows,
+# where a prefix belongs to one product, they lie in the prefix itself.
+function(vel_install_pages package component)
+    set(folder ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package})
+    if(WIN32)
+        set(folder .)
+    endif()
+    list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/docs/ OUTPUT_VARIABLE pages)
+    install(FILES ${pages} DESTINATION ${folder}/docs COMPONENT ${component})
+    install(FILES ${PROJECT_SOURCE_DIR}/examples/division.cpp DESTINATION ${folder}/examples COMPONENT ${component})
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/hosting DESTINATION ${folder}/examples COMPONENT ${component})
+endfunction()
+vel_install_pages(libveloperation-dev development hosting.md operations.md platforms.md)
