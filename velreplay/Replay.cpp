@@ -35,10 +35,12 @@ bool IsSameFile(const std::string& written, const std::string& read) {
 
 /// The result must not replace what it is made of.
 void RefuseSameFiles(const Options& options) {
-    const std::string recording = options.recording == "-" ? "/dev/stdin" : options.recording;
     const std::string result = options.result == "-" ? "/dev/stdout" : options.result;
+    std::vector<std::string> readFiles{options.plan};
+    for (const std::string& recording : options.recordings)
+        readFiles.push_back(recording == "-" ? "/dev/stdin" : recording);
     for (const std::string& written : {result, options.picture})
-        for (const std::string& read : {options.plan, recording})
+        for (const std::string& read : readFiles)
             if (IsSameFile(written, read))
                 throw Error(written, "this is the file that is read as " + read, "write to another one");
     if (!options.picture.empty() && IsSamePlace(options.picture, result))
@@ -58,41 +60,42 @@ std::size_t BlockBytesFor(const Plan& plan) {
     return std::clamp(mostSamples / channels * rowBytes, leastBytes, mostBytes);
 }
 
-std::vector<Channel> InputsOf(const Plan& plan) {
-    std::vector<Channel> inputs;
+std::vector<WantedColumn> WantedBy(const Plan& plan) {
+    std::vector<WantedColumn> wanted;
     for (const InputPlan& input : plan.inputs)
-        inputs.push_back(input.channel);
-    return inputs;
-}
-
-std::vector<std::string> ColumnsOf(const Plan& plan) {
-    std::vector<std::string> columns;
-    for (const InputPlan& input : plan.inputs)
-        columns.push_back(input.column.value_or(input.channel.name));
-    return columns;
+        wanted.push_back({input.channel, input.column.value_or(input.channel.name), input.time, input.place});
+    return wanted;
 }
 
 /// The rows of a block as the writer gets them, while the next block is read and computed.
 class OutputBlocks {
 public:
-    OutputBlocks(Run& itsRun, std::size_t mostRows, bool withStatus)
+    OutputBlocks(const Plan& plan, Run& itsRun, std::size_t mostRows, bool withStatus)
         : run(itsRun), computations(withStatus ? OuterComputations(itsRun) : std::vector<std::size_t>()) {
         std::size_t firstResult = run.Channels().size();
         for (std::size_t i = 0; i < run.Computations(); ++i)
             firstResult = std::min(firstResult, run.ResultsOf(i).first);
         for (const std::size_t channel : run.Output())
-            outputs.push_back({channel, channel >= firstResult, {}});
+            outputs.push_back({channel, channel >= firstResult,
+                               channel < run.Inputs() ? plan.inputs[channel].time : std::nullopt});
         for (Output& output : outputs)
             if (output.isResult)
                 for (auto& samples : output.memory)
                     samples.resize(mostRows * run.Channels()[output.channel].Type().size);
     }
 
-    std::vector<Channel> Channels() const {
-        std::vector<Channel> channels;
+    std::vector<ResultColumn> ResultColumns() const {
+        std::vector<ResultColumn> columns;
         for (const Output& output : outputs)
-            channels.push_back(run.Channels()[output.channel]);
-        return channels;
+            columns.push_back({run.Channels()[output.channel], output.time});
+        return columns;
+    }
+    /// Lets times look as they do in the recording.
+    void HandOnTimeStyles(const CsvReader& recording, CsvWriter& result) const {
+        for (std::size_t i = 0; i < outputs.size(); ++i)
+            if (outputs[i].time)
+                if (const auto& style = recording.TimeStyleOf(outputs[i].channel))
+                    result.SetTimeStyle(i, *style);
     }
     std::vector<std::string> StatusNames() const {
         std::vector<std::string> names;
@@ -126,7 +129,8 @@ private:
     struct Output {
         std::size_t channel;
         bool isResult;
-        std::array<std::vector<std::byte>, 2> memory;
+        std::optional<Vel::TimeForm> time; ///< of an input
+        std::array<std::vector<std::byte>, 2> memory = {};
     };
 
     Run& run;
@@ -136,14 +140,19 @@ private:
 };
 
 /// A result with two columns of one name could not be read back.
-void RefuseRepeatedNames(const std::vector<Channel>& channels, const std::vector<std::string>& statusNames) {
+void RefuseRepeatedNames(const std::vector<ResultColumn>& columns, const std::vector<std::string>& statusNames,
+                         const std::vector<std::string>& keptNames) {
     std::unordered_set<std::string_view> names;
-    for (const Channel& channel : channels)
-        names.insert(channel.name);
+    for (const ResultColumn& column : columns)
+        names.insert(column.channel.name);
     for (const std::string& name : statusNames)
-        if (names.contains(name))
+        if (!names.insert(name).second)
             throw Error("--status", "a column of statuses and a channel are both called " + Vel::Quoted(name),
                         "rename the channel");
+    for (const std::string& name : keptNames)
+        if (!names.insert(name).second)
+            throw Error("keep", "a column that is kept and another of the result are both called " + Vel::Quoted(name),
+                        "rename the channel, or do not keep the column");
 }
 
 /// One replay: what is read, computed and written.
@@ -159,6 +168,7 @@ struct Work {
 std::uint64_t ReplayRows(const Work& work) {
     Progress progress(work.recording.Size());
     std::vector<Column> inputs(work.run.Inputs());
+    std::vector<const TextColumn*> texts(work.recording.KeptNames().size());
     std::uint64_t total = 0;
     std::future<void> writing; // of the last block, while the next one is read and computed
     const auto readBlock = [&] {
@@ -179,9 +189,12 @@ std::uint64_t ReplayRows(const Work& work) {
             work.picture->Take(rows);
         if (writing.valid())
             writing.get();
+        for (std::size_t i = 0; i < texts.size(); ++i)
+            texts[i] = &work.recording.TextsOf(i);
+        work.output.HandOnTimeStyles(work.recording, work.result);
         writing = std::async(std::launch::async,
-                             [&work, rows, columns = work.output.Columns(), statuses = work.output.Statuses()] {
-                                 work.result.WriteRows(rows, columns, statuses);
+                             [&work, rows, texts, columns = work.output.Columns(), statuses = work.output.Statuses()] {
+                                 work.result.WriteRows({rows, columns, statuses, texts});
                                  if (work.recording.IsLive())
                                      work.result.Flush();
                              });
@@ -218,15 +231,15 @@ std::uint64_t ReplayRowsOrLeavePart(const Work& work) {
 /// Reads up to a row, and shows how a channel came to its sample there.
 Outcome Trace(const Options& options) {
     const Plan plan = LoadPlan(options.plan, options.settings);
-    const std::vector<Channel> inputs = InputsOf(plan);
+    const std::vector<WantedColumn> wanted = WantedBy(plan);
     const std::size_t blockBytes = BlockBytesFor(plan);
-    Run run(plan, CsvReader::MostRows(blockBytes, ColumnsOf(plan)));
+    Run run(plan, CsvReader::MostRows(blockBytes, wanted));
     run.MakeStatuses(true);
     const std::size_t channel = run.Find(options.tracedChannel, "--trace");
-    CsvReader recording(options.recording, options.format, blockBytes, IsInterrupted);
-    recording.ReadHeader(inputs, ColumnsOf(plan));
+    CsvReader recording(options.recordings, MakeFormat(options.format, plan), blockBytes, IsInterrupted);
+    recording.ReadHeader(wanted);
     std::uint64_t before = 0;
-    std::vector<Column> columns(inputs.size());
+    std::vector<Column> columns(wanted.size());
     while (const std::size_t rows = recording.ReadBlock()) {
         for (std::size_t i = 0; i < columns.size(); ++i)
             columns[i] = recording.ColumnOf(i);
@@ -251,13 +264,17 @@ Outcome Trace(const Options& options) {
 Outcome Check(const Options& options) {
     const Plan plan = LoadPlan(options.plan, options.settings);
     Run run(plan, 1);
+    MakeFormat(options.format, plan);
+    for (const InputPlan& input : plan.inputs)
+        if (input.time)
+            TimeReader(*input.time, input.place); // refuses zones and formats that there are not
     const PicturePlan picture = ReadPicturePlan(plan);
     if (!picture.panels.empty())
         CheckChannels(picture, run);
     std::printf("%s is right: %zu inputs, %zu computed channels\n", options.plan.c_str(), run.Inputs(),
                 OuterComputations(run).size());
     const std::vector<Warning> warnings = run.Warnings();
-    Show(warnings);
+    Show(warnings, {});
     return options.isStrict && !warnings.empty() ? Outcome::HasWarnings : Outcome::Done;
 }
 
@@ -266,23 +283,24 @@ Outcome Replay(const Options& options) {
     const Plan plan = Vel::Engine::LoadPlan(options.plan, options.settings);
     const PicturePlan picturePlan = ReadPicturePlan(plan);
     RefuseSameFiles(options);
-    const std::vector<Channel> inputs = InputsOf(plan);
+    const CsvFormat format = MakeFormat(options.format, plan);
+    const std::vector<WantedColumn> wanted = WantedBy(plan);
     const std::size_t blockBytes = BlockBytesFor(plan);
-    const std::size_t mostRows = CsvReader::MostRows(blockBytes, ColumnsOf(plan));
+    const std::size_t mostRows = CsvReader::MostRows(blockBytes, wanted);
     Run run(plan, mostRows);
     run.MakeStatuses(options.withStatus || !options.isQuiet || options.isStrict);
     std::optional<Picture> picture;
     if (!options.picture.empty())
         picture.emplace(options.picture, picturePlan, run);
-    CsvReader recording(options.recording, options.format, blockBytes, IsInterrupted);
-    recording.ReadHeader(inputs, ColumnsOf(plan));
+    CsvReader recording(options.recordings, format, blockBytes, IsInterrupted);
+    recording.ReadHeader(wanted, {plan.keep, plan.keepsAll});
     if (IsInterrupted()) // perhaps amid the header: there is no result to speak of
         return Outcome::Interrupted;
 
-    OutputBlocks output(run, mostRows, options.withStatus);
-    RefuseRepeatedNames(output.Channels(), output.StatusNames());
-    CsvWriter result(options.result, options.format, output.Channels());
-    result.WriteHeader(output.StatusNames());
+    OutputBlocks output(plan, run, mostRows, options.withStatus);
+    RefuseRepeatedNames(output.ResultColumns(), output.StatusNames(), recording.KeptNames());
+    CsvWriter result(options.result, format, output.ResultColumns());
+    result.WriteHeader(output.StatusNames(), recording.KeptNames());
     if (recording.IsLive())
         result.Flush();
 
@@ -296,10 +314,10 @@ Outcome Replay(const Options& options) {
         Summarize(run, rows, time.count());
     const std::vector<Warning> warnings = WarningsOf(run, recording);
     if (!options.isQuiet || options.isStrict)
-        Show(warnings);
+        Show(warnings, recording.TakenBadCells());
     if (IsInterrupted())
         return Outcome::Interrupted;
-    return options.isStrict && !warnings.empty() ? Outcome::HasWarnings : Outcome::Done;
+    return options.isStrict && (!warnings.empty() || recording.TakenBadCells().count != 0) ? Outcome::HasWarnings : Outcome::Done;
 }
 
 } // namespace Velreplay
