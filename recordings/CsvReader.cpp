@@ -468,7 +468,8 @@ std::string CsvReader::Explain(const Field& field, CellFault fault) {
 
 std::string CsvReader::RemedyOf(std::string_view cellText, CellFault fault) const {
     if (fault == CellFault::NoValue)
-        return "give the channel a wider type or another no_value; where the cell means no sample: --on-no-value missing";
+        return "give the channel a wider type or another no_value; where the cell means no sample: --on-no-value "
+               "missing";
     if (fault == CellFault::NoTime)
         return R"(correct the cell, or say in the plan how times are written: format = "%d.%m.%Y %H:%M:%S")";
     std::string remedy = "correct the cell, leave it empty for no sample, or give the channel another type";

@@ -1,4 +1,5 @@
-/// A recording: CSV with a header of channel names, in one file or several, read block by block into columns of samples.
+/// A recording: CSV with a header of channel names, in one file or several, read block by block into columns of
+/// samples.
 #pragma once
 
 #include "recordings/CsvFormat.h"
@@ -101,7 +102,14 @@ public:
 private:
     /// The part of a file that is being read.
     enum class Part : std::uint8_t { Header, Units, Rows };
-    enum class CellFault : std::uint8_t { None, Text /* no fault, but it may have lines */, NoNumber, OutOfRange, NoValue, NoTime };
+    enum class CellFault : std::uint8_t {
+        None,
+        Text /* no fault, but it may have lines */,
+        NoNumber,
+        OutOfRange,
+        NoValue,
+        NoTime
+    };
 
     /// Samples of one type: of the block that is being read, and of the one before.
     template <Sample T>
@@ -131,7 +139,7 @@ private:
         std::string column;
         AnyCells cells;
         std::optional<TimeReader> time = {}; ///< of Float64 samples that are times
-        bool takesNoValues = false; ///< of an integer type, as missing samples
+        bool takesNoValues = false;          ///< of an integer type, as missing samples
         std::string unit = {};
         NoValueCells noValueCells = {};
         Field* next = nullptr; ///< that reads the same column

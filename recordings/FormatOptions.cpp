@@ -13,8 +13,8 @@ namespace {
 constexpr std::int64_t mostSkipped = 1'000'000;
 
 FormatOptions OptionsOf(const Engine::Section& section) {
-    section.Allow({"separator", "decimal_comma", "thousands", "missing", "skip", "units_row", "on_bad_cell",
-                   "on_no_value"});
+    section.Allow(
+        {"separator", "decimal_comma", "thousands", "missing", "skip", "units_row", "on_bad_cell", "on_no_value"});
     FormatOptions options;
     options.separator = section.Text("separator");
     options.decimal_comma = section.Flag("decimal_comma");
@@ -97,12 +97,10 @@ CsvFormat MakeFormat(const FormatOptions& commandLine, const Engine::Plan& plan)
         format.skippedLines = static_cast<std::uint64_t>(lines);
     });
     choose(&FormatOptions::units_row, "units_row", [&](bool is, const auto&) { format.hasUnits = is; });
-    choose(&FormatOptions::on_bad_cell, "on_bad_cell", [&](const std::string& text, const std::string& place) {
-        format.takesBadCells = IsMissing(text, place);
-    });
-    choose(&FormatOptions::on_no_value, "on_no_value", [&](const std::string& text, const std::string& place) {
-        format.takesNoValues = IsMissing(text, place);
-    });
+    choose(&FormatOptions::on_bad_cell, "on_bad_cell",
+           [&](const std::string& text, const std::string& place) { format.takesBadCells = IsMissing(text, place); });
+    choose(&FormatOptions::on_no_value, "on_no_value",
+           [&](const std::string& text, const std::string& place) { format.takesNoValues = IsMissing(text, place); });
     return format;
 }
 

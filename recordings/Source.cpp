@@ -29,7 +29,8 @@ Bytef* AsBytes(char* text) { return reinterpret_cast<Bytef*>(text); }
 /// What gzip has packed: one member behind another, and perhaps zeros behind the last.
 class Source::Unpacking {
 public:
-    Unpacking(Source& itsSource, std::span<const char> beginning) : source(itsSource), packed(std::max(packedBytes, beginning.size())) {
+    Unpacking(Source& itsSource, std::span<const char> beginning)
+        : source(itsSource), packed(std::max(packedBytes, beginning.size())) {
         std::copy(beginning.begin(), beginning.end(), packed.begin());
         stream.next_in = AsBytes(packed.data());
         stream.avail_in = static_cast<uInt>(beginning.size());

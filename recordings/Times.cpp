@@ -20,10 +20,10 @@ constexpr std::int64_t epoch = 946684800; // 2000-01-01 in Unix time
 constexpr std::int64_t secondsOfMinute = 60;
 constexpr std::int64_t secondsOfHour = 3600;
 constexpr std::int64_t secondsOfDay = 86400;
-constexpr std::int64_t secondsOfQuarter = 900; // zones change their clocks between such quarters today
-constexpr std::int64_t firstDay = -730485;     // of the year 0
-constexpr std::int64_t lastDay = 2921939;      // of the year 9999
-constexpr std::int64_t mostSecondsBack = 10;   // of a row that only stands out of order
+constexpr std::int64_t secondsOfQuarter = 900;              // zones change their clocks between such quarters today
+constexpr std::int64_t firstDay = -730485;                  // of the year 0
+constexpr std::int64_t lastDay = 2921939;                   // of the year 9999
+constexpr std::int64_t mostSecondsBack = 10;                // of a row that only stands out of order
 constexpr std::int64_t mostUnixSeconds = 1'000'000'000'000; // far beyond the calendar
 constexpr int mostDecimalsRead = 15;
 constexpr int mostDecimalsWritten = 12;
@@ -186,9 +186,7 @@ struct TimeReader::Parts {
             ++decimals;
         }
     }
-    double Fraction() const {
-        return static_cast<double>(digits) / powersOfTen[static_cast<std::size_t>(decimals)];
-    }
+    double Fraction() const { return static_cast<double>(digits) / powersOfTen[static_cast<std::size_t>(decimals)]; }
 };
 
 TimeReader::TimeReader(const TimeForm& itsForm, const std::string& place) : form(itsForm), zone(form.zone, place) {
@@ -234,7 +232,7 @@ std::string TimeReader::ExplainLast() const {
     case TimeFault::OtherForm:
         if (form.kind == TimeForm::Kind::Pattern)
             return " is no time of the format " + Quoted(form.pattern);
-        return form.kind == TimeForm::Kind::Iso            ? " is no time as ISO 8601 writes it"
+        return form.kind == TimeForm::Kind::Iso           ? " is no time as ISO 8601 writes it"
                : form.kind == TimeForm::Kind::UnixSeconds ? " is no Unix time in seconds"
                                                           : " is no Unix time in milliseconds";
     case TimeFault::Skipped:
@@ -447,10 +445,9 @@ std::string_view TimeWriter::Write(double value) {
         text.assign(number.data(), WriteNumber(number.data(), value));
         return text;
     }
-    const Decimal time =
-        Split(value, style.decimals,
-              form.kind == TimeForm::Kind::Pattern ? (pattern->hasSeconds ? mostDecimalsOfPatterns : 0)
-                                                   : mostDecimalsWritten);
+    const Decimal time = Split(value, style.decimals,
+                               form.kind == TimeForm::Kind::Pattern ? (pattern->hasSeconds ? mostDecimalsOfPatterns : 0)
+                                                                    : mostDecimalsWritten);
     if (form.kind == TimeForm::Kind::Iso)
         WriteIso(time);
     else if (form.kind == TimeForm::Kind::Pattern)

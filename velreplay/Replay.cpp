@@ -76,8 +76,8 @@ public:
         for (std::size_t i = 0; i < run.Computations(); ++i)
             firstResult = std::min(firstResult, run.ResultsOf(i).first);
         for (const std::size_t channel : run.Output())
-            outputs.push_back({channel, channel >= firstResult,
-                               channel < run.Inputs() ? plan.inputs[channel].time : std::nullopt});
+            outputs.push_back(
+                {channel, channel >= firstResult, channel < run.Inputs() ? plan.inputs[channel].time : std::nullopt});
         for (Output& output : outputs)
             if (output.isResult)
                 for (auto& samples : output.memory)
@@ -317,7 +317,8 @@ Outcome Replay(const Options& options) {
         Show(warnings, recording.TakenBadCells());
     if (IsInterrupted())
         return Outcome::Interrupted;
-    return options.isStrict && (!warnings.empty() || recording.TakenBadCells().count != 0) ? Outcome::HasWarnings : Outcome::Done;
+    return options.isStrict && (!warnings.empty() || recording.TakenBadCells().count != 0) ? Outcome::HasWarnings
+                                                                                           : Outcome::Done;
 }
 
 } // namespace Velreplay

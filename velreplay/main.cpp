@@ -145,7 +145,8 @@ std::uint64_t RowNumber(const std::string& text) {
 void AddFormatOptions(CLI::App& app, Vel::Recordings::FormatOptions& format) {
     app.add_option("--separator", format.separator, "between cells: one character or the word tab (default: , )");
     const auto addFlag = [&app](const char* names, std::optional<bool>& flag, const char* what) {
-        app.add_flag_function(names, [&flag](std::int64_t count) { flag = count > 0; }, what);
+        app.add_flag_function(
+            names, [&flag](std::int64_t count) { flag = count > 0; }, what);
     };
     addFlag("--decimal-comma,!--decimal-point", format.decimal_comma,
             "numbers like 1,5; cells are separated by ; then");
