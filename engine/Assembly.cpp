@@ -1,5 +1,6 @@
 #include "engine/Assembly.h"
 
+#include "engine/Duration.h"
 #include "engine/Order.h"
 #include "vocabulary/Help.h"
 #include "vocabulary/Quote.h"
@@ -13,6 +14,15 @@ namespace Vel::Engine {
 namespace {
 
 constexpr std::size_t noLine = std::numeric_limits<std::size_t>::max();
+
+/// The channels that must be there before a computation.
+std::vector<std::string> NeededBy(const ComputationPlan& plan) {
+    std::vector<std::string> needed = plan.operands;
+    for (const std::string& name : {plan.resetWhen, plan.resetOnChange})
+        if (!name.empty())
+            needed.push_back(name);
+    return needed;
+}
 
 class Assembly {
 public:
@@ -31,6 +41,9 @@ public:
     void Run() {
         for (const std::string& name : plan.output)
             CheckOperand(name, plan.name + ": output");
+        for (const std::string& name : {plan.rowsWhen, plan.rowsBeforeChange})
+            if (!name.empty())
+                CheckOperand(name, plan.name + ": [plan]");
         std::vector<std::vector<ComputationPlan>> computations(lines.size());
         for (const std::size_t line : Sequence())
             computations[line] = Expanded(line);
@@ -79,7 +92,8 @@ private:
                     needs[line].push_back(found->second.line);
             };
             if (const auto* const block = std::get_if<ComputationPlan>(&lines[line]))
-                std::for_each(block->operands.begin(), block->operands.end(), need);
+                for (const std::string& name : NeededBy(*block))
+                    need(name);
             else
                 for (const std::string_view name : std::get<std::unique_ptr<Formula>>(lines[line])->Operands())
                     need(name);
@@ -112,8 +126,11 @@ private:
     std::vector<ComputationPlan> Expanded(std::size_t line) {
         std::vector<ComputationPlan> computations;
         if (auto* const block = std::get_if<ComputationPlan>(&lines[line])) {
-            for (const std::string& operand : block->operands)
-                CheckOperand(operand, block->place);
+            for (const std::string& name : NeededBy(*block))
+                CheckOperand(name, block->place);
+            for (const Operation* const operation : FindOperations(block->operation))
+                if (operation->operands == block->operands.size() && operation->results == block->results.size())
+                    Complete(block->parameters, *operation, Period(), block->place);
             computations.push_back(std::move(*block));
             return computations;
         }
@@ -134,6 +151,11 @@ private:
                                          : "did you mean " + Quoted(similar) + "?");
     }
 
+    /// Seconds from row to row, where the plan says it.
+    std::optional<double> Period() const {
+        return plan.raster ? std::optional(plan.raster->period) : plan.samplePeriod;
+    }
+
     char TypeOfChannel(std::string_view name) const {
         const auto found = names.find(std::string(name));
         return found == names.end() ? openType : found->second.type;
@@ -151,7 +173,7 @@ private:
     std::vector<PlanLine> lines;
     std::unordered_map<std::string, Named> names;
     const FormulaScope scope{[this](std::string_view name) { return TypeOfChannel(name); },
-                             [this](std::string_view name) { return SimilarTo(name); }};
+                             [this](std::string_view name) { return SimilarTo(name); }, Period()};
 };
 
 } // namespace

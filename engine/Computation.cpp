@@ -55,16 +55,25 @@ const Operation& FindOperation(const ComputationPlan& plan) {
 
 template <Sample T>
 T* Samples(const ChannelAtWork& result) {
-    return static_cast<T*>(const_cast<void*>(result.column->first)); // a result's column is written, by us alone
+    return Engine::Samples<T>(*result.column);
 }
 
 } // namespace
 
 Computation::Computation(const ComputationPlan& plan, std::vector<ChannelAtWork> itsResults,
-                         std::vector<ChannelAtWork> itsOperands)
-    : description(&FindOperation(plan)), results(std::move(itsResults)), operands(std::move(itsOperands)) {
+                         std::vector<ChannelAtWork> itsOperands, const ResetChannels& resets)
+    : description(&FindOperation(plan)),
+      results(std::move(itsResults)),
+      operands(std::move(itsOperands)),
+      isNoValueWhenRefused(plan.isNoValueWhenRefused) {
     CreateOperation(plan);
     InitializeOperation(plan);
+    if (resets.when)
+        resetWhen.emplace(*resets.when);
+    if (resets.onChange)
+        resetOnChange.emplace(*resets.onChange);
+    if (plan.holdRows != 0)
+        holds.assign(results.size(), Hold(plan.holdRows));
     WithType(results.front().channel->Type().letter, [this]<class T>(T) { ChooseLoops<T>(); });
 }
 
@@ -132,9 +141,10 @@ void Computation::ChooseLoops() {
     constexpr std::array<Loop, 4> oneRowLoops{&Computation::RunOneRow<T, 0>, &Computation::RunOneRow<T, 1>,
                                               &Computation::RunOneRow<T, 2>, &Computation::RunOneRow<T, 3>};
     loops.fill(&Computation::RunWithStatuses<T>);
-    if (gapRule) {
+    const bool hasRules = resetWhen || resetOnChange || isNoValueWhenRefused || !holds.empty();
+    if (gapRule && !hasRules) {
         loops[plain] = loops[oneRow] = &Computation::RunWithGapRule<T>;
-    } else if (results.size() == 1 && !mayFault && !ownOperand) {
+    } else if (results.size() == 1 && !mayFault && !ownOperand && !hasRules) {
         loops[plain] = plainLoops.at(operands.size());
         loops[oneRow] = oneRowLoops.at(operands.size());
     }
@@ -198,6 +208,8 @@ void Computation::RunWithGapRule(std::size_t rows) {
 
 template <Sample T>
 void Computation::RunWithStatuses(std::size_t rows) {
+    if (resetWhen || resetOnChange)
+        FindResets(rows);
     for (std::size_t row = 0; row < rows; ++row) {
         ExecuteWithStatus<T>(row);
         statuses[row] = step.status;
@@ -211,6 +223,10 @@ void Computation::RunWithStatuses(std::size_t rows) {
 /// What the next row starts from stays the operation's own result.
 template <Sample T>
 void Computation::ExecuteWithStatus(std::size_t row) {
+    step = {};
+    step.wasReset = !isReset.empty() && isReset[row];
+    if (step.wasReset)
+        Reset();
     for (std::size_t i = 0; i < results.size(); ++i) {
         T* const result = Samples<T>(results[i]) + row;
         *result = last[i].Get<T>();
@@ -223,7 +239,6 @@ void Computation::ExecuteWithStatus(std::size_t row) {
         pointers[results.size()].Aim(ownOperand->Address());
     }
     const bool isMissing = AnyOperandIsNoValue(row);
-    step = {};
     step.wasCalled = !mayFault || (isNoValueAware && isMissing) || !WouldFault<T>(row);
     step.answer = step.wasCalled && Execute(operation.Get());
     for (std::size_t i = 0; i < results.size(); ++i)
@@ -236,8 +251,52 @@ void Computation::ExecuteWithStatus(std::size_t row) {
         step.status = isNoValue ? Status::NoValue : Status::Computed;
     else
         step.status = Status::Refused;
+    if (isNoValueWhenRefused || !holds.empty())
+        ApplyRules<T>(row);
     if (description->traits.surprise != Surprise::None)
         LookOut(row, isMissing);
+}
+
+/// What others see in the place of the operation's own results.
+template <Sample T>
+void Computation::ApplyRules(std::size_t row) {
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        T& result = Samples<T>(results[i])[row];
+        const T noValue = std::get<T>(results[i].channel->noValue);
+        if (isNoValueWhenRefused && step.status == Status::Refused)
+            result = noValue;
+        if (!holds.empty() && holds[i].Apply(result, noValue) && i == 0)
+            step.status = Status::Held;
+    }
+}
+
+void Computation::FindResets(std::size_t rows) {
+    isReset.assign(rows, false);
+    const auto mark = [this](std::size_t row) { isReset[row] = true; };
+    if (resetWhen)
+        resetWhen->ForEachRow(rows, mark);
+    if (resetOnChange)
+        resetOnChange->ForEachRow(rows, mark);
+    if (std::exchange(isFirstRow, isFirstRow && rows == 0))
+        isReset[0] = false;
+}
+
+void Computation::Reset() {
+    ::Reset(operation.Get());
+    for (std::size_t i = 0; i < results.size(); ++i)
+        last[i] = SampleCell(results[i].channel->noValue);
+    if (gapRule)
+        gapRule->isOverGap = false;
+    for (Hold& hold : holds)
+        hold.Forget();
+    gapStart = 0;
+}
+
+void Computation::Restart() {
+    Reset();
+    isFirstRow = true;
+    if (resetOnChange)
+        resetOnChange->Forget();
 }
 
 /// Whether the processor faults: on the lowest integer by -1.

@@ -3,6 +3,8 @@
 
 #include "engine/Calls.h"
 #include "engine/Engine.h"
+#include "engine/Rules.h"
+#include "engine/Samples.h"
 #include "vocabulary/Vocabulary.h"
 
 #include <array>
@@ -13,34 +15,6 @@
 
 namespace Vel::Engine {
 
-/// A channel as a computation sees it: what it is, and where the samples of the block are.
-struct ChannelAtWork {
-    const Channel* channel;
-    Column* column;
-};
-
-/// One sample of any type as the library sees it.
-class SampleCell {
-public:
-    explicit SampleCell(const AnySample& sample) {
-        std::visit([this](const auto& value) { std::memcpy(bytes.data(), &value, sizeof value); }, sample);
-    }
-    const void* Address() const noexcept { return bytes.data(); }
-    template <Sample T>
-    T Get() const noexcept {
-        T value;
-        std::memcpy(&value, bytes.data(), sizeof value);
-        return value;
-    }
-    template <Sample T>
-    void Set(T value) noexcept {
-        std::memcpy(bytes.data(), &value, sizeof value);
-    }
-
-private:
-    alignas(std::uint64_t) std::array<std::byte, sizeof(std::uint64_t)> bytes{};
-};
-
 /// Which samples a window counts, and whether its last result stems from a missing one. Makes results of that kind
 /// NoValue. A sample outside the bounds writes nothing, so that the row shows what the row before it shows.
 struct GapRule {
@@ -49,17 +23,25 @@ struct GapRule {
     bool isOverGap = false;
 };
 
+/// The channels that say when a computation begins anew; either may be missing.
+struct ResetChannels {
+    std::optional<ChannelAtWork> when;
+    std::optional<ChannelAtWork> onChange;
+};
+
 class Computation {
 public:
     /// Creates and initializes the operation. Columns and channels must stay where they are.
     Computation(const ComputationPlan& plan, std::vector<ChannelAtWork> itsResults,
-                std::vector<ChannelAtWork> itsOperands);
+                std::vector<ChannelAtWork> itsOperands, const ResetChannels& resets = {});
 
     /// How a block is computed; chosen once for each block.
     enum LoopKind : std::uint8_t { plain, oneRow, withStatuses };
 
     /// Computes the rows of a block: from the operands' columns into those of the results, which are contiguous.
     void Run(LoopKind kind, std::size_t rows) { (this->*loops[kind])(rows); }
+    /// The next row is as the first one.
+    void Restart();
     void MakeStatuses(bool areWanted) { areStatusesWanted = areWanted; }
 
     /// Makes room for the statuses of a block.
@@ -95,6 +77,10 @@ private:
     bool WouldFault(std::size_t row) const;
     template <Sample T>
     void ApplyGapRule(std::size_t row, bool isMissing);
+    template <Sample T>
+    void ApplyRules(std::size_t row);
+    void FindResets(std::size_t rows);
+    void Reset();
     void LookOut(std::size_t row, bool isMissing);
     bool AnyOperandIsNoValue(std::size_t row) const;
 
@@ -112,6 +98,12 @@ private:
     std::optional<GapRule> gapRule;
     /// For an operation that writes into its operand: a copy, since samples belong to whoever made them.
     std::optional<SampleCell> ownOperand;
+    std::optional<Truth> resetWhen;
+    std::optional<Changes> resetOnChange;
+    std::vector<bool> isReset; ///< of the rows of the block; empty where there is no reset
+    bool isFirstRow = true;
+    bool isNoValueWhenRefused = false;
+    std::vector<Hold> holds; ///< of the results; empty where there is none
     bool areStatusesWanted = false;
     std::vector<Status> statuses;
     std::array<std::uint64_t, statusTexts.size()> totals{};

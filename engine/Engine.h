@@ -24,6 +24,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -40,9 +41,15 @@ namespace Vel::Engine {
 
 using Channel = ChannelType;
 
-/// A value as a plan says it: true or false, a whole number, a number, a list of pairs. Whole numbers that TOML does
-/// not have, those from 2^63, stand in quotes.
-using Value = std::variant<bool, std::int64_t, std::uint64_t, double, std::vector<std::array<double, 2>>>;
+/// "250 ms", with its text for messages.
+struct Duration {
+    double seconds;
+    std::string text;
+};
+
+/// A value as a plan says it: true or false, a whole number, a number, a list of pairs, a duration. Whole numbers that
+/// TOML does not have, those from 2^63, stand in quotes.
+using Value = std::variant<bool, std::int64_t, std::uint64_t, double, std::vector<std::array<double, 2>>, Duration>;
 
 using ParametersByName = std::map<std::string, Value, std::less<>>;
 
@@ -51,7 +58,20 @@ struct InputPlan {
     std::string place; ///< where the plan says it, for errors: file and line
     Channel channel;
     std::optional<std::string> column = {}; ///< its name in the recording, where it is another one
+    std::uint64_t holdRows = 0;             ///< for so many rows the last sample stands in for missing ones
+    bool isInterpolated = false;            ///< comes onto a raster along lines; else as the last sample
     std::optional<TimeForm> time = {};      ///< its samples are times, which the recording says like this
+};
+
+/// Rows at even times in the place of those of the recording.
+struct RasterPlan {
+    std::string place;
+    std::string time; ///< the input that tells the time of a row, in seconds
+    double period = 0;
+    double maxGap = std::numeric_limits<double>::infinity(); ///< s, behind which an input has no sample any more
+    bool isAligned = false;        ///< begins with a multiple of the period, in place of the first time
+    double maxStep = 86400;        ///< s, above which two rows do not belong to one another
+    bool beginsAnewOnStep = false; ///< then; else that is an error
 };
 
 /// A channel that is the same in every row. Its NoValue as value: it never has a sample.
@@ -73,6 +93,11 @@ struct ComputationPlan {
     /// the type), the result has no sample instead.
     bool showsOwnResultOverGaps = false;
     ParametersByName parameters;
+    std::string resetWhen = {};     ///< a channel: before each row in which it is true, the computation begins anew
+    std::string resetOnChange = {}; ///< a channel: so it does before each row in which this one has another sample
+    std::uint64_t holdRows = 0;     ///< for so many rows the last sample stands in for missing ones
+    bool isNoValueWhenRefused =
+        false;                ///< a result that the operation refuses has no sample, in place of the one before
     bool isInner = false;     ///< a step on the way to others: its results are no columns of a result
     std::string formula = {}; ///< that it stands for, with the inner computations before it; empty for a block
 };
@@ -114,8 +139,12 @@ struct Plan {
     std::vector<ConstantPlan> constants;
     std::vector<ComputationPlan> computations;
     std::vector<std::string> output; ///< the channels that a result shall have; empty: all but the inner ones
-    std::vector<std::string> keep;   ///< other columns of the recording that a result shall have, as they stand
-    bool keepsAll = false;           ///< all other columns
+    std::string rowsWhen;            ///< a channel: a result has the rows alone in which it is true
+    std::string rowsBeforeChange; ///< a channel: a result has the last row before each change of it, and the last row
+    std::optional<RasterPlan> raster;
+    std::optional<double> samplePeriod; ///< seconds from row to row, where the plan says it
+    std::vector<std::string> keep;      ///< other columns of the recording that a result shall have, as they stand
+    bool keepsAll = false;              ///< all other columns
     /// The tables that hosts read: "plot" and "recording", where they are there.
     std::map<std::string, Section, std::less<>> sections;
 };
@@ -147,6 +176,7 @@ struct Warning {
 struct Step {
     bool wasCalled = true;     ///< false: the engine has kept these samples from the operation, which would crash
     bool answer = false;       ///< of Execute
+    bool wasReset = false;     ///< the computation began anew before this row
     bool wasRewritten = false; ///< the operation's result was no data, and NoValue stands in its place
     Status status = Status::Computed;
 };
@@ -174,17 +204,51 @@ public:
     /// start.
     void MakeStatuses(bool areWanted);
 
-    /// Lets the samples of a result go into the host's memory from the next block on: room for a block, contiguous,
-    /// aligned for the type. Null: into the engine's own, as at the start.
+    /// Whether the engine makes the samples of a channel: of a result, and of an input that is held or comes onto a
+    /// raster.
+    bool Makes(std::size_t channel) const;
+    /// Lets the samples that the engine makes go into the host's memory from the next block on: room for a block,
+    /// contiguous, aligned for the type. Null: into the engine's own, as at the start.
     void PutInto(std::size_t channel, void* samples);
 
     /// Computes a block: `inputs` has a column for each input, with `rows` rows, which is read where it lies; missing
     /// samples hold the input's NoValue. Allocates nothing in steady state. Throws std::invalid_argument for other
     /// numbers of columns, or more rows than a block has.
+    ///
+    /// With a raster, a block of the recording may have any number of rows and becomes any number of blocks of the
+    /// raster, perhaps empty ones: this is the first of them, and Continue computes the others. The columns must stay
+    /// so long. Throws Error for a step in time that the plan does not allow.
+    ///
+    ///     run.Feed(inputs, rows);
+    ///     do
+    ///         use(run.ColumnOf(0), run.Rows());
+    ///     while (run.Continue());
     void Feed(std::span<const Column> inputs, std::size_t rows);
+    /// Computes the next block of what has been fed. False: there is no more.
+    bool Continue();
+    /// The recording has ended: computes the first block of what has waited for more, which may have no rows but one of
+    /// the result. False: nothing has waited.
+    bool End();
+    /// Of the last block.
+    std::size_t Rows() const;
 
     /// A channel's samples of the last block, until the next.
     Column ColumnOf(std::size_t channel) const;
+
+    // The rows of a result. They are those of the last block, unless the plan chooses some of them. A chosen row may
+    // be the last one of the block before.
+
+    bool ChoosesRows() const;
+    std::size_t ResultRows() const;
+    /// Copies a channel's samples of these rows: room for ResultRows(), contiguous, aligned for the type.
+    void CopyResult(std::size_t channel, void* samples) const;
+    /// Copies the statuses of these rows, if statuses are made.
+    void CopyStatuses(std::size_t computation, Status* statuses) const;
+    /// The row of the recording, from 0, that one of these rows comes from: with a raster the last one that it has
+    /// seen.
+    std::uint64_t SourceOf(std::size_t resultRow) const;
+    /// The rows of the recording so far that later rows may come from, beside the later ones of the recording.
+    std::vector<std::uint64_t> SourcesInUse() const;
 
     /// Computations, in the plan's order.
     std::size_t Computations() const;

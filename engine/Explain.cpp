@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 
 namespace Vel::Engine {
@@ -75,6 +76,8 @@ std::string Written(const Value& value) {
                 return held ? "true" : "false";
             else if constexpr (std::is_arithmetic_v<T>)
                 return Number(held);
+            else if constexpr (std::is_same_v<T, Duration>)
+                return TextInQuotes(held.text);
             else
                 return Written(held);
         },
@@ -104,11 +107,16 @@ std::string Written(const TimeForm& form) {
     return text + (form.isLocal ? "clock = \"local\"\n" : "");
 }
 
+std::string Held(std::uint64_t rows) { return rows == 0 ? "" : "hold = " + std::to_string(rows) + "\n"; }
+
 std::string Explain(const InputPlan& input) {
     std::string text = "\n[[inputs]]\nname = " + TextInQuotes(input.channel.name) + "\n";
     if (input.column && *input.column != input.channel.name)
         text += "column = " + TextInQuotes(*input.column) + "\n";
     text += TypeOfChannel(input.channel, input.time ? "Time" : input.channel.Type().name);
+    text += Held(input.holdRows);
+    if (input.isInterpolated)
+        text += "resample = \"linear\"\n";
     return text + (input.time ? Written(*input.time) : "");
 }
 
@@ -133,6 +141,13 @@ std::string Explain(const ComputationPlan& plan) {
         text += "no_value_aware = false\n";
     if (plan.showsOwnResultOverGaps)
         text += "own_result_over_gaps = true\n";
+    if (!plan.resetWhen.empty())
+        text += "reset_when = " + TextInQuotes(plan.resetWhen) + "\n";
+    if (!plan.resetOnChange.empty())
+        text += "reset_on_change = " + TextInQuotes(plan.resetOnChange) + "\n";
+    text += Held(plan.holdRows);
+    if (plan.isNoValueWhenRefused)
+        text += "when_refused = \"no_value\"\n";
     std::string parameters;
     for (const auto& [name, value] : plan.parameters)
         parameters += (parameters.empty() ? "" : ", ") + name + " = " + Written(value);
@@ -160,15 +175,32 @@ std::string Frame(const Plan& plan) {
     std::string text;
     if (!plan.output.empty())
         text += "output = " + List(plan.output) + "\n";
+    if (plan.samplePeriod)
+        text += "sample_period = " + Number(*plan.samplePeriod) + "\n";
     if (plan.keepsAll || !plan.keep.empty())
         text += "keep = " + (plan.keepsAll ? TextInQuotes("all") : List(plan.keep)) + "\n";
+    if (!plan.rowsWhen.empty())
+        text += "rows_when = " + TextInQuotes(plan.rowsWhen) + "\n";
+    if (!plan.rowsBeforeChange.empty())
+        text += "rows_before_change = " + TextInQuotes(plan.rowsBeforeChange) + "\n";
     return text.empty() ? text : "[plan]\n" + text;
+}
+
+std::string Explain(const RasterPlan& raster) {
+    std::string text = "\n[raster]\ntime = " + TextInQuotes(raster.time) + "\nperiod = " + Number(raster.period) + "\n";
+    if (std::isfinite(raster.maxGap))
+        text += "max_gap = " + Number(raster.maxGap) + "\n";
+    text += raster.isAligned ? "align = true\n" : "";
+    text += "max_step = " + Number(raster.maxStep) + "\n";
+    return text + (raster.beginsAnewOnStep ? "on_step = \"reset\"\n" : "");
 }
 
 } // namespace
 
 std::string Explain(const Plan& plan) {
     std::string text = Frame(plan);
+    if (plan.raster)
+        text += Explain(*plan.raster);
     for (const InputPlan& input : plan.inputs)
         text += Explain(input);
     for (const ConstantPlan& constant : plan.constants)

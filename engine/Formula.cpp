@@ -1,5 +1,6 @@
 #include "engine/Formula.h"
 
+#include "engine/Duration.h"
 #include "engine/Parameters.h"
 #include "vocabulary/Help.h"
 #include "vocabulary/Quote.h"
@@ -11,6 +12,10 @@
 namespace Vel::Engine {
 
 namespace {
+
+/// What calls of all operations take beside their parameters.
+constexpr std::array<std::string_view, 7> argumentsOfAll{
+    "no_value_aware", "no_value", "own_result_over_gaps", "reset_when", "reset_on_change", "hold", "when_refused"};
 
 std::string TypeName(char letter) { return std::string(TypeOf(letter).name); }
 
@@ -101,14 +106,17 @@ public:
 
 private:
     Operand ChannelOf(const FormulaNode& node) const {
-        const char type = scope.typeOf(node.name);
-        if (type == openType) {
-            const std::string similar = scope.similarTo(node.name);
-            text.Refuse(node.begin, "unknown channel " + Quoted(node.name),
-                        similar.empty() ? "name an input, a constant, a computed channel or a setting"
-                                        : "did you mean " + Quoted(similar) + "?");
-        }
-        return {std::string(node.name), type};
+        return {std::string(node.name), TypeOfChannel(node.name, node.begin)};
+    }
+
+    char TypeOfChannel(std::string_view name, std::size_t position) const {
+        const char type = scope.typeOf(name);
+        if (type != openType)
+            return type;
+        const std::string similar = scope.similarTo(name);
+        text.Refuse(position, "unknown channel " + Quoted(name),
+                    similar.empty() ? "name an input, a constant, a computed channel or a setting"
+                                    : "did you mean " + Quoted(similar) + "?");
     }
 
     Operand Call(const FormulaNode& node) { return Call(node, &node == &nodes.back()); }
@@ -320,12 +328,21 @@ private:
                 plan.showsOwnResultOverGaps = Flag(argument);
             else if (argument.name == "no_value")
                 plan.results.front().noValue = NoValueFrom(argument, row[0]);
+            else if (argument.name == "reset_when")
+                plan.resetWhen = ChannelNamed(argument);
+            else if (argument.name == "reset_on_change")
+                plan.resetOnChange = ChannelNamed(argument);
+            else if (argument.name == "hold")
+                plan.holdRows = HoldFrom(argument, plan.place);
+            else if (argument.name == "when_refused")
+                plan.isNoValueWhenRefused = IsNoValueWhenRefused(argument);
             else if (IsParameter(operation, argument.name))
                 plan.parameters.emplace(argument.name, argument.value);
             else
                 RefuseParameter(operation, argument);
         }
         try {
+            Complete(plan.parameters, operation, scope.samplePeriod, plan.place);
             OrderParameters(operation, row.back(), plan.parameters, plan.place);
         } catch (const Error& wrong) {
             std::size_t position = node.caret;
@@ -342,13 +359,14 @@ private:
     }
 
     [[noreturn]] void RefuseParameter(const Operation& operation, const NamedArgument& argument) const {
-        std::vector<std::string_view> known{"no_value_aware", "no_value", "own_result_over_gaps"};
+        std::vector<std::string_view> known(argumentsOfAll.begin(), argumentsOfAll.end());
         for (const Parameter& parameter : operation.parameters)
             known.push_back(parameter.name);
         const std::string_view similar = SimilarName(argument.name, known);
         text.Refuse(argument.position, std::string(operation.name) + " has no parameter " + Quoted(argument.name),
                     similar.empty() ? "its parameters are\n" + DescribeParameters(operation) +
-                                          "    no_value_aware, no_value, own_result_over_gaps: as in a block"
+                                          "    no_value_aware, no_value, own_result_over_gaps, reset_when, "
+                                          "reset_on_change, hold, when_refused: as in a block"
                                     : "did you mean \"" + std::string(similar) + "\"?");
     }
 
@@ -358,9 +376,28 @@ private:
         text.Refuse(argument.position, Quoted(argument.name) + " is not true or false", "write one of them");
     }
 
+    std::string ChannelNamed(const NamedArgument& argument) const {
+        TypeOfChannel(argument.word, argument.position);
+        return std::string(argument.word);
+    }
+
+    std::uint64_t HoldFrom(const NamedArgument& argument, const std::string& place) const {
+        try {
+            return HoldRows(argument.value, scope.samplePeriod, place);
+        } catch (const Error& wrong) {
+            text.Refuse(argument.position, wrong.Fault(), wrong.Remedy());
+        }
+    }
+
+    bool IsNoValueWhenRefused(const NamedArgument& argument) const {
+        if (std::find(whenRefused.begin(), whenRefused.end(), argument.word) == whenRefused.end())
+            text.Refuse(argument.position, "\"when_refused\" cannot be " + Quoted(argument.word),
+                        "write keep or no_value");
+        return argument.word == whenRefused.back();
+    }
+
     AnySample NoValueFrom(const NamedArgument& argument, char type) const {
-        if (!std::holds_alternative<bool>(argument.value) &&
-            !std::holds_alternative<std::vector<std::array<double, 2>>>(argument.value))
+        if (IsNumber(argument.value))
             if (const auto sample = FitNumber(argument.value, type))
                 return *sample;
         text.Refuse(argument.position, "\"no_value\" is no number of the type " + TypeName(type),
@@ -384,6 +421,9 @@ std::vector<std::string_view> Formula::Operands() const {
     for (const FormulaNode& node : nodes)
         if (node.kind == FormulaNode::Kind::Name)
             names.push_back(node.name);
+        else
+            for (const NamedArgument& argument : node.arguments)
+                names.push_back(argument.word);
     return names;
 }
 

@@ -17,7 +17,11 @@ struct FormulaScope {
     std::function<char(std::string_view)> typeOf;
     /// A name that looks like this one, or an empty text.
     std::function<std::string(std::string_view)> similarTo;
+    std::optional<double> samplePeriod; ///< seconds from row to row
 };
+
+/// What "when_refused" may be; the first is what it is otherwise.
+inline constexpr std::array<std::string_view, 2> whenRefused{"keep", "no_value"};
 
 class Formula {
 public:

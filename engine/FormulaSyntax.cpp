@@ -1,5 +1,6 @@
 #include "engine/FormulaSyntax.h"
 
+#include "engine/Duration.h"
 #include "engine/FormulaTokens.h"
 #include "vocabulary/Help.h"
 #include "vocabulary/Quote.h"
@@ -230,6 +231,9 @@ private:
             if (first.kind == Token::Kind::Name && IsSign("("))
                 return ParseCall(std::move(node));
             return AddName(std::move(node), first);
+        case Token::Kind::Text:
+            formula.Refuse(first.begin, "a formula has no texts in quotes but durations, as values of parameters",
+                           "a channel stands there by its name alone, or in backticks: `Temp [V]`");
         case Token::Kind::Sign:
             if (IsSign("("))
                 return ParseBrackets();
@@ -269,10 +273,9 @@ private:
             node.kind = FormulaNode::Kind::Name;
             return Add(std::move(node));
         }
-        if (std::holds_alternative<bool>(setting->second) ||
-            std::holds_alternative<std::vector<std::array<double, 2>>>(setting->second))
+        if (!IsNumber(setting->second))
             formula.Refuse(name.begin, "the setting " + Quoted(name.text) + " is no number",
-                           "flags and lists are values of parameters");
+                           "flags, lists and durations are values of parameters");
         node.kind = FormulaNode::Kind::Number;
         node.number = setting->second;
         return Add(std::move(node));
@@ -354,7 +357,22 @@ private:
         for (const NamedArgument& other : node.arguments)
             if (other.name == name.text)
                 formula.Refuse(name.begin, Quoted(name.text) + " is given twice", "keep one of them");
-        node.arguments.push_back({name.text, name.begin, ParseValue(name.text)});
+        const bool isChannel = name.text == "reset_when" || name.text == "reset_on_change";
+        if (isChannel || name.text == "when_refused")
+            node.arguments.push_back({name.text, name.begin, {}, ParseWord(name.text, isChannel)});
+        else
+            node.arguments.push_back({name.text, name.begin, ParseValue(name.text)});
+    }
+
+    /// The name of a channel, or a word, which may stand in quotes.
+    std::string_view ParseWord(std::string_view name, bool isChannel) {
+        const Token word = token;
+        if (word.kind != Token::Kind::Name && word.kind != (isChannel ? Token::Kind::QuotedName : Token::Kind::Text))
+            formula.Refuse(word.begin, "the value of " + Quoted(name) + " is missing here",
+                           isChannel ? "write the name of a channel; a condition is a channel of its own"
+                                     : "write when_refused = no_value");
+        Advance();
+        return word.text;
     }
 
     /// The value of a parameter.
@@ -375,18 +393,29 @@ private:
             value = ReadNumber();
         else if (token.kind == Token::Kind::Name || token.kind == Token::Kind::QuotedName)
             value = SettingNamed();
+        else if (token.kind == Token::Kind::Text && !isNegative)
+            value = ReadDuration();
         else
             formula.Refuse(token.begin, "the value of " + Quoted(name) + " is missing here",
-                           "write a number, true, false, a list of pairs or the name of a setting");
+                           "write a number, true, false, a list of pairs, a duration or the name of a setting");
         return isNegative ? OppositeOf(value, position) : value;
+    }
+
+    /// "10 s"
+    Duration ReadDuration() {
+        auto duration = Engine::ParseDuration(token.text);
+        if (!duration)
+            formula.Refuse(token.begin, Quoted(token.text) + " is no duration", durationHint);
+        Advance();
+        return std::move(*duration);
     }
 
     Value SettingNamed() {
         const auto setting = settings.find(token.text);
         if (setting == settings.end())
             formula.Refuse(token.begin, "there is no setting " + Quoted(token.text),
-                           "the value of a parameter is a number, true, false, a list of pairs or a name from "
-                           "[settings]");
+                           "the value of a parameter is a number, true, false, a list of pairs, a duration or a name "
+                           "from [settings]");
         Advance();
         return setting->second;
     }

@@ -16,11 +16,18 @@
 
 namespace Vel::Engine {
 
+/// Whether a value may be an operand.
+inline bool IsNumber(const Value& value) {
+    return std::holds_alternative<std::int64_t>(value) || std::holds_alternative<std::uint64_t>(value) ||
+           std::holds_alternative<double>(value);
+}
+
 /// A parameter, or a setting of the computation such as no_value_aware.
 struct NamedArgument {
     std::string_view name;
     std::size_t position;
     Value value;
+    std::string_view word = {}; ///< in the place of a value: the name of a channel, or what there is to choose from
 };
 
 /// A piece of a formula. Names point into its text.

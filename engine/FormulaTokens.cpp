@@ -28,8 +28,6 @@ constexpr Foreign foreigners[] = {
     {"?", "write If(condition, a, b)"},
     {"=", "write == to compare; name = value is for parameters, inside of a call"},
     {"[", "a list is the value of a parameter, which has a name: points = [[0, 1], [2, 3]]"},
-    {"\"", "a channel stands there by its name alone, or in backticks: `Temp [V]`"},
-    {"'", "a channel stands there by its name alone, or in backticks: `Temp [V]`"},
     {".", "a number begins with a digit; a name with a point in it stands in backticks: `a.b`"},
     {";", "operands stand between commas"},
     {",", "a comma stands between the operands of a call; decimals have a point: 1.5"},
@@ -70,7 +68,9 @@ Token Lexer::Next() {
     if (IsLetter(text[begin]))
         return Take(Token::Kind::Name, EndOfName());
     if (text[begin] == '`')
-        return QuotedName();
+        return Enclosed(Token::Kind::QuotedName, "close the name: `Temp [V]`");
+    if (text[begin] == '"' || text[begin] == '\'')
+        return Enclosed(Token::Kind::Text, "close the text: window = \"10 s\"");
     constexpr std::array<std::string_view, 8> pairs{"&&", "||", "==", "!=", "<=", ">=", "<<", ">>"};
     constexpr std::string_view singles = "+-*/%<>!&|(),=[]";
     const std::string_view rest = text.substr(begin);
@@ -107,13 +107,15 @@ std::size_t Lexer::EndOfNumber() const {
     return end;
 }
 
-Token Lexer::QuotedName() {
-    const std::size_t end = text.find('`', position + 1);
+/// A name in backticks, or a text in quotes.
+Token Lexer::Enclosed(Token::Kind kind, const char* remedy) {
+    const std::size_t end = text.find(text[position], position + 1);
+    const bool isName = kind == Token::Kind::QuotedName;
     if (end == std::string_view::npos)
-        formula->Refuse(position, "this backtick has no partner", "close the name: `Temp [V]`");
-    if (end == position + 1)
+        formula->Refuse(position, isName ? "this backtick has no partner" : "this quote has no partner", remedy);
+    if (isName && end == position + 1)
         formula->Refuse(position, "this name is empty", "give the channel a name; an input may have another column");
-    Token token = Take(Token::Kind::QuotedName, end + 1);
+    Token token = Take(kind, end + 1);
     token.text = token.text.substr(1, token.text.size() - 2);
     return token;
 }

@@ -9,12 +9,12 @@
 namespace Vel::Engine {
 
 struct Token {
-    enum class Kind { End, Number, Name, QuotedName, Sign };
+    enum class Kind { End, Number, Name, QuotedName, Text, Sign };
 
     Kind kind = Kind::End;
     std::size_t begin = 0;
     std::size_t end = 0;
-    std::string_view text; ///< without the backticks
+    std::string_view text; ///< without backticks or quotes
 };
 
 /// Reads the tokens of a formula one after the other. Throws Error for characters that no formula has.
@@ -28,7 +28,7 @@ private:
     Token Take(Token::Kind kind, std::size_t end);
     std::size_t EndOfName() const;
     std::size_t EndOfNumber() const;
-    Token QuotedName();
+    Token Enclosed(Token::Kind kind, const char* remedy);
     [[noreturn]] void Refuse(std::size_t at) const;
 
     const FormulaText* formula;

@@ -1,8 +1,9 @@
 #include "engine/GearTable.h"
 
+#include "engine/NumberText.h"
+
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <csignal>
 #include <system_error>
 #include <utility>
@@ -33,11 +34,6 @@ public:
 private:
     sigset_t before{};
 };
-
-std::string Text(double number) {
-    std::array<char, 32> text{}; // the longest shortest form has 24 characters
-    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
-}
 
 std::vector<std::string> Packets(const std::vector<std::array<double, 2>>& gears) {
     std::vector<std::string> packets;

@@ -1,10 +1,10 @@
 #include "engine/Parameters.h"
 
+#include "engine/NumberText.h"
 #include "vocabulary/Help.h"
 #include "vocabulary/Quote.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <limits>
 #include <optional>
@@ -46,11 +46,6 @@ Argument Promote(T value) {
         return static_cast<std::int32_t>(value);
     else
         return static_cast<std::uint32_t>(value);
-}
-
-std::string Text(double number) {
-    std::array<char, 32> text{};
-    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
 }
 
 bool IsFinite(const std::array<double, 2>& pair) { return std::isfinite(pair[0]) && std::isfinite(pair[1]); }

@@ -1,10 +1,12 @@
 #include "engine/Assembly.h"
 
+#include "engine/Duration.h"
 #include "engine/PlanExtent.h"
 #include "vocabulary/Quote.h"
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <utility>
@@ -115,6 +117,72 @@ Channel ReadChannel(const Reader& section, const std::string& name) {
     return {name, ReadSample(section, "no_value", DefaultNoValue(type->letter))};
 }
 
+std::vector<std::array<double, 2>> ReadPairs(const Reader& section, const toml::array& array) {
+    std::vector<std::array<double, 2>> pairs;
+    for (const toml::node& node : array) {
+        const toml::array* const pair = node.as_array();
+        if (pair == nullptr || pair->size() != 2 || !(*pair)[0].is_number() || !(*pair)[1].is_number())
+            throw Error(section.PlaceOf(node), "this is no pair of numbers", "write: [[0.0, 1.0], [2.5, 3.0]]");
+        pairs.push_back({*(*pair)[0].value<double>(), *(*pair)[1].value<double>()});
+    }
+    return pairs;
+}
+
+/// Nothing for what is no value.
+std::optional<Value> ReadValue(const Reader& section, const toml::node& node) {
+    if (const auto* flag = node.as_boolean())
+        return flag->get();
+    if (const auto* whole = node.as_integer())
+        return whole->get();
+    if (const auto quoted = QuotedWhole(node))
+        return *quoted;
+    if (const auto* number = node.as_floating_point())
+        return number->get();
+    if (const auto* text = node.as_string())
+        if (auto duration = ParseDuration(text->get()))
+            return std::move(*duration);
+    if (const auto* array = node.as_array())
+        return ReadPairs(section, *array);
+    return std::nullopt;
+}
+
+/// A value, or the name of a setting.
+Value ReadParameter(const Reader& section, std::string_view name, const toml::node& node,
+                    const ParametersByName& settings) {
+    if (const auto value = ReadValue(section, node))
+        return *value;
+    const auto text = node.value_exact<std::string>();
+    if (!text)
+        throw Error(section.PlaceOf(node), "parameter " + Quoted(name) + " is neither a number nor a list", quotesHint);
+    const auto setting = settings.find(*text);
+    if (setting == settings.end())
+        throw Error(section.PlaceOf(node),
+                    "parameter " + Quoted(name) + " is the text " + Quoted(*text) + ", and no setting has this name",
+                    std::string("write a number, a list, or a name of [settings]; ") + durationHint);
+    return setting->second;
+}
+
+/// A time in seconds: a number, a duration, or the name of a setting that is one of them.
+std::optional<double> ReadSeconds(const Reader& section, std::string_view key, const ParametersByName& settings) {
+    const toml::node* const node = section.Find(key);
+    if (node == nullptr)
+        return std::nullopt;
+    const Value value = ReadParameter(section, key, *node, settings);
+    const double seconds = std::visit(
+        []<class T>(const T& given) {
+            if constexpr (std::is_same_v<T, Duration>)
+                return given.seconds;
+            else if constexpr (std::is_arithmetic_v<T> && !std::is_same_v<T, bool>)
+                return static_cast<double>(given);
+            else
+                return 0.0;
+        },
+        value);
+    if (!(seconds > 0))
+        throw Error(section.PlaceOf(*node), Quoted(key) + " is no time above 0", "write seconds, or \"100 ms\"");
+    return seconds;
+}
+
 constexpr std::string_view timeType = "Time";
 
 TimeForm ReadTimeForm(const Reader& section) {
@@ -142,19 +210,51 @@ TimeForm ReadTimeForm(const Reader& section) {
     return form;
 }
 
-InputPlan ReadInput(const Section& table) {
-    const Reader section(table, {"name", "column", "type", "no_value", "format", "zone", "clock"});
+/// What a plan says once, and its channels use.
+struct Frame {
+    ParametersByName settings;
+    std::optional<double> period; ///< seconds from row to row
+    bool hasRaster;
+};
+
+std::uint64_t ReadHold(const Reader& section, const Frame& frame) {
+    const toml::node* const node = section.Find("hold");
+    return node == nullptr
+               ? 0
+               : HoldRows(ReadParameter(section, "hold", *node, frame.settings), frame.period, section.PlaceOf(*node));
+}
+
+bool ReadIsInterpolated(const Reader& section, const Channel& channel, const Frame& frame) {
+    const toml::node* const node = section.Find("resample");
+    if (node == nullptr)
+        return false;
+    const std::string word = *section.Text("resample");
+    if (word != "last" && word != "linear")
+        throw Error(section.PlaceOf(*node), "\"resample\" cannot be " + Quoted(word), R"(write "last" or "linear")");
+    if (!frame.hasRaster)
+        throw Error(section.PlaceOf(*node), "\"resample\" has no effect without a raster",
+                    "add [raster], or leave it out");
+    if (word == "linear" && !channel.Type().isFloating)
+        throw Error(section.PlaceOf(*node),
+                    "there is no line between samples of the type " + std::string(channel.Type().name),
+                    R"(write type = "Float64", or resample = "last")");
+    return word == "linear";
+}
+
+InputPlan ReadInput(const Section& table, const Frame& frame) {
+    const Reader section(table, {"name", "column", "type", "no_value", "hold", "resample", "format", "zone", "clock"});
     const std::string name = section.NeededText("name");
-    InputPlan input{section.Place(), {}, section.Text("column").value_or(name)};
+    InputPlan input{section.Place(), {}, section.Text("column").value_or(name), ReadHold(section, frame)};
     if (section.NeededText("type") == timeType) {
         input.channel = {name, ReadSample(section, "no_value", DefaultNoValue('D'))};
         input.time = ReadTimeForm(section);
-        return input;
+    } else {
+        for (const std::string_view key : {"format", "zone", "clock"})
+            if (const toml::node* const node = section.Find(key))
+                throw Error(section.PlaceOf(*node), Quoted(key) + " is for times alone", R"(write: type = "Time")");
+        input.channel = ReadChannel(section, name);
     }
-    for (const std::string_view key : {"format", "zone", "clock"})
-        if (const toml::node* const node = section.Find(key))
-            throw Error(section.PlaceOf(*node), Quoted(key) + " is for times alone", R"(write: type = "Time")");
-    input.channel = ReadChannel(section, name);
+    input.isInterpolated = ReadIsInterpolated(section, input.channel, frame);
     return input;
 }
 
@@ -165,51 +265,18 @@ ConstantPlan ReadConstant(const Section& table) {
             section.Flag("inner").value_or(false)};
 }
 
-std::vector<std::array<double, 2>> ReadPairs(const Reader& section, const toml::array& array) {
-    std::vector<std::array<double, 2>> pairs;
-    for (const toml::node& node : array) {
-        const toml::array* const pair = node.as_array();
-        if (pair == nullptr || pair->size() != 2 || !(*pair)[0].is_number() || !(*pair)[1].is_number())
-            throw Error(section.PlaceOf(node), "this is no pair of numbers", "write: [[0.0, 1.0], [2.5, 3.0]]");
-        pairs.push_back({*(*pair)[0].value<double>(), *(*pair)[1].value<double>()});
-    }
-    return pairs;
+bool ReadIsNoValueWhenRefused(const Reader& section) {
+    const std::string word = section.Text("when_refused").value_or(std::string(whenRefused.front()));
+    if (std::find(whenRefused.begin(), whenRefused.end(), word) == whenRefused.end())
+        throw Error(section.PlaceOf(*section.Find("when_refused")), "\"when_refused\" cannot be " + Quoted(word),
+                    R"(write "keep" or "no_value")");
+    return word == whenRefused.back();
 }
 
-/// Nothing for what is no value.
-std::optional<Value> ReadValue(const Reader& section, const toml::node& node) {
-    if (const auto* flag = node.as_boolean())
-        return flag->get();
-    if (const auto* whole = node.as_integer())
-        return whole->get();
-    if (const auto quoted = QuotedWhole(node))
-        return *quoted;
-    if (const auto* number = node.as_floating_point())
-        return number->get();
-    if (const auto* array = node.as_array())
-        return ReadPairs(section, *array);
-    return std::nullopt;
-}
-
-/// A value, or the name of a setting.
-Value ReadParameter(const Reader& section, std::string_view name, const toml::node& node,
-                    const ParametersByName& settings) {
-    if (const auto value = ReadValue(section, node))
-        return *value;
-    const auto text = node.value_exact<std::string>();
-    if (!text)
-        throw Error(section.PlaceOf(node), "parameter " + Quoted(name) + " is neither a number nor a list", quotesHint);
-    const auto setting = settings.find(*text);
-    if (setting == settings.end())
-        throw Error(section.PlaceOf(node),
-                    "parameter " + Quoted(name) + " is the text " + Quoted(*text) + ", and no setting has this name",
-                    "write a number, a list, or a name of [settings]");
-    return setting->second;
-}
-
-ComputationPlan ReadComputation(const Section& table, const ParametersByName& settings) {
+ComputationPlan ReadComputation(const Section& table, const Frame& frame) {
     const Reader section(table, {"name", "names", "operation", "type", "operands", "no_value_aware", "no_value",
-                                 "own_result_over_gaps", "parameters", "inner"});
+                                 "own_result_over_gaps", "reset_when", "reset_on_change", "hold", "when_refused",
+                                 "parameters", "inner"});
     ComputationPlan plan;
     std::vector<std::string> names = section.Texts("names");
     if (names.empty())
@@ -223,10 +290,14 @@ ComputationPlan ReadComputation(const Section& table, const ParametersByName& se
     plan.operands = section.Texts("operands");
     plan.noValueAware = section.Flag("no_value_aware").value_or(true);
     plan.showsOwnResultOverGaps = section.Flag("own_result_over_gaps").value_or(false);
+    plan.resetWhen = section.Text("reset_when").value_or("");
+    plan.resetOnChange = section.Text("reset_on_change").value_or("");
+    plan.holdRows = ReadHold(section, frame);
+    plan.isNoValueWhenRefused = ReadIsNoValueWhenRefused(section);
     plan.isInner = section.Flag("inner").value_or(false);
     if (const toml::table* const parameters = section.TableAt("parameters", "write: parameters = { name = value }"))
         for (const auto& [key, node] : *parameters)
-            plan.parameters.emplace(key.str(), ReadParameter(section, key.str(), node, settings));
+            plan.parameters.emplace(key.str(), ReadParameter(section, key.str(), node, frame.settings));
     return plan;
 }
 
@@ -253,7 +324,8 @@ ParametersByName ReadSettings(const Reader& section, const ParametersByName& giv
     for (const Entry& entry : EntriesOf(section, "settings")) {
         const auto value = ReadValue(section, *entry.node);
         if (!value)
-            throw Error(entry.place, "setting " + Quoted(entry.name) + " is neither a number nor a list", quotesHint);
+            throw Error(entry.place, "setting " + Quoted(entry.name) + " is neither a number, a list nor a duration",
+                        std::string(quotesHint) + "; " + durationHint);
         settings.emplace(entry.name, *value);
         places.push_back({entry.name, entry.place + ": setting " + Quoted(entry.name)});
     }
@@ -272,10 +344,10 @@ ParametersByName ReadSettings(const Reader& section, const ParametersByName& giv
 }
 
 /// Blocks and formulas in the order of their lines.
-std::vector<PlanLine> ReadLines(const Reader& section, const ParametersByName& settings) {
+std::vector<PlanLine> ReadLines(const Reader& section, const Frame& frame) {
     std::vector<std::pair<toml::source_position, PlanLine>> lines;
     for (const Section& channel : section.Tables("channels"))
-        lines.emplace_back(Reader(channel).Table().source().begin, ReadComputation(channel, settings));
+        lines.emplace_back(Reader(channel).Table().source().begin, ReadComputation(channel, frame));
     for (const Entry& entry : EntriesOf(section, "compute")) {
         const auto text = entry.node->value_exact<std::string>();
         if (!text)
@@ -284,7 +356,7 @@ std::vector<PlanLine> ReadLines(const Reader& section, const ParametersByName& s
                             ? "a name with a point in it stands in quotes: \"a.b\" = \"...\""
                             : "write it in quotes; what is the same in every row is a setting ([settings]) or "
                               "a constant ([[constants]])");
-        lines.emplace_back(entry.position, std::make_unique<Formula>(entry.name, *text, entry.place, settings));
+        lines.emplace_back(entry.position, std::make_unique<Formula>(entry.name, *text, entry.place, frame.settings));
     }
     std::stable_sort(lines.begin(), lines.end(), [](const auto& a, const auto& b) {
         return std::pair(a.first.line, a.first.column) < std::pair(b.first.line, b.first.column);
@@ -296,11 +368,17 @@ std::vector<PlanLine> ReadLines(const Reader& section, const ParametersByName& s
     return sorted;
 }
 
-void ReadFrame(const Reader& section, Plan& plan) {
+void ReadPlanTable(const Reader& section, Plan& plan, const ParametersByName& settings) {
     const toml::table* const table = section.TableAt("plan", "write: [plan]");
     if (table == nullptr)
         return;
-    const Reader frame(section.Inner(*table), {"output", "keep"});
+    const Reader frame(section.Inner(*table), {"output", "keep", "sample_period", "rows_when", "rows_before_change"});
+    plan.rowsWhen = frame.Text("rows_when").value_or("");
+    plan.rowsBeforeChange = frame.Text("rows_before_change").value_or("");
+    if (!plan.rowsWhen.empty() && !plan.rowsBeforeChange.empty())
+        throw Error(frame.PlaceOf(*frame.Find("rows_when")), "the plan has both rows_when and rows_before_change",
+                    "keep one of them");
+    plan.samplePeriod = ReadSeconds(frame, "sample_period", settings);
     plan.output = frame.Texts("output");
     const toml::node* const keep = frame.Find("keep");
     plan.keepsAll = keep != nullptr && keep->value_exact<std::string_view>() == "all";
@@ -309,6 +387,30 @@ void ReadFrame(const Reader& section, Plan& plan) {
                     R"(write: keep = ["operator", "comment"], or keep = "all")");
     if (!plan.keepsAll)
         plan.keep = frame.Texts("keep");
+}
+
+std::optional<RasterPlan> ReadRaster(const Reader& section, const ParametersByName& settings) {
+    const toml::table* const table = section.TableAt("raster", "write: [raster]");
+    if (table == nullptr)
+        return std::nullopt;
+    const Reader reader(section.Inner(*table), {"time", "period", "max_gap", "align", "max_step", "on_step"});
+    RasterPlan raster;
+    raster.place = reader.Place() + ": raster";
+    raster.time = reader.NeededText("time");
+    const auto period = ReadSeconds(reader, "period", settings);
+    if (!period || !std::isfinite(*period))
+        throw Error(raster.place, period ? "\"period\" has no end" : "\"period\" is missing",
+                    "write seconds, or a duration: period = \"100 ms\"");
+    raster.period = *period;
+    raster.maxGap = ReadSeconds(reader, "max_gap", settings).value_or(raster.maxGap);
+    raster.maxStep = ReadSeconds(reader, "max_step", settings).value_or(raster.maxStep);
+    raster.isAligned = reader.Flag("align").value_or(false);
+    const std::string onStep = reader.Text("on_step").value_or("error");
+    if (onStep != "error" && onStep != "reset")
+        throw Error(reader.PlaceOf(*reader.Find("on_step")), "\"on_step\" cannot be " + Quoted(onStep),
+                    R"(write "error", or "reset" to begin anew)");
+    raster.beginsAnewOnStep = onStep == "reset";
+    return raster;
 }
 
 std::shared_ptr<const PlanText> Parse(std::string_view text, const std::string& name) {
@@ -392,17 +494,22 @@ std::string Section::Written(std::string_view name) const {
 Plan ParsePlan(std::string_view text, const std::string& name, const ParametersByName& settings) {
     const std::shared_ptr<const PlanText> parsed = Parse(text, name);
     const Reader section(Section(parsed, &parsed->table));
-    section.Allow({"plan", "settings", "inputs", "constants", "channels", "compute", "plot", "recording"});
+    section.Allow({"plan", "settings", "inputs", "raster", "constants", "channels", "compute", "plot", "recording"});
     Plan plan;
     plan.name = name;
-    ReadFrame(section, plan);
     std::vector<Setting> places;
     const ParametersByName values = ReadSettings(section, settings, places);
+    ReadPlanTable(section, plan, values);
+    plan.raster = ReadRaster(section, values);
+    if (plan.raster && plan.samplePeriod)
+        throw Error(plan.raster->place, "the plan has both a raster and a sample_period",
+                    "keep one of them: the period of the raster is that of the rows");
+    const Frame frame{values, plan.raster ? plan.raster->period : plan.samplePeriod, plan.raster.has_value()};
     for (const Section& input : section.Tables("inputs"))
-        plan.inputs.push_back(ReadInput(input));
+        plan.inputs.push_back(ReadInput(input, frame));
     for (const Section& constant : section.Tables("constants"))
         plan.constants.push_back(ReadConstant(constant));
-    Assemble(plan, ReadLines(section, values), places);
+    Assemble(plan, ReadLines(section, frame), places);
     for (const std::string_view key : tablesOfHosts)
         if (const toml::table* const table = section.TableAt(key, ("write: [" + std::string(key) + "]").c_str()))
             plan.sections.emplace(key, section.Inner(*table));
@@ -412,12 +519,15 @@ Plan ParsePlan(std::string_view text, const std::string& name, const ParametersB
 }
 
 Value ParseValue(std::string_view text, const std::string& place) {
+    if (auto duration = ParseDuration(text))
+        return std::move(*duration);
     const std::shared_ptr<const PlanText> parsed = Parse("value = " + std::string(text), place);
     const Reader section(Section(parsed, &parsed->table));
     if (const toml::node* const node = section.Find("value"); node != nullptr && parsed->table.size() == 1)
         if (const auto value = ReadValue(section, *node))
             return *value;
-    throw Error(place, Quoted(text) + " is no value", "write a number, true, false or a list of pairs");
+    throw Error(place, Quoted(text) + " is no value",
+                std::string("write a number, true, false or a list of pairs; ") + durationHint);
 }
 
 Plan LoadPlan(const std::string& file, const ParametersByName& settings) {

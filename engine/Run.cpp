@@ -1,7 +1,9 @@
 #include "engine/Computation.h"
 #include "engine/Engine.h"
 #include "engine/Order.h"
+#include "engine/Raster.h"
 #include "engine/RowTime.h"
+#include "engine/Selection.h"
 #include "vocabulary/Help.h"
 #include "vocabulary/Quote.h"
 
@@ -40,6 +42,12 @@ public:
                         "compute one of its operands from others");
         for (const std::size_t computation : found.sequence)
             order.push_back(&computations[computation]);
+        if (!plan.rowsWhen.empty())
+            selection.emplace(Truth(At(Find(plan.rowsWhen, plan.name + ": rows_when"))));
+        if (!plan.rowsBeforeChange.empty())
+            selection.emplace(Changes(At(Find(plan.rowsBeforeChange, plan.name + ": rows_before_change"))));
+        before.samples.resize(channels.size());
+        before.statuses.resize(computations.size());
         std::unordered_set<std::size_t> chosen;
         for (const std::string& name : plan.output) {
             output.push_back(Find(name, plan.name + ": output"));
@@ -63,12 +71,100 @@ public:
 
     void PutInto(std::size_t channel, void* samples) {
         if (memory.at(channel).empty())
-            throw std::invalid_argument("Vel::Engine::Run::PutInto: not a result");
+            throw std::invalid_argument("Vel::Engine::Run::PutInto: the samples are not the engine's");
         columns[channel].first = samples != nullptr ? samples : memory[channel].data();
+    }
+
+    /// The columns of inputs of a block, held where the plan wants it.
+    void TakeInputs(std::span<const Column> given) {
+        if (holds.empty() && !raster) {
+            std::copy(given.begin(), given.end(), columns.begin());
+            return;
+        }
+        for (std::size_t input = 0; input < inputs; ++input)
+            if (memory[input].empty())
+                columns[input] = given[input];
+        for (auto& [input, hold] : holds)
+            std::visit([&, &input = input, &hold = hold]<class T>(
+                           T noValue) { TakeHeld(given[input], Samples<T>(columns[input]), rows, hold, noValue); },
+                       channels[input].noValue);
+    }
+
+    /// Computes the block whose inputs are there.
+    void Compute(std::size_t itsRows) {
+        rows = itsRows;
+        const Computation::LoopKind kind = areStatusesWanted ? Computation::withStatuses
+                                           : rows == 1       ? Computation::oneRow
+                                                             : Computation::plain;
+        for (Computation* const computation : order)
+            computation->Run(kind, rows);
+        if (selection)
+            selection->Choose(rows, raster && raster->IsRestart());
+    }
+
+    /// Before the next block: keeps the last row, if it may become one of the result.
+    void KeepRow() {
+        if (!selection || !selection->IsWaiting() || rows == 0)
+            return;
+        before.source = SourceOf(rows - 1);
+        for (std::size_t channel = 0; channel < channels.size(); ++channel)
+            std::visit([&]<class T>(T) { before.samples[channel].Set(columns[channel].At<T>(rows - 1)); },
+                       channels[channel].noValue);
+        if (areStatusesWanted)
+            for (std::size_t i = 0; i < computations.size(); ++i)
+                before.statuses[i] = computations[i].Statuses(rows).back();
+    }
+
+    /// Of a row of the block.
+    std::uint64_t SourceOf(std::size_t row) const { return raster ? raster->Sources()[row] : rowsBefore + row; }
+
+    /// Calls a function with each row of the result: its number there, and that in the block.
+    template <class TFunction>
+    void ForEachResultRow(TFunction function) const {
+        for (std::size_t i = 0; i < (selection ? selection->Rows().size() : rows); ++i)
+            function(i, selection ? selection->Rows()[i] : i);
+    }
+
+    /// At the end: the last row, if it is one of the result.
+    bool ChooseLast() {
+        if (!selection)
+            return false;
+        KeepRow();
+        rows = 0;
+        selection->End();
+        return !selection->Rows().empty();
+    }
+
+    /// Makes the next block of the raster and computes it. False: there is none.
+    bool ComputeRaster() {
+        KeepRow();
+        rows = raster->Make();
+        if (rows == 0) {
+            if (selection)
+                selection->Choose(0, false);
+            return false;
+        }
+        if (raster->IsRestart()) {
+            for (Computation* const computation : order)
+                computation->Restart();
+            for (auto& [input, hold] : holds)
+                hold.Forget();
+        }
+        TakeInputs(columns);
+        Compute(rows);
+        return true;
     }
 
     std::size_t mostRows;
     RowTime rowTime;
+    std::optional<Raster> raster;
+    std::optional<Selection> selection;
+    struct {
+        std::vector<SampleCell> samples; ///< of all channels
+        std::vector<Status> statuses;    ///< of all computations
+        std::uint64_t source = 0;
+    } before;                     ///< the last row of the block before
+    std::uint64_t rowsBefore = 0; ///< of the recording, those before the block
     std::size_t inputs = 0;
     std::vector<Channel> channels;
     std::vector<Column> columns;
@@ -79,10 +175,19 @@ public:
     std::vector<bool> isGuarded;     ///< of computations: not to be warned of
     std::vector<std::pair<std::size_t, std::size_t>> resultsOf;
     std::vector<std::vector<std::size_t>> operandsOf;
-    std::size_t rows = 0; ///< of the last block
+    std::vector<std::vector<std::byte>> memory; ///< of what the engine makes; the library makes its samples of these
+    std::size_t rows = 0;                       ///< of the last block
     bool areStatusesWanted = false;
 
 private:
+    template <Sample T>
+    static void TakeHeld(const Column& given, T* samples, std::size_t rows, Hold& hold, T noValue) {
+        for (std::size_t row = 0; row < rows; ++row) {
+            samples[row] = given.At<T>(row);
+            hold.Apply(samples[row], noValue);
+        }
+    }
+
     static constexpr std::size_t notComputed = std::numeric_limits<std::size_t>::max();
 
     std::size_t Add(const std::string& place, const Channel& channel, bool isStep, std::size_t computation) {
@@ -97,9 +202,26 @@ private:
     }
 
     void AddInputs(const Plan& plan) {
-        for (const InputPlan& input : plan.inputs)
-            Add(input.place, input.channel, false, notComputed);
+        for (const InputPlan& input : plan.inputs) {
+            const std::size_t index = Add(input.place, input.channel, false, notComputed);
+            if (input.holdRows != 0 || plan.raster)
+                MakeMemory(index);
+            if (input.holdRows != 0)
+                holds.emplace_back(index, Hold(input.holdRows));
+        }
         inputs = channels.size();
+        if (plan.raster) {
+            std::vector<ChannelAtWork> ofRaster;
+            for (std::size_t input = 0; input < inputs; ++input)
+                ofRaster.push_back(At(input));
+            raster.emplace(plan, std::move(ofRaster), mostRows);
+        }
+    }
+
+    void MakeMemory(std::size_t channel) {
+        const std::size_t size = channels[channel].Type().size;
+        memory[channel].resize(mostRows * size);
+        columns[channel] = {memory[channel].data(), static_cast<std::ptrdiff_t>(size)};
     }
 
     void AddConstants(const Plan& plan) {
@@ -113,10 +235,7 @@ private:
         const std::size_t computation = resultsOf.size();
         resultsOf.emplace_back(channels.size(), plan.results.size());
         for (const Channel& channel : plan.results) {
-            const std::size_t index = Add(plan.place, channel, plan.isInner, computation);
-            const std::size_t size = channel.Type().size;
-            memory[index].resize(mostRows * size);
-            columns[index] = {memory[index].data(), static_cast<std::ptrdiff_t>(size)};
+            MakeMemory(Add(plan.place, channel, plan.isInner, computation));
         }
     }
 
@@ -135,7 +254,18 @@ private:
         std::vector<ChannelAtWork> results;
         for (std::size_t index = first; index < first + count; ++index)
             results.push_back(At(index));
-        computations.emplace_back(plan, std::move(results), std::move(operands)).ReserveStatuses(mostRows);
+        ResetChannels resets;
+        const auto need = [&](const std::string& name, std::optional<ChannelAtWork>& reset) {
+            if (name.empty())
+                return;
+            const std::size_t channel = Find(name, plan.place);
+            reset = At(channel);
+            if (computedBy[channel] != notComputed)
+                needs.push_back(computedBy[channel]);
+        };
+        need(plan.resetWhen, resets.when);
+        need(plan.resetOnChange, resets.onChange);
+        computations.emplace_back(plan, std::move(results), std::move(operands), resets).ReserveStatuses(mostRows);
         return needs;
     }
 
@@ -153,8 +283,8 @@ private:
 
     std::vector<std::size_t> computedBy; ///< of channels: the computation
     std::unordered_map<std::string_view, std::size_t> indices;
-    std::vector<std::vector<std::byte>> memory; ///< of results; the library makes its samples of these bytes
     std::deque<SampleCell> constants;
+    std::vector<std::pair<std::size_t, Hold>> holds; ///< of inputs
 };
 
 Run::Run(const Plan& plan, std::size_t mostRows) : parts(std::make_unique<Parts>(plan, mostRows)) {}
@@ -185,18 +315,75 @@ void Run::MakeStatuses(bool areWanted) {
 void Run::PutInto(std::size_t channel, void* samples) { parts->PutInto(channel, samples); }
 
 void Run::Feed(std::span<const Column> inputs, std::size_t rows) {
-    if (inputs.size() != parts->inputs || rows > parts->mostRows)
+    if (inputs.size() != parts->inputs || (rows > parts->mostRows && !parts->raster))
         throw std::invalid_argument("Vel::Engine::Run::Feed: other columns or more rows than agreed");
-    std::copy(inputs.begin(), inputs.end(), parts->columns.begin());
-    parts->rows = rows;
-    const Computation::LoopKind kind = parts->areStatusesWanted ? Computation::withStatuses
-                                       : rows == 1              ? Computation::oneRow
-                                                                : Computation::plain;
+    if (parts->raster) {
+        parts->raster->Take(inputs, rows);
+        parts->ComputeRaster();
+        return;
+    }
+    parts->KeepRow();
+    parts->rowsBefore += std::exchange(parts->rows, rows);
+    parts->TakeInputs(inputs);
     if (parts->areStatusesWanted)
         parts->rowTime.Look(inputs, rows);
-    for (Computation* const computation : parts->order)
-        computation->Run(kind, rows);
+    parts->Compute(rows);
 }
+
+bool Run::Continue() {
+    if (!parts->raster)
+        return false;
+    return parts->ComputeRaster() || (parts->raster->HasEnded() && parts->ChooseLast());
+}
+
+bool Run::End() {
+    if (parts->raster) {
+        parts->raster->End();
+        if (parts->ComputeRaster())
+            return true;
+    }
+    return parts->ChooseLast();
+}
+
+bool Run::ChoosesRows() const { return parts->selection.has_value(); }
+
+std::size_t Run::ResultRows() const { return parts->selection ? parts->selection->Rows().size() : parts->rows; }
+
+void Run::CopyResult(std::size_t channel, void* samples) const {
+    std::visit(
+        [&]<class T>(T) {
+            parts->ForEachResultRow([&](std::size_t i, std::size_t row) {
+                static_cast<T*>(samples)[i] =
+                    row == rowBefore ? parts->before.samples[channel].Get<T>() : parts->columns[channel].At<T>(row);
+            });
+        },
+        parts->channels.at(channel).noValue);
+}
+
+void Run::CopyStatuses(std::size_t computation, Status* statuses) const {
+    const std::span<const Status> ofBlock = StatusesOf(computation);
+    if (parts->areStatusesWanted)
+        parts->ForEachResultRow([&](std::size_t i, std::size_t row) {
+            statuses[i] = row == rowBefore ? parts->before.statuses[computation] : ofBlock[row];
+        });
+}
+
+std::uint64_t Run::SourceOf(std::size_t resultRow) const {
+    const std::size_t row = parts->selection ? parts->selection->Rows()[resultRow] : resultRow;
+    return row == rowBefore ? parts->before.source : parts->SourceOf(row);
+}
+
+std::vector<std::uint64_t> Run::SourcesInUse() const {
+    std::vector<std::uint64_t> sources;
+    if (parts->raster)
+        sources.push_back(parts->raster->LastSource());
+    if (parts->selection && parts->selection->IsWaiting())
+        sources.push_back(parts->rows == 0 ? parts->before.source : parts->SourceOf(parts->rows - 1));
+    return sources;
+}
+
+std::size_t Run::Rows() const { return parts->rows; }
+bool Run::Makes(std::size_t channel) const { return !parts->memory.at(channel).empty(); }
 
 Column Run::ColumnOf(std::size_t channel) const { return parts->columns.at(channel); }
 
@@ -216,7 +403,9 @@ const Step& Run::LastStepOf(std::size_t computation) const { return parts->compu
 
 std::vector<Warning> Run::Warnings() const {
     std::vector<Warning> warnings;
-    if (auto warning = parts->rowTime.FindWarning())
+    if (parts->raster)
+        warnings = parts->raster->FindWarnings();
+    else if (auto warning = parts->rowTime.FindWarning())
         warnings.push_back(std::move(*warning));
     for (std::size_t i = 0; i < parts->computations.size(); ++i)
         if (auto warning = parts->isGuarded[i] ? std::nullopt : parts->computations[i].FindWarning())

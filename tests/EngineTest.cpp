@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <functional>
 #include <numeric>
+#include <set>
 
 using namespace VelChecks;
 using namespace Vel::Engine;
@@ -111,6 +112,56 @@ TEST(Engine, ComputesEveryRowAsTheBareOperationHoweverItIsCut) {
             if (testing::Test::HasFatalFailure())
                 return;
         }
+}
+
+/// The results of the rows from one on, each as its bits.
+std::vector<SampleBits> ResultsFrom(std::size_t first, PlanRun& run, const Expected& expected,
+                                    const std::vector<std::uint8_t>& begins) {
+    std::vector<Column> columns;
+    for (const auto& operand : expected.operands)
+        columns.push_back({operand[first].Address(), sizeof(SampleCell)});
+    columns.push_back({&begins[first], 1});
+    run.Feed(columns, length - first);
+    std::vector<SampleBits> bits;
+    for (std::size_t i = 0; i < expected.results.size(); ++i)
+        for (std::size_t row = 0; row < length - first; ++row)
+            bits.push_back(WithType(run.Channels()[run.Inputs() + i].Type().letter,
+                                    [&]<class T>(T) { return BitsOf(run.ColumnOf(run.Inputs() + i).At<T>(row)); }));
+    return bits;
+}
+
+TEST(Engine, BeginsAnewAsARecordingThatBeginsThere) {
+    constexpr std::size_t reset = 117;
+    SeededChoice seeded(7);
+    const Choose choose = std::ref(seeded);
+    std::vector<std::uint8_t> begins(length);
+    begins[0] = begins[reset] = 1;
+    std::set<std::string> exceptions;
+    for (const Row& row : AllRows())
+        for (const bool noValueAware : {false, true}) {
+            const Vel::Twin idle = noValueAware ? Vel::Twin::OnlyPlain : Vel::Twin::OnlyAware;
+            if (!CanBeCut(row) || row.operation->traits.twin == idle)
+                continue;
+            ParametersByName parameters;
+            do
+                parameters = ChooseParametersByName(row, choose);
+            while (!IsComputable(*row.operation, parameters));
+            if (noValueAware)
+                parameters.erase("no_value_limit");
+            const Expected expected(row, noValueAware, parameters, choose);
+            Plan plan = PlanOf(row, noValueAware, parameters);
+            plan.inputs.push_back({"row", {"begins", Vel::DefaultNoValue('B')}});
+            PlanRun there(plan, length);
+            const std::vector<SampleBits> fresh = ResultsFrom(reset, there, expected, begins);
+            plan.computations[0].resetWhen = "begins";
+            PlanRun run(plan, length);
+            const std::vector<SampleBits> all = ResultsFrom(0, run, expected, begins);
+            for (std::size_t i = 0; i < expected.results.size(); ++i)
+                for (std::size_t k = 0; k < length - reset; ++k)
+                    if (all[i * length + reset + k] != fresh[i * (length - reset) + k])
+                        exceptions.insert(row.Title(noValueAware));
+        }
+    EXPECT_EQ(exceptions, std::set<std::string>());
 }
 
 const std::string inputs = "[[inputs]]\nname = \"a\"\ntype = \"TYPE\"\n[[inputs]]\nname = \"b\"\ntype = \"TYPE\"\n";

@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <future>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <unordered_set>
@@ -72,16 +73,14 @@ class OutputBlocks {
 public:
     OutputBlocks(const Plan& plan, Run& itsRun, std::size_t mostRows, bool withStatus)
         : run(itsRun), computations(withStatus ? OuterComputations(itsRun) : std::vector<std::size_t>()) {
-        std::size_t firstResult = run.Channels().size();
-        for (std::size_t i = 0; i < run.Computations(); ++i)
-            firstResult = std::min(firstResult, run.ResultsOf(i).first);
+        const std::size_t rowsOfResult = mostRows + (run.ChoosesRows() ? 1 : 0); // that of the block before
         for (const std::size_t channel : run.Output())
-            outputs.push_back(
-                {channel, channel >= firstResult, channel < run.Inputs() ? plan.inputs[channel].time : std::nullopt});
+            outputs.push_back({channel, run.ChoosesRows() || run.Makes(channel),
+                               channel < run.Inputs() ? plan.inputs[channel].time : std::nullopt});
         for (Output& output : outputs)
-            if (output.isResult)
+            if (output.isOwn)
                 for (auto& samples : output.memory)
-                    samples.resize(mostRows * run.Channels()[output.channel].Type().size);
+                    samples.resize(rowsOfResult * run.Channels()[output.channel].Type().size);
     }
 
     std::vector<ResultColumn> ResultColumns() const {
@@ -107,28 +106,36 @@ public:
     /// Before a block is fed: its results go where those of the block before are not.
     void Begin() {
         next = 1 - next;
-        for (Output& output : outputs)
-            if (output.isResult)
-                run.PutInto(output.channel, output.memory[next].data());
+        if (!run.ChoosesRows())
+            for (Output& output : outputs)
+                if (output.isOwn)
+                    run.PutInto(output.channel, output.memory[next].data());
     }
-    /// What the writer writes of the block that has been fed.
-    std::vector<Column> Columns() const {
+    /// What the writer writes of the block that has been computed.
+    std::vector<Column> Columns() {
         std::vector<Column> columns;
-        for (const Output& output : outputs)
-            columns.push_back(run.ColumnOf(output.channel));
+        for (Output& output : outputs) {
+            if (run.ChoosesRows()) {
+                const std::size_t size = run.Channels()[output.channel].Type().size;
+                run.CopyResult(output.channel, output.memory[next].data());
+                columns.push_back({output.memory[next].data(), static_cast<std::ptrdiff_t>(size)});
+            } else {
+                columns.push_back(run.ColumnOf(output.channel));
+            }
+        }
         return columns;
     }
     std::vector<std::vector<Status>> Statuses() const {
         std::vector<std::vector<Status>> statuses;
         for (const std::size_t i : computations)
-            statuses.emplace_back(run.StatusesOf(i).begin(), run.StatusesOf(i).end());
+            run.CopyStatuses(i, statuses.emplace_back(run.ResultRows()).data());
         return statuses;
     }
 
 private:
     struct Output {
         std::size_t channel;
-        bool isResult;
+        bool isOwn;                        ///< its samples stand in this memory
         std::optional<Vel::TimeForm> time; ///< of an input
         std::array<std::vector<std::byte>, 2> memory = {};
     };
@@ -136,6 +143,59 @@ private:
     Run& run;
     std::vector<std::size_t> computations; ///< with a column of statuses
     std::vector<Output> outputs;
+    std::size_t next = 0;
+};
+
+/// The texts of kept columns for the rows of a result.
+class KeptTexts {
+public:
+    /// `isCopied`: the rows of the result are not those of the recording.
+    KeptTexts(const CsvReader& itsRecording, const Run& itsRun, bool itsIsCopied)
+        : recording(itsRecording), run(itsRun), isCopied(itsIsCopied), count(recording.KeptNames().size()) {
+        for (auto& columns : copies)
+            columns.resize(count);
+    }
+
+    /// For the rows of the result that have just been computed. They stay while the next ones are.
+    std::vector<const TextColumn*> Columns() {
+        next = 1 - next;
+        std::vector<const TextColumn*> columns;
+        for (std::size_t i = 0; i < count; ++i)
+            columns.push_back(isCopied ? &Copy(i) : &recording.TextsOf(i));
+        return columns;
+    }
+    /// Behind a block of the recording: saves what later rows of the result may show of it.
+    void EndBlock(std::size_t rows) {
+        if (isCopied && count != 0) {
+            std::map<std::uint64_t, std::vector<std::string>> stillUsed;
+            for (const std::uint64_t row : run.SourcesInUse())
+                for (std::size_t i = 0; i < count; ++i)
+                    stillUsed[row].emplace_back(At(i, row));
+            saved = std::move(stillUsed);
+        }
+        firstRow += rows;
+    }
+
+private:
+    const TextColumn& Copy(std::size_t column) {
+        TextColumn& copy = copies[next][column];
+        copy.Clear();
+        for (std::size_t row = 0; row < run.ResultRows(); ++row)
+            copy.Append(At(column, run.SourceOf(row)));
+        return copy;
+    }
+    std::string_view At(std::size_t column, std::uint64_t row) const {
+        return row < firstRow ? std::string_view(saved.at(row)[column])
+                              : recording.TextsOf(column).At(static_cast<std::size_t>(row - firstRow));
+    }
+
+    const CsvReader& recording;
+    const Run& run;
+    bool isCopied;
+    std::size_t count;
+    std::uint64_t firstRow = 0; ///< of the block of the recording
+    std::map<std::uint64_t, std::vector<std::string>> saved;
+    std::array<std::vector<TextColumn>, 2> copies;
     std::size_t next = 0;
 };
 
@@ -162,13 +222,14 @@ struct Work {
     OutputBlocks& output;
     CsvWriter& result;
     Picture* picture;
+    bool isResampled; ///< onto a raster
 };
 
 /// Returns the number of rows.
 std::uint64_t ReplayRows(const Work& work) {
     Progress progress(work.recording.Size());
     std::vector<Column> inputs(work.run.Inputs());
-    std::vector<const TextColumn*> texts(work.recording.KeptNames().size());
+    KeptTexts texts(work.recording, work.run, work.isResampled || work.run.ChoosesRows());
     std::uint64_t total = 0;
     std::future<void> writing; // of the last block, while the next one is read and computed
     const auto readBlock = [&] {
@@ -180,27 +241,37 @@ std::uint64_t ReplayRows(const Work& work) {
             throw;
         }
     };
+    // A block has been computed: it is written while the next one comes.
+    const auto takeBlock = [&] {
+        total += work.run.Rows();
+        if (work.picture != nullptr)
+            work.picture->Take(work.run.Rows());
+        if (writing.valid())
+            writing.get();
+        work.output.HandOnTimeStyles(work.recording, work.result);
+        writing = std::async(std::launch::async, [&work, rows = work.run.ResultRows(), texts = texts.Columns(),
+                                                  columns = work.output.Columns(), statuses = work.output.Statuses()] {
+            work.result.WriteRows({rows, columns, statuses, texts});
+            if (work.recording.IsLive())
+                work.result.Flush();
+        });
+        work.output.Begin();
+    };
+    work.output.Begin();
     while (const std::size_t rows = readBlock()) {
         for (std::size_t i = 0; i < inputs.size(); ++i)
             inputs[i] = work.recording.ColumnOf(i);
-        work.output.Begin();
         work.run.Feed(inputs, rows);
-        if (work.picture != nullptr)
-            work.picture->Take(rows);
-        if (writing.valid())
-            writing.get();
-        for (std::size_t i = 0; i < texts.size(); ++i)
-            texts[i] = &work.recording.TextsOf(i);
-        work.output.HandOnTimeStyles(work.recording, work.result);
-        writing = std::async(std::launch::async,
-                             [&work, rows, texts, columns = work.output.Columns(), statuses = work.output.Statuses()] {
-                                 work.result.WriteRows({rows, columns, statuses, texts});
-                                 if (work.recording.IsLive())
-                                     work.result.Flush();
-                             });
-        total += rows;
+        do
+            takeBlock();
+        while (work.run.Continue());
+        texts.EndBlock(rows);
         progress.Show(work.recording.Position());
     }
+    if (work.run.End())
+        do
+            takeBlock();
+        while (work.run.Continue());
     if (writing.valid())
         writing.get();
     return total;
@@ -304,7 +375,7 @@ Outcome Replay(const Options& options) {
     if (recording.IsLive())
         result.Flush();
 
-    const Work work{recording, run, output, result, picture ? &*picture : nullptr};
+    const Work work{recording, run, output, result, picture ? &*picture : nullptr, plan.raster.has_value()};
     const std::uint64_t rows = ReplayRowsOrLeavePart(work);
     result.Keep();
     if (picture)

@@ -92,6 +92,8 @@ private:
         const Step& step = run.LastStepOf(computation);
         std::printf("    %s%s on %s\n", what.operation.c_str(), what.noValueAware ? "" : " (not NoValue-aware)",
                     operands.empty() ? "no operand" : Listed(operands).c_str());
+        if (step.wasReset)
+            std::printf("    began anew before this row\n");
         if (!step.wasCalled)
             std::printf("    was not asked: the lowest number by -1 would crash it\n");
         else
@@ -99,10 +101,10 @@ private:
         if (step.wasRewritten)
             std::printf("    its window has no sample to show, so the result has none\n");
         std::printf("    %s%s\n", std::string(Vel::statusTexts[static_cast<std::size_t>(step.status)]).c_str(),
-                    Reason(step, Listed(missing)).c_str());
+                    Reason(what, step, Listed(missing)).c_str());
     }
 
-    static std::string Reason(const Step& step, const std::string& missing) {
+    static std::string Reason(const ComputationPlan& what, const Step& step, const std::string& missing) {
         switch (step.status) {
         case Vel::Status::Computed:
             return step.answer || missing.empty() ? "" : " without " + missing;
@@ -110,7 +112,10 @@ private:
             return missing.empty() ? ": the operation has no value to show, or it is the NoValue of the channel"
                                    : std::string(": there is no sample of ").append(missing);
         case Vel::Status::Refused:
-            return ": the operation refuses these samples, and the result stays as it was";
+            return what.isNoValueWhenRefused ? ": the operation refuses these samples, and the result has none then"
+                                             : ": the operation refuses these samples, and the result stays as it was";
+        case Vel::Status::Held:
+            return ": there is no sample, and the last one stands in for it";
         }
         return {};
     }

@@ -46,7 +46,8 @@ enum class Status : std::uint8_t {
     Computed,
     NoValue, ///< the result has no sample: an operand has none, or the operation says so
     Refused, ///< the operation did not compute from these samples, and the result stays as it was
+    Held,    ///< there is no sample, and the last one stands in for it
 };
-inline constexpr std::array<std::string_view, 3> statusTexts{"computed", "no value", "refused"};
+inline constexpr std::array<std::string_view, 4> statusTexts{"computed", "no value", "refused", "held"};
 
 } // namespace Vel
