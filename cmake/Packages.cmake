@@ -55,7 +55,7 @@ files for CMake and pkg-config, and the reference of all operations.")
 set(CPACK_DEBIAN_HOST_PACKAGE_NAME velreplay)
 set(CPACK_DEBIAN_HOST_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_HOST_PACKAGE_DEPENDS
-    "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} (>= ${PROJECT_VERSION})")
+    "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} (>= ${PROJECT_VERSION}), tzdata")
 set(CPACK_DEBIAN_HOST_PACKAGE_RECOMMENDS gnuplot-nox)
 set(CPACK_COMPONENT_HOST_DESCRIPTION "replays measurement recordings through computed channels
 velreplay reads a recording (CSV), computes channels from its channels as a

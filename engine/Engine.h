@@ -114,6 +114,7 @@ public:
     std::string Place() const;
     bool Has(std::string_view key) const;
     std::optional<bool> Flag(std::string_view key) const;
+    std::optional<std::int64_t> Whole(std::string_view key) const;
     std::optional<std::string> Text(std::string_view key) const;
     std::string NeededText(std::string_view key) const;
     /// A list of texts; empty if the key is not there.

@@ -434,6 +434,10 @@ bool Section::Has(std::string_view key) const { return Reader(*this).Find(key) !
 
 std::optional<bool> Section::Flag(std::string_view key) const { return Reader(*this).Get<bool>(key, "true or false"); }
 
+std::optional<std::int64_t> Section::Whole(std::string_view key) const {
+    return Reader(*this).Get<std::int64_t>(key, "a whole number");
+}
+
 std::optional<std::string> Section::Text(std::string_view key) const {
     return Reader(*this).Get<std::string>(key, "a text in quotes");
 }

@@ -65,14 +65,14 @@ Table ReadTable(const MemoryFile& file, Vel::Recordings::CsvFormat format, std::
                 std::span<const ChannelType> wanted) {
     Table table;
     try {
-        Vel::Recordings::CsvReader reader(file.Name(), format, blockBytes, [] { return false; });
-        std::vector<std::string> names;
+        Vel::Recordings::CsvReader reader({file.Name()}, format, blockBytes, [] { return false; });
+        std::vector<Vel::Recordings::WantedColumn> columnsWanted;
         for (const ChannelType& channel : wanted)
-            names.push_back(channel.name);
-        reader.ReadHeader(wanted, names);
+            columnsWanted.push_back({channel, channel.name});
+        reader.ReadHeader(columnsWanted);
         table.hasHeader = true;
         while (const std::size_t rows = reader.ReadBlock()) {
-            Require(rows <= Vel::Recordings::CsvReader::MostRows(blockBytes, names), "rows of a block");
+            Require(rows <= Vel::Recordings::CsvReader::MostRows(blockBytes, columnsWanted), "rows of a block");
             std::vector<Column> columns;
             for (std::size_t i = 0; i < wanted.size(); ++i)
                 columns.push_back(reader.ColumnOf(i));
@@ -84,6 +84,13 @@ Table ReadTable(const MemoryFile& file, Vel::Recordings::CsvFormat format, std::
         RequireMessage(table.failure);
     }
     return table;
+}
+
+std::vector<Vel::Recordings::ResultColumn> AsResult(std::span<const ChannelType> channels) {
+    std::vector<Vel::Recordings::ResultColumn> columns;
+    for (const ChannelType& channel : channels)
+        columns.push_back({channel});
+    return columns;
 }
 
 std::string AsReadBack(std::span<const ChannelType> channels, std::span<const Column> columns, std::size_t rows) {

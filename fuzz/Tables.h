@@ -1,13 +1,14 @@
 /// Tables in memory, as files that readers and writers of recordings open by name.
 #pragma once
 
-#include "recordings/CsvFormat.h"
+#include "recordings/CsvWriter.h"
 #include "vocabulary/Columns.h"
 
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace VelFuzz {
 
@@ -38,6 +39,9 @@ struct Table {
 /// Reads a table in blocks of so many bytes, and requires of the reader what it promises of blocks and messages.
 Table ReadTable(const MemoryFile& file, Vel::Recordings::CsvFormat format, std::size_t blockBytes,
                 std::span<const Vel::ChannelType> wanted);
+
+/// Channels as columns of a result.
+std::vector<Vel::Recordings::ResultColumn> AsResult(std::span<const Vel::ChannelType> channels);
 
 /// The bytes of the samples that a reader makes of columns that have been written.
 std::string AsReadBack(std::span<const Vel::ChannelType> channels, std::span<const Vel::Column> columns,

@@ -68,9 +68,9 @@ void Compute(const Plan& plan) {
     }
     const MemoryFile file;
     {
-        Vel::Recordings::CsvWriter writer(file.Name(), {}, channels);
+        Vel::Recordings::CsvWriter writer(file.Name(), {}, AsResult(channels));
         writer.WriteHeader({});
-        writer.WriteRows(rows, columns, {});
+        writer.WriteRows({rows, columns});
         writer.Keep();
     }
     const Table table = ReadTable(file, {}, 4096, channels);

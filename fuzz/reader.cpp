@@ -55,9 +55,9 @@ void RequireRoundTrip(const Table& table, CsvFormat format, const std::vector<Ch
     }
     const MemoryFile file;
     {
-        Vel::Recordings::CsvWriter writer(file.Name(), format, channels);
+        Vel::Recordings::CsvWriter writer(file.Name(), format, AsResult(channels));
         writer.WriteHeader({});
-        writer.WriteRows(table.rows, columns, {});
+        writer.WriteRows({table.rows, columns});
         writer.Keep();
     }
     const Table again = ReadTable(file, format, largeBlock, channels);
@@ -71,6 +71,12 @@ void Run(FuzzedDataProvider& bytes) {
     CsvFormat format;
     format.decimalComma = choose(4) == 0;
     format.separator = format.decimalComma ? ';' : separators[choose(separators.size())];
+    if (choose(4) == 0)
+        format.thousands = format.decimalComma ? "." : "'";
+    if (choose(4) == 0)
+        format.missing = {"-", "NULL"};
+    format.takesBadCells = choose(4) == 0;
+    format.takesNoValues = choose(4) == 0;
     const std::vector<ChannelType> channels = ChooseChannels(choose);
     const std::string text = bytes.ConsumeRemainingBytesAsString();
 

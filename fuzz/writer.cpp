@@ -53,9 +53,9 @@ public:
     void Run() const {
         const MemoryFile file;
         {
-            Vel::Recordings::CsvWriter writer(file.Name(), format, channels);
+            Vel::Recordings::CsvWriter writer(file.Name(), format, AsResult(channels));
             writer.WriteHeader(statusNames);
-            writer.WriteRows(rows, columns, statuses);
+            writer.WriteRows({rows, columns, statuses});
             writer.Keep();
         }
         // Text columns are read as those that nobody wants.

@@ -1,26 +1,20 @@
 #include "recordings/CsvReader.h"
 
 #include "recordings/Misread.h"
+#include "recordings/NumberForms.h"
 #include "recordings/Numbers.h"
 #include "vocabulary/Quote.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <new>
 #include <unordered_map>
 #include <unordered_set>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 namespace Vel::Recordings {
 
 namespace {
 
-constexpr int noticeMilliseconds = 500;
 constexpr std::size_t longestCell = std::size_t{1} << 24;
 constexpr std::size_t cellSteps = 4096; // by which the room for a cell grows
 constexpr std::size_t mostBeginning = std::size_t{1} << 16;
@@ -28,61 +22,81 @@ constexpr std::size_t mostFaults = 20; // that are listed
 
 } // namespace
 
-CsvReader::CsvReader(const std::string& itsName, CsvFormat itsFormat, std::size_t blockBytes,
+/// A text of a row that the last block has begun.
+void CsvReader::Texts::Carry(std::size_t row) {
+    blocks[filled].Clear();
+    if (row < Finished().Rows())
+        blocks[filled].Append(Finished().At(row));
+}
+
+CsvReader::CsvReader(std::vector<std::string> itsFiles, CsvFormat itsFormat, std::size_t blockBytes,
                      std::function<bool()> itsIsInterrupted)
-    : name(itsName == "-" ? "standard input" : itsName),
-      format(itsFormat),
+    : files(std::move(itsFiles)),
+      format(std::move(itsFormat)),
+      hasOtherForms(format.decimalComma || !format.thousands.empty() || !format.missing.empty()),
       isInterrupted(std::move(itsIsInterrupted)),
       bytes(blockBytes) {
-    file = itsName == "-" ? dup(STDIN_FILENO) : open(itsName.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file == -1)
-        throw Error(name, "the recording cannot be opened: " + ErrorText(), "name a CSV file, or - for standard input");
-    struct stat status {};
-    if (itsName != "-" && fstat(file, &status) == 0 && S_ISREG(status.st_mode))
-        size = static_cast<std::uint64_t>(status.st_size);
+    for (const std::string& file : files) // so that a late one does not fail a long run
+        if (const auto fileSize = Source::SizeOf(file); size && fileSize)
+            *size += *fileSize;
+        else
+            size.reset();
+    OpenNext();
     if (csv_init(&parser, CSV_REPALL_NL | CSV_STRICT | CSV_STRICT_FINI) != 0)
         throw Error(name, "the CSV parser cannot start");
-    hasParser = true;
     csv_set_blk_size(&parser, cellSteps);
     csv_set_delim(&parser, static_cast<unsigned char>(format.separator));
 }
 
-CsvReader::~CsvReader() {
-    if (hasParser)
-        csv_free(&parser);
-    if (file != -1)
-        close(file);
-}
+CsvReader::~CsvReader() { csv_free(&parser); }
 
 /// Each cell takes a character, its separator or the line end, and a row that is not empty at least two.
-std::size_t CsvReader::MostRows(std::size_t blockBytes, std::span<const std::string> columnNames) {
-    const std::unordered_set<std::string_view> cells(columnNames.begin(), columnNames.end());
+std::size_t CsvReader::MostRows(std::size_t blockBytes, std::span<const WantedColumn> wanted) {
+    std::unordered_set<std::string_view> cells;
+    for (const WantedColumn& column : wanted)
+        cells.insert(column.column);
     return blockBytes / std::max<std::size_t>(2, cells.size()) + 1;
 }
 
-void CsvReader::ReadHeader(std::span<const ChannelType> wanted, std::span<const std::string> columnNames) {
-    const std::size_t mostRows = MostRows(bytes.size(), columnNames);
-    for (std::size_t i = 0; i < wanted.size(); ++i)
-        std::visit(
-            [&]<class T>(T noValue) {
-                const std::vector<T> empty(mostRows + 1, noValue); // and one that a block may begin
-                fields.push_back({wanted[i].name, columnNames[i], Samples<T>{noValue, empty, empty}});
-            },
-            wanted[i].noValue);
-    while (!hasHeader && !isAtEnd && !isInterrupted()) {
+void CsvReader::ReadHeader(std::span<const WantedColumn> wanted, const KeptColumns& kept) {
+    const std::size_t mostRows = MostRows(bytes.size(), wanted);
+    for (const WantedColumn& column : wanted)
+        AddField(column, mostRows);
+    wantedFields = fields.size();
+    keepsAll = kept.areAll;
+    for (const std::string& column : kept.names)
+        AddKept(column);
+    while (part != Part::Rows && !isAtEnd && !isInterrupted()) {
         Parse();
-        if (failure && !hasHeader) // one behind the header waits for the rows before it
+        if (failure && part != Part::Rows) // one behind the header waits for the rows before it
             std::rethrow_exception(failure);
     }
-    if (!hasHeader && !isInterrupted())
-        throw Error(name, "the recording is empty", "begin it with a line of channel names");
-    beginning = {};
+}
+
+void CsvReader::AddField(const WantedColumn& wanted, std::size_t mostRows) {
+    const AnySample chosen = wanted.channel.noValue;
+    const AnySample usual = DefaultNoValue(wanted.channel.Type().letter);
+    std::visit(
+        [&]<class T>(T noValue) {
+            const std::vector<T> empty(mostRows + 1, noValue); // and one that a block may begin
+            Field field{wanted.channel.name, wanted.column, Samples<T>{noValue, empty, empty}};
+            if (wanted.time)
+                field.time.emplace(*wanted.time, wanted.place);
+            field.takesNoValues = format.takesNoValues || chosen != usual;
+            fields.push_back(std::move(field));
+        },
+        chosen);
+}
+
+void CsvReader::AddKept(const std::string& column) {
+    fields.push_back({column, column, Texts()});
+    keptNames.push_back(column);
 }
 
 std::size_t CsvReader::ReadBlock() {
     if (finishedRows != 0)
-        for (Field& field : fields) // cells of a row that the last block has begun
-            std::visit([this](auto& samples) { samples.filling[0] = samples.finished[finishedRows]; }, field.samples);
+        for (Field& field : fields)
+            std::visit([this](auto& cells) { cells.Carry(finishedRows); }, field.cells);
     while (rows == 0 && !isAtEnd && !IsBad() && !isInterrupted())
         Parse();
     if (rows == 0 && IsBad()) { // rows before a failure are handed out first
@@ -91,71 +105,73 @@ std::size_t CsvReader::ReadBlock() {
         ThrowFaults();
     }
     for (Field& field : fields)
-        std::visit([](auto& samples) { samples.filling.swap(samples.finished); }, field.samples);
+        std::visit([](auto& cells) { cells.Finish(); }, field.cells);
     rowsBefore += rows;
     return finishedRows = std::exchange(rows, 0);
 }
 
 Column CsvReader::ColumnOf(std::size_t wanted) const {
-    return std::visit([](const auto& samples) { return Over(samples.finished); }, fields.at(wanted).samples);
+    return std::visit(
+        []<class T>(const T& cells) {
+            if constexpr (std::is_same_v<T, Texts>)
+                return Column();
+            else
+                return Over(cells.finished);
+        },
+        fields.at(wanted).cells);
 }
 
-/// Waits for something to read. The wait ends now and then, as a signal may have come just before it. False:
-/// interrupted.
-bool CsvReader::AwaitBytes() const {
-    pollfd source{file, POLLIN, 0};
-    while (!isInterrupted()) {
-        const int ready = poll(&source, 1, noticeMilliseconds);
-        if (ready > 0 || (ready == -1 && errno != EINTR))
-            return true;
-    }
-    return false;
+const std::optional<TimeStyle>& CsvReader::TimeStyleOf(std::size_t wanted) const {
+    return fields.at(wanted).time.value().Style();
 }
 
-/// Reads what is there, up to a block. A byte order mark at the beginning is dropped.
-bool CsvReader::ReadBytes() {
-    byteCount = 0;
-    const std::size_t wanted = position == 0 ? byteOrderMark.size() : 1;
-    while (byteCount < wanted && AwaitBytes()) {
-        const ssize_t count = read(file, bytes.data() + byteCount, bytes.size() - byteCount);
-        if (count == -1 && errno == EINTR)
-            continue;
-        if (count == -1)
-            throw Error(name, "the recording cannot be read: " + ErrorText(),
-                        "name a CSV file, or - for standard input");
-        if (count == 0)
-            break;
-        byteCount += static_cast<std::size_t>(count);
-    }
-    return byteCount != 0;
+const TextColumn& CsvReader::TextsOf(std::size_t kept) const {
+    return std::get<Texts>(fields.at(wantedFields + kept).cells).Finished();
+}
+
+void CsvReader::OpenNext() {
+    source = std::make_unique<Source>(files.at(nextFile++), isInterrupted);
+    name = source->Name();
+    isAtBeginning = true;
+    linesToSkip = format.skippedLines;
+    line = 1;
+    isAfterReturn = false;
+    part = Part::Header;
+    beginning.clear();
+    headerOffset = 0;
+    header.clear();
 }
 
 void CsvReader::Parse() {
+    std::string_view block;
     try {
-        isAtEnd = !ReadBytes();
+        if (!source)
+            OpenNext();
+        if (!ReadBytes()) {
+            isAtEnd = isInterrupted();
+            if (!isAtEnd)
+                EndFile();
+            return;
+        }
+        block = {bytes.data(), byteCount};
+        if (part == Part::Header)
+            TakeBeginning(block);
     } catch (const Error&) {
         failure = std::current_exception();
         return;
     }
-    if (isAtEnd) {
-        if (!isInterrupted())
-            Finish();
-        return;
-    }
-    std::string_view block(bytes.data(), byteCount);
-    if (!hasHeader) {
-        beginning += block.substr(0, mostBeginning - std::min(beginning.size(), mostBeginning));
-        RefuseOtherThanText(beginning, name);
-    }
-    if (position == 0 && block.starts_with(byteOrderMark))
+    if (std::exchange(isAtBeginning, false) && block.starts_with(byteOrderMark)) {
         block.remove_prefix(byteOrderMark.size());
-    position += byteCount;
+        headerOffset += byteOrderMark.size();
+    }
+    if (linesToSkip != 0 || isAfterReturn)
+        block.remove_prefix(SkipLines(block));
     if (csv_parse(&parser, block.data(), block.size(), &CsvReader::CellCallback, &CsvReader::RowCallback, this) !=
             block.size() &&
         !failure) {
         if (csv_error(&parser) != CSV_EPARSE)
             throw std::bad_alloc();
-        const std::string advice = hasHeader ? "" : Advice("");
+        const std::string advice = part == Part::Header ? Advice("") : "";
         failure = std::make_exception_ptr(
             Error(Place(), "no CSV: a quote stands amid a cell",
                   !advice.empty() ? advice : "put the whole cell in quotes, and double the quotes in it"));
@@ -164,10 +180,55 @@ void CsvReader::Parse() {
         failure = std::make_exception_ptr(Error(Place(), "a cell is longer than 16 MiB", "close its quotes"));
 }
 
+/// Reads what is there, up to a block; at the beginning of a file enough to know a byte order mark.
+bool CsvReader::ReadBytes() {
+    byteCount = 0;
+    const std::size_t wanted = isAtBeginning ? byteOrderMark.size() : 1;
+    while (byteCount < wanted) {
+        const std::size_t count = source->Read(std::span(bytes).subspan(byteCount));
+        if (count == 0)
+            break;
+        byteCount += count;
+    }
+    return byteCount != 0;
+}
+
+void CsvReader::TakeBeginning(std::string_view block) {
+    beginning += block.substr(0, mostBeginning - std::min(beginning.size(), mostBeginning));
+    RefuseOtherThanText(beginning, name);
+}
+
+/// Returns how many bytes belong to the lines before the header.
+std::size_t CsvReader::SkipLines(std::string_view block) {
+    std::size_t skipped = 0;
+    for (; skipped < block.size(); ++skipped) {
+        const bool isSecond = std::exchange(isAfterReturn, false) && block[skipped] == '\n';
+        if (isSecond)
+            continue;
+        if (linesToSkip == 0)
+            break;
+        isAfterReturn = block[skipped] == '\r';
+        if (isAfterReturn || block[skipped] == '\n') {
+            --linesToSkip;
+            ++line;
+        }
+    }
+    headerOffset += skipped;
+    return skipped;
+}
+
 /// The last line may lack its end.
-void CsvReader::Finish() {
+void CsvReader::EndFile() {
     if (csv_fini(&parser, &CsvReader::CellCallback, &CsvReader::RowCallback, this) != 0 && !failure)
         failure = std::make_exception_ptr(Error(Place(), "a quoted cell does not end", "close its quotes"));
+    if (part == Part::Header && !failure)
+        failure = std::make_exception_ptr(
+            format.skippedLines != 0 && line > 1
+                ? Error(Place(), "there is no header behind the lines that are skipped", "skip fewer lines")
+                : Error(name, "the recording is empty", "begin it with a line of channel names"));
+    position += source->Position();
+    source.reset();
+    isAtEnd = nextFile == files.size();
 }
 
 /// What keeps the rows from being read any further goes to the end of the list, as it comes last in the recording.
@@ -214,18 +275,21 @@ void CsvReader::RowCallback(int terminator, void* self) noexcept {
 }
 
 void CsvReader::OnCell(std::string_view cellText) {
-    if (!hasHeader) {
-        header.emplace_back(cellText);
+    if (part != Part::Rows) {
+        if (part == Part::Header)
+            header.emplace_back(cellText);
+        else
+            TakeUnit(cellText);
         CountLines(cellText);
     } else if (cell >= columns.size()) {
         if (cell == columns.size())
             AddFault(Place(), "more cells than the header has names (" + std::to_string(columns.size()) + ")",
                      "remove a separator, or put the cell in quotes");
     } else if (columns[cell] != nullptr) {
-        const std::uint64_t faultsBefore = faultCount;
+        bool isOneLine = true; // as a number is
         for (Field* field = columns[cell]; field != nullptr; field = field->next)
-            Store(*field, cellText);
-        if (faultCount != faultsBefore) // a number has one line
+            isOneLine = Store(*field, cellText) && isOneLine;
+        if (!isOneLine)
             CountLines(cellText);
     } else {
         CountLines(cellText);
@@ -236,8 +300,10 @@ void CsvReader::OnCell(std::string_view cellText) {
 void CsvReader::OnRow(int terminator) {
     if (cell == 0) {
         // an empty line, or the second character of a line end
-    } else if (!hasHeader) {
+    } else if (part == Part::Header) {
         MatchHeader();
+    } else if (part == Part::Units) {
+        part = Part::Rows;
     } else if (cell < columns.size()) {
         AddFault(Place(),
                  std::to_string(cell) + " cells, but the header has " + std::to_string(columns.size()) + " names",
@@ -249,6 +315,12 @@ void CsvReader::OnRow(int terminator) {
         ++line;
     isAfterReturn = terminator == '\r';
     cell = 0;
+}
+
+void CsvReader::TakeUnit(std::string_view cellText) {
+    if (cell < columns.size())
+        for (Field* field = columns[cell]; field != nullptr; field = field->next)
+            field->unit = cellText;
 }
 
 /// Those within a cell.
@@ -272,65 +344,146 @@ void CsvReader::MatchHeader() {
     for (std::size_t i = 0; i < header.size(); ++i)
         if (!positions.emplace(header[i], i).second)
             repeated.insert(header[i]);
+    if (keepsAll)
+        KeepOthers();
     for (Field& field : fields) {
+        const std::string kind = std::holds_alternative<Texts>(field.cells) ? "column " : "channel ";
         const auto found = positions.find(field.column);
         if (found == positions.end())
-            throw Error(Place(), "there is no channel " + Quoted(field.column), Advice(field.column));
+            throw Error(Place(), "there is no " + kind + Quoted(field.column), Advice(field.column));
         if (repeated.contains(field.column))
-            throw Error(Place(), "the channel " + Quoted(field.column) + " is there twice", "rename one of them");
+            throw Error(Place(), "the " + kind + Quoted(field.column) + " is there twice", "rename one of them");
         field.next = std::exchange(columns[found->second], &field);
     }
-    hasHeader = true;
+    part = format.hasUnits ? Part::Units : Part::Rows;
+}
+
+/// All files have the same columns then, since the result has one header.
+void CsvReader::KeepOthers() {
+    std::unordered_set<std::string> known;
+    for (const Field& field : fields)
+        known.insert(field.column);
+    for (const std::string& column : header)
+        if (!known.contains(column)) {
+            if (nextFile != 1)
+                throw Error(Place(), "the column " + Quoted(column) + " is not in the first file, which keeps all",
+                            "name the columns to keep in the plan: keep = [\"...\"]");
+            AddKept(column);
+        }
 }
 
 std::string CsvReader::Advice(const std::string& missing) const {
     std::vector<std::string> wanted;
     for (const Field& field : fields)
         wanted.push_back(field.column);
-    return AdviceOnHeader(beginning, format, wanted, header, missing);
+    return AdviceOnHeader(std::string_view(beginning).substr(std::min(headerOffset, beginning.size())), format, wanted,
+                          header, missing);
 }
 
-void CsvReader::Store(Field& field, std::string_view cellText) {
-    const std::string_view original = cellText;
-    if (format.decimalComma && cellText.find_first_of(",.") != std::string_view::npos) {
-        text = cellText;
-        for (char& character : text) // a point groups digits where the comma is decimal, so it is no number here
-            character = character == ',' ? '.' : character == '.' ? '?' : character;
-        cellText = text;
+/// Whether the cell is known to be one line.
+bool CsvReader::Store(Field& field, std::string_view cellText) {
+    const CellFault fault = std::visit([&](auto& cells) { return Read(field, cells, cellText); }, field.cells);
+    if (fault == CellFault::None) [[likely]]
+        return true;
+    if (fault != CellFault::Text)
+        AddBadCell(field, cellText, fault);
+    return false;
+}
+
+template <Sample T>
+CsvReader::CellFault CsvReader::Read(Field& field, Samples<T>& samples, std::string_view cellText) {
+    if constexpr (std::is_same_v<T, double>)
+        if (field.time) [[unlikely]]
+            return ReadTime(field, samples, cellText);
+    T& value = samples.filling[rows];
+    if (IsNoSample(cellText)) {
+        value = samples.noValue;
+        return CellFault::None;
     }
-    const std::errc error = std::visit(
-        [&](auto& samples) {
-            auto& value = samples.filling[rows];
-            if (IsNoSample(cellText)) {
-                value = samples.noValue;
-                return std::errc();
-            }
-            const std::errc result = ReadNumber(cellText, value);
-            if constexpr (std::is_floating_point_v<std::decay_t<decltype(value)>>) {
-                if (std::isnan(value)) // as "-nan" is
-                    value = samples.noValue;
-            } else if (result == std::errc() && value == samples.noValue && field.noValueCells.count++ == 0) {
-                field.noValueCells.firstRow = rowsBefore + rows + 1;
-            }
-            return result;
-        },
-        field.samples);
+    if (hasOtherForms) {
+        if (format.IsMissing(cellText)) {
+            value = samples.noValue;
+            return CellFault::None;
+        }
+        cellText = PlainNumber(cellText, format, text);
+    }
+    std::errc error = ReadNumber(cellText, value);
     if (error != std::errc())
-        AddBadCell(field, original, error);
+        error = ReadOtherForm(cellText, error, value);
+    if (error != std::errc()) {
+        value = samples.noValue;
+        return error == std::errc::result_out_of_range ? CellFault::OutOfRange : CellFault::NoNumber;
+    }
+    if constexpr (std::is_floating_point_v<T>) {
+        if (std::isnan(value)) // as "-nan" is
+            value = samples.noValue;
+    } else if (value == samples.noValue) {
+        if (!field.takesNoValues)
+            return CellFault::NoValue;
+        if (field.noValueCells.count++ == 0)
+            field.noValueCells.firstRow = rowsBefore + rows + 1;
+    }
+    return CellFault::None;
 }
 
-void CsvReader::AddBadCell(const Field& field, std::string_view cellText, std::errc error) {
-    const bool maybeComma = !format.decimalComma && cellText.find(',') != std::string_view::npos;
-    if (faultCount >= mostFaults) // there may be as many as cells
-        ++faultCount;
+CsvReader::CellFault CsvReader::ReadTime(Field& field, Samples<double>& samples, std::string_view cellText) {
+    double& value = samples.filling[rows];
+    const bool isMissing = IsNoSample(cellText) || (hasOtherForms && format.IsMissing(cellText));
+    if (!isMissing && field.time->Read(cellText, value) == TimeFault::None)
+        return CellFault::None;
+    value = samples.noValue;
+    return isMissing ? CellFault::None : CellFault::NoTime;
+}
+
+/// From the first fault on, no row is handed out.
+CsvReader::CellFault CsvReader::Read(Field& /*field*/, Texts& texts, std::string_view cellText) const {
+    TextColumn& filling = texts.blocks[texts.filled];
+    if (filling.Rows() == rows)
+        filling.Append(cellText);
+    return CellFault::Text;
+}
+
+void CsvReader::AddBadCell(Field& field, std::string_view cellText, CellFault fault) {
+    const std::uint64_t count = format.takesBadCells ? badCells.count++ : faultCount;
+    if (count >= mostFaults) { // there may be as many as cells
+        faultCount += format.takesBadCells ? 0 : 1;
+        return;
+    }
+    const std::string place = Place() + ", column " + std::to_string(cell + 1) + ", channel " + Quoted(field.name);
+    const std::string what = Quoted(cellText) + Explain(field, fault);
+    if (format.takesBadCells)
+        badCells.first.push_back(place + ": " + what);
     else
-        AddFault(
-            Place() + ", column " + std::to_string(cell + 1) + ", channel " + Quoted(field.name),
-            Quoted(cellText) +
-                (error == std::errc::result_out_of_range ? " is out of the range of " : " is no number of the type ") +
-                std::string(sampleTypes[field.samples.index()].name),
-            "correct the cell, leave it empty for no sample, or give the channel another type" +
-                std::string(maybeComma ? " (--decimal-comma reads 1,5)" : ""));
+        AddFault(place, what, RemedyOf(cellText, fault));
+}
+
+std::string CsvReader::Explain(const Field& field, CellFault fault) {
+    if (fault == CellFault::NoTime)
+        return field.time->ExplainLast();
+    const std::string type(sampleTypes[field.cells.index()].name);
+    if (fault == CellFault::NoValue)
+        return " is the NoValue of the type " + type;
+    return (fault == CellFault::OutOfRange ? " is out of the range of " : " is no number of the type ") + type;
+}
+
+std::string CsvReader::RemedyOf(std::string_view cellText, CellFault fault) const {
+    if (fault == CellFault::NoValue)
+        return "give the channel a wider type or another no_value; where the cell means no sample: --on-no-value "
+               "missing";
+    if (fault == CellFault::NoTime)
+        return R"(correct the cell, or say in the plan how times are written: format = "%d.%m.%Y %H:%M:%S")";
+    std::string remedy = "correct the cell, leave it empty for no sample, or give the channel another type";
+    const bool hasComma = cellText.find(',') != std::string_view::npos;
+    const bool hasPoint = cellText.find('.') != std::string_view::npos;
+    if (hasComma && hasPoint && format.thousands.empty())
+        remedy += cellText.rfind(',') > cellText.rfind('.') ? " (--decimal-comma --thousands . reads 1.517,5)"
+                                                            : " (--thousands , reads 1,517.5)";
+    else if (hasComma && !format.decimalComma)
+        remedy += " (--decimal-comma reads 1,5)";
+    else if (cellText.find_first_of("0123456789") == std::string_view::npos && cellText.size() < 10)
+        remedy += rowsBefore + rows == 0 && !format.hasUnits ? " (--units-row, if this row holds units)"
+                                                             : " (--missing, if this text means no sample)";
+    return remedy;
 }
 
 std::string CsvReader::Place() const { return name + ":" + std::to_string(line); }

@@ -41,10 +41,14 @@ char* WriteCell(char* to, T value, bool decimalComma) {
 
 } // namespace
 
-CsvWriter::CsvWriter(const std::string& name, CsvFormat itsFormat, std::vector<ChannelType> itsChannels)
-    : file(name), format(itsFormat), channels(std::move(itsChannels)) {
+CsvWriter::CsvWriter(const std::string& name, CsvFormat itsFormat, const std::vector<ResultColumn>& columns)
+    : file(name), format(std::move(itsFormat)) {
     for (std::size_t i = 0; i < statusTexts.size(); ++i)
         statusCells[i] = AsCell(statusTexts[i], format.separator);
+    for (const ResultColumn& column : columns) {
+        channels.push_back(column.channel);
+        times.push_back(column.time ? std::make_unique<TimeWriter>(*column.time) : nullptr);
+    }
 }
 
 void CsvWriter::Append(std::string_view text) {
@@ -54,7 +58,7 @@ void CsvWriter::Append(std::string_view text) {
     used += text.size();
 }
 
-void CsvWriter::WriteHeader(std::span<const std::string> statusNames) {
+void CsvWriter::WriteHeader(std::span<const std::string> statusNames, std::span<const std::string> textNames) {
     auto append = [this, isFirst = true](const std::string& name) mutable {
         if (!std::exchange(isFirst, false))
             Append({&format.separator, 1});
@@ -64,43 +68,84 @@ void CsvWriter::WriteHeader(std::span<const std::string> statusNames) {
         append(channel.name);
     for (const std::string& statusName : statusNames)
         append(statusName);
+    for (const std::string& textName : textNames)
+        append(textName);
     Append("\n");
 }
 
-void CsvWriter::WriteRows(std::size_t rows, std::span<const Column> columns,
-                          std::span<const std::vector<Status>> statuses) {
-    hasRows = hasRows || rows != 0;
-    // Room for the longest row beyond what causes a flush, so that a row needs no further tests.
-    buffer.resize(std::max(buffer.size(), flushBytes + (columns.size() + statuses.size() + 1) * longestNumber));
-    for (std::size_t row = 0; row < rows; ++row) {
-        AppendRow(row, columns, statuses);
+void CsvWriter::SetTimeStyle(std::size_t column, const TimeStyle& style) {
+    if (times.at(column))
+        times[column]->SetStyle(style);
+}
+
+void CsvWriter::WriteRows(const ResultRows& rows) {
+    hasRows = hasRows || rows.count != 0;
+    // Room for the numbers of a row beyond what causes a flush, so that they need no further tests.
+    numberRoom = (channels.size() + rows.statuses.size() + rows.texts.size() + 1) * longestNumber;
+    buffer.resize(std::max(buffer.size(), flushBytes + numberRoom));
+    for (std::size_t row = 0; row < rows.count; ++row) {
+        AppendRow(rows, row);
         if (used > flushBytes)
             Flush();
     }
 }
 
-void CsvWriter::AppendRow(std::size_t row, std::span<const Column> columns,
-                          std::span<const std::vector<Status>> statuses) {
+void CsvWriter::AppendRow(const ResultRows& rows, std::size_t row) {
+    const std::size_t begin = used;
     char* to = buffer.data() + used;
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-        std::visit(
-            [&]<class T>(T noValue) {
-                const T value = columns[i].At<T>(row);
-                if (!IsNoValue(value, noValue))
-                    to = WriteCell(to, value, format.decimalComma);
-            },
-            channels[i].noValue);
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        if (times[i]) [[unlikely]]
+            to = WriteTime(to, i, rows.samples[i].At<double>(row));
+        else
+            std::visit(
+                [&]<class T>(T noValue) {
+                    const T value = rows.samples[i].At<T>(row);
+                    if (!IsNoValue(value, noValue))
+                        to = WriteCell(to, value, format.decimalComma);
+                },
+                channels[i].noValue);
         *to++ = format.separator;
     }
-    for (const std::vector<Status>& status : statuses) {
+    for (const std::vector<Status>& status : rows.statuses) {
         const std::string_view text = statusCells[static_cast<std::size_t>(status[row])];
         to = std::copy(text.begin(), text.end(), to);
         *to++ = format.separator;
     }
-    if (to == buffer.data() + used + 1) // the only cell is empty: quotes tell it from an empty line
+    for (const TextColumn* const texts : rows.texts) {
+        to = WriteText(to, texts->At(row));
+        *to++ = format.separator;
+    }
+    if (to == buffer.data() + begin + 1) // the only cell is empty: quotes tell it from an empty line
         to = std::fill_n(to - 1, 2, '"') + 1;
     to[-1] = '\n';
     used = static_cast<std::size_t>(to - buffer.data());
+}
+
+char* CsvWriter::WriteTime(char* to, std::size_t column, double value) {
+    const double noValue = std::get<double>(channels[column].noValue);
+    return IsNoValue(value, noValue) ? to : WriteText(to, times[column]->Write(value));
+}
+
+/// Keeps the room for the numbers behind it. May move what is in the buffer.
+char* CsvWriter::WriteText(char* to, std::string_view text) {
+    if (text.empty())
+        return to;
+    const bool isQuoted = NeedsQuotes(text, format.separator);
+    const auto length = static_cast<std::size_t>(to - buffer.data());
+    if (const std::size_t most = length + 2 * text.size() + 2 + numberRoom; most > buffer.size()) {
+        buffer.resize(most);
+        to = buffer.data() + length;
+    }
+    if (!isQuoted)
+        return std::copy(text.begin(), text.end(), to);
+    *to++ = '"';
+    for (const char character : text) {
+        if (character == '"')
+            *to++ = '"';
+        *to++ = character;
+    }
+    *to++ = '"';
+    return to;
 }
 
 void CsvWriter::Flush() {

@@ -6,6 +6,8 @@
 
 #include <array>
 #include <atomic>
+#include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -13,15 +15,30 @@
 
 namespace Vel::Recordings {
 
+/// A channel as a column of a result.
+struct ResultColumn {
+    ChannelType channel;
+    std::optional<TimeForm> time = {}; ///< in which its samples are written; the channel is a Float64 then
+};
+
+/// Rows to write: samples for each column, statuses and texts for each name of the header.
+struct ResultRows {
+    std::size_t count = 0;
+    std::span<const Column> samples;
+    std::span<const std::vector<Status>> statuses = {};
+    std::span<const TextColumn* const> texts = {};
+};
+
 class CsvWriter {
 public:
     /// The name is one of OutputFile, and so is what becomes of a file whose run fails.
-    CsvWriter(const std::string& name, CsvFormat itsFormat, std::vector<ChannelType> itsChannels);
+    CsvWriter(const std::string& name, CsvFormat itsFormat, const std::vector<ResultColumn>& columns);
 
-    /// The line of names: of the channels, and of columns of statuses behind them.
-    void WriteHeader(std::span<const std::string> statusNames);
-    /// Writes rows: a column for each channel, and statuses for each name of the header.
-    void WriteRows(std::size_t rows, std::span<const Column> columns, std::span<const std::vector<Status>> statuses);
+    /// The line of names: of the channels, of columns of statuses behind them, and of columns of texts behind those.
+    void WriteHeader(std::span<const std::string> statusNames, std::span<const std::string> textNames = {});
+    /// How the times of a column look from the next row on.
+    void SetTimeStyle(std::size_t column, const TimeStyle& style);
+    void WriteRows(const ResultRows& rows);
     void Flush();
     /// Puts the result in its place.
     void Keep();
@@ -34,7 +51,9 @@ public:
 
 private:
     void Append(std::string_view text);
-    void AppendRow(std::size_t row, std::span<const Column> columns, std::span<const std::vector<Status>> statuses);
+    void AppendRow(const ResultRows& rows, std::size_t row);
+    char* WriteTime(char* to, std::size_t column, double value);
+    char* WriteText(char* to, std::string_view text);
 
     OutputFile file;
     CsvFormat format;
@@ -42,8 +61,10 @@ private:
     bool hasRows = false;
     std::atomic<bool> isClosed = false;
     std::vector<ChannelType> channels;
+    std::vector<std::unique_ptr<TimeWriter>> times; ///< for each channel; null where its samples are numbers
     std::vector<char> buffer;
     std::size_t used = 0;
+    std::size_t numberRoom = 0; ///< bytes that the numbers of a row may take
 };
 
 } // namespace Vel::Recordings

@@ -43,8 +43,7 @@ TEST_F(ReplayMessagesTest, SuggestsTheSeparatorThatFits) {
 
 TEST_F(ReplayMessagesTest, KnowsWhatIsNoPlainText) {
     using namespace std::string_literals;
-    ExpectIn("compressed with gzip\n  unpack it into a pipe: zcat RECORDING | velreplay PLAN",
-             Said("\x1F\x8B\x08\x00,\x1B[31m\n"s));
+    ExpectIn("the gzip data are damaged: unknown compression method", Said("\x1F\x8B\x00\x00,\x1B[31m\n"s));
     ExpectIn("zstdcat", Said("\x28\xB5\x2F\xFD,\n"));
     ExpectIn("xzcat", Said("\xFD\x37zXZ\0"s));
     ExpectIn("bzcat", Said("BZh91AY&SY\x01"));
@@ -140,6 +139,8 @@ TEST_F(ReplayMessagesTest, LosesNoColumnWhateverItsName) {
 }
 
 constexpr const char* surprisingPlan = R"toml(
+[recording]
+on_no_value = "missing"
 [[inputs]]
 name = "time"
 type = "Float64"

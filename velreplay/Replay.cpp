@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <future>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <unordered_set>
@@ -35,10 +36,12 @@ bool IsSameFile(const std::string& written, const std::string& read) {
 
 /// The result must not replace what it is made of.
 void RefuseSameFiles(const Options& options) {
-    const std::string recording = options.recording == "-" ? "/dev/stdin" : options.recording;
     const std::string result = options.result == "-" ? "/dev/stdout" : options.result;
+    std::vector<std::string> readFiles{options.plan};
+    for (const std::string& recording : options.recordings)
+        readFiles.push_back(recording == "-" ? "/dev/stdin" : recording);
     for (const std::string& written : {result, options.picture})
-        for (const std::string& read : {options.plan, recording})
+        for (const std::string& read : readFiles)
             if (IsSameFile(written, read))
                 throw Error(written, "this is the file that is read as " + read, "write to another one");
     if (!options.picture.empty() && IsSamePlace(options.picture, result))
@@ -58,39 +61,40 @@ std::size_t BlockBytesFor(const Plan& plan) {
     return std::clamp(mostSamples / channels * rowBytes, leastBytes, mostBytes);
 }
 
-std::vector<Channel> InputsOf(const Plan& plan) {
-    std::vector<Channel> inputs;
+std::vector<WantedColumn> WantedBy(const Plan& plan) {
+    std::vector<WantedColumn> wanted;
     for (const InputPlan& input : plan.inputs)
-        inputs.push_back(input.channel);
-    return inputs;
-}
-
-std::vector<std::string> ColumnsOf(const Plan& plan) {
-    std::vector<std::string> columns;
-    for (const InputPlan& input : plan.inputs)
-        columns.push_back(input.column.value_or(input.channel.name));
-    return columns;
+        wanted.push_back({input.channel, input.column.value_or(input.channel.name), input.time, input.place});
+    return wanted;
 }
 
 /// The rows of a block as the writer gets them, while the next block is read and computed.
 class OutputBlocks {
 public:
-    OutputBlocks(Run& itsRun, std::size_t mostRows, bool withStatus)
+    OutputBlocks(const Plan& plan, Run& itsRun, std::size_t mostRows, bool withStatus)
         : run(itsRun), computations(withStatus ? OuterComputations(itsRun) : std::vector<std::size_t>()) {
         const std::size_t rowsOfResult = mostRows + (run.ChoosesRows() ? 1 : 0); // that of the block before
         for (const std::size_t channel : run.Output())
-            outputs.push_back({channel, run.ChoosesRows() || run.Makes(channel), {}});
+            outputs.push_back({channel, run.ChoosesRows() || run.Makes(channel),
+                               channel < run.Inputs() ? plan.inputs[channel].time : std::nullopt});
         for (Output& output : outputs)
             if (output.isOwn)
                 for (auto& samples : output.memory)
                     samples.resize(rowsOfResult * run.Channels()[output.channel].Type().size);
     }
 
-    std::vector<Channel> Channels() const {
-        std::vector<Channel> channels;
+    std::vector<ResultColumn> ResultColumns() const {
+        std::vector<ResultColumn> columns;
         for (const Output& output : outputs)
-            channels.push_back(run.Channels()[output.channel]);
-        return channels;
+            columns.push_back({run.Channels()[output.channel], output.time});
+        return columns;
+    }
+    /// Lets times look as they do in the recording.
+    void HandOnTimeStyles(const CsvReader& recording, CsvWriter& result) const {
+        for (std::size_t i = 0; i < outputs.size(); ++i)
+            if (outputs[i].time)
+                if (const auto& style = recording.TimeStyleOf(outputs[i].channel))
+                    result.SetTimeStyle(i, *style);
     }
     std::vector<std::string> StatusNames() const {
         std::vector<std::string> names;
@@ -131,8 +135,9 @@ public:
 private:
     struct Output {
         std::size_t channel;
-        bool isOwn; ///< its samples stand in this memory
-        std::array<std::vector<std::byte>, 2> memory;
+        bool isOwn;                        ///< its samples stand in this memory
+        std::optional<Vel::TimeForm> time; ///< of an input
+        std::array<std::vector<std::byte>, 2> memory = {};
     };
 
     Run& run;
@@ -141,15 +146,73 @@ private:
     std::size_t next = 0;
 };
 
+/// The texts of kept columns for the rows of a result.
+class KeptTexts {
+public:
+    /// `isCopied`: the rows of the result are not those of the recording.
+    KeptTexts(const CsvReader& itsRecording, const Run& itsRun, bool itsIsCopied)
+        : recording(itsRecording), run(itsRun), isCopied(itsIsCopied), count(recording.KeptNames().size()) {
+        for (auto& columns : copies)
+            columns.resize(count);
+    }
+
+    /// For the rows of the result that have just been computed. They stay while the next ones are.
+    std::vector<const TextColumn*> Columns() {
+        next = 1 - next;
+        std::vector<const TextColumn*> columns;
+        for (std::size_t i = 0; i < count; ++i)
+            columns.push_back(isCopied ? &Copy(i) : &recording.TextsOf(i));
+        return columns;
+    }
+    /// Behind a block of the recording: saves what later rows of the result may show of it.
+    void EndBlock(std::size_t rows) {
+        if (isCopied && count != 0) {
+            std::map<std::uint64_t, std::vector<std::string>> stillUsed;
+            for (const std::uint64_t row : run.SourcesInUse())
+                for (std::size_t i = 0; i < count; ++i)
+                    stillUsed[row].emplace_back(At(i, row));
+            saved = std::move(stillUsed);
+        }
+        firstRow += rows;
+    }
+
+private:
+    const TextColumn& Copy(std::size_t column) {
+        TextColumn& copy = copies[next][column];
+        copy.Clear();
+        for (std::size_t row = 0; row < run.ResultRows(); ++row)
+            copy.Append(At(column, run.SourceOf(row)));
+        return copy;
+    }
+    std::string_view At(std::size_t column, std::uint64_t row) const {
+        return row < firstRow ? std::string_view(saved.at(row)[column])
+                              : recording.TextsOf(column).At(static_cast<std::size_t>(row - firstRow));
+    }
+
+    const CsvReader& recording;
+    const Run& run;
+    bool isCopied;
+    std::size_t count;
+    std::uint64_t firstRow = 0; ///< of the block of the recording
+    std::map<std::uint64_t, std::vector<std::string>> saved;
+    std::array<std::vector<TextColumn>, 2> copies;
+    std::size_t next = 0;
+};
+
 /// A result with two columns of one name could not be read back.
-void RefuseRepeatedNames(const std::vector<Channel>& channels, const std::vector<std::string>& statusNames) {
+void RefuseRepeatedNames(const std::vector<ResultColumn>& columns, const std::vector<std::string>& statusNames,
+                         const std::vector<std::string>& keptNames) {
     std::unordered_set<std::string_view> names;
-    for (const Channel& channel : channels)
-        names.insert(channel.name);
+    for (const ResultColumn& column : columns)
+        names.insert(column.channel.name);
     for (const std::string& name : statusNames)
-        if (names.contains(name))
+        if (!names.insert(name).second)
             throw Error("--status", "a column of statuses and a channel are both called " + Vel::Quoted(name),
                         "rename the channel");
+    for (const std::string& name : keptNames)
+        if (!names.insert(name).second)
+            throw Error("keep", "a column that is kept and another of the result are both called " + Vel::Quoted(name),
+                        "rename the channel, or do not keep the column");
 }
 
 /// One replay: what is read, computed and written.
@@ -159,12 +222,14 @@ struct Work {
     OutputBlocks& output;
     CsvWriter& result;
     Picture* picture;
+    bool isResampled; ///< onto a raster
 };
 
 /// Returns the number of rows.
 std::uint64_t ReplayRows(const Work& work) {
     Progress progress(work.recording.Size());
     std::vector<Column> inputs(work.run.Inputs());
+    KeptTexts texts(work.recording, work.run, work.isResampled || work.run.ChoosesRows());
     std::uint64_t total = 0;
     std::future<void> writing; // of the last block, while the next one is read and computed
     const auto readBlock = [&] {
@@ -183,9 +248,10 @@ std::uint64_t ReplayRows(const Work& work) {
             work.picture->Take(work.run.Rows());
         if (writing.valid())
             writing.get();
-        writing = std::async(std::launch::async, [&work, rows = work.run.ResultRows(), columns = work.output.Columns(),
-                                                  statuses = work.output.Statuses()] {
-            work.result.WriteRows(rows, columns, statuses);
+        work.output.HandOnTimeStyles(work.recording, work.result);
+        writing = std::async(std::launch::async, [&work, rows = work.run.ResultRows(), texts = texts.Columns(),
+                                                  columns = work.output.Columns(), statuses = work.output.Statuses()] {
+            work.result.WriteRows({rows, columns, statuses, texts});
             if (work.recording.IsLive())
                 work.result.Flush();
         });
@@ -199,6 +265,7 @@ std::uint64_t ReplayRows(const Work& work) {
         do
             takeBlock();
         while (work.run.Continue());
+        texts.EndBlock(rows);
         progress.Show(work.recording.Position());
     }
     if (work.run.End())
@@ -235,15 +302,15 @@ std::uint64_t ReplayRowsOrLeavePart(const Work& work) {
 /// Reads up to a row, and shows how a channel came to its sample there.
 Outcome Trace(const Options& options) {
     const Plan plan = LoadPlan(options.plan, options.settings);
-    const std::vector<Channel> inputs = InputsOf(plan);
+    const std::vector<WantedColumn> wanted = WantedBy(plan);
     const std::size_t blockBytes = BlockBytesFor(plan);
-    Run run(plan, CsvReader::MostRows(blockBytes, ColumnsOf(plan)));
+    Run run(plan, CsvReader::MostRows(blockBytes, wanted));
     run.MakeStatuses(true);
     const std::size_t channel = run.Find(options.tracedChannel, "--trace");
-    CsvReader recording(options.recording, options.format, blockBytes, IsInterrupted);
-    recording.ReadHeader(inputs, ColumnsOf(plan));
+    CsvReader recording(options.recordings, MakeFormat(options.format, plan), blockBytes, IsInterrupted);
+    recording.ReadHeader(wanted);
     std::uint64_t before = 0;
-    std::vector<Column> columns(inputs.size());
+    std::vector<Column> columns(wanted.size());
     while (const std::size_t rows = recording.ReadBlock()) {
         for (std::size_t i = 0; i < columns.size(); ++i)
             columns[i] = recording.ColumnOf(i);
@@ -268,13 +335,17 @@ Outcome Trace(const Options& options) {
 Outcome Check(const Options& options) {
     const Plan plan = LoadPlan(options.plan, options.settings);
     Run run(plan, 1);
+    MakeFormat(options.format, plan);
+    for (const InputPlan& input : plan.inputs)
+        if (input.time)
+            TimeReader(*input.time, input.place); // refuses zones and formats that there are not
     const PicturePlan picture = ReadPicturePlan(plan);
     if (!picture.panels.empty())
         CheckChannels(picture, run);
     std::printf("%s is right: %zu inputs, %zu computed channels\n", options.plan.c_str(), run.Inputs(),
                 OuterComputations(run).size());
     const std::vector<Warning> warnings = run.Warnings();
-    Show(warnings);
+    Show(warnings, {});
     return options.isStrict && !warnings.empty() ? Outcome::HasWarnings : Outcome::Done;
 }
 
@@ -283,27 +354,28 @@ Outcome Replay(const Options& options) {
     const Plan plan = Vel::Engine::LoadPlan(options.plan, options.settings);
     const PicturePlan picturePlan = ReadPicturePlan(plan);
     RefuseSameFiles(options);
-    const std::vector<Channel> inputs = InputsOf(plan);
+    const CsvFormat format = MakeFormat(options.format, plan);
+    const std::vector<WantedColumn> wanted = WantedBy(plan);
     const std::size_t blockBytes = BlockBytesFor(plan);
-    const std::size_t mostRows = CsvReader::MostRows(blockBytes, ColumnsOf(plan));
+    const std::size_t mostRows = CsvReader::MostRows(blockBytes, wanted);
     Run run(plan, mostRows);
     run.MakeStatuses(options.withStatus || !options.isQuiet || options.isStrict);
     std::optional<Picture> picture;
     if (!options.picture.empty())
         picture.emplace(options.picture, picturePlan, run);
-    CsvReader recording(options.recording, options.format, blockBytes, IsInterrupted);
-    recording.ReadHeader(inputs, ColumnsOf(plan));
+    CsvReader recording(options.recordings, format, blockBytes, IsInterrupted);
+    recording.ReadHeader(wanted, {plan.keep, plan.keepsAll});
     if (IsInterrupted()) // perhaps amid the header: there is no result to speak of
         return Outcome::Interrupted;
 
-    OutputBlocks output(run, mostRows, options.withStatus);
-    RefuseRepeatedNames(output.Channels(), output.StatusNames());
-    CsvWriter result(options.result, options.format, output.Channels());
-    result.WriteHeader(output.StatusNames());
+    OutputBlocks output(plan, run, mostRows, options.withStatus);
+    RefuseRepeatedNames(output.ResultColumns(), output.StatusNames(), recording.KeptNames());
+    CsvWriter result(options.result, format, output.ResultColumns());
+    result.WriteHeader(output.StatusNames(), recording.KeptNames());
     if (recording.IsLive())
         result.Flush();
 
-    const Work work{recording, run, output, result, picture ? &*picture : nullptr};
+    const Work work{recording, run, output, result, picture ? &*picture : nullptr, plan.raster.has_value()};
     const std::uint64_t rows = ReplayRowsOrLeavePart(work);
     result.Keep();
     if (picture)
@@ -313,10 +385,11 @@ Outcome Replay(const Options& options) {
         Summarize(run, rows, time.count());
     const std::vector<Warning> warnings = WarningsOf(run, recording);
     if (!options.isQuiet || options.isStrict)
-        Show(warnings);
+        Show(warnings, recording.TakenBadCells());
     if (IsInterrupted())
         return Outcome::Interrupted;
-    return options.isStrict && !warnings.empty() ? Outcome::HasWarnings : Outcome::Done;
+    return options.isStrict && (!warnings.empty() || recording.TakenBadCells().count != 0) ? Outcome::HasWarnings
+                                                                                           : Outcome::Done;
 }
 
 } // namespace Velreplay

@@ -1,20 +1,21 @@
-// One run: a plan, a recording, a result.
+// One run: a plan, a recording in one file or several, a result.
 #pragma once
 
 #include "engine/Engine.h"
-#include "recordings/CsvReader.h"
+#include "recordings/FormatOptions.h"
 
 #include <string>
+#include <vector>
 
 namespace Velreplay {
 
 struct Options {
     std::string plan;
-    std::string recording = "-";
+    std::vector<std::string> recordings{"-"}; ///< the parts of one recording
     std::string result = "-";
     std::string picture;
     Vel::Engine::ParametersByName settings; ///< that replace those of the plan
-    Vel::Recordings::CsvFormat format;
+    Vel::Recordings::FormatOptions format;
     bool withStatus = false;
     bool isQuiet = false;
     bool isStrict = false;

@@ -45,7 +45,7 @@ std::vector<Warning> WarningsOf(const Run& run, const Vel::Recordings::CsvReader
     return warnings;
 }
 
-void Show(const std::vector<Warning>& warnings) {
+void Show(const std::vector<Warning>& warnings, const Vel::Recordings::CsvReader::BadCells& badCells) {
     for (const Warning& warning : warnings) {
         std::fprintf(stderr, "warning: channel %s: %s", Vel::Quoted(warning.channel).c_str(), warning.what.c_str());
         if (warning.rows != 0)
@@ -53,6 +53,13 @@ void Show(const std::vector<Warning>& warnings) {
                          static_cast<unsigned long long>(warning.rows));
         std::fputc('\n', stderr);
     }
+    if (badCells.count != 0)
+        std::fprintf(stderr, "warning: bad cells count as missing (%llu in all)\n",
+                     static_cast<unsigned long long>(badCells.count));
+    for (const std::string& cell : badCells.first)
+        std::fprintf(stderr, "    %s\n", cell.c_str());
+    if (badCells.count > badCells.first.size())
+        std::fputs("    ...\n", stderr);
 }
 
 } // namespace Velreplay

@@ -17,6 +17,6 @@ void Summarize(const Vel::Engine::Run& run, std::uint64_t rows, double seconds);
 
 /// Those of the run and of the recording.
 std::vector<Vel::Engine::Warning> WarningsOf(const Vel::Engine::Run& run, const Vel::Recordings::CsvReader& recording);
-void Show(const std::vector<Vel::Engine::Warning>& warnings);
+void Show(const std::vector<Vel::Engine::Warning>& warnings, const Vel::Recordings::CsvReader::BadCells& badCells);
 
 } // namespace Velreplay

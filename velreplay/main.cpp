@@ -120,21 +120,6 @@ void Explain(const Velreplay::Options& options) {
     Print(Vel::Engine::Explain(plan));
 }
 
-char Separator(const std::string& text, bool decimalComma) {
-    if (text == "tab" || text == "\\t")
-        return '\t';
-    if (text.empty())
-        return decimalComma ? ';' : ',';
-    const char separator = text[0];
-    constexpr std::string_view inNumbers = "0123456789+-.";
-    if (text.size() != 1 || inNumbers.find(separator) != std::string_view::npos || separator == '"' ||
-        separator == '\n' || separator == '\r' || (decimalComma && separator == ',') ||
-        std::isalpha(static_cast<unsigned char>(separator)) != 0) // there are letters in cells, too: 1e+20, inf
-        throw Vel::Error("--separator", Vel::Quoted(text) + " cannot separate cells",
-                         "give one character, such as ; or the word tab");
-    return separator;
-}
-
 int ExitCode(Velreplay::Outcome outcome) {
     if (std::fflush(stdout) != 0)
         throw Vel::Error("standard output", "cannot be written: " + Vel::ErrorText());
@@ -157,9 +142,27 @@ std::uint64_t RowNumber(const std::string& text) {
     return row;
 }
 
+void AddFormatOptions(CLI::App& app, Vel::Recordings::FormatOptions& format) {
+    app.add_option("--separator", format.separator, "between cells: one character or the word tab (default: , )");
+    const auto addFlag = [&app](const char* names, std::optional<bool>& flag, const char* what) {
+        app.add_flag_function(
+            names, [&flag](std::int64_t count) { flag = count > 0; }, what);
+    };
+    addFlag("--decimal-comma,!--decimal-point", format.decimal_comma,
+            "numbers like 1,5; cells are separated by ; then");
+    app.add_option("--thousands", format.thousands, "the character between groups of three digits: 1.517,5");
+    app.add_option("--missing", format.missing, "a cell that means no sample, such as NULL; may be repeated")
+        ->type_size(1)
+        ->allow_extra_args(false);
+    app.add_option("--skip", format.skip, "how many lines stand before the header");
+    addFlag("--units-row,!--no-units-row", format.units_row, "below the header stands a row of units");
+    app.add_option("--on-bad-cell", format.on_bad_cell, "missing: a bad cell is no sample; error (default)");
+    app.add_option("--on-no-value", format.on_no_value,
+                   "missing: a cell that holds the NoValue of an integer type is no sample; error (default)");
+}
+
 int Run(int argc, char** argv) {
     Velreplay::Options options;
-    std::string separator;
     std::string operation;
     std::vector<std::string> settings;
     bool isExplained = false;
@@ -168,7 +171,9 @@ int Run(int argc, char** argv) {
     CLI::App app("Replays a recording (CSV) through a plan (TOML) of computed channels.", "velreplay");
     app.set_version_flag("--version", "velreplay " VEL_VERSION);
     auto* const plan = app.add_option("PLAN", options.plan, "TOML: inputs, computed channels, parameters, panels");
-    app.add_option("RECORDING", options.recording, "CSV with a header of channel names; - (default): standard input");
+    app.add_option("RECORDING", options.recordings,
+                   "CSV with a header of channel names, in several files if wanted; - (default): standard input")
+        ->expected(0, -1);
     auto* const result =
         app.add_option("-o,--output", options.result, "where the result goes; - (default): standard output");
     auto* const picture = app.add_option("--plot", options.picture, "draws the plan's panels into a .svg or .png file");
@@ -177,8 +182,7 @@ int Run(int argc, char** argv) {
         ->allow_extra_args(false);
     app.add_flag("--explain", isExplained,
                  "prints the plan with blocks in the place of formulas, and computes nothing");
-    app.add_option("--separator", separator, "between cells: one character or the word tab (default: , )");
-    app.add_flag("--decimal-comma", options.format.decimalComma, "numbers like 1,5; cells are separated by ; then");
+    AddFormatOptions(app, options.format);
     app.add_flag("--status", options.withStatus, "adds a column for each computation: computed, no value, refused");
     app.add_flag("-q,--quiet", options.isQuiet, "no summary");
     app.add_flag("--strict", options.isStrict, "ends with 1 where there is something to warn of; the result is kept");
@@ -206,13 +210,14 @@ int Run(int argc, char** argv) {
         Explain(options);
         return 0;
     }
+    if (std::count(options.recordings.begin(), options.recordings.end(), "-") > 1)
+        throw Vel::Error("velreplay", "standard input is named twice", "name it once");
     if (*result && options.result.empty())
         throw Vel::Error("--output", "the name is empty", "name a file, or - for standard output");
     if (*picture && options.picture.empty())
         throw Vel::Error("--plot", "the name is empty", "name a .svg or .png file");
     if (isChecked)
         return ExitCode(Velreplay::Check(options));
-    options.format.separator = Separator(separator, options.format.decimalComma);
     if (*trace) {
         options.tracedRow = RowNumber(traced[0]);
         options.tracedChannel = traced[1];
