@@ -237,7 +237,7 @@ TEST_F(HostTest, RefusesFramesWithARemedy) {
     refuse(inputs + "[compute]\nMax = \"a\"\n", "the name \"Max\" has a meaning in formulas\n  choose another one");
     refuse("inputs = [{ name = \"Time\", type = \"Float64\" }]", "column = \"Time\" says what the recording calls it");
     refuse(inputs + "[settings]\na = 1\n", "the name \"a\" is taken\n  by plan.toml:3: setting \"a\"");
-    refuse(inputs + "[settings]\nb = \"x\"\n", "setting \"b\" is neither a number nor a list");
+    refuse(inputs + "[settings]\nb = \"x\"\n", "setting \"b\" is neither a number, a list nor a duration");
     refuse(inputs + "[compute]\nx = \"y\"\ny = \"-z\"\nz = \"x * w\"\nw = \"a\"\n",
            "plan.toml:3: channel \"x\": the channel is computed from itself: x <- y <- z <- x");
     refuse(inputs + "[compute]\nx = \"-a\"\ny = \"-a * a\"\n[plan]\noutput = [\"y#1\"]\n", "unknown channel \"y#1\"");
