@@ -46,8 +46,7 @@ public:
             selection.emplace(Truth(At(Find(plan.rowsWhen, plan.name + ": rows_when"))));
         if (!plan.rowsBeforeChange.empty())
             selection.emplace(Changes(At(Find(plan.rowsBeforeChange, plan.name + ": rows_before_change"))));
-        before.samples.resize(channels.size());
-        before.statuses.resize(computations.size());
+        before = last = {std::vector<SampleCell>(channels.size()), std::vector<Status>(computations.size()), 0};
         std::unordered_set<std::size_t> chosen;
         for (const std::string& name : plan.output) {
             output.push_back(Find(name, plan.name + ": output"));
@@ -100,19 +99,26 @@ public:
             computation->Run(kind, rows);
         if (selection)
             selection->Choose(rows, raster && raster->IsRestart());
+        KeepRow();
     }
 
-    /// Before the next block: keeps the last row, if it may become one of the result.
+    /// Keeps the last row of the block, if it may become one of the result later.
     void KeepRow() {
         if (!selection || !selection->IsWaiting() || rows == 0)
             return;
-        before.source = SourceOf(rows - 1);
+        isLastKept = true;
+        last.source = SourceOf(rows - 1);
         for (std::size_t channel = 0; channel < channels.size(); ++channel)
-            std::visit([&]<class T>(T) { before.samples[channel].Set(columns[channel].At<T>(rows - 1)); },
+            std::visit([&]<class T>(T) { last.samples[channel].Set(columns[channel].At<T>(rows - 1)); },
                        channels[channel].noValue);
         if (areStatusesWanted)
             for (std::size_t i = 0; i < computations.size(); ++i)
-                before.statuses[i] = computations[i].Statuses(rows).back();
+                last.statuses[i] = computations[i].Statuses(rows).back();
+    }
+    /// The block is over: its last row is one before the next block.
+    void EndBlock() {
+        if (std::exchange(isLastKept, false))
+            std::swap(before, last);
     }
 
     /// Of a row of the block.
@@ -129,7 +135,7 @@ public:
     bool ChooseLast() {
         if (!selection)
             return false;
-        KeepRow();
+        EndBlock();
         rows = 0;
         selection->End();
         return !selection->Rows().empty();
@@ -137,7 +143,7 @@ public:
 
     /// Makes the next block of the raster and computes it. False: there is none.
     bool ComputeRaster() {
-        KeepRow();
+        EndBlock();
         rows = raster->Make();
         if (rows == 0) {
             if (selection)
@@ -159,11 +165,14 @@ public:
     RowTime rowTime;
     std::optional<Raster> raster;
     std::optional<Selection> selection;
-    struct {
+    struct KeptRow {
         std::vector<SampleCell> samples; ///< of all channels
         std::vector<Status> statuses;    ///< of all computations
         std::uint64_t source = 0;
-    } before;                     ///< the last row of the block before
+    };
+    KeptRow before; ///< the last row of the block before
+    KeptRow last;   ///< that of the block
+    bool isLastKept = false;
     std::uint64_t rowsBefore = 0; ///< of the recording, those before the block
     std::size_t inputs = 0;
     std::vector<Channel> channels;
@@ -322,7 +331,7 @@ void Run::Feed(std::span<const Column> inputs, std::size_t rows) {
         parts->ComputeRaster();
         return;
     }
-    parts->KeepRow();
+    parts->EndBlock();
     parts->rowsBefore += std::exchange(parts->rows, rows);
     parts->TakeInputs(inputs);
     if (parts->areStatusesWanted)
@@ -378,7 +387,7 @@ std::vector<std::uint64_t> Run::SourcesInUse() const {
     if (parts->raster)
         sources.push_back(parts->raster->LastSource());
     if (parts->selection && parts->selection->IsWaiting())
-        sources.push_back(parts->rows == 0 ? parts->before.source : parts->SourceOf(parts->rows - 1));
+        sources.push_back(parts->isLastKept ? parts->last.source : parts->before.source);
     return sources;
 }
 

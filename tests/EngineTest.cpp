@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdio>
 #include <functional>
 #include <numeric>
 #include <set>
@@ -260,6 +262,115 @@ std::string ErrorOf(const std::function<void()>& function) {
         return error.Fault();
     }
     return "no error";
+}
+
+/// What a plan over Float64 inputs makes of rows, which are fed in blocks: the rows of its result, each as a text.
+std::string ResultOf(const std::string& text, const std::vector<std::vector<double>>& rows, std::size_t rowsOfBlock) {
+    PlanRun run(ParsePlan(text, "plan"), rowsOfBlock);
+    run.MakeStatuses(true);
+    std::string table;
+    const auto take = [&] {
+        std::vector<std::string> lines(run.ResultRows());
+        std::vector<double> samples(run.ResultRows());
+        for (const std::size_t channel : run.Output()) {
+            run.CopyResult(channel, samples.data());
+            for (std::size_t row = 0; row < lines.size(); ++row) {
+                std::array<char, 40> number{};
+                std::snprintf(number.data(), number.size(), "%g", samples[row]);
+                lines[row] +=
+                    (lines[row].empty() ? "" : " ") + std::string(std::isnan(samples[row]) ? "-" : number.data());
+            }
+        }
+        for (std::size_t row = 0; row < lines.size(); ++row)
+            table += lines[row] + " @" + std::to_string(run.SourceOf(row)) + "\n";
+    };
+    for (std::size_t begin = 0; begin < rows.size(); begin += rowsOfBlock) {
+        const std::size_t count = std::min(rowsOfBlock, rows.size() - begin);
+        std::vector<std::vector<double>> samples(run.Inputs());
+        std::vector<Column> columns;
+        for (std::size_t input = 0; input < run.Inputs(); ++input) {
+            for (std::size_t row = begin; row < begin + count; ++row)
+                samples[input].push_back(rows[row][input]);
+            columns.push_back(Over(samples[input]));
+        }
+        run.Feed(columns, count);
+        do
+            take();
+        while (run.Continue());
+    }
+    if (run.End())
+        do
+            take();
+        while (run.Continue());
+    return table;
+}
+
+constexpr double gap = std::numeric_limits<double>::quiet_NaN();
+
+std::string InputNamed(const std::string& name, const std::string& more = "") {
+    return "[[inputs]]\nname = \"" + name + "\"\ntype = \"Float64\"\n" + more + "\n";
+}
+
+TEST(Engine, ComputesARowInItsOrder) {
+    // Held input, reset, own last result, refusal, hold; operands see what others see.
+    const std::string plan = InputNamed("v", "hold = 1") + InputNamed("d") +
+                             "[compute]\ntotal = \"Max(v, reset_on_change = d)\"\n"
+                             "q = \"Divide(v, d, when_refused = no_value, hold = 1)\"\ntwice = \"q + q\"\n"
+                             "old = \"GetOldValue(q, reset_when = d)\"\n";
+    const std::vector<std::vector<double>> rows{{4, 2},   {1, 0},   {gap, 0}, {gap, 2},
+                                                {3, gap}, {6, 3.0}, {7, 3},   {1, -0.0}};
+    const std::string expected = "4 2 4 2 4 - @0\n"
+                                 "1 0 1 2 4 2 @1\n" // refused, and held
+                                 "1 0 1 - - - @2\n" // the input is held, the hold of q has ended
+                                 "- 2 - - - - @3\n" // begins anew, without a sample
+                                 "3 - 3 - - - @4\n" // a missing sample is no change
+                                 "6 3 6 2 4 - @5\n"
+                                 "7 3 7 2.33333 4.66667 - @6\n"
+                                 "1 -0 1 2.33333 4.66667 2.33333 @7\n";
+    for (const std::size_t rowsOfBlock : {1u, 3u, 8u})
+        EXPECT_EQ(ResultOf(plan, rows, rowsOfBlock), expected) << rowsOfBlock;
+}
+
+TEST(Engine, BringsARecordingOntoARaster) {
+    const std::vector<std::vector<double>> rows{{0.5, 10}, {1.25, gap}, {1.25, 20}, {0.75, 99}, {gap, 99},
+                                                {2.5, 40}, {2.75, gap}, {6, 50},    {6.5, 60}};
+    const auto raster = [](const std::string& more, const std::string& input = "") {
+        return "[raster]\ntime = \"t\"\nperiod = 0.5\n" + more + InputNamed("t") + InputNamed("v", input) +
+               "[compute]\nmost = \"Max(v)\"\n";
+    };
+    const std::string last =
+        "0.5 10 10 @0\n1 10 10 @0\n1.5 20 20 @2\n2 20 20 @2\n2.5 40 40 @5\n3 - 40 @6\n3.5 - 40 @6\n"
+        "4 - 40 @6\n4.5 - 40 @6\n5 - 40 @6\n5.5 - 40 @6\n6 50 50 @7\n6.5 60 60 @8\n";
+    const std::string lines =
+        "0.5 10 10 @0\n1 - 10 @0\n1.5 24 24 @2\n2 32 32 @2\n2.5 40 40 @5\n3 - 40 @6\n3.5 - 40 @6\n"
+        "4 - 40 @6\n4.5 - 40 @6\n5 - 40 @6\n5.5 - 40 @6\n6 50 50 @7\n6.5 60 60 @8\n";
+    const std::string anew = "1 10 10 @0\n2 20 20 @2\n6 50 50 @7\n";
+    for (const std::size_t rowsOfBlock : {1u, 2u, 5u, 20u}) {
+        EXPECT_EQ(ResultOf(raster("max_gap = 1\n"), rows, rowsOfBlock), last) << rowsOfBlock;
+        EXPECT_EQ(ResultOf(raster("max_gap = 2\n", "resample = \"linear\""), rows, rowsOfBlock), lines) << rowsOfBlock;
+        EXPECT_EQ(ResultOf("[raster]\ntime = \"t\"\nperiod = 1\nalign = true\nmax_step = 3\non_step = \"reset\"\n" +
+                               InputNamed("t") + InputNamed("v") + "[compute]\nmost = \"Max(v)\"\n",
+                           rows, rowsOfBlock),
+                  anew)
+            << rowsOfBlock;
+        EXPECT_EQ(ErrorOf([&] { ResultOf(raster("max_step = \"3 s\"\n"), rows, rowsOfBlock); }),
+                  "the time steps by 3.25 s, from 2.75 to 6");
+    }
+}
+
+TEST(Engine, ChoosesRowsOfTheResult) {
+    const std::vector<std::vector<double>> rows{{1, 5}, {1, 2}, {gap, 7}, {2, 1}, {2, 3}, {3, 0}};
+    const std::string channels = InputNamed("day") + InputNamed("v") + "[compute]\n";
+    for (const std::size_t rowsOfBlock : {1u, 2u, 4u, 6u}) {
+        EXPECT_EQ(
+            ResultOf("[plan]\nrows_before_change = \"day\"\n" + channels + "most = \"Max(v, reset_on_change = day)\"\n",
+                     rows, rowsOfBlock),
+            "- 7 7 @2\n2 3 3 @4\n3 0 0 @5\n")
+            << rowsOfBlock;
+        EXPECT_EQ(ResultOf("[plan]\nrows_when = \"v\"\n" + channels + "most = \"Max(v)\"\n", rows, rowsOfBlock),
+                  "1 5 5 @0\n1 2 5 @1\n- 7 7 @2\n2 1 7 @3\n2 3 7 @4\n")
+            << rowsOfBlock;
+    }
 }
 
 TEST(Engine, RefusesWhatMakesNoSense) {
