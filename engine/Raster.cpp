@@ -135,10 +135,10 @@ void Raster::See(double time) {
 
 /// Makes the rows before that of the recording which comes next. False: there is no room for all of them.
 bool Raster::MakeBelow(double end) {
-    for (double time = TimeOf(row); time < end; time = TimeOf(row)) {
+    while (TimeOf(row) < end) {
         if (made == mostRows)
             return false;
-        Write(time, end);
+        Write(TimeOf(row), end);
     }
     return true;
 }

@@ -58,9 +58,9 @@ private:
     struct Count {
         std::uint64_t firstRow = 0; ///< from 1
         std::uint64_t rows = 0;
-        void Add(std::uint64_t row) {
+        void Add(std::uint64_t number) {
             if (rows++ == 0)
-                firstRow = row;
+                firstRow = number;
         }
     };
 

@@ -48,7 +48,7 @@ public:
                     if (IsNoValue(sample, noValue))
                         continue;
                     const T before = last.Get<T>();
-                    if (std::exchange(hasLast, true) && sample != before && !(sample != sample && before != before))
+                    if (std::exchange(hasLast, true) && !IsNoValue(sample, before)) // equal, or both NaN
                         function(row);
                     last.Set(sample);
                 }

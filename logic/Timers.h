@@ -157,7 +157,8 @@ public:
 
     bool Execute() override {
         return this->Watch(TickTime{}, [this](UInt32 milliseconds) {
-            return static_cast<TTimeout>(milliseconds / 1000) >= this->operand2Ref.Read();
+            const UInt32 seconds = milliseconds / 1000;
+            return static_cast<TTimeout>(seconds) >= this->operand2Ref.Read();
         });
     }
 };

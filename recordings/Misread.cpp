@@ -77,7 +77,7 @@ bool HasDecimalCommas(std::string_view text) {
 }
 
 /// The option that reads the other separator; empty: no other one fits better.
-std::string FittingOption(std::string_view beginning, CsvFormat format, std::span<const std::string> wanted) {
+std::string FittingOption(std::string_view beginning, const CsvFormat& format, std::span<const std::string> wanted) {
     const std::string_view line = HeaderLine(beginning);
     char best = format.separator;
     std::size_t most = NamesIn(line, best, wanted);
@@ -120,7 +120,7 @@ void RefuseOtherThanText(std::string_view beginning, const std::string& name) {
         throw Error(name, "the recording is no text", "name a CSV file");
 }
 
-std::string AdviceOnHeader(std::string_view beginning, CsvFormat format, std::span<const std::string> wanted,
+std::string AdviceOnHeader(std::string_view beginning, const CsvFormat& format, std::span<const std::string> wanted,
                            std::span<const std::string> header, const std::string& missing) {
     if (const std::string option = FittingOption(beginning, format, wanted); !option.empty())
         return "its cells seem to be separated otherwise: " + option;

@@ -14,7 +14,7 @@ void RefuseOtherThanText(std::string_view beginning, const std::string& name);
 
 /// Advice for a recording in whose header channels are missing, or that is no CSV there: a format in which its
 /// beginning has more of the names, or a name like the missing one, and the header.
-std::string AdviceOnHeader(std::string_view beginning, CsvFormat format, std::span<const std::string> wanted,
+std::string AdviceOnHeader(std::string_view beginning, const CsvFormat& format, std::span<const std::string> wanted,
                            std::span<const std::string> header, const std::string& missing);
 
 } // namespace Vel::Recordings

@@ -189,7 +189,7 @@ struct TimeReader::Parts {
     double Fraction() const { return static_cast<double>(digits) / powersOfTen[static_cast<std::size_t>(decimals)]; }
 };
 
-TimeReader::TimeReader(const TimeForm& itsForm, const std::string& place) : form(itsForm), zone(form.zone, place) {
+TimeReader::TimeReader(TimeForm itsForm, const std::string& place) : form(std::move(itsForm)), zone(form.zone, place) {
     if (form.kind == TimeForm::Kind::Pattern)
         pattern.emplace(form.pattern, place);
 }
@@ -408,7 +408,7 @@ bool TimeReader::ReadUnix(std::string_view text, Parts& parts) const {
     return text.empty();
 }
 
-TimeWriter::TimeWriter(const TimeForm& itsForm) : form(itsForm), zone(form.zone, "zone") {
+TimeWriter::TimeWriter(TimeForm itsForm) : form(std::move(itsForm)), zone(form.zone, "zone") {
     if (form.kind == TimeForm::Kind::Pattern)
         pattern.emplace(form.pattern, "format");
 }
@@ -439,7 +439,7 @@ TimeWriter::Decimal TimeWriter::Split(double value, int leastDecimals, int mostD
 
 std::string_view TimeWriter::Write(double value) {
     text.clear();
-    const double limit = static_cast<double>((lastDay + 1) * secondsOfDay);
+    const auto limit = static_cast<double>((lastDay + 1) * secondsOfDay);
     if (!(std::abs(value) < limit) || !IsInCalendar(static_cast<std::int64_t>(value))) { // no calendar has it
         std::array<char, longestNumber> number{};
         text.assign(number.data(), WriteNumber(number.data(), value));

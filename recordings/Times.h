@@ -83,7 +83,7 @@ struct TimePattern {
 class TimeReader {
 public:
     /// Throws Error, with this place, for a zone or a pattern that cannot be read.
-    TimeReader(const TimeForm& itsForm, const std::string& place);
+    TimeReader(TimeForm itsForm, const std::string& place);
 
     TimeFault Read(std::string_view text, double& value);
     /// What is wrong with the last text, for messages; empty: nothing.
@@ -121,7 +121,7 @@ private:
 /// are finer than 12 decimals.
 class TimeWriter {
 public:
-    explicit TimeWriter(const TimeForm& itsForm);
+    explicit TimeWriter(TimeForm itsForm);
     void SetStyle(const TimeStyle& itsStyle) { style = itsStyle; }
 
     /// Stays until the next call.

@@ -221,7 +221,7 @@ TEST_F(ReplayMessagesTest, TracesASampleToWhatItIsMadeOf) {
     for (const std::string arguments : {"--check plan.toml", "plan.toml rec.csv --trace 1 peak"})
         EXPECT_EQ(Run("$V " + arguments + " >/dev/full"), 1);
     EXPECT_EQ(Run("$V plan.toml rec.csv --trace 5 peak"), 1);
-    EXPECT_EQ(Read("err"), "--trace: the recording has no row 5\n  it has 4; the first is 1\n");
+    EXPECT_EQ(Read("err"), "--trace: there is no row 5\n  there are 4; the first is 1\n");
     // A row behind many blocks is the one that the result has there.
     std::string rows = "time,power,state\n";
     for (int row = 1; row <= 30000; ++row)

@@ -304,32 +304,38 @@ Outcome Trace(const Options& options) {
     const Plan plan = LoadPlan(options.plan, options.settings);
     const std::vector<WantedColumn> wanted = WantedBy(plan);
     const std::size_t blockBytes = BlockBytesFor(plan);
-    Run run(plan, CsvReader::MostRows(blockBytes, wanted));
+    Run run(plan, 1); // row by row, so that the last step of each computation is the one to show
     run.MakeStatuses(true);
     const std::size_t channel = run.Find(options.tracedChannel, "--trace");
     CsvReader recording(options.recordings, MakeFormat(options.format, plan), blockBytes, IsInterrupted);
     recording.ReadHeader(wanted);
-    std::uint64_t before = 0;
+    std::uint64_t row = 0;
     std::vector<Column> columns(wanted.size());
-    while (const std::size_t rows = recording.ReadBlock()) {
-        for (std::size_t i = 0; i < columns.size(); ++i)
-            columns[i] = recording.ColumnOf(i);
-        const bool isThere = options.tracedRow <= before + rows;
-        const std::size_t fed = isThere ? static_cast<std::size_t>(options.tracedRow - before - 1) : rows;
-        run.Feed(columns, fed);
-        if (isThere) { // the row by itself, so that the last step of each computation is the one to show
-            for (Column& column : columns)
-                column.first = column.AddressAt(fed);
+    const auto isThere = [&] {
+        do
+            if (run.Rows() != 0 && ++row == options.tracedRow)
+                return true;
+        while (run.Continue());
+        return false;
+    };
+    const auto show = [&] {
+        ShowTrace(plan, run, channel, options.tracedRow);
+        return Outcome::Done;
+    };
+    while (const std::size_t rows = recording.ReadBlock())
+        for (std::size_t next = 0; next < rows; ++next) {
+            for (std::size_t i = 0; i < columns.size(); ++i)
+                columns[i] = {recording.ColumnOf(i).AddressAt(next), 0};
             run.Feed(columns, 1);
-            ShowTrace(plan, run, channel, options.tracedRow);
-            return Outcome::Done;
+            if (isThere())
+                return show();
         }
-        before += rows;
-    }
     if (IsInterrupted())
         return Outcome::Interrupted;
-    throw Error("--trace", "the recording has no row " + std::to_string(options.tracedRow),
-                "it has " + std::to_string(before) + "; the first is 1");
+    if (run.End() && isThere())
+        return show();
+    throw Error("--trace", "there is no row " + std::to_string(options.tracedRow),
+                "there are " + std::to_string(row) + "; the first is 1");
 }
 
 Outcome Check(const Options& options) {
