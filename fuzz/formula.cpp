@@ -99,7 +99,7 @@ void Check(const std::string& text) {
     Plan plan = PlanOfInputs();
     try {
         const Formula formula("z", text, place, settings);
-        formula.Expand({TypeOfInput, [](std::string_view) { return std::string(); }}, plan.constants,
+        formula.Expand({TypeOfInput, [](std::string_view) { return std::string(); }, {}}, plan.constants,
                        plan.computations);
     } catch (const Vel::Error& error) {
         return CheckMessage(error);
