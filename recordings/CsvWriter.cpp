@@ -48,6 +48,7 @@ CsvWriter::CsvWriter(const std::string& name, CsvFormat itsFormat, const std::ve
     for (const ResultColumn& column : columns) {
         channels.push_back(column.channel);
         times.push_back(column.time ? std::make_unique<TimeWriter>(*column.time) : nullptr);
+        hasTimes = hasTimes || column.time;
     }
 }
 
@@ -93,8 +94,9 @@ void CsvWriter::WriteRows(const ResultRows& rows) {
 void CsvWriter::AppendRow(const ResultRows& rows, std::size_t row) {
     const std::size_t begin = used;
     char* to = buffer.data() + used;
+    const bool mayBeTimes = hasTimes; // a local, which writing to the buffer cannot change
     for (std::size_t i = 0; i < channels.size(); ++i) {
-        if (times[i]) [[unlikely]]
+        if (mayBeTimes && times[i]) [[unlikely]]
             to = WriteTime(to, i, rows.samples[i].At<double>(row));
         else
             std::visit(

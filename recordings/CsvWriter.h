@@ -62,6 +62,7 @@ private:
     std::atomic<bool> isClosed = false;
     std::vector<ChannelType> channels;
     std::vector<std::unique_ptr<TimeWriter>> times; ///< for each channel; null where its samples are numbers
+    bool hasTimes = false;                          ///< in any of them: results without ask once
     std::vector<char> buffer;
     std::size_t used = 0;
     std::size_t numberRoom = 0; ///< bytes that the numbers of a row may take

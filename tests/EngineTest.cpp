@@ -93,9 +93,8 @@ void ExpectInBlocks(const Row& row, bool noValueAware, const ParametersByName& p
     }
 }
 
-TEST(Engine, ComputesEveryRowAsTheBareOperationHoweverItIsCut) {
-    SeededChoice seeded(5);
-    const Choose choose = std::ref(seeded);
+/// Calls a function with each form of a row that a plan may have, and with parameters for it.
+void ForEachForm(const Choose& choose, const std::function<void(const Row&, bool, const ParametersByName&)>& function) {
     for (const Row& row : AllRows())
         for (const bool noValueAware : {false, true}) {
             const Vel::Twin idle = noValueAware ? Vel::Twin::OnlyPlain : Vel::Twin::OnlyAware;
@@ -107,13 +106,21 @@ TEST(Engine, ComputesEveryRowAsTheBareOperationHoweverItIsCut) {
             while (!IsComputable(*row.operation, parameters));
             if (noValueAware)
                 parameters.erase("no_value_limit");
-            const Expected expected(row, noValueAware, parameters, choose);
-            ExpectInBlocks(row, noValueAware, parameters, expected, false, [] { return length; });
-            ExpectInBlocks(row, noValueAware, parameters, expected, false, [] { return 1u; });
-            ExpectInBlocks(row, noValueAware, parameters, expected, true, [&] { return choose(40); });
-            if (testing::Test::HasFatalFailure())
-                return;
+            function(row, noValueAware, parameters);
         }
+}
+
+TEST(Engine, ComputesEveryRowAsTheBareOperationHoweverItIsCut) {
+    SeededChoice seeded(5);
+    const Choose choose = std::ref(seeded);
+    ForEachForm(choose, [&](const Row& row, bool noValueAware, const ParametersByName& parameters) {
+        if (testing::Test::HasFatalFailure())
+            return;
+        const Expected expected(row, noValueAware, parameters, choose);
+        ExpectInBlocks(row, noValueAware, parameters, expected, false, [] { return length; });
+        ExpectInBlocks(row, noValueAware, parameters, expected, false, [] { return 1u; });
+        ExpectInBlocks(row, noValueAware, parameters, expected, true, [&] { return choose(40); });
+    });
 }
 
 /// The results of the rows from one on, each as its bits.
@@ -139,30 +146,20 @@ TEST(Engine, BeginsAnewAsARecordingThatBeginsThere) {
     std::vector<std::uint8_t> begins(length);
     begins[0] = begins[reset] = 1;
     std::set<std::string> exceptions;
-    for (const Row& row : AllRows())
-        for (const bool noValueAware : {false, true}) {
-            const Vel::Twin idle = noValueAware ? Vel::Twin::OnlyPlain : Vel::Twin::OnlyAware;
-            if (!CanBeCut(row) || row.operation->traits.twin == idle)
-                continue;
-            ParametersByName parameters;
-            do
-                parameters = ChooseParametersByName(row, choose);
-            while (!IsComputable(*row.operation, parameters));
-            if (noValueAware)
-                parameters.erase("no_value_limit");
-            const Expected expected(row, noValueAware, parameters, choose);
-            Plan plan = PlanOf(row, noValueAware, parameters);
-            plan.inputs.push_back({"row", {"begins", Vel::DefaultNoValue('B')}});
-            PlanRun there(plan, length);
-            const std::vector<SampleBits> fresh = ResultsFrom(reset, there, expected, begins);
-            plan.computations[0].resetWhen = "begins";
-            PlanRun run(plan, length);
-            const std::vector<SampleBits> all = ResultsFrom(0, run, expected, begins);
-            for (std::size_t i = 0; i < expected.results.size(); ++i)
-                for (std::size_t k = 0; k < length - reset; ++k)
-                    if (all[i * length + reset + k] != fresh[i * (length - reset) + k])
-                        exceptions.insert(row.Title(noValueAware));
-        }
+    ForEachForm(choose, [&](const Row& row, bool noValueAware, const ParametersByName& parameters) {
+        const Expected expected(row, noValueAware, parameters, choose);
+        Plan plan = PlanOf(row, noValueAware, parameters);
+        plan.inputs.push_back({"row", {"begins", Vel::DefaultNoValue('B')}});
+        PlanRun there(plan, length);
+        const std::vector<SampleBits> fresh = ResultsFrom(reset, there, expected, begins);
+        plan.computations[0].resetWhen = "begins";
+        PlanRun run(plan, length);
+        const std::vector<SampleBits> all = ResultsFrom(0, run, expected, begins);
+        for (std::size_t i = 0; i < expected.results.size(); ++i)
+            for (std::size_t k = 0; k < length - reset; ++k)
+                if (all[i * length + reset + k] != fresh[i * (length - reset) + k])
+                    exceptions.insert(row.Title(noValueAware));
+    });
     EXPECT_EQ(exceptions, std::set<std::string>());
 }
 
