@@ -263,6 +263,32 @@ TEST_F(HostTest, DrawsGapsAndSaysWhatKeepsItFromDrawing) {
     EXPECT_FALSE(std::filesystem::exists("result.csv"));
 }
 
+TEST_F(HostTest, DrawsTimesOnACalendar) {
+    Write("plan.toml", R"(inputs = [{ name = "t", type = "Time", zone = "Europe/Berlin" }, { name = "v", type = "Float64" }]
+[plot]
+x = "t"
+panels = [{ channels = ["v"] }])");
+    const auto labels = [](const std::string& first, const std::string& last) {
+        Write("rec.csv", "t,v\n" + first + ",1\n" + last + ",1\n");
+        EXPECT_EQ(Run("$V -q plan.toml rec.csv -o result.csv --plot x.svg; grep -o '>[^<]*[0-9][-:][0-9][^<]*<\\|>t [^<]*<' "
+                      "x.svg | tr -d '<>' | paste -sd' '"),
+                  0);
+        return Read("out");
+    };
+    EXPECT_EQ(labels("2024-03-31 00:10", "2024-03-31 04:20"), // the clock is put forward
+              "00:30 2024-03-31 01:00 01:30 03:00 03:30 04:00 t (Europe/Berlin)\n");
+    EXPECT_EQ(labels("2024-12-31 23:59:59.9985", "2025-01-01 00:00:00.0035"),
+              "23:59:59.9985 2024-12-31 23:59:59.9990 23:59:59.9995 00:00:00.0000 2025-01-01 00:00:00.0005 "
+              "00:00:00.0010 00:00:00.0015 00:00:00.0020 00:00:00.0025 00:00:00.0030 00:00:00.0035 t (Europe/Berlin)\n");
+    EXPECT_EQ(labels("1999-11-12", "2000-08-12"),
+              "1999-12-01 2000-01-01 2000-02-01 2000-03-01 2000-04-01 2000-05-01 2000-06-01 2000-07-01 2000-08-01 "
+              "t (Europe/Berlin)\n");
+    EXPECT_EQ(labels("1850-01-01", "2150-01-01"),
+              "1850-01-01 1900-01-01 1950-01-01 2000-01-01 2050-01-01 2100-01-01 2150-01-01 t (Europe/Berlin)\n");
+    EXPECT_EQ(Run("$V plan.toml rec.csv --trace 2 t"), 0);
+    EXPECT_EQ(Read("out"), "row 2\nt = 2150-01-01T00:00:00\n    read from the recording\n");
+}
+
 TEST_F(HostTest, ListsOperationsAndRefusesArguments) {
     EXPECT_EQ(Run("$V --operations"), 0);
     EXPECT_NE(Read("out").find("\nDivide "), std::string::npos);

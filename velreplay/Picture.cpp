@@ -100,6 +100,9 @@ PicturePlan ReadPicturePlan(const Vel::Engine::Plan& plan) {
     picture.title = section.Text("title").value_or("");
     picture.x = section.NeededText("x");
     picture.xTitle = section.Text("x_title").value_or("");
+    for (const Vel::Engine::InputPlan& input : plan.inputs)
+        if (input.channel.name == picture.x)
+            picture.xTime = input.time;
     for (const Vel::Engine::Section& panel : section.Tables("panels")) {
         panel.Allow({"title", "unit", "channels"});
         picture.panels.push_back({panel.Place(), panel.Text("title").value_or(""), panel.Text("unit").value_or(""),
@@ -187,14 +190,14 @@ set border lc rgb "#666666"
 set tics textcolor rgb "#222222" nomirror
 set key at graph 1.01, graph 1 left top reverse Left noenhanced samplen 1.5
 )";
-    const Axis x = XAxis();
+    const auto range = XRange();
+    const Axis x = range ? Axis(range->first, range->second) : Axis(0, 1);
+    const std::vector<Tic> times =
+        range && plan.xTime ? TimeTics(range->first, range->second, *plan.xTime) : std::vector<Tic>();
     script << "set xrange [" << x.Lowest() << ':' << x.Highest() << "]\n";
     double top = 1.0 - 0.45 * framePixels / total;
     for (std::size_t i = 0; i < panels.size(); ++i) {
-        if (i + 1 == panels.size())
-            script << "set format x\nset xlabel " << Quoted(x.Label(plan.xTitle, plan.x)) << " noenhanced\n";
-        else
-            script << "set format x \"\"\n";
+        WriteXAxis(script, x, times, i + 1 == panels.size());
         const double bottom = top - static_cast<double>(heights[i]) / total;
         WritePanel(script, panels[i], x, bottom + 14.0 / total, top - 14.0 / total);
         top = bottom;
@@ -202,20 +205,46 @@ set key at graph 1.01, graph 1 left top reverse Left noenhanced samplen 1.5
     script << "unset multiplot\n";
 }
 
-/// The same for all panels. A recording without rows has no range of its own.
-Axis Picture::XAxis() const {
+/// Only the lowest panel has labels below it. Times have tics of their own.
+void Picture::WriteXAxis(std::ostream& script, const Axis& x, const std::vector<Tic>& times, bool isLabelled) const {
+    const std::string title = plan.xTitle.empty() ? plan.x : plan.xTitle;
+    if (times.empty()) {
+        script << "set format x" << (isLabelled ? "" : " \"\"") << '\n';
+        if (isLabelled)
+            script << "set xlabel " << Quoted(x.Label(title, plan.x)) << " noenhanced\n";
+        return;
+    }
+    script << "set xtics (";
+    for (const Tic& tic : times) {
+        const std::string between = tic.time.empty() || tic.date.empty() ? "" : "\\n";
+        script << (&tic == times.data() ? "" : ", ") << '"' << (isLabelled ? tic.time + between + tic.date : "") << "\" "
+               << x.Shown(tic.at);
+    }
+    script << ")\n";
+    const std::string zone = ZoneName(*plan.xTime);
+    if (isLabelled) // below the dates
+        script << "set xlabel " << Quoted(zone.empty() ? title : title + " (" + zone + ")")
+               << " offset 0,-0.7 noenhanced\n";
+}
+
+/// The same for all panels. A recording without rows has none.
+std::optional<std::pair<double, double>> Picture::XRange() const {
     const std::vector<Span>& spans = panels.front().curves.front().Spans();
+    if (spans.empty())
+        return {};
     const auto [first, last] =
         std::minmax_element(spans.begin(), spans.end(), [](const Span& a, const Span& b) { return a.x < b.x; });
-    return spans.empty() ? Axis(0, 1) : Axis(first->x, last->x);
+    return std::pair(first->x, last->x);
 }
 
 /// The labels stand in one line, however wide the numbers beside them are.
 void Picture::WritePanel(std::ostream& script, const Panel& panel, const Axis& x, double bottom, double top) {
     const Axis y = panel.IsBoolean() ? Axis(0, 1) : panel.YAxis();
+    const bool isNamed = !panel.plan->title.empty() || panel.IsBoolean() || panel.HasLegend();
+    const std::string title = isNamed ? panel.plan->title : panel.curves.front().Y().name;
     const std::string unit = panel.plan->unit.empty() ? "" : " [" + panel.plan->unit + "]";
     script << "set bmargin at screen " << bottom << "\nset tmargin at screen " << top << '\n'
-           << "set label 1 " << Quoted(y.Label(panel.plan->title + unit, "value")) << " at screen 0.016, screen "
+           << "set label 1 " << Quoted(y.Label(title + unit, "value")) << " at screen 0.016, screen "
            << (bottom + top) / 2 << " center rotate by 90 noenhanced\n"
            << (panel.HasLegend() ? "set key\n" : "unset key\n");
     if (panel.IsBoolean())

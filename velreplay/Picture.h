@@ -5,6 +5,7 @@
 #include "recordings/OutputFile.h"
 #include "velreplay/Axis.h"
 #include "velreplay/Envelope.h"
+#include "velreplay/TimeTics.h"
 
 #include <deque>
 #include <iosfwd>
@@ -27,6 +28,7 @@ struct PicturePlan {
     std::string title;
     std::string x;
     std::string xTitle;
+    std::optional<Vel::TimeForm> xTime; ///< x is times
     std::vector<PanelPlan> panels;
 };
 
@@ -57,7 +59,8 @@ private:
         Axis YAxis() const;
     };
 
-    Axis XAxis() const;
+    std::optional<std::pair<double, double>> XRange() const;
+    void WriteXAxis(std::ostream& script, const Axis& x, const std::vector<Tic>& times, bool isLabelled) const;
     bool IsSvg() const { return name.ends_with(".svg"); }
     void WriteScript(std::ostream& script) const;
     static void WritePanel(std::ostream& script, const Panel& panel, const Axis& x, double bottom, double top);
