@@ -26,6 +26,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using namespace VelChecks;
 using Vel::Operation;
 
 const fs::path source = VEL_SOURCE;
@@ -132,6 +133,8 @@ TEST(Documentation, ShowsCodeOfTheExamples) {
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(source / "examples"))
         if (entry.is_regular_file())
             examples += WithoutIndent(Read(entry.path()));
+    for (const std::string& block : Blocks(source / "docs/ecg.md", "toml"))
+        EXPECT_NE(examples.find(WithoutIndent(block)), std::string::npos) << block;
     for (const fs::path& page : Pages())
         for (const std::string language : {"c", "cpp"})
             for (const std::string& block : Blocks(page, language))
@@ -147,11 +150,12 @@ TEST(Documentation, ShowsCodeOfTheExamples) {
     EXPECT_EQ(Blocks(source / "docs/hosting.md", "text"), outputs);
 }
 
-/// velreplay on the plan, recording and result of a page.
+/// velreplay on the plan, recording and result of a page. A page that begins with a recording goes on with it.
 class PageRun {
 public:
     /// A plan without inputs is a part that may be added to the plan before it.
     void TakePlan(const std::string& text) {
+        keepsRecording = keepsRecording || (plan.empty() && hasRecording);
         const bool isPart = text.find("[[inputs]]") == std::string::npos;
         plan = isPart ? plan + text : text;
         std::ofstream(folder.path / "plan.toml") << plan;
@@ -159,13 +163,13 @@ public:
         if (!isLoaded)
             return;
         EXPECT_TRUE(Run("--explain blocks.toml | diff <(grep -v '^#' blocks.toml) - >out")) << Output();
-        if (isPart) {
+        if (isPart && !keepsRecording) {
             EXPECT_TRUE(Run("-q plan.toml recording.csv -o result.csv --plot picture.svg 2>out")) << Output();
         }
     }
     /// First a recording, then its result.
     void TakeTable(const std::string& text) {
-        if (std::exchange(hasRecording, !hasRecording)) {
+        if (std::exchange(hasRecording, keepsRecording || !hasRecording)) {
             for (const std::string of : {"plan.toml", "blocks.toml"}) {
                 EXPECT_TRUE(Run("-q " + of + " recording.csv >out 2>&1"));
                 EXPECT_EQ(Output(), text);
@@ -193,10 +197,11 @@ private:
     std::string plan;
     bool isLoaded = true;
     bool hasRecording = false;
+    bool keepsRecording = false; ///< as long as there are results of it
 };
 
 TEST(Documentation, ShowsWhatVelreplayDoes) {
-    for (const char* const page : {"docs/velreplay.md", "docs/plans.md"}) {
+    for (const char* const page : {"docs/velreplay.md", "docs/plans.md", "docs/days.md"}) {
         PageRun run;
         for (const auto& [language, text] : Fences(source / page)) {
             if (language == "text") {
@@ -221,6 +226,50 @@ std::vector<std::string> Split(const std::string& text, const std::string& separ
         begin = end + separator.size();
     }
     return parts;
+}
+
+/// NoValue-aware operations that answer true and write nothing: what stands in the result before the last sample stays.
+std::set<std::string_view> OperationsThatKeepTheirValue() {
+    std::set<std::string_view> names;
+    SeededChoice choice(1);
+    for (const Row& row : AllRows())
+        for (int life = 0; life < 60; ++life) {
+            SeededChoice same = choice; // a gear table can be read once only
+            Subject subject(row, true), other(row, true);
+            EXPECT_TRUE(subject.Initialize(ChooseParameters(row, std::ref(choice))));
+            EXPECT_TRUE(other.Initialize(ChooseParameters(row, std::ref(same))));
+            bool haveAnswered = true;
+            SampleBits before = 0;
+            const char letter = row.signature[0]; // of a signalling NaN no sum is made that is the same
+            const SampleBits mark = letter == 'D'   ? SampleBits{0x7ff4000000000077}
+                                    : letter == 'F' ? SampleBits{0x7fa00077}
+                                                    : SampleOf(letter, 77);
+            for (std::uint64_t left = 1 + choice(12); left > 0; --left) {
+                subject.ChooseOperands(std::ref(choice));
+                std::copy(subject.Operands().begin(), subject.Operands().end(), other.Operands().begin());
+                before = subject.Results()[0];
+                if (left == 1)
+                    other.Results()[0] = mark;
+                haveAnswered = subject.Execute() && other.Execute();
+            }
+            if (haveAnswered && subject.Results()[0] == before && other.Results()[0] == mark && before != mark)
+                names.insert(row.operation->name);
+        }
+    return names;
+}
+
+TEST(Documentation, TellsWhichOperationsKeepTheirValue) {
+    std::set<std::string_view> names;
+    const std::string page = Read(source / "docs/plans.md");
+    const std::size_t table = page.find("| Operation | Keeps its value");
+    const std::string rows = page.substr(table, page.find("\n\n", table) - table);
+    const std::regex line("\n\\| ([A-Za-z, ]+) \\|");
+    std::vector<std::string> cells;
+    for (std::sregex_iterator found(rows.begin(), rows.end(), line), end; found != end; ++found)
+        for (const std::string& name : Split((*found)[1].str() + ", ", ", "))
+            cells.push_back(name);
+    names.insert(cells.begin(), cells.end());
+    EXPECT_EQ(names, OperationsThatKeepTheirValue());
 }
 
 /// An entry of the reference: the operation that it describes, and what it says.

@@ -456,19 +456,24 @@ TEST(Engine, WarnsOfWhatAUserMayNotExpect) {
     const std::vector<double> gaps{1, 2, none, none, 3, none, 4};
     const std::vector<double> fives(gaps.size(), 5);
     EXPECT_EQ(warnings(Single("Float64", "IntegralAdd", "'a'", "parameters = { delta_time = 1 }"), gaps, fives),
-              "z: the total starts again from 0 behind a missing sample, 3, 2\n");
+              "z: the total of IntegralAdd starts again from 0 behind a missing sample, 3, 2\n");
     EXPECT_EQ(warnings(Single("Float64", "Integral", "'a'", "parameters = { delta_time = 1 }"), gaps, fives), "");
     EXPECT_EQ(warnings(Single("Float64", "UpperLimit", "'a', 'b'", "parameters = { hysteresis = 2 }", "UInt16"),
                        {6, 6, none, 4, 4, 6, 6}, fives),
-              "z: no value behind a missing sample, until the state next changes, 4, 2\n");
+              "z: UpperLimit has no value behind a missing sample, until its state next changes, 4, 2\n");
     EXPECT_EQ(warnings(Single("Float64", "Hour", "'a'"), gaps, fives),
-              "z: a value is made of a missing sample, 3, 3\n");
+              "z: Hour makes a value of a missing sample, 3, 3\n");
     const std::string frame = inputs.substr(0, inputs.find("TYPE")) +
                               "Float64\"\n[[inputs]]\nname = \"b\"\n"
                               "type = \"Float64\"\n[[constants]]\nname = \"none\"\ntype = \"Float64\"\n[compute]\nz = ";
     EXPECT_EQ(warnings(ParsePlan(frame + "\"If(Valid(a), Hour(a), none)\"", "plan"), gaps, fives), "");
     EXPECT_EQ(warnings(ParsePlan(frame + "\"Hour(a) + 1\"", "plan"), gaps, fives),
-              "z#1: a value is made of a missing sample, 3, 3\n");
+              "z: Hour makes a value of a missing sample, 3, 3\n");
+    for (const char* const guarded : {"Valid(UpperLimit(a, b, hysteresis = 2), 0)", "UpperLimit(a, b, hysteresis = 2)"})
+        EXPECT_EQ(warnings(ParsePlan(frame + '"' + guarded + '"', "plan"), {6, 6, none, 4, 4, 6, 6}, fives),
+                  guarded[0] == 'V'
+                      ? ""
+                      : "z: UpperLimit has no value behind a missing sample, until its state next changes, 4, 2\n");
     EXPECT_EQ(warnings(Single("Float64", "MonoFlop", "'a'", "parameters = { duration = 1 }", "UInt16"), gaps, fives),
               "z: MonoFlop reads the clock of this machine, not the time of the recording, 0, 0\n");
 }

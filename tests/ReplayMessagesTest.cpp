@@ -165,9 +165,10 @@ TEST_F(ReplayMessagesTest, WarnsOfWhatAUserMayNotExpect) {
     const std::string warnings =
         "warning: channel \"time\": steps of 0.5 to 1 from row to row, while \"energy\" takes them for equal (first in "
         "row 3; 1 in all)\n"
-        "warning: channel \"energy\": the total starts again from 0 behind a missing sample (first in row 3; 1 in "
+        "warning: channel \"energy\": the total of IntegralAdd starts again from 0 behind a missing sample (first in "
+        "row 3; 1 in "
         "all)\n"
-        "warning: channel \"hour\": a value is made of a missing sample (first in row 4; 1 in all)\n"
+        "warning: channel \"hour\": Hour makes a value of a missing sample (first in row 4; 1 in all)\n"
         "warning: channel \"pulse\": MonoFlop reads the clock of this machine, not the time of the recording\n"
         "warning: channel \"state\": cells that hold 255, its NoValue, count as missing (first in row 2; 2 in all)\n";
     EXPECT_EQ(Run("$V plan.toml rec.csv -o result.csv"), 0);

@@ -217,8 +217,8 @@ void Picture::WriteXAxis(std::ostream& script, const Axis& x, const std::vector<
     script << "set xtics (";
     for (const Tic& tic : times) {
         const std::string between = tic.time.empty() || tic.date.empty() ? "" : "\\n";
-        script << (&tic == times.data() ? "" : ", ") << '"' << (isLabelled ? tic.time + between + tic.date : "") << "\" "
-               << x.Shown(tic.at);
+        script << (&tic == times.data() ? "" : ", ") << '"' << (isLabelled ? tic.time + between + tic.date : "")
+               << "\" " << x.Shown(tic.at);
     }
     script << ")\n";
     const std::string zone = ZoneName(*plan.xTime);

@@ -125,8 +125,6 @@ std::vector<Tic> TimeTics(double lowest, double highest, const Vel::TimeForm& fo
     return tics;
 }
 
-std::string ZoneName(const Vel::TimeForm& form) {
-    return form.isLocal ? "" : form.zone.empty() ? "UTC" : form.zone;
-}
+std::string ZoneName(const Vel::TimeForm& form) { return form.isLocal ? "" : form.zone.empty() ? "UTC" : form.zone; }
 
 } // namespace Velreplay
