@@ -59,6 +59,7 @@ std::size_t Raster::Make() {
         const std::optional<double> time = NextTime();
         if (!time)
             continue;
+        RefuseTooLate(*time);
         if (!last) {
             Begin(*time);
         } else if (std::abs(*time - *last) > plan.maxStep) {
@@ -94,15 +95,20 @@ std::optional<double> Raster::NextTime() {
     return std::nullopt;
 }
 
+/// Rows of a raster must differ in time.
+void Raster::RefuseTooLate(double time) const {
+    constexpr double leastSteps = 2;
+    if (std::abs(time) * std::numeric_limits<double>::epsilon() * leastSteps <= plan.period)
+        return;
+    const double step = std::nextafter(std::abs(time), std::numeric_limits<double>::infinity()) - std::abs(time);
+    throw Error(plan.place,
+                "the period, " + Text(plan.period) + " s, is too short for times such as " + Text(time) +
+                    ", which have steps of " + Text(step) + " s",
+                "choose a longer period, or times that count from a later moment");
+}
+
 /// A raster whose first row is at this time, or is the first multiple of the period from there.
 void Raster::Begin(double time) {
-    constexpr double leastSteps = 2;
-    const double step = std::nextafter(std::abs(time), std::numeric_limits<double>::infinity()) - std::abs(time);
-    if (plan.period < leastSteps * step)
-        throw Error(plan.place,
-                    "the period, " + Text(plan.period) + " s, is too short for times such as " + Text(time) +
-                        ", which have steps of " + Text(step) + " s",
-                    "choose a longer period, or times that count from a later moment");
     origin = plan.isAligned ? 0 : time;
     row = plan.isAligned ? static_cast<std::int64_t>(std::ceil(time / plan.period)) : 0;
     while (TimeOf(row - 1) >= time)

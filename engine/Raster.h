@@ -65,6 +65,7 @@ private:
     };
 
     std::optional<double> NextTime();
+    void RefuseTooLate(double time) const;
     void Begin(double time);
     void See(double time);
     bool MakeBelow(double end);

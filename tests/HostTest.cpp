@@ -243,6 +243,42 @@ TEST_F(HostTest, RefusesFramesWithARemedy) {
     refuse(inputs + "[compute]\ny = \"-a * a\"\nz = \"`y#1`\"\n", "unknown channel \"y#1\"");
 }
 
+TEST_F(HostTest, RefusesTimesAndHoldsWithARemedy) {
+    const auto refuse = [](const std::string& time, const std::string& more, const std::string& formula,
+                           const std::string& message) {
+        const std::string plan = "inputs = [{ name = \"t\", type = " + time +
+                                 " }, { name = \"v\", type = \"Float64\" }]\n" + more + "\n[compute]\nz = \"" +
+                                 (formula.empty() ? "v" : formula) + "\"\n";
+        const std::string answer = Replayed(plan, "t,v\n0,1\n5,1\n");
+        EXPECT_NE(answer.find(message), std::string::npos) << plan << answer;
+    };
+    const std::string number = "\"Float64\"", local = "\"Time\", clock = \"local\", zone = \"Europe/Berlin\"";
+    const std::string raster = "[raster]\ntime = \"t\"\nperiod = ", rate = "[plan]\nsample_period = 0.1";
+    refuse(number, "", "Max(v, window = '10 s')", "since nothing says how far rows are apart\n    Max(v, window");
+    refuse(number, rate, "Max(v, window = '10 miles')", "a duration is a number with us, ms, s, min, h or d behind it");
+    refuse(number, rate, "Max(v, window = '10.05 s')", "no whole number of rows: 10.05 s");
+    refuse(number, rate, "NoValueAlarm(v, limit = '0.5 ms')", "no whole number of milliseconds: 0.5 ms");
+    refuse(number, "", "Max(v, hold = '1 s')", "\"hold\" cannot be 1 s, since nothing says how far rows are apart");
+    refuse(number, "", "Max(v, hold = 1.5)", "\"hold\" is no number of rows above 0\n    Max(v, hold = 1.5)");
+    refuse(number, "", "Max(v, reset_when = w)", "unknown channel \"w\"");
+    refuse(number, "", "Max(v, reset_when = z)", "the channel is computed from itself: z <- z");
+    refuse(number, "", "Divide(v, v, when_refused = no)", "write keep or no_value");
+    refuse(number, "[settings]\na = \"10 s\"", "v + a", "flags, lists and durations are values of parameters");
+    refuse(number, "[plan]\nsample_period = \"0 s\"", "", "\"sample_period\" is no time above 0");
+    refuse(number, raster + "1\n" + rate, "", "the plan has both a raster and a sample_period");
+    refuse(number, raster + "0", "", "\"period\" is no time above 0");
+    refuse(number, raster + "1e-300", "", "the period, 1e-300 s, is too short for times such as 5");
+    refuse(number, raster + "1\nmax_step = 4", "", "row 2 of the recording: the time steps by 5 s, from 0 to 5");
+    refuse(number + ", resample = \"linear\"", "", "", "\"resample\" has no effect without a raster");
+    refuse(number + ", zone = \"UTC\"", "", "", "\"zone\" is for times alone");
+    refuse("\"Time\", clock = \"local\"", "", "", "the clock is local, but no zone is given");
+    refuse("\"Time\", zone = \"Europe/Bern\"", "", "", "the time zone \"Europe/Bern\" is unknown");
+    refuse("\"Time\", format = \"%H:%M\"", "", "", "does not say year, month and day");
+    refuse(local, raster + "1", "", "the time of the raster, \"t\", is no Float64 in UTC");
+    refuse(local, "", "IntegralAdd(v, t)", "the time of IntegralAdd, \"t\", is wall time");
+    refuse(number, "[plan]\nrows_when = \"v\"\nrows_before_change = \"t\"", "", "the plan has both rows_when and");
+}
+
 TEST_F(HostTest, DrawsGapsAndSaysWhatKeepsItFromDrawing) {
     const std::string plan = std::string(dividePlan) + "[plot]\nx = \"a\"\npanels = [{ channels = [\"b\", \"z\"] }]\n";
     const auto drawn = [&](const std::string& recording) {
