@@ -13,6 +13,7 @@ namespace {
 
 constexpr double never = -std::numeric_limits<double>::infinity();
 constexpr double stalePeriods = 10;
+constexpr double mostUnseen = 1.0 / 3; // of all rows; jitter makes some of them come in pairs
 
 } // namespace
 
@@ -122,6 +123,9 @@ void Raster::Begin(double time) {
 
 /// Takes the samples of the next row. A missing one ends the sample before, if a row of the raster has seen that.
 void Raster::See(double time) {
+    if (last && lastMade < *last && *last < time)
+        unseen.Add(lastSource + 1);
+    ++taken;
     for (std::size_t i = 0; i < tracks.size(); ++i)
         std::visit(
             [&, &track = tracks[i]]<class T>(T noValue) {
@@ -209,6 +213,9 @@ std::vector<Warning> Raster::FindWarnings() const {
     };
     warn(outOfOrder, "rows of the recording that go back in time are left out");
     warn(withoutTime, "rows of the recording without a time are left out");
+    if (static_cast<double>(unseen.rows) > mostUnseen * static_cast<double>(taken))
+        warn(unseen,
+             "rows of the recording come between two of the raster and are not seen; a shorter period sees them");
     warn(stale, "samples more than " + Text(stalePeriods) + " periods old stand in; max_gap in [raster] ends that");
     return warnings;
 }

@@ -97,6 +97,8 @@ private:
     Count outOfOrder;
     Count withoutTime;
     Count stale;
+    Count unseen;
+    std::uint64_t taken = 0; ///< rows of the recording
 };
 
 } // namespace Vel::Engine

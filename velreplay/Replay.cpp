@@ -318,12 +318,13 @@ Outcome Trace(const Options& options) {
         while (run.Continue());
         return false;
     };
+    std::uint64_t rowsSeen = 0; // of the recording
     const auto show = [&] {
-        ShowTrace(plan, run, channel, options.tracedRow);
+        ShowTrace(plan, run, channel, options.tracedRow, rowsSeen);
         return Outcome::Done;
     };
     while (const std::size_t rows = recording.ReadBlock())
-        for (std::size_t next = 0; next < rows; ++next) {
+        for (std::size_t next = 0; next < rows; ++next, ++rowsSeen) {
             for (std::size_t i = 0; i < columns.size(); ++i)
                 columns[i] = {recording.ColumnOf(i).AddressAt(next), 0};
             run.Feed(columns, 1);

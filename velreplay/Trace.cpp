@@ -78,7 +78,9 @@ private:
         std::printf("%s = %s\n", name.c_str(), SampleOf(plan, run, channel).c_str());
         const auto computation = computedBy.find(channel);
         if (computation == computedBy.end())
-            std::printf("    %s\n", channel < run.Inputs() ? "read from the recording" : "the same in every row");
+            std::printf("    %s\n", channel >= run.Inputs() ? "the same in every row"
+                                    : plan.raster           ? "brought onto the raster"
+                                                            : "read from the recording");
         else
             ShowStep(computation->second);
     }
@@ -133,8 +135,11 @@ private:
 
 } // namespace
 
-void ShowTrace(const Plan& plan, const Run& run, std::size_t channel, std::uint64_t row) {
-    std::printf("row %llu\n", static_cast<unsigned long long>(row));
+void ShowTrace(const Plan& plan, const Run& run, std::size_t channel, std::uint64_t row, std::uint64_t rowsSeen) {
+    std::printf("row %llu", static_cast<unsigned long long>(row));
+    if (plan.raster)
+        std::printf(" of the raster, behind row %llu of the recording", static_cast<unsigned long long>(rowsSeen));
+    std::printf("\n");
     Tracing(plan, run).Show(channel);
 }
 
