@@ -82,6 +82,7 @@ void CsvReader::AddField(const WantedColumn& wanted, std::size_t mostRows) {
             Field field{wanted.channel.name, wanted.column, Samples<T>{noValue, empty, empty}};
             if (wanted.time)
                 field.time.emplace(*wanted.time, wanted.place);
+            field.isPlain = std::is_same_v<T, double> && !wanted.time && !hasOtherForms;
             field.takesNoValues = format.takesNoValues || chosen != usual;
             fields.push_back(std::move(field));
         },
@@ -382,6 +383,9 @@ std::string CsvReader::Advice(const std::string& missing) const {
 
 /// Whether the cell is known to be one line.
 bool CsvReader::Store(Field& field, std::string_view cellText) {
+    if (field.isPlain && !cellText.empty() &&
+        ReadShortDecimal(cellText, std::get<Samples<double>>(field.cells).filling[rows])) [[likely]]
+        return true;
     const CellFault fault = std::visit([&](auto& cells) { return Read(field, cells, cellText); }, field.cells);
     if (fault == CellFault::None) [[likely]]
         return true;

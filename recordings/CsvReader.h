@@ -139,6 +139,7 @@ private:
         std::string column;
         AnyCells cells;
         std::optional<TimeReader> time = {}; ///< of Float64 samples that are times
+        bool isPlain = false;                ///< Float64 samples that are numbers in their usual form
         bool takesNoValues = false;          ///< of an integer type, as missing samples
         std::string unit = {};
         NoValueCells noValueCells = {};

@@ -94,20 +94,7 @@ void CsvWriter::WriteRows(const ResultRows& rows) {
 void CsvWriter::AppendRow(const ResultRows& rows, std::size_t row) {
     const std::size_t begin = used;
     char* to = buffer.data() + used;
-    const bool mayBeTimes = hasTimes; // a local, which writing to the buffer cannot change
-    for (std::size_t i = 0; i < channels.size(); ++i) {
-        if (mayBeTimes && times[i]) [[unlikely]]
-            to = WriteTime(to, i, rows.samples[i].At<double>(row));
-        else
-            std::visit(
-                [&]<class T>(T noValue) {
-                    const T value = rows.samples[i].At<T>(row);
-                    if (!IsNoValue(value, noValue))
-                        to = WriteCell(to, value, format.decimalComma);
-                },
-                channels[i].noValue);
-        *to++ = format.separator;
-    }
+    to = hasTimes ? WriteSamples<true>(to, rows.samples, row) : WriteSamples<false>(to, rows.samples, row);
     for (const std::vector<Status>& status : rows.statuses) {
         const std::string_view text = statusCells[static_cast<std::size_t>(status[row])];
         to = std::copy(text.begin(), text.end(), to);
@@ -121,6 +108,28 @@ void CsvWriter::AppendRow(const ResultRows& rows, std::size_t row) {
         to = std::fill_n(to - 1, 2, '"') + 1;
     to[-1] = '\n';
     used = static_cast<std::size_t>(to - buffer.data());
+}
+
+/// Results without times need no test for them in each cell.
+template <bool withTimes>
+char* CsvWriter::WriteSamples(char* to, std::span<const Column> samples, std::size_t row) {
+    const char separator = format.separator; // locals, which writing to the buffer cannot change
+    const bool decimalComma = format.decimalComma;
+    const std::span<const ChannelType> types = channels;
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        if (withTimes && times[i])
+            to = WriteTime(to, i, samples[i].At<double>(row));
+        else
+            std::visit(
+                [&]<class T>(T noValue) {
+                    const T value = samples[i].At<T>(row);
+                    if (!IsNoValue(value, noValue))
+                        to = WriteCell(to, value, decimalComma);
+                },
+                types[i].noValue);
+        *to++ = separator;
+    }
+    return to;
 }
 
 char* CsvWriter::WriteTime(char* to, std::size_t column, double value) {

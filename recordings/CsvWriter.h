@@ -52,6 +52,8 @@ public:
 private:
     void Append(std::string_view text);
     void AppendRow(const ResultRows& rows, std::size_t row);
+    template <bool withTimes>
+    char* WriteSamples(char* to, std::span<const Column> samples, std::size_t row);
     char* WriteTime(char* to, std::size_t column, double value);
     char* WriteText(char* to, std::string_view text);
 

@@ -74,22 +74,22 @@ inline char* WriteShortDecimal(char* begin, double value) {
     const double size = std::abs(value);
     if (!(size < limit) || (value == 0 && std::signbit(value)))
         return nullptr;
-    for (std::uint32_t decimals = 0, power = 1; decimals <= 3; ++decimals, power *= 10) {
-        // A digit that is rounded wrong fails the comparison. NOLINTNEXTLINE(bugprone-incorrect-roundings)
-        const auto digits = static_cast<std::uint32_t>(size * power + 0.5);
-        if (static_cast<double>(digits) / power != size)
-            continue;
-        if (value < 0)
-            *begin++ = '-';
-        char* end = std::to_chars(begin, begin + longestNumber - 1, digits / power).ptr;
-        if (decimals == 0)
-            return end;
-        *end = '.';
-        for (std::uint32_t i = decimals, left = digits % power; i > 0; --i, left /= 10)
-            end[i] = static_cast<char>('0' + left % 10);
-        return end + decimals + 1;
-    }
-    return nullptr;
+    constexpr std::uint32_t power = 1000;
+    // A digit that is rounded wrong fails the comparison. NOLINTNEXTLINE(bugprone-incorrect-roundings)
+    const auto digits = static_cast<std::uint32_t>(size * power + 0.5);
+    if (static_cast<double>(digits) / power != size)
+        return nullptr;
+    if (value < 0)
+        *begin++ = '-';
+    char* const point = std::to_chars(begin, begin + longestNumber - 1, digits / power).ptr;
+    const std::uint32_t decimals = digits % power;
+    if (decimals == 0)
+        return point;
+    point[0] = '.';
+    point[1] = static_cast<char>('0' + decimals / 100);
+    point[2] = static_cast<char>('0' + decimals / 10 % 10);
+    point[3] = static_cast<char>('0' + decimals % 10);
+    return point + (decimals % 100 == 0 ? 2 : decimals % 10 == 0 ? 3 : 4);
 }
 
 /// Writes a number in the shortest form that reads back exactly, as std::to_chars has it, and returns its end.
