@@ -18,7 +18,9 @@ namespace {
 constexpr std::size_t longestCell = std::size_t{1} << 24;
 constexpr std::size_t cellSteps = 4096; // by which the room for a cell grows
 constexpr std::size_t mostBeginning = std::size_t{1} << 16;
-constexpr std::size_t mostFaults = 20; // that are listed
+constexpr std::size_t mostNames = 1'000'000;
+constexpr std::size_t mostRowTexts = std::size_t{1} << 26; // bytes of the names, and of the kept texts of a row
+constexpr std::size_t mostFaults = 20;                     // that are listed
 
 } // namespace
 
@@ -178,7 +180,8 @@ void CsvReader::Parse() {
                   !advice.empty() ? advice : "put the whole cell in quotes, and double the quotes in it"));
     }
     if (csv_get_buffer_size(&parser) > longestCell && !failure)
-        failure = std::make_exception_ptr(Error(Place(), "a cell is longer than 16 MiB", "close its quotes"));
+        failure = std::make_exception_ptr(
+            Error(Place(), "a cell is longer than 16 MiB", "end its line, or close its quotes"));
 }
 
 /// Reads what is there, up to a block; at the beginning of a file enough to know a byte order mark.
@@ -278,7 +281,7 @@ void CsvReader::RowCallback(int terminator, void* self) noexcept {
 void CsvReader::OnCell(std::string_view cellText) {
     if (part != Part::Rows) {
         if (part == Part::Header)
-            header.emplace_back(cellText);
+            TakeName(cellText);
         else
             TakeUnit(cellText);
         CountLines(cellText);
@@ -307,7 +310,8 @@ void CsvReader::OnRow(int terminator) {
         part = Part::Rows;
     } else if (cell < columns.size()) {
         AddFault(Place(),
-                 std::to_string(cell) + " cells, but the header has " + std::to_string(columns.size()) + " names",
+                 std::to_string(cell) + (cell == 1 ? " cell" : " cells") + ", but the header has " +
+                     std::to_string(columns.size()) + " names",
                  "leave cells without sample empty, but keep their separators");
     } else if (faultCount == 0) {
         ++rows;
@@ -316,6 +320,21 @@ void CsvReader::OnRow(int terminator) {
         ++line;
     isAfterReturn = terminator == '\r';
     cell = 0;
+    rowTexts = 0;
+}
+
+void CsvReader::TakeName(std::string_view cellText) {
+    CountRowText(cellText);
+    if (header.size() == mostNames)
+        throw Error(Place(), "the header has more than 1,000,000 names", "name a CSV file; see --separator and --skip");
+    header.emplace_back(cellText);
+}
+
+/// A row that does not end must not fill the memory.
+void CsvReader::CountRowText(std::string_view cellText) {
+    rowTexts += cellText.size();
+    if (rowTexts > mostRowTexts)
+        throw Error(Place(), "a row has more than 64 MiB of text", "end its line, or keep fewer columns");
 }
 
 void CsvReader::TakeUnit(std::string_view cellText) {
@@ -377,8 +396,7 @@ std::string CsvReader::Advice(const std::string& missing) const {
     std::vector<std::string> wanted;
     for (const Field& field : fields)
         wanted.push_back(field.column);
-    return AdviceOnHeader(std::string_view(beginning).substr(std::min(headerOffset, beginning.size())), format, wanted,
-                          header, missing);
+    return AdviceOnHeader(beginning, headerOffset, format, wanted, header, missing);
 }
 
 /// Whether the cell is known to be one line.
@@ -440,7 +458,8 @@ CsvReader::CellFault CsvReader::ReadTime(Field& field, Samples<double>& samples,
 }
 
 /// From the first fault on, no row is handed out.
-CsvReader::CellFault CsvReader::Read(Field& /*field*/, Texts& texts, std::string_view cellText) const {
+CsvReader::CellFault CsvReader::Read(Field& /*field*/, Texts& texts, std::string_view cellText) {
+    CountRowText(cellText);
     TextColumn& filling = texts.blocks[texts.filled];
     if (filling.Rows() == rows)
         filling.Append(cellText);

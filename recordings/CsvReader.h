@@ -158,6 +158,8 @@ private:
     static void RowCallback(int terminator, void* self) noexcept;
     void OnCell(std::string_view cellText);
     void OnRow(int terminator);
+    void TakeName(std::string_view cellText);
+    void CountRowText(std::string_view cellText);
     void TakeUnit(std::string_view cellText);
     void MatchHeader();
     void KeepOthers();
@@ -165,7 +167,7 @@ private:
     template <Sample T>
     CellFault Read(Field& field, Samples<T>& samples, std::string_view cellText);
     CellFault ReadTime(Field& field, Samples<double>& samples, std::string_view cellText);
-    CellFault Read(Field& field, Texts& texts, std::string_view cellText) const;
+    CellFault Read(Field& field, Texts& texts, std::string_view cellText);
     std::string Place() const;
     void CountLines(std::string_view cellText);
     void AddFault(const std::string& itsPlace, std::string_view fault, std::string_view remedy);
@@ -206,6 +208,7 @@ private:
     std::size_t wantedFields = 0;
     std::vector<Field*> columns; ///< by position in the row, the first that wants it; null where nobody does
     std::size_t cell = 0;
+    std::size_t rowTexts = 0; ///< bytes of the texts of the row so far
     std::size_t rows = 0;
     std::size_t finishedRows = 0; ///< of the last block
     std::uint64_t rowsBefore = 0; ///< those that are being read

@@ -101,6 +101,9 @@ Source::Source(const std::string& itsName, const std::function<bool()>& itsIsInt
     while (file == -1 && errno == EINTR && !isInterrupted());
     if (file == -1 && !isInterrupted())
         throw Error(name, "the recording cannot be opened: " + ErrorText(), remedy);
+    struct stat status {};
+    if (fstat(file, &status) == 0 && S_ISREG(status.st_mode) && lseek(file, 0, SEEK_CUR) == 0)
+        size = static_cast<std::uint64_t>(status.st_size);
 }
 
 Source::~Source() {
@@ -158,6 +161,8 @@ std::size_t Source::ReadStored(std::span<char> room) {
             continue;
         if (count == -1)
             throw Error(name, "the recording cannot be read: " + ErrorText(), remedy);
+        if (count == 0 && position < size)
+            throw Error(name, "the recording became shorter while it was read", "copy it first, or read it again");
         position += static_cast<std::uint64_t>(count);
         return static_cast<std::size_t>(count);
     }

@@ -41,6 +41,7 @@ private:
     std::string name;
     const std::function<bool()>& isInterrupted;
     int file = -1;
+    std::uint64_t size = 0; ///< of a regular file when it was opened
     std::uint64_t position = 0;
     bool hasBegun = false;
     std::unique_ptr<Unpacking> unpacking;

@@ -289,10 +289,10 @@ std::uint64_t ReplayRowsOrLeavePart(const Work& work) {
         const std::string part = leavePart();
         if (part.empty())
             throw;
-        throw std::runtime_error(std::string(failure.what()) + "\n  the rows before are in " + part);
+        throw std::runtime_error(std::string(failure.what()) + "\n  the rows before are in " + Vel::Escaped(part));
     } catch (...) {
         if (const std::string part = leavePart(); !part.empty())
-            std::fprintf(stderr, "the rows before the failure are in %s\n", part.c_str());
+            std::fprintf(stderr, "the rows before the failure are in %s\n", Vel::Escaped(part).c_str());
         throw;
     }
 }

@@ -16,6 +16,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -167,7 +168,7 @@ int Run(int argc, char** argv) {
     std::vector<std::string> settings;
     bool isExplained = false;
     bool isChecked = false;
-    std::vector<std::string> traced;
+    std::pair<std::string, std::string> traced;
     CLI::App app("Replays a recording (CSV) through a plan (TOML) of computed channels.", "velreplay");
     app.set_version_flag("--version", "velreplay " VEL_VERSION);
     auto* const plan = app.add_option("PLAN", options.plan, "TOML: inputs, computed channels, parameters, panels");
@@ -189,8 +190,7 @@ int Run(int argc, char** argv) {
     app.add_flag("--check", isChecked, "says whether the plan is right, and computes nothing");
     auto* const trace =
         app.add_option("--trace", traced, "ROW CHANNEL: shows how the channel came to its sample in this row, from 1")
-            ->type_name("ROW CHANNEL")
-            ->expected(2);
+            ->type_name("ROW CHANNEL");
     auto* const operations =
         app.add_option("--operations", operation, "lists the operations, or tells all about one of them")
             ->expected(0, 1);
@@ -219,8 +219,8 @@ int Run(int argc, char** argv) {
     if (isChecked)
         return ExitCode(Velreplay::Check(options));
     if (*trace) {
-        options.tracedRow = RowNumber(traced[0]);
-        options.tracedChannel = traced[1];
+        options.tracedRow = RowNumber(traced.first);
+        options.tracedChannel = traced.second;
         return ExitCode(Velreplay::Trace(options));
     }
     return ExitCode(Velreplay::Replay(options));
