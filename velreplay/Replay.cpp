@@ -215,6 +215,23 @@ void RefuseRepeatedNames(const std::vector<ResultColumn>& columns, const std::ve
                         "rename the channel, or do not keep the column");
 }
 
+/// Gives a picture the units that the recording has, where the plan says none. Times and computed channels have none.
+void AddUnits(PicturePlan& picture, const Plan& plan, const Run& run, const CsvReader& recording) {
+    const auto unitOf = [&](const std::string& name, const std::string& place) {
+        const std::size_t channel = run.Find(name, place);
+        return channel < run.Inputs() && !plan.inputs[channel].time ? recording.UnitOf(channel) : std::string();
+    };
+    if (const std::string unit = unitOf(picture.x, picture.place); !unit.empty() && picture.xTitle.empty())
+        picture.xTitle = picture.x + " [" + unit + "]";
+    for (PanelPlan& panel : picture.panels) {
+        const std::string unit = unitOf(panel.channels.front(), panel.place);
+        if (panel.unit.empty() && std::all_of(panel.channels.begin(), panel.channels.end(), [&](const auto& channel) {
+                return unitOf(channel, panel.place) == unit;
+            }))
+            panel.unit = unit;
+    }
+}
+
 /// One replay: what is read, computed and written.
 struct Work {
     CsvReader& recording;
@@ -358,7 +375,7 @@ Outcome Check(const Options& options) {
 Outcome Replay(const Options& options) {
     const auto start = std::chrono::steady_clock::now();
     const Plan plan = Vel::Engine::LoadPlan(options.plan, options.settings);
-    const PicturePlan picturePlan = ReadPicturePlan(plan);
+    PicturePlan picturePlan = ReadPicturePlan(plan);
     RefuseSameFiles(options);
     const CsvFormat format = MakeFormat(options.format, plan);
     const std::vector<WantedColumn> wanted = WantedBy(plan);
@@ -373,6 +390,8 @@ Outcome Replay(const Options& options) {
     recording.ReadHeader(wanted, {plan.keep, plan.keepsAll});
     if (IsInterrupted()) // perhaps amid the header: there is no result to speak of
         return Outcome::Interrupted;
+    if (picture)
+        AddUnits(picturePlan, plan, run, recording);
 
     OutputBlocks output(plan, run, mostRows, options.withStatus);
     RefuseRepeatedNames(output.ResultColumns(), output.StatusNames(), recording.KeptNames());
