@@ -43,6 +43,8 @@ public:
     ~Unpacking() { inflateEnd(&stream); }
 
     std::size_t Read(std::span<char> room) {
+        if (isDamaged) // what is before the damage has been handed out
+            RefuseDamage();
         stream.next_out = AsBytes(room.data());
         stream.avail_out = static_cast<uInt>(room.size());
         while (stream.avail_out == room.size()) { // a member may hold nothing
@@ -54,16 +56,20 @@ public:
             isBetween = answer == Z_STREAM_END;
             if (answer == Z_MEM_ERROR)
                 throw std::bad_alloc();
-            if (answer != Z_OK && answer != Z_STREAM_END && answer != Z_BUF_ERROR)
-                throw Error(source.name,
-                            std::string("the gzip data are damaged") + (stream.msg == nullptr ? "" : ": ") +
-                                (stream.msg == nullptr ? "" : stream.msg),
-                            "fetch the file again; zcat shows what is before the damage");
+            isDamaged = answer != Z_OK && answer != Z_STREAM_END && answer != Z_BUF_ERROR;
+            if (isDamaged && stream.avail_out == room.size())
+                RefuseDamage();
         }
         return room.size() - stream.avail_out;
     }
 
 private:
+    [[noreturn]] void RefuseDamage() const {
+        throw Error(source.name,
+                    std::string("the gzip data are damaged") + (stream.msg == nullptr ? "" : ": ") +
+                        (stream.msg == nullptr ? "" : stream.msg),
+                    "fetch the file again; zcat shows what is before the damage");
+    }
     static constexpr std::size_t packedBytes = std::size_t{1} << 16;
 
     bool Refill() {
@@ -92,6 +98,7 @@ private:
     std::vector<char> packed;
     z_stream stream{};
     bool isBetween = false; ///< members
+    bool isDamaged = false;
 };
 
 Source::Source(const std::string& itsName, const std::function<bool()>& itsIsInterrupted)

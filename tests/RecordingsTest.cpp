@@ -278,6 +278,10 @@ TEST_F(RecordingsTest, WhatIsBadIsRefusedOrCounted) {
     EXPECT_EQ(Run("$V --on-bad-cell missing plan.toml bad.csv"), 0);
     EXPECT_EQ(Read("out"), "t;p;n;twice;note\n;1,5;;3;\n;;;;\n");
     EXPECT_NE(Read("err").find("warning: bad cells count as missing (4 in all)\n    bad.csv:4"), std::string::npos);
+    Write("other.csv", "#\nTime;p;n;note;more\n;;;;\n");
+    refuse("a.csv other.csv", "other.csv:2: the column \"more\" is not in the first file, which keeps all");
+    Write("fewer.csv", "#\nTime;p;n\n;;\n");
+    refuse("a.csv fewer.csv", "fewer.csv:2: there is no column \"note\"");
     EXPECT_EQ(Run("gzip <a.csv | head -c 40 >cut.gz"), 0);
     refuse("cut.gz", "cut.gz: the gzip data end too early");
     refuse("a.csv --thousands ,", "--thousands: \",\" stands before the decimals already");

@@ -14,8 +14,9 @@ protected:
         EXPECT_EQ(Run("$V -q plan.toml rec.csv " + options), 1) << recording.substr(0, 100);
         const std::string said = Read("err");
         EXPECT_LT(said.size(), 3000u);
-        EXPECT_TRUE(std::all_of(said.begin(), said.end(), [](char c) { return c == '\n' || (c >= ' ' && c != 0x7F); }))
-            << said;
+        EXPECT_TRUE(std::all_of(said.begin(), said.end(), [](char c) {
+            return c == '\n' || (c & 0x80) != 0 || (c >= ' ' && c != 0x7F);
+        })) << said;
         return said;
     }
     static void ExpectIn(const std::string& part, const std::string& said) {
@@ -30,6 +31,9 @@ TEST_F(ReplayMessagesTest, SuggestsTheSeparatorThatFits) {
                                                           "a;b\r\n6,5;3\r\n"));
     ExpectIn("separated otherwise: --separator tab", Said("other\ta\tb\n1\t6\t3\n"));
     ExpectIn("leave out --decimal-comma", Said("a,b\n6,3.5\n", "--decimal-comma"));
+    ExpectIn("the header seems to be line 4: --skip 3", Said("a,x\n\"said \"so\n\na,b\n1,2\n", "--skip 4"));
+    ExpectIn("line 2: --skip 1 --decimal-comma", Said("sep=;\r\na;b\r\n1;2,5\r\n"));
+    ExpectIn("separated otherwise: --separator '|'", Said("\n\na|b\n"));
     ExpectIn("did you mean \"beta\"? the header has: \"a\" \"beta\"", [] {
         Write("plan.toml", "[[inputs]]\nname = \"Beta\"\ntype = \"UInt8\"\n");
         Run("printf 'a,beta\\n' | $V plan.toml");
@@ -53,6 +57,12 @@ TEST_F(ReplayMessagesTest, KnowsWhatIsNoPlainText) {
                                                                                  "a\0,\0b\0\n\0"s));
     ExpectIn("iconv -f UTF-16LE", Said("a\0,\0b\0\n\0"s));
     ExpectIn("iconv -f UTF-16BE", Said("\0a\0,\0b\0\n"s));
+    ExpectIn("in UTF-32\n  convert it in a pipe: iconv -f UTF-32 -t", Said("\xFF\xFE\0\0a\0\0\0"s));
+    ExpectIn("iconv -f UTF-32LE", Said("a\0\0\0,\0\0\0"s));
+    ExpectIn("iconv -f UTF-32BE", Said("\0\0\0a\0\0\0,"s));
+    Write("plan.toml", "[[inputs]]\nname = \"T [°C]\"\ntype = \"UInt8\"\n");
+    Run("printf 'T [\\260C]\\n1\\n' | $V plan.toml");
+    ExpectIn("the header is not in UTF-8; for most Windows programs: iconv -f WINDOWS-1252", Read("err"));
     ExpectIn("the recording is no text", Said("\x7F"
                                               "ELF\0\0,\n"s));
 }
@@ -62,6 +72,12 @@ TEST_F(ReplayMessagesTest, ShortensWhatItQuotes) {
     ExpectIn("\"" + cell.substr(0, 60) + "...\" is no number", Said("a,b\n1," + cell + "\n"));
     ExpectIn("\"" + cell.substr(0, 59) + "...\" is no", Said("a,b\n1," + cell.substr(0, 59) + "\u00E4\u00E4\n"));
     ExpectIn(R"("\x1b[31m2\x00" is no number)", Said(std::string("a,b\n1,\x1B[31m2\0\n", 15)));
+    ExpectIn(R"("\x9b1m\xc2\x9b\xe2\x80\xaeü\xff\xc0\x80" is no)",
+             Said("a,b\n1,\x9B"
+                  "1m\xC2\x9B\xE2\x80\xAE\u00FC\xFF\xC0\x80\n")); // what terminals obey, and no UTF-8
+    Write("\x1B[31m.csv", "a,b\n");
+    EXPECT_EQ(Run("$V plan.toml *m.csv *m.csv --skip 1"), 1);
+    ExpectIn(R"(\x1b[31m.csv:2: there is no header)", Read("err"));
     ExpectIn("there is no channel \"b\"", Said("a," + cell + "\n"));
     ExpectIn("a cell is longer than 16 MiB", Said("a,b\n1,\"" + std::string(std::size_t{20} << 20, 'x')));
 }
@@ -220,6 +236,7 @@ TEST_F(ReplayMessagesTest, TracesASampleToWhatItIsMadeOf) {
                                 "    no value: there is no sample of power\n");
     for (const std::string arguments : {"--check plan.toml", "plan.toml rec.csv --trace 1 peak"})
         EXPECT_EQ(Run("$V " + arguments + " >/dev/full"), 1);
+    EXPECT_EQ(Run("$V --trace 3 peak plan.toml rec.csv && $V plan.toml --trace 3 peak rec.csv"), 0) << Read("err");
     EXPECT_EQ(Run("$V plan.toml rec.csv --trace 5 peak"), 1);
     EXPECT_EQ(Read("err"), "--trace: there is no row 5\n  there are 4; the first is 1\n");
     // A row behind many blocks is the one that the result has there.
