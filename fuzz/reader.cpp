@@ -50,12 +50,12 @@ bool MakeTimes(std::vector<WantedColumn>& wanted, const VelChecks::Choose& choos
 }
 
 /// As gzip packs it.
-std::string Packed(std::string_view text) {
+std::string Packed(std::string text) {
     std::string packed(text.size() + 100, '\0');
     z_stream stream{};
     constexpr int gzip = 16;
     Require(deflateInit2(&stream, 1, Z_DEFLATED, MAX_WBITS + gzip, 1, Z_DEFAULT_STRATEGY) == Z_OK, "a packer");
-    stream.next_in = reinterpret_cast<const Bytef*>(text.data());
+    stream.next_in = reinterpret_cast<Bytef*>(text.data());
     stream.avail_in = static_cast<uInt>(text.size());
     stream.next_out = reinterpret_cast<Bytef*>(packed.data());
     stream.avail_out = static_cast<uInt>(packed.size());
