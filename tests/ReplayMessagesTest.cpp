@@ -2,6 +2,7 @@
 #include "HostFixture.h"
 
 #include <algorithm>
+#include <sstream>
 
 namespace {
 
@@ -217,6 +218,25 @@ TEST_F(ReplayMessagesTest, ChecksAPlanWithoutARecording) {
     Write("plan.toml", std::string(surprisingPlan) + "[plot]\nx = \"time\"\n[[plot.panels]]\nchannels = [\"peek\"]\n");
     EXPECT_EQ(Run("$V --check plan.toml"), 1);
     ExpectIn("unknown channel \"peek\"\n  did you mean \"peak\"?", Read("err"));
+}
+
+TEST_F(ReplayMessagesTest, TheManualPageHasEachOptionAndKeyOfRecordings) {
+    const std::string page = Read(VEL_SOURCE "/velreplay/velreplay.1");
+    const auto expectEach = [&page](const std::string& names, const std::string& before, const std::string& behind) {
+        std::istringstream stream(names);
+        int count = 0;
+        for (std::string name; stream >> name; ++count)
+            ExpectIn(std::string(before).append(name).append(behind), page);
+        EXPECT_GE(count, 8);
+    };
+    EXPECT_EQ(Run("$V --help | grep -o -e '--[a-z-]*[a-z]' | cut -c 2- | sort -u"), 0);
+    expectEach(Read("out"), "Fl ", "");
+    Write("plan.toml", "[recording]\nnone = 1\n" + std::string(dividePlan));
+    EXPECT_EQ(Run("$V --check plan.toml"), 1);
+    const std::string said = Read("err");
+    const std::string known = "known here: ";
+    ExpectIn(known, said);
+    expectEach(said.substr(said.find(known) + known.size()), "Cm ", " No = ");
 }
 
 TEST_F(ReplayMessagesTest, TracesASampleToWhatItIsMadeOf) {
