@@ -176,7 +176,7 @@ void CsvReader::Parse() {
             throw std::bad_alloc();
         const std::string advice = part == Part::Header ? Advice("") : "";
         failure = std::make_exception_ptr(
-            Error(Place(), "no CSV: a quote stands amid a cell",
+            Error(Place(), "not CSV: there is a quote inside a cell",
                   !advice.empty() ? advice : "put the whole cell in quotes, and double the quotes in it"));
     }
     if (csv_get_buffer_size(&parser) > longestCell && !failure)
@@ -224,11 +224,11 @@ std::size_t CsvReader::SkipLines(std::string_view block) {
 /// The last line may lack its end.
 void CsvReader::EndFile() {
     if (csv_fini(&parser, &CsvReader::CellCallback, &CsvReader::RowCallback, this) != 0 && !failure)
-        failure = std::make_exception_ptr(Error(Place(), "a quoted cell does not end", "close its quotes"));
+        failure = std::make_exception_ptr(Error(Place(), "a quoted cell has no closing quote", "close its quotes"));
     if (part == Part::Header && !failure)
         failure = std::make_exception_ptr(
             format.skippedLines != 0 && line > 1
-                ? Error(Place(), "there is no header behind the lines that are skipped", "skip fewer lines")
+                ? Error(Place(), "there is no header after the skipped lines", "skip fewer lines")
                 : Error(name, "the recording is empty", "begin it with a line of channel names"));
     position += source->Position();
     source.reset();
@@ -372,7 +372,7 @@ void CsvReader::MatchHeader() {
         if (found == positions.end())
             throw Error(Place(), "there is no " + kind + Quoted(field.column), Advice(field.column));
         if (repeated.contains(field.column))
-            throw Error(Place(), "the " + kind + Quoted(field.column) + " is there twice", "rename one of them");
+            throw Error(Place(), "the " + kind + Quoted(field.column) + " appears twice", "rename one of them");
         field.next = std::exchange(columns[found->second], &field);
     }
     part = format.hasUnits ? Part::Units : Part::Rows;
@@ -386,7 +386,8 @@ void CsvReader::KeepOthers() {
     for (const std::string& column : header)
         if (!known.contains(column)) {
             if (nextFile != 1)
-                throw Error(Place(), "the column " + Quoted(column) + " is not in the first file, which keeps all",
+                throw Error(Place(),
+                            "the column " + Quoted(column) + " is not in the first file, which tells what to keep",
                             "name the columns to keep in the plan: keep = [\"...\"]");
             AddKept(column);
         }
@@ -486,7 +487,7 @@ std::string CsvReader::Explain(const Field& field, CellFault fault) {
     const std::string type(sampleTypes[field.cells.index()].name);
     if (fault == CellFault::NoValue)
         return " is the NoValue of the type " + type;
-    return (fault == CellFault::OutOfRange ? " is out of the range of " : " is no number of the type ") + type;
+    return (fault == CellFault::OutOfRange ? " is out of the range of " : " is not a number of type ") + type;
 }
 
 std::string CsvReader::RemedyOf(std::string_view cellText, CellFault fault) const {

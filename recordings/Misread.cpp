@@ -171,7 +171,7 @@ void RefuseOtherThanText(std::string_view beginning, const std::string& name) {
         throw Error(name, "the recording is in " + encoding.substr(0, encoding.find_first_of("LB")),
                     "convert it in a pipe: iconv -f " + encoding + " -t UTF-8 RECORDING | velreplay PLAN");
     if (HeaderLine(beginning).find('\0') != std::string_view::npos)
-        throw Error(name, "the recording is no text", "name a CSV file");
+        throw Error(name, "the recording is not text", "name a CSV file");
 }
 
 std::string AdviceOnHeader(std::string_view beginning, std::size_t headerOffset, const CsvFormat& format,

@@ -124,6 +124,8 @@ std::optional<std::uint64_t> Source::SizeOf(const std::string& name) {
         return std::nullopt;
     if (stat(name.c_str(), &status) != 0 || access(name.c_str(), R_OK) != 0)
         throw Error(name, "the recording cannot be opened: " + ErrorText(), remedy);
+    if (S_ISDIR(status.st_mode))
+        throw Error(name, "the recording cannot be opened: " + ErrorText(EISDIR), remedy);
     return S_ISREG(status.st_mode) ? std::optional(static_cast<std::uint64_t>(status.st_size)) : std::nullopt;
 }
 

@@ -271,7 +271,7 @@ TEST_F(RecordingsTest, WhatIsBadIsRefusedOrCounted) {
     };
     Write("bad.csv", "#\nTime;p;n;note\n;;;\n31.03.2024 02:30:00;1,5;255;\n;1.5;x;\n");
     refuse("a.csv bad.csv",
-           "bad.csv:4, column 1, channel \"t\": \"31.03.2024 02:30:00\" is no time in Europe/Berlin: the "
+           "bad.csv:4, column 1, channel \"t\": \"31.03.2024 02:30:00\" does not exist in Europe/Berlin: the "
            "clock was put forward over it");
     refuse("bad.csv", "\"255\" is the NoValue of the type UInt8");
     refuse("a.csv none.csv", "none.csv: the recording cannot be opened");
@@ -279,12 +279,12 @@ TEST_F(RecordingsTest, WhatIsBadIsRefusedOrCounted) {
     EXPECT_EQ(Read("out"), "t;p;n;twice;note\n;1,5;;3;\n;;;;\n");
     EXPECT_NE(Read("err").find("warning: bad cells count as missing (4 in all)\n    bad.csv:4"), std::string::npos);
     Write("other.csv", "#\nTime;p;n;note;more\n;;;;\n");
-    refuse("a.csv other.csv", "other.csv:2: the column \"more\" is not in the first file, which keeps all");
+    refuse("a.csv other.csv", "other.csv:2: the column \"more\" is not in the first file, whose columns");
     Write("fewer.csv", "#\nTime;p;n\n;;\n");
     refuse("a.csv fewer.csv", "fewer.csv:2: there is no column \"note\"");
     EXPECT_EQ(Run("gzip <a.csv | head -c 40 >cut.gz"), 0);
     refuse("cut.gz", "cut.gz: the gzip data end too early");
-    refuse("a.csv --thousands ,", "--thousands: \",\" stands before the decimals already");
+    refuse("a.csv --thousands ,", "--thousands: \",\" is the decimal sign already");
     Write("plan.toml", std::string("[[inputs]]\nname = \"a\"\ntype = \"Time\"\nzone = \"Europe/Berln\"\n"));
     refuse("--check", "plan.toml:1: the time zone \"Europe/Berln\" is unknown");
 }

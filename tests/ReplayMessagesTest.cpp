@@ -64,21 +64,21 @@ TEST_F(ReplayMessagesTest, KnowsWhatIsNoPlainText) {
     Write("plan.toml", "[[inputs]]\nname = \"T [°C]\"\ntype = \"UInt8\"\n");
     Run("printf 'T [\\260C]\\n1\\n' | $V plan.toml");
     ExpectIn("the header is not in UTF-8; for most Windows programs: iconv -f WINDOWS-1252", Read("err"));
-    ExpectIn("the recording is no text", Said("\x7F"
-                                              "ELF\0\0,\n"s));
+    ExpectIn("the recording is not text", Said("\x7F"
+                                               "ELF\0\0,\n"s));
 }
 
 TEST_F(ReplayMessagesTest, ShortensWhatItQuotes) {
     const std::string cell(100000, 'x');
-    ExpectIn("\"" + cell.substr(0, 60) + "...\" is no number", Said("a,b\n1," + cell + "\n"));
-    ExpectIn("\"" + cell.substr(0, 59) + "...\" is no", Said("a,b\n1," + cell.substr(0, 59) + "\u00E4\u00E4\n"));
-    ExpectIn(R"("\x1b[31m2\x00" is no number)", Said(std::string("a,b\n1,\x1B[31m2\0\n", 15)));
-    ExpectIn(R"("\x9b1m\xc2\x9b\xe2\x80\xaeü\xff\xc0\x80" is no)",
+    ExpectIn("\"" + cell.substr(0, 60) + "...\" is not a number", Said("a,b\n1," + cell + "\n"));
+    ExpectIn("\"" + cell.substr(0, 59) + "...\" is not", Said("a,b\n1," + cell.substr(0, 59) + "\u00E4\u00E4\n"));
+    ExpectIn(R"("\x1b[31m2\x00" is not a number)", Said(std::string("a,b\n1,\x1B[31m2\0\n", 15)));
+    ExpectIn(R"("\x9b1m\xc2\x9b\xe2\x80\xaeü\xff\xc0\x80" is not)",
              Said("a,b\n1,\x9B"
                   "1m\xC2\x9B\xE2\x80\xAE\u00FC\xFF\xC0\x80\n")); // what terminals obey, and no UTF-8
     Write("\x1B[31m.csv", "a,b\n");
     EXPECT_EQ(Run("$V plan.toml *m.csv *m.csv --skip 1"), 1);
-    ExpectIn(R"(\x1b[31m.csv:2: there is no header)", Read("err"));
+    ExpectIn(R"(\x1b[31m.csv:2: there is no header after)", Read("err"));
     ExpectIn("there is no channel \"b\"", Said("a," + cell + "\n"));
     ExpectIn("a cell is longer than 16 MiB", Said("a,b\n1,\"" + std::string(std::size_t{20} << 20, 'x')));
 }
@@ -88,11 +88,11 @@ TEST_F(ReplayMessagesTest, CountsAllBadCellsAndListsTwenty) {
     for (int row = 1; row <= 50000; ++row)
         recording += row % 1000 == 0 ? "x,y\n" : row == 49999 ? "1\n" : "1,1\n";
     const std::string said = Said(recording);
-    ExpectIn("rec.csv:1001, column 1, channel \"a\": \"x\" is no number of the type Float64\n  correct the cell", said);
+    ExpectIn("rec.csv:1001, column 1, channel \"a\": \"x\" is not a number of type Float64\n  correct the cell", said);
     ExpectIn("\n  there are 101 bad cells and rows, also:\n    rec.csv:1001, column 2, channel \"b\": \"y\"", said);
-    ExpectIn("\n    rec.csv:10001, column 2, channel \"b\": \"y\" is no number of the type Float64\n    ...\n", said);
+    ExpectIn("\n    rec.csv:10001, column 2, channel \"b\": \"y\" is not a number of type Float64\n    ...\n", said);
     EXPECT_EQ(std::count(said.begin(), said.end(), 'F'), 20);
-    ExpectIn("\n  what follows could not be read: rec.csv:4: no CSV", Said("a,b\nx,1\n1,1\n1\"1,1\n"));
+    ExpectIn("\n  what follows could not be read: rec.csv:4: not CSV", Said("a,b\nx,1\n1,1\n1\"1,1\n"));
     ExpectIn("rec.csv:2: more cells than", Said("a,b\n1,1,1,1\n1\n"));
     // Lines are counted, however they end, also within cells that nobody wants.
     ExpectIn("rec.csv:6,", Said("a,b,c\r1,1,2\r\r1,1,\"x\ry\"\rx,1,2\r"));

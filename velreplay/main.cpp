@@ -108,7 +108,7 @@ Vel::Engine::ParametersByName Settings(const std::vector<std::string>& texts) {
     for (const std::string& text : texts) {
         const std::size_t equals = text.find('=');
         if (equals == std::string::npos || equals == 0)
-            throw Vel::Error("--set", "\"" + text + "\" is no setting", "write, for example: --set corner=8");
+            throw Vel::Error("--set", "\"" + text + "\" is not a setting", "write, for example: --set corner=8");
         settings[text.substr(0, equals)] = Vel::Engine::ParseValue(text.substr(equals + 1), "--set " + text);
     }
     return settings;
@@ -139,7 +139,7 @@ std::uint64_t RowNumber(const std::string& text) {
     std::uint64_t row = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), row);
     if (error != std::errc() || end != text.data() + text.size() || row == 0)
-        throw Vel::Error("--trace", Vel::Quoted(text) + " is no number of a row", "the first row has the number 1");
+        throw Vel::Error("--trace", Vel::Quoted(text) + " is not a row number", "rows count from 1");
     return row;
 }
 
@@ -204,7 +204,7 @@ int Run(int argc, char** argv) {
         return 0;
     }
     if (!*plan)
-        throw Vel::Error("velreplay", "no plan is given", "velreplay --help tells the arguments");
+        throw Vel::Error("velreplay", "no plan is given", "velreplay --help lists the arguments");
     options.settings = Settings(settings);
     if (isExplained) {
         Explain(options);
