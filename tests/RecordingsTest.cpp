@@ -279,7 +279,7 @@ TEST_F(RecordingsTest, WhatIsBadIsRefusedOrCounted) {
     EXPECT_EQ(Read("out"), "t;p;n;twice;note\n;1,5;;3;\n;;;;\n");
     EXPECT_NE(Read("err").find("warning: bad cells count as missing (4 in all)\n    bad.csv:4"), std::string::npos);
     Write("other.csv", "#\nTime;p;n;note;more\n;;;;\n");
-    refuse("a.csv other.csv", "other.csv:2: the column \"more\" is not in the first file, whose columns");
+    refuse("a.csv other.csv", "other.csv:2: the column \"more\" is not in the first file, which tells");
     Write("fewer.csv", "#\nTime;p;n\n;;\n");
     refuse("a.csv fewer.csv", "fewer.csv:2: there is no column \"note\"");
     EXPECT_EQ(Run("gzip <a.csv | head -c 40 >cut.gz"), 0);
