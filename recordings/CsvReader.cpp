@@ -286,9 +286,12 @@ void CsvReader::OnCell(std::string_view cellText) {
             TakeUnit(cellText);
         CountLines(cellText);
     } else if (cell >= columns.size()) {
-        if (cell == columns.size())
+        if (cellText.empty() && cell == columns.size()) {
+            // some loggers write a separator behind the last cell
+        } else if (!std::exchange(isTooLong, true)) {
             AddFault(Place(), "more cells than the header has names (" + std::to_string(columns.size()) + ")",
                      "remove a separator, or put the cell in quotes");
+        }
     } else if (columns[cell] != nullptr) {
         bool isOneLine = true; // as a number is
         for (Field* field = columns[cell]; field != nullptr; field = field->next)
@@ -308,7 +311,7 @@ void CsvReader::OnRow(int terminator) {
         MatchHeader();
     } else if (part == Part::Units) {
         part = Part::Rows;
-    } else if (cell < columns.size()) {
+    } else if (cell < columns.size() && !LacksOnlyNameless()) {
         AddFault(Place(),
                  std::to_string(cell) + (cell == 1 ? " cell" : " cells") + ", but the header has " +
                      std::to_string(columns.size()) + " names",
@@ -321,6 +324,12 @@ void CsvReader::OnRow(int terminator) {
     isAfterReturn = terminator == '\r';
     cell = 0;
     rowTexts = 0;
+    isTooLong = false;
+}
+
+/// Or the separator stands behind the header alone, so that the last column has no name, and the row no cell for it.
+bool CsvReader::LacksOnlyNameless() const {
+    return cell + 1 == columns.size() && header.back().empty() && columns.back() == nullptr;
 }
 
 void CsvReader::TakeName(std::string_view cellText) {

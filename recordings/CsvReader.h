@@ -158,6 +158,7 @@ private:
     static void RowCallback(int terminator, void* self) noexcept;
     void OnCell(std::string_view cellText);
     void OnRow(int terminator);
+    bool LacksOnlyNameless() const;
     void TakeName(std::string_view cellText);
     void CountRowText(std::string_view cellText);
     void TakeUnit(std::string_view cellText);
@@ -208,6 +209,7 @@ private:
     std::size_t wantedFields = 0;
     std::vector<Field*> columns; ///< by position in the row, the first that wants it; null where nobody does
     std::size_t cell = 0;
+    bool isTooLong = false;   ///< the row that is being read
     std::size_t rowTexts = 0; ///< bytes of the texts of the row so far
     std::size_t rows = 0;
     std::size_t finishedRows = 0; ///< of the last block
