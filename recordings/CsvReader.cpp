@@ -24,7 +24,7 @@ constexpr std::size_t mostFaults = 20;                     // that are listed
 
 } // namespace
 
-/// A text of a row that the last block has begun.
+/// Copies the text of a row that the last block has begun.
 void CsvReader::Texts::Carry(std::size_t row) {
     blocks[filled].Clear();
     if (row < Finished().Rows())
@@ -38,7 +38,7 @@ CsvReader::CsvReader(std::vector<std::string> itsFiles, CsvFormat itsFormat, std
       hasOtherForms(format.decimalComma || !format.thousands.empty() || !format.missing.empty()),
       isInterrupted(std::move(itsIsInterrupted)),
       bytes(blockBytes) {
-    for (const std::string& file : files) // so that a late one does not fail a long run
+    for (const std::string& file : files) // a missing one should not end a long run late
         if (const auto fileSize = Source::SizeOf(file); size && fileSize)
             *size += *fileSize;
         else
@@ -52,7 +52,7 @@ CsvReader::CsvReader(std::vector<std::string> itsFiles, CsvFormat itsFormat, std
 
 CsvReader::~CsvReader() { csv_free(&parser); }
 
-/// Each cell takes a character, its separator or the line end, and a row that is not empty at least two.
+/// Each cell takes at least one character, its separator or line end, and each row at least two.
 std::size_t CsvReader::MostRows(std::size_t blockBytes, std::span<const WantedColumn> wanted) {
     std::unordered_set<std::string_view> cells;
     for (const WantedColumn& column : wanted)
@@ -70,7 +70,7 @@ void CsvReader::ReadHeader(std::span<const WantedColumn> wanted, const KeptColum
         AddKept(column);
     while (part != Part::Rows && !isAtEnd && !isInterrupted()) {
         Parse();
-        if (failure && part != Part::Rows) // one behind the header waits for the rows before it
+        if (failure && part != Part::Rows) // a failure behind the header waits for the rows before it
             std::rethrow_exception(failure);
     }
 }
@@ -80,7 +80,7 @@ void CsvReader::AddField(const WantedColumn& wanted, std::size_t mostRows) {
     const AnySample usual = DefaultNoValue(wanted.channel.Type().letter);
     std::visit(
         [&]<class T>(T noValue) {
-            const std::vector<T> empty(mostRows + 1, noValue); // and one that a block may begin
+            const std::vector<T> empty(mostRows + 1, noValue); // one more: a block may end amid a row
             Field field{wanted.channel.name, wanted.column, Samples<T>{noValue, empty, empty}};
             if (wanted.time)
                 field.time.emplace(*wanted.time, wanted.place);
@@ -184,7 +184,7 @@ void CsvReader::Parse() {
             Error(Place(), "a cell is longer than 16 MiB", "end its line, or close its quotes"));
 }
 
-/// Reads what is there, up to a block; at the beginning of a file enough to know a byte order mark.
+/// Reads what is there, up to a block. At the beginning of a file it waits for enough to know a byte order mark.
 bool CsvReader::ReadBytes() {
     byteCount = 0;
     const std::size_t wanted = isAtBeginning ? byteOrderMark.size() : 1;
@@ -221,7 +221,7 @@ std::size_t CsvReader::SkipLines(std::string_view block) {
     return skipped;
 }
 
-/// The last line may lack its end.
+/// Takes the last line, which may lack its line end.
 void CsvReader::EndFile() {
     if (csv_fini(&parser, &CsvReader::CellCallback, &CsvReader::RowCallback, this) != 0 && !failure)
         failure = std::make_exception_ptr(Error(Place(), "a quoted cell has no closing quote", "close its quotes"));
@@ -235,7 +235,7 @@ void CsvReader::EndFile() {
     isAtEnd = nextFile == files.size();
 }
 
-/// What keeps the rows from being read any further goes to the end of the list, as it comes last in the recording.
+/// A failure that ends the reading comes last in the recording, so it comes last in the list.
 void CsvReader::ThrowFaults() {
     if (faultCount == 0)
         std::rethrow_exception(failure);
@@ -255,7 +255,7 @@ void CsvReader::ThrowFaults() {
     throw Error(faults.front().Place(), faults.front().Fault(), more);
 }
 
-/// Failures wait until the parser, which is C, has returned. What follows one is skipped.
+/// Exceptions must not pass through the parser, which is C, so they wait until it has returned.
 void CsvReader::CellCallback(void* cellText, std::size_t length, void* self) noexcept {
     auto& reader = *static_cast<CsvReader*>(self);
     if (reader.failure)
@@ -327,7 +327,7 @@ void CsvReader::OnRow(int terminator) {
     isTooLong = false;
 }
 
-/// Or the separator stands behind the header alone, so that the last column has no name, and the row no cell for it.
+/// Some loggers write a separator behind the last name only: the last column has no name then, and rows no cell for it.
 bool CsvReader::LacksOnlyNameless() const {
     return cell + 1 == columns.size() && header.back().empty() && columns.back() == nullptr;
 }
@@ -352,7 +352,7 @@ void CsvReader::TakeUnit(std::string_view cellText) {
             field->unit = cellText;
 }
 
-/// Those within a cell.
+/// Counts the line ends within a cell.
 void CsvReader::CountLines(std::string_view cellText) {
     const char* const end = cellText.data() + cellText.size();
     for (const char* at = cellText.data(); at != end; ++at)
@@ -360,7 +360,7 @@ void CsvReader::CountLines(std::string_view cellText) {
             ++line;
 }
 
-/// From the first one on, no row is handed out.
+/// ReadBlock returns no row after the first fault.
 void CsvReader::AddFault(const std::string& itsPlace, std::string_view fault, std::string_view remedy) {
     if (++faultCount <= mostFaults)
         faults.emplace_back(itsPlace, std::string(fault), std::string(remedy));
@@ -387,7 +387,7 @@ void CsvReader::MatchHeader() {
     part = format.hasUnits ? Part::Units : Part::Rows;
 }
 
-/// All files have the same columns then, since the result has one header.
+/// With keep = "all" all files need the same columns, since the result has one header.
 void CsvReader::KeepOthers() {
     std::unordered_set<std::string> known;
     for (const Field& field : fields)
@@ -409,7 +409,7 @@ std::string CsvReader::Advice(const std::string& missing) const {
     return AdviceOnHeader(beginning, headerOffset, format, wanted, header, missing);
 }
 
-/// Whether the cell is known to be one line.
+/// Returns whether the cell is known to be one line.
 bool CsvReader::Store(Field& field, std::string_view cellText) {
     if (field.isPlain && !cellText.empty() &&
         ReadShortDecimal(cellText, std::get<Samples<double>>(field.cells).filling[rows])) [[likely]]
@@ -467,7 +467,7 @@ CsvReader::CellFault CsvReader::ReadTime(Field& field, Samples<double>& samples,
     return isMissing ? CellFault::None : CellFault::NoTime;
 }
 
-/// From the first fault on, no row is handed out.
+/// Once there is a fault no row is counted, so later texts of the same row are not appended.
 CsvReader::CellFault CsvReader::Read(Field& /*field*/, Texts& texts, std::string_view cellText) {
     CountRowText(cellText);
     TextColumn& filling = texts.blocks[texts.filled];
@@ -478,7 +478,7 @@ CsvReader::CellFault CsvReader::Read(Field& /*field*/, Texts& texts, std::string
 
 void CsvReader::AddBadCell(Field& field, std::string_view cellText, CellFault fault) {
     const std::uint64_t count = format.takesBadCells ? badCells.count++ : faultCount;
-    if (count >= mostFaults) { // there may be as many as cells
+    if (count >= mostFaults) { // counted, but no longer listed
         faultCount += format.takesBadCells ? 0 : 1;
         return;
     }

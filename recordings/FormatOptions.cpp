@@ -75,7 +75,7 @@ CsvFormat MakeFormat(const FormatOptions& commandLine, const Engine::Plan& plan)
     const bool hasTable = section != plan.sections.end();
     const FormatOptions table = hasTable ? OptionsOf(section->second) : FormatOptions();
     const std::string tablePlace = hasTable ? section->second.Place() : plan.name;
-    // Calls a function with the value of an option, and its place for messages; nothing where nobody says it.
+    // Calls `use` with the value of an option and its place for messages, if plan or command line give it.
     const auto choose = [&](const auto option, const char* key, const auto& use) {
         if (commandLine.*option || table.*option)
             use(commandLine.*option ? *(commandLine.*option) : *(table.*option),

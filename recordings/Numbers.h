@@ -48,7 +48,7 @@ inline bool ReadShortDecimal(std::string_view text, double& value) {
     return true;
 }
 
-/// Reads a whole text as a number of type T. A leading plus sign is taken.
+/// Reads a whole text as a number of type T. It may begin with a plus sign.
 template <class T>
 std::errc ReadNumber(std::string_view text, T& value) {
     if constexpr (std::is_same_v<T, double>)
@@ -66,9 +66,9 @@ std::errc ReadNumber(std::string_view text, T& value) {
 /// The longest text that WriteNumber writes.
 inline constexpr std::ptrdiff_t longestNumber = 32;
 
-/// Writes a number below 100000 that has up to three decimals, and returns its end; null: it is none. It is the
-/// shortest form: no two decimal numbers of up to 15 digits stand for the same Float64, and no exponent is shorter
-/// here.
+/// Writes a number below 100000 that has up to three decimals, and returns its end; null for other numbers. This is
+/// the shortest form: no two decimal numbers of up to 15 digits stand for the same Float64, and an exponent would be no
+/// shorter here.
 inline char* WriteShortDecimal(char* begin, double value) {
     constexpr double limit = 1e5;
     const double size = std::abs(value);

@@ -26,7 +26,7 @@ Bytef* AsBytes(char* text) { return reinterpret_cast<Bytef*>(text); }
 
 } // namespace
 
-/// What gzip has packed: one member behind another, and perhaps zeros behind the last.
+/// Unpacks gzip: one member behind another, and perhaps zeros behind the last.
 class Source::Unpacking {
 public:
     Unpacking(Source& itsSource, std::span<const char> beginning)
@@ -81,7 +81,7 @@ private:
         stream.avail_in = static_cast<uInt>(count);
         return count != 0;
     }
-    /// Behind a member. False: that was but padding.
+    /// Begins the next member. False: these were only zeros.
     bool Begin() {
         while (stream.avail_in != 0 && *stream.next_in == 0) {
             ++stream.next_in;
@@ -103,7 +103,7 @@ private:
 
 Source::Source(const std::string& itsName, const std::function<bool()>& itsIsInterrupted)
     : name(itsName == "-" ? "standard input" : itsName), isInterrupted(itsIsInterrupted) {
-    do // a pipe has to be opened by its writer as well, and a signal ends that wait
+    do // opening a pipe waits for its writer, and a signal ends that wait
         file = itsName == "-" ? dup(STDIN_FILENO) : open(itsName.c_str(), O_RDONLY | O_CLOEXEC);
     while (file == -1 && errno == EINTR && !isInterrupted());
     if (file == -1 && !isInterrupted())
@@ -135,7 +135,7 @@ std::size_t Source::Read(std::span<char> room) {
     return unpacking ? unpacking->Read(room) : ReadStored(room);
 }
 
-/// As many bytes as tell whether gzip has packed them.
+/// Reads enough bytes to tell whether gzip has packed them.
 std::size_t Source::ReadFirst(std::span<char> room) {
     hasBegun = true;
     std::size_t count = 0;
@@ -151,7 +151,7 @@ std::size_t Source::ReadFirst(std::span<char> room) {
     return unpacking->Read(room);
 }
 
-/// Waits for something to read. The wait ends now and then, as a signal may have come just before it. False:
+/// Waits for something to read. The wait ends now and then, since a signal may have come just before it. False:
 /// interrupted.
 bool Source::AwaitBytes() const {
     pollfd source{file, POLLIN, 0};

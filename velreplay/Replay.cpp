@@ -28,7 +28,7 @@ using Vel::Column, Vel::Error, Vel::Status;
 
 namespace {
 
-/// Whether writing to one name would write over what is read under the other. Devices and pipes never do.
+/// Whether writing to one name would overwrite the file that is read under the other. Devices and pipes never do.
 bool IsSameFile(const std::string& written, const std::string& read) {
     std::error_code error;
     return std::filesystem::is_regular_file(read, error) && std::filesystem::equivalent(written, read, error);
@@ -89,7 +89,7 @@ public:
             columns.push_back({run.Channels()[output.channel], output.time});
         return columns;
     }
-    /// Lets times look as they do in the recording.
+    /// Makes times look as they do in the recording.
     void HandOnTimeStyles(const CsvReader& recording, CsvWriter& result) const {
         for (std::size_t i = 0; i < outputs.size(); ++i)
             if (outputs[i].time)
@@ -103,7 +103,7 @@ public:
         return names;
     }
 
-    /// Before a block is fed: its results go where those of the block before are not.
+    /// Call before a block is fed: its results must not overwrite those of the block before.
     void Begin() {
         next = 1 - next;
         if (!run.ChoosesRows())
@@ -111,7 +111,7 @@ public:
                 if (output.isOwn)
                     run.PutInto(output.channel, output.memory[next].data());
     }
-    /// What the writer writes of the block that has been computed.
+    /// The columns of the block that has been computed, for the writer.
     std::vector<Column> Columns() {
         std::vector<Column> columns;
         for (Output& output : outputs) {
@@ -156,7 +156,7 @@ public:
             columns.resize(count);
     }
 
-    /// For the rows of the result that have just been computed. They stay while the next ones are.
+    /// The texts for the rows of the result that have just been computed. They stay while the next ones are computed.
     std::vector<const TextColumn*> Columns() {
         next = 1 - next;
         std::vector<const TextColumn*> columns;
@@ -164,7 +164,7 @@ public:
             columns.push_back(isCopied ? &Copy(i) : &recording.TextsOf(i));
         return columns;
     }
-    /// Behind a block of the recording: saves what later rows of the result may show of it.
+    /// Call after each block of the recording: saves the texts that later rows of the result may need.
     void EndBlock(std::size_t rows) {
         if (isCopied && count != 0) {
             std::map<std::uint64_t, std::vector<std::string>> stillUsed;
@@ -294,8 +294,8 @@ std::uint64_t ReplayRows(const Work& work) {
     return total;
 }
 
-/// A failure leaves the rows before it where they do not come again, as those of a live source, and where the recording
-/// is to blame; and says where they are.
+/// If the recording is to blame for a failure, or its rows do not come again, as those of a live source, the rows
+/// before the failure stay in a file, and the message names it.
 std::uint64_t ReplayRowsOrLeavePart(const Work& work) {
     const auto leavePart = [&work] {
         return work.recording.IsLive() || work.recording.IsBad() ? work.result.LeavePart() : std::string();
