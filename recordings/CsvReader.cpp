@@ -505,6 +505,8 @@ std::string CsvReader::RemedyOf(std::string_view cellText, CellFault fault) cons
                "missing";
     if (fault == CellFault::NoTime)
         return R"(correct the cell, or say in the plan how times are written: format = "%d.%m.%Y %H:%M:%S")";
+    if (cellText.find('\0') != std::string_view::npos)
+        return "perhaps the logger lost power here; to leave these bytes out: tr -d '\\0' <RECORDING | velreplay PLAN";
     std::string remedy = "correct the cell, leave it empty for no sample, or give the channel another type";
     const bool hasComma = cellText.find(',') != std::string_view::npos;
     const bool hasPoint = cellText.find('.') != std::string_view::npos;

@@ -73,6 +73,7 @@ TEST_F(ReplayMessagesTest, ShortensWhatItQuotes) {
     ExpectIn("\"" + cell.substr(0, 60) + "...\" is not a number", Said("a,b\n1," + cell + "\n"));
     ExpectIn("\"" + cell.substr(0, 59) + "...\" is not", Said("a,b\n1," + cell.substr(0, 59) + "\u00E4\u00E4\n"));
     ExpectIn(R"("\x1b[31m2\x00" is not a number)", Said(std::string("a,b\n1,\x1B[31m2\0\n", 15)));
+    ExpectIn("perhaps the logger lost power here; to leave these bytes out: tr -d '\\0' <RECORDING", Read("err"));
     ExpectIn(R"("\x9b1m\xc2\x9b\xe2\x80\xaeü\xff\xc0\x80" is not)",
              Said("a,b\n1,\x9B"
                   "1m\xC2\x9B\xE2\x80\xAE\u00FC\xFF\xC0\x80\n")); // what terminals obey, and no UTF-8
