@@ -33,12 +33,16 @@ struct Table {
     bool hasHeader = false;
     std::size_t rows = 0;
     std::string samples; ///< their bytes, row by row
+    std::string texts;   ///< of kept columns, each behind its length
     std::string failure; ///< the message; empty: none
 };
 
 /// Reads a table in blocks of so many bytes, and requires of the reader what it promises of blocks and messages.
 Table ReadTable(const MemoryFile& file, Vel::Recordings::CsvFormat format, std::size_t blockBytes,
-                std::span<const Vel::ChannelType> wanted);
+                std::span<const Vel::Recordings::WantedColumn> wanted, const Vel::Recordings::KeptColumns& kept = {});
+
+/// Channels as columns of a recording that have their names.
+std::vector<Vel::Recordings::WantedColumn> AsWanted(std::span<const Vel::ChannelType> channels);
 
 /// Channels as columns of a result.
 std::vector<Vel::Recordings::ResultColumn> AsResult(std::span<const Vel::ChannelType> channels);

@@ -78,7 +78,7 @@ void Compute(const Plan& plan) {
         writer.WriteRows({computed, columns});
         writer.Keep();
     }
-    const Table table = ReadTable(file, {}, 4096, channels);
+    const Table table = ReadTable(file, {}, 4096, AsWanted(channels));
     Require(table.rows == computed && table.samples == AsReadBack(channels, columns, computed),
             "the samples of a result");
 }

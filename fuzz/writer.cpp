@@ -59,7 +59,7 @@ public:
             writer.Keep();
         }
         // Text columns are read as those that nobody wants.
-        const Table table = ReadTable(file, format, blockBytes, channels);
+        const Table table = ReadTable(file, format, blockBytes, AsWanted(channels));
         if (!table.failure.empty())
             std::fprintf(stderr, "%s\n", table.failure.c_str());
         Require(table.failure.empty(), "a result that can be read");

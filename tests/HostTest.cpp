@@ -14,7 +14,7 @@ TEST_F(HostTest, ReadsAndWritesEveryFormOfTable) {
         "a;b;z\n1,5;0,5;3\n;2;\n");
     EXPECT_EQ(Replayed("[plan]\noutput = [\"z\"]" + std::string(dividePlan), "a\tb\n6\t3\n\t", "--separator tab"),
               "z\n2\n\"\"\n");
-    EXPECT_NE(Replayed(dividePlan, "a;b\n1.500;1", "--decimal-comma").find("\"1.500\" is no number"),
+    EXPECT_NE(Replayed(dividePlan, "a;b\n1.500;1", "--decimal-comma").find("\"1.500\" is not a number"),
               std::string::npos);
 }
 
@@ -41,12 +41,12 @@ TEST_F(HostTest, SaysWhereAndWhatAndLeavesTheOldResult) {
         EXPECT_EQ(Read("err").substr(0, message.size()), message);
         EXPECT_EQ(Read("result.csv"), "old\n");
     };
-    refuse("a,b\n1,2\n\n1,2x\n", "rec.csv:4, column 2, channel \"b\": \"2x\" is no number of the type Float64");
-    refuse("a,b\n1\n", "rec.csv:2: 1 cells, but the header has 2 names");
+    refuse("a,b\n1,2\n\n1,2x\n", "rec.csv:4, column 2, channel \"b\": \"2x\" is not a number of type Float64");
+    refuse("a,b\n1\n", "rec.csv:2: 1 cell, but the header has 2 names");
     refuse("a,b\n1,2,3\n", "rec.csv:2: more cells than the header has names");
     refuse("a,c\n", "rec.csv:1: there is no channel \"b\"\n  the header has: \"a\" \"c\"");
-    refuse("a,b\n1,\"2", "rec.csv:2: a quoted cell does not end");
-    refuse("a,b\n1,2\n3\"4,5\n", "rec.csv:3: no CSV");
+    refuse("a,b\n1,\"2", "rec.csv:2: a quoted cell has no closing quote");
+    refuse("a,b\n1,2\n3\"4,5\n", "rec.csv:3: not CSV");
     refuse("", "rec.csv: the recording is empty");
     Write("rec.csv", "a,b\n1,2\n");
     EXPECT_EQ(Run("$V plan.toml rec.csv -o /dev/full"), 1);
@@ -217,7 +217,7 @@ parameters = { hysteresis = "width" }
         EXPECT_NE(Read("err").find(message), std::string::npos) << Read("err");
     };
     refuse("--set wdth=1", "the plan has no setting \"wdth\"\n  it has: curve width");
-    refuse("--set width", "\"width\" is no setting");
+    refuse("--set width", "\"width\" is not a setting");
     refuse("--set width=1x", "--set width=1x");
     refuse("--set 'width=1\nz=2'", "--set width=1");
 }
