@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <clocale>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <span>
 
@@ -21,11 +23,12 @@ std::string_view WithoutLead(std::string_view text) noexcept {
     if (!text.starts_with('+'))
         return text;
     text.remove_prefix(1);
-    return text.starts_with('-') ? std::string_view() : text;
+    return text.starts_with('-') || text.starts_with('+') ? std::string_view() : text;
 }
 
 /// The decimal number at the front of a text, whatever the locale; infinite or 0 where it leaves the range. 0 if there
 /// is none: words such as "inf" are no decimal numbers.
+#ifdef __cpp_lib_to_chars
 Float64 ParseFloat(std::string_view text) noexcept {
     text = WithoutLead(text);
     Float64 value = 0;
@@ -38,6 +41,17 @@ Float64 ParseFloat(std::string_view text) noexcept {
     }
     return error == std::errc() && std::isfinite(value) ? value : 0;
 }
+#else
+// The std::from_chars of libc++ 19 reads integers only.
+Float64 ParseFloat(std::string_view text) noexcept {
+    text = WithoutLead(text);
+    text = text.substr(0, text.find_first_not_of("+-.0123456789eE")); // neither hexadecimal digits nor words
+    std::array<char, pieceSize + 1> number{};                         // ends with a NUL, as strtod wants it
+    text.copy(number.data(), pieceSize);
+    static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
+    return strtod_l(number.data(), nullptr, classic);
+}
+#endif
 
 /// The decimal integer at the front of a text, clamped to 32 bits. 0 if there is none.
 SInt32 ParseInteger(std::string_view text) noexcept {
