@@ -9,9 +9,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <limits>
 #include <optional>
+#include <ranges>
 #include <set>
 
 using namespace VelChecks;
@@ -102,6 +104,96 @@ TEST(EveryRow, ReadsTheClockOnlyIfTheVocabularySaysSo) {
         }
         const bool isTimeOfDay = row.operation->operands == 0; // which has no tick counter
         EXPECT_EQ(hasReadClock || isTimeOfDay, row.operation->traits.readsClock) << row.Title(true);
+    }
+}
+
+/// Whether the NoValue-aware form does beside the plain one what this kind of twin does.
+bool BehavesAs(Vel::Twin twin, const Row& row) {
+    SeededChoice seeded(5);
+    const Choose choose = std::ref(seeded);
+    Subject plain(row, false), aware(row, true);
+    const auto isSame = [&](std::size_t i) {
+        return AreSame(row.signature[i], plain.Results()[i], aware.Results()[i]);
+    };
+    const auto isMarker = [&](std::size_t i) {
+        return AreSame(row.signature[i], aware.Results()[i], *aware.ResultMarkers()[i]);
+    };
+    const auto all = [&](const auto& holds) {
+        return std::ranges::all_of(std::views::iota(std::size_t{0}, row.operation->results), holds);
+    };
+    const auto computeAlike = [&] { return plain.Execute() == aware.Execute() && all(isSame); };
+    const auto isIdle = [](Subject& subject) {
+        return !subject.Execute() &&
+               std::ranges::all_of(subject.Results(), [](SampleBits result) { return result == 77; });
+    };
+    const auto behaves = [&](bool isNoValue) {
+        using enum Vel::Twin;
+        switch (twin) {
+        case OnlyAware:
+            aware.Execute();
+            return isIdle(plain);
+        case OnlyPlain:
+            plain.Execute();
+            return isIdle(aware);
+        case TakesForZero:
+            if (isNoValue)
+                plain.Operands()[0] = 0;
+            return computeAlike();
+        default:
+            break;
+        }
+        if (!isNoValue || twin == Ignores)
+            return computeAlike();
+        const bool answer = aware.Execute();
+        switch (twin) {
+        case Restarts:
+            plain.Reset();
+            return !answer && all(isMarker);
+        case Decides:
+            return answer ? plain.Execute() && all(isSame) : all(isMarker) && (plain.Execute(), true);
+        case Repeats:
+            return all([&](std::size_t i) { return isSame(i) || isMarker(i); });
+        case ShowsAnother:
+            return true;
+        default: // refuses
+            return !answer && all(isMarker);
+        }
+    };
+    for (int life = 0; life < 8; ++life) {
+        const auto parameters = ChooseParameters(row, choose);
+        EXPECT_TRUE(plain.Initialize(parameters) && aware.Initialize(parameters)) << row.Title(true);
+        for (int sample = 0; sample < 200; ++sample) {
+            plain.ChooseOperands(choose);
+            std::ranges::copy(plain.Operands(), aware.Operands().begin());
+            for (std::size_t i = 0; i < row.operation->results && twin != Vel::Twin::Repeats; ++i)
+                plain.Results()[i] = aware.Results()[i] = 77;
+            FakePlatform::tickCount += static_cast<std::uint32_t>(choose(300));
+            if (!behaves(aware.HasNoValue()))
+                return false;
+        }
+        plain.Reset();
+        aware.Reset();
+    }
+    return true;
+}
+
+TEST(EveryRow, TreatsNoValueAsTheVocabularySays) {
+    using enum Vel::Twin;
+    constexpr std::array strictestFirst{OnlyAware, OnlyPlain,    Ignores, Refuses,     Restarts,
+                                        Decides,   TakesForZero, Repeats, ShowsAnother};
+    for (const Row& row : AllRows()) {
+        if (row.operation->name == "Gangermittlung") // looks at its first operand only
+            continue;
+        const Vel::Twin described = TwinOf(*row.operation, row.signature);
+        for (const Vel::Twin twin : strictestFirst) {
+            // The 1 that this operation repeats could as well be decided.
+            if (row.operation->name == "StartOnlyTrigger" && twin == Decides)
+                continue;
+            const bool behaves = BehavesAs(twin, row);
+            EXPECT_EQ(behaves, twin == described) << row.Title(true) << " as twin " << static_cast<int>(twin);
+            if (behaves)
+                break;
+        }
     }
 }
 
