@@ -185,13 +185,17 @@ TEST(Conversions, EachBitIsReadFromTheOperandAfreshThoughAResultHasReplacedIt) {
         for (std::size_t shared = 0; shared < operation->results; ++shared) {
             Subject extraction({operation, SignaturesOf(*operation).front()}, false);
             extraction.ShareChannel(shared, operation->results);
-            extraction.Operands()[0] = 0x7FF7;
+            const char letter = extraction.Letter(0);
+            const auto asOperand = [letter](SampleBits sample) { return NumberOf(sample, SizeOfSample(letter)); };
+            extraction.Operands()[0] = SampleOf(letter, 0x7FF7);
             EXPECT_TRUE(extraction.Execute());
-            const unsigned ownBit = 0x7FF7 >> shared & 1;
-            EXPECT_EQ(extraction.Operands()[0] & 0xFF, ownBit);
+            const auto ownBit = static_cast<std::uint16_t>(0x7FF7 >> shared & 1);
+            const std::uint64_t left = asOperand(BitsOf(ownBit)); // of a UInt16, a UInt8 reads the first byte
+            EXPECT_EQ(asOperand(extraction.Operands()[0]), left);
             for (std::size_t bit = 0; bit < operation->results; ++bit)
                 if (bit != shared) {
-                    EXPECT_EQ(extraction.Results()[bit], (bit < shared ? 0x7FF7u : ownBit) >> bit & 1)
+                    EXPECT_EQ(NumberOf(extraction.Results()[bit], sizeof ownBit),
+                              (bit < shared ? 0x7FF7u : left) >> bit & 1)
                         << name << ", result " << bit << ", with that of bit " << shared << " in the operand";
                 }
         }
