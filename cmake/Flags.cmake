@@ -17,6 +17,9 @@ option(VEL_PORTABLE "Leave the instructions of this processor out, so that what 
 if(VEL_PORTABLE)
     target_compile_definitions(vel_flags INTERFACE VEL_PORTABLE)
 endif()
+if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND NOT WIN32) # the times of a 32-bit Linux end in 2038 otherwise
+    target_compile_definitions(vel_flags INTERFACE _TIME_BITS=64 _FILE_OFFSET_BITS=64)
+endif()
 set(VEL_SANITIZED 0)
 if(VEL_SANITIZE)
     set(VEL_SANITIZED 1)
