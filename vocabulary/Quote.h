@@ -1,4 +1,4 @@
-/// Texts of users in messages: short, and harmless to a terminal, whatever they hold.
+/// Users' texts in messages: short, and harmless to a terminal, whatever they contain.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 
 namespace Vel {
 
-/// The text in quotes. Of a long one only the beginning, with "..." behind; bytes that are no printable text as \xNN.
+/// The text in quotes. A long text is cut and ends in "..."; bytes that are not printable appear as \xNN.
 inline std::string Quoted(std::string_view text) {
     constexpr std::size_t mostBytes = 60;
     constexpr std::string_view digits = "0123456789abcdef";
