@@ -146,7 +146,7 @@ TEST(Conversions, FieldsThatAreOddOnPurpose) {
         Plain("MaskAndShift", "BB", Init(With(uint64_t{0x05}), false), In({0xFF}, 5)),
         Plain("MaskAndShift", "bb", With(uint64_t{0x70}), Init(With(uint64_t{0x0D}), false), In({0x0F}, -3)),
         Plain("MaskAndShift", "bb", With(uint64_t{1}), With(uint64_t{0x7F}), In({0x40}, -64)), // the second counts
-        // Masks above the operand meet nothing there; a field across its top counts its full width.
+        // Mask bits above the operand match nothing; a field across its top counts its full width.
         Plain("MaskAndShift", "BB", With(uint64_t{0xF00}), In({0xFF}, 0)),
         Plain("MaskAndShift", "ww", With(uint64_t{0xFFFF0000}), In({-1}, 0)),
         Plain("MaskAndShift", "bb", With(uint64_t{0xFF0}), In({-128}, -8), In({0x70}, 7)),

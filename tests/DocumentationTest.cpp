@@ -1,6 +1,5 @@
-// What the pages of the documentation show: links lead somewhere, code is that of the examples, and what velreplay is
-// said to do it does. The reference of the operations is held against velreplay's table of them, and its examples are
-// run.
+// The pages of the documentation: links lead somewhere, code comes from the examples, and velreplay does what they say.
+// The reference of the operations is compared with the vocabulary, and its examples are run.
 #include "checks/Subject.h"
 #include "engine/Parameters.h"
 #include "recordings/Numbers.h"
@@ -30,7 +29,7 @@ using Vel::Operation;
 
 const fs::path source = VEL_SOURCE;
 
-/// A folder for the time of a test.
+/// A folder that lives as long as a test.
 struct TemporaryFolder {
     TemporaryFolder() {
         std::string pattern = testing::TempDir() + "pagesXXXXXX";
@@ -97,7 +96,7 @@ std::string Anchor(const std::string& heading) {
     return anchor;
 }
 
-/// Of the headings of a page, which must not be there twice.
+/// The anchors of a page's headings, which must differ.
 std::set<std::string> Anchors(const fs::path& page) {
     std::set<std::string> anchors;
     const std::string text = Read(page);
@@ -179,7 +178,7 @@ public:
         EXPECT_EQ(Output(), text);
         isLoaded = true;
     }
-    /// That a plan is refused is told by the message behind it.
+    /// A plan that is refused is followed by its message.
     bool IsLoaded() const { return isLoaded; }
     std::string Output() const { return Read(folder.path / "out"); }
 

@@ -1,5 +1,5 @@
 /// Walks over every row of the vocabulary, plain and NoValue-aware, with an allocator that counts and fails: operations
-/// live their life, ask for no memory in steady state, and let every failure reach the host.
+/// need no memory in steady state, let every failure reach the host, and behave as the vocabulary says.
 
 #include "checks/Allocations.h"
 #include "checks/Descriptors.h"
@@ -107,7 +107,7 @@ TEST(EveryRow, ReadsTheClockOnlyIfTheVocabularySaysSo) {
     }
 }
 
-/// Whether the NoValue-aware form does beside the plain one what this kind of twin does.
+/// Whether the NoValue-aware form, beside the plain one, behaves like this kind of twin.
 bool BehavesAs(Vel::Twin twin, const Row& row) {
     SeededChoice seeded(5);
     const Choose choose = std::ref(seeded);
@@ -186,7 +186,7 @@ TEST(EveryRow, TreatsNoValueAsTheVocabularySays) {
             continue;
         const Vel::Twin described = TwinOf(*row.operation, row.signature);
         for (const Vel::Twin twin : strictestFirst) {
-            // The 1 that this operation repeats could as well be decided.
+            // This operation repeats its 1, which looks like a decision as well.
             if (row.operation->name == "StartOnlyTrigger" && twin == Decides)
                 continue;
             const bool behaves = BehavesAs(twin, row);
@@ -197,8 +197,7 @@ TEST(EveryRow, TreatsNoValueAsTheVocabularySays) {
     }
 }
 
-/// An operation in the middle of its life, which is lived call by call: the first one sets the parameters, the others
-/// are samples.
+/// The life of an operation, call by call: the first call sets the parameters, the others are samples.
 class Life {
 public:
     Life(const Row& itsRow, std::uint64_t itsSeed) : row(itsRow), seed(itsSeed) {
@@ -210,7 +209,7 @@ public:
         }
     }
 
-    /// A table of gears can be read once only, so that each subject needs parameters of its own.
+    /// A table of gears can be read only once, so each subject needs its own parameters.
     Vel::Engine::OrderedParameters Parameters() const { return ChooseParameters(row, SeededChoice(seed)); }
 
     bool Call(Subject& subject, std::size_t call, const Vel::Engine::OrderedParameters& parameters) const {
@@ -231,8 +230,8 @@ private:
     std::vector<std::vector<SampleBits>> operands;
 };
 
-/// A call that finds no memory reaches the host and has not been: from then on the operation goes the way of a twin
-/// that has not seen it. Only a gear table keeps what it read by then.
+/// A call that finds no memory throws, and has no effect: after it the operation does the same as another one that was
+/// spared the call. Only a gear table keeps what it had read.
 TEST(EveryRow, LetsEachFailureOfAllocationReachTheHostAndGoesOn) {
     const std::vector<Row> rows = AllRows();
     for (std::size_t i = 0; i < 2 * rows.size(); ++i) {
@@ -274,7 +273,7 @@ TEST(EveryRow, LetsEachFailureOfAllocationReachTheHostAndGoesOn) {
     }
 }
 
-/// Results stay the same, except in the operations that write once more before they have read all.
+/// Results stay the same, except for operations that write before they have read everything.
 TEST(EveryRow, PutsItsResultIntoTheChannelOfAnOperandToo) {
     SeededChoice seeded(4);
     const Choose choose = std::ref(seeded);
