@@ -1,5 +1,5 @@
-/// The reader of recordings with any text: it ends, the samples do not depend on how the text is cut into blocks, and
-/// what is written of them reads back.
+/// The reader of recordings with any text: it ends, its samples do not depend on how the text is cut into blocks, and
+/// they can be written and read back.
 
 #include "fuzz/Finding.h"
 #include "fuzz/Tables.h"
@@ -80,7 +80,7 @@ void RequireRoundTrip(const Table& table, CsvFormat format, const std::vector<Ch
     for (const ChannelType& channel : channels)
         rowBytes += channel.Type().size;
     std::size_t offset = 0;
-    std::vector<std::vector<std::byte>> samples; // aligned, which those of the table are not
+    std::vector<std::vector<std::byte>> samples; // aligned, unlike those of the table
     for (const ChannelType& channel : channels) {
         const std::size_t size = channel.Type().size;
         auto& column = samples.emplace_back();

@@ -1,6 +1,5 @@
-// What the pages of the documentation show: links lead somewhere, code is that of the examples, and what velreplay is
-// said to do it does. The reference of the operations is held against velreplay's table of them, and its examples are
-// run.
+// The pages of the documentation: links lead somewhere, code comes from the examples, and velreplay does what they say.
+// The reference of the operations is compared with the vocabulary, and its examples are run.
 #include "checks/Subject.h"
 #include "engine/Parameters.h"
 #include "recordings/Numbers.h"
@@ -31,7 +30,7 @@ using Vel::Operation;
 
 const fs::path source = VEL_SOURCE;
 
-/// A folder for the time of a test.
+/// A folder that lives as long as a test.
 struct TemporaryFolder {
     TemporaryFolder() {
         std::string pattern = testing::TempDir() + "pagesXXXXXX";
@@ -98,7 +97,7 @@ std::string Anchor(const std::string& heading) {
     return anchor;
 }
 
-/// Of the headings of a page, which must not be there twice.
+/// The anchors of a page's headings, which must differ.
 std::set<std::string> Anchors(const fs::path& page) {
     std::set<std::string> anchors;
     const std::string text = Read(page);
@@ -112,7 +111,7 @@ TEST(Documentation, LinksLeadSomewhere) {
     const std::regex link("\\]\\(([^)#]*)(#[^)]*)?\\)");
     std::map<fs::path, std::set<std::string>> anchors;
     for (const fs::path& page : Pages()) {
-        const std::string text = Read(page);
+        const std::string text = std::regex_replace(Read(page), std::regex("\n    [^\n]*"), ""); // without code
         for (std::sregex_iterator found(text.begin(), text.end(), link), end; found != end; ++found) {
             const std::string file = (*found)[1];
             if (file.starts_with("http"))
@@ -183,7 +182,7 @@ public:
         EXPECT_EQ(Output(), text);
         isLoaded = true;
     }
-    /// That a plan is refused is told by the message behind it.
+    /// A plan that is refused is followed by its message.
     bool IsLoaded() const { return isLoaded; }
     std::string Output() const { return Read(folder.path / "out"); }
 

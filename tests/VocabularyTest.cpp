@@ -1,5 +1,5 @@
-/// What Create accepts and how it refuses, over every name and every signature of up to three operands, against a
-/// second decision: the table of vocabulary/, and the refusals of what is left.
+/// What Create accepts and how it refuses, for every name and every signature of up to three operands, compared with a
+/// second source: the table of vocabulary/, and the refusals of everything else.
 
 #include "checks/Subject.h"
 
@@ -147,7 +147,7 @@ protected:
     void SetUp() override { SetMessageCallback(Receive); }
     void TearDown() override { SetMessageCallback(nullptr); }
 
-    /// Creates with one sample behind all references. The message is left in `received`.
+    /// Creates an operation whose references all lead to one sample. Leaves the message in `received`.
     static bool IsCreated(bool noValueAware, const std::string& name, const std::string& signature) {
         received.clear();
         messages = 0;

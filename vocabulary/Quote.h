@@ -1,4 +1,4 @@
-/// Texts of users in messages: short, and harmless to a terminal, whatever they hold.
+/// Users' texts in messages: short, and harmless to a terminal, whatever they contain.
 #pragma once
 
 #include <algorithm>
@@ -50,7 +50,7 @@ inline std::string Escaped(std::string_view text) {
     return escaped;
 }
 
-/// The text in quotes, escaped. Of a long one only the beginning, with "..." behind.
+/// The text in quotes. A long text is cut and ends in "..."; bytes that are not printable appear as \xNN.
 inline std::string Quoted(std::string_view text) {
     constexpr std::size_t mostBytes = 60;
     const auto isMiddleOfCharacter = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; };
