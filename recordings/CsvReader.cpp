@@ -487,7 +487,7 @@ void CsvReader::AddBadCell(Field& field, std::string_view cellText, CellFault fa
     if (format.takesBadCells)
         badCells.first.push_back(place + ": " + what);
     else
-        AddFault(place, what, RemedyOf(cellText, fault));
+        AddFault(place, what, RemedyOf(field, cellText, fault));
 }
 
 std::string CsvReader::Explain(const Field& field, CellFault fault) {
@@ -499,12 +499,12 @@ std::string CsvReader::Explain(const Field& field, CellFault fault) {
     return (fault == CellFault::OutOfRange ? " is out of the range of " : " is not a number of type ") + type;
 }
 
-std::string CsvReader::RemedyOf(std::string_view cellText, CellFault fault) const {
+std::string CsvReader::RemedyOf(const Field& field, std::string_view cellText, CellFault fault) const {
     if (fault == CellFault::NoValue)
         return "give the channel a wider type or another no_value; where the cell means no sample: --on-no-value "
                "missing";
     if (fault == CellFault::NoTime)
-        return R"(correct the cell, or say in the plan how times are written: format = "%d.%m.%Y %H:%M:%S")";
+        return field.time->RemedyForLast() + "; --on-bad-cell missing leaves out such cells";
     if (cellText.find('\0') != std::string_view::npos)
         return "perhaps the logger lost power here; to leave these bytes out: tr -d '\\0' <RECORDING | velreplay PLAN";
     std::string remedy = "correct the cell, leave it empty for no sample, or give the channel another type";

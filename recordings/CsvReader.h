@@ -174,7 +174,7 @@ private:
     void AddFault(const std::string& itsPlace, std::string_view fault, std::string_view remedy);
     void AddBadCell(Field& field, std::string_view cellText, CellFault fault);
     static std::string Explain(const Field& field, CellFault fault);
-    std::string RemedyOf(std::string_view cellText, CellFault fault) const;
+    std::string RemedyOf(const Field& field, std::string_view cellText, CellFault fault) const;
     [[noreturn]] void ThrowFaults();
     std::string Advice(const std::string& missing) const;
 

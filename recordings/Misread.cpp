@@ -1,5 +1,6 @@
 #include "recordings/Misread.h"
 
+#include "recordings/Numbers.h"
 #include "vocabulary/Error.h"
 #include "vocabulary/Help.h"
 #include "vocabulary/Quote.h"
@@ -182,6 +183,12 @@ std::string AdviceOnHeader(std::string_view beginning, std::size_t headerOffset,
     if (!std::all_of(missing.begin(), missing.end(), IsAscii) && !std::all_of(header.begin(), header.end(), IsUtf8))
         return "the header is not in UTF-8; for most Windows programs: iconv -f WINDOWS-1252 -t UTF-8 RECORDING | "
                "velreplay PLAN";
+    const auto isNumber = [](const std::string& name) {
+        double number = 0;
+        return ReadNumber(name, number) == std::errc();
+    };
+    if (std::all_of(header.begin(), header.end(), isNumber))
+        return "the first line has numbers, no names; put names before it: sed '1i a,b' RECORDING | velreplay PLAN";
     constexpr std::size_t leastBytes = 4; // shorter names are all alike
     constexpr std::size_t mostBytes = 100;
     std::string advice;

@@ -243,6 +243,12 @@ std::string TimeReader::ExplainLast() const {
     return {};
 }
 
+std::string TimeReader::RemedyForLast() const {
+    return lastFault == TimeFault::OtherForm
+               ? R"(correct the cell, or say in the plan how times are written: format = "%d.%m.%Y %H:%M:%S")"
+               : "correct the cell; if this clock is never put forward or back, write zone = \"UTC\"";
+}
+
 /// The zone is asked also for local time, which has no answer for what the clock has skipped.
 TimeFault TimeReader::ToUtc(std::int64_t wall, std::int64_t& utc) {
     const Zone::Moments moments = zone.MomentsOf(wall);

@@ -88,6 +88,8 @@ public:
     TimeFault Read(std::string_view text, double& value);
     /// What is wrong with the last text, for messages; empty: nothing.
     std::string ExplainLast() const;
+    /// What a user can do about it.
+    std::string RemedyForLast() const;
     /// How the first text looked; nothing before it.
     const std::optional<TimeStyle>& Style() const { return style; }
 

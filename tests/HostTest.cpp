@@ -323,6 +323,18 @@ panels = [{ channels = ["v"] }])");
               "t (Europe/Berlin)\n");
     EXPECT_EQ(labels("1850-01-01", "2150-01-01"),
               "1850-01-01 1900-01-01 1950-01-01 2000-01-01 2050-01-01 2100-01-01 2150-01-01 t (Europe/Berlin)\n");
+    Write("rec.csv", "t,v\n2024-03-31 00:10,1\n2024-03-31 00:40,9\n2024-03-31 04:20,5\n");
+    EXPECT_EQ(Run("$V -q plan.toml rec.csv -o result.csv --plot x.svg --from 2024-03-31T00:30 --to 2024-03-31T00:50;"
+                  "wc -l <result.csv; grep -c '> 9<' x.svg; grep -c '> 5<\\|> 1<' x.svg"),
+              1); // neither 1 nor 5 is on the axis of the values
+    EXPECT_EQ(Read("out"), "4\n1\n0\n");
+    for (const auto& [options, message] : {std::pair("--from noon", "\"noon\" is not a time of ISO 8601"),
+                                           std::pair("--from 2150-01-01 --to 2149-01-01", "ends before it begins")}) {
+        EXPECT_EQ(Run(std::string("$V plan.toml rec.csv --plot x.svg ") + options), 1);
+        EXPECT_NE(Read("err").find(message), std::string::npos) << Read("err");
+    }
+    EXPECT_EQ(Run("$V plan.toml rec.csv --from 1"), 1);
+    Write("rec.csv", "t,v\n1850-01-01,1\n2150-01-01,1\n");
     EXPECT_EQ(Run("$V plan.toml rec.csv --trace 2 t"), 0);
     EXPECT_EQ(Read("out"), "row 2\nt = 2150-01-01T00:00:00\n    read from the recording\n");
 }

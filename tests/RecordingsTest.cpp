@@ -271,7 +271,7 @@ TEST_F(RecordingsTest, PicturesKnowTheUnitsOfTheRecording) {
                            "{ channels = [\"p\", \"r\"] }, { channels = [\"q\"], unit = \"W\" }]\n");
     Write("rec.csv", "q,t,p\nkW,s,kW\n1,0,2\n3,1,4\n");
     EXPECT_EQ(Run("$V -q plan.toml rec.csv --plot p.svg && grep -o '>[^<]*\\[[^<]*<' p.svg"), 0) << Read("err");
-    EXPECT_EQ(Read("out"), "t,p,q,r\n0,2,1,3\n1,4,3,7\n> [kW]<\n> [W]<\n>t [s]<\n"); // r has no unit of the recording
+    EXPECT_EQ(Read("out"), "t,p,q,r\n0,2,1,3\n1,4,3,7\n> [kW]<\n>q [W]<\n>t [s]<\n"); // r has no unit of the recording
 }
 
 TEST_F(RecordingsTest, WhatIsBadIsRefusedOrCounted) {

@@ -212,6 +212,15 @@ TEST_F(ReplayMessagesTest, RefusesTwoColumnsOfOneName) {
     ExpectIn("output: \"z\" is there twice", Read("err"));
 }
 
+TEST_F(ReplayMessagesTest, SaysWhatToDoAboutClocksAndMissingHeaders) {
+    const std::string plan = "inputs = [{ name = \"t\", type = \"Time\", zone = \"America/Los_Angeles\" }]\n";
+    ExpectIn("the clock was put forward over it\n  correct the cell; if this clock is never put forward or back, write "
+             "zone = \"UTC\"; --on-bad-cell missing leaves out such cells\n",
+             Replayed(plan, "t\n2010-03-14 01:00\n2010-03-14 02:00\n"));
+    ExpectIn("say in the plan how times are written: format = ", Replayed(plan, "t\n14.03.2010\n"));
+    ExpectIn("the first line has numbers, no names; put names before it: sed", Replayed(plan, "530,1\n531,2\n"));
+}
+
 TEST_F(ReplayMessagesTest, ChecksAPlanWithoutARecording) {
     Write("plan.toml", surprisingPlan);
     EXPECT_EQ(Run("$V --check plan.toml"), 0);

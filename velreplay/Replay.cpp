@@ -377,6 +377,7 @@ Outcome Replay(const Options& options) {
     const auto start = std::chrono::steady_clock::now();
     const Plan plan = Vel::Engine::LoadPlan(options.plan, options.settings);
     PicturePlan picturePlan = ReadPicturePlan(plan);
+    Bound(picturePlan, options.from, options.to);
     RefuseSameFiles(options);
     const CsvFormat format = MakeFormat(options.format, plan);
     const std::vector<WantedColumn> wanted = WantedBy(plan);

@@ -101,7 +101,8 @@ std::vector<Tic> TimeTics(double lowest, double highest, const Vel::TimeForm& fo
     const auto offsetAt = [&zone](double time) {
         return seconds(zone.OffsetAt(static_cast<std::int64_t>(std::floor(time))));
     };
-    const Step step = StepFor(Rounded(highest) - Rounded(lowest));
+    const microseconds range = Rounded(highest) - Rounded(lowest);
+    const Step step = StepFor(range == 0s ? 10ms : range); // milliseconds of a time that is alone
     const bool isFine = step.time != 0s && step.time < 1s; // then one offset serves the whole axis
     const seconds atStart = offsetAt(lowest);
     const seconds atEnd = isFine ? atStart : offsetAt(highest);

@@ -179,6 +179,9 @@ int Run(int argc, char** argv) {
     auto* const result =
         app.add_option("-o,--output", options.result, "where the result goes; - (default): standard output");
     auto* const picture = app.add_option("--plot", options.picture, "draws the plan's panels into a .svg or .png file");
+    app.add_option("--from", options.from,
+                   "where the picture begins on its axis: a number, or a time as in the recording");
+    app.add_option("--to", options.to, "where it ends");
     app.add_option("--set", settings, "NAME=VALUE: another value for a setting of the plan")
         ->type_size(1)
         ->allow_extra_args(false);
@@ -218,6 +221,8 @@ int Run(int argc, char** argv) {
         throw Vel::Error("--output", "the name is empty", "name a file, or - for standard output");
     if (*picture && options.picture.empty())
         throw Vel::Error("--plot", "the name is empty", "name a .svg or .png file");
+    if (!*picture && !(options.from.empty() && options.to.empty()))
+        throw Vel::Error("--from", "there is no picture", "add --plot, or leave --from and --to out");
     if (isChecked)
         return ExitCode(Velreplay::Check(options));
     if (*trace) {
