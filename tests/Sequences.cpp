@@ -51,7 +51,7 @@ struct Channel {
 
 class Rig {
 public:
-    Rig(const Sequence& sequence, bool noValueAware) : place(sequence.name.place) {
+    Rig(const Sequence& sequence, bool noValueAware) : sequencePlace(sequence.name.place) {
         for (const char letter : sequence.signature) {
             channels.emplace_back(letter);
             channels.back().Show(none);
@@ -95,7 +95,7 @@ public:
         }
     }
 
-    const Place place;
+    const Place sequencePlace;
     Vel::OperationHandle operation;
     std::optional<double> heldResult;
 
@@ -124,7 +124,7 @@ Step Init(Parameters parameters, bool expected, Place place) {
 Step::Step(Parameters parameters)
     : act([parameters = std::move(parameters)](Rig& rig) {
           if (!parameters(rig.operation))
-              ADD_FAILURE_AT(rig.place.file, rig.place.line) << "Initialize refuses the parameters";
+              ADD_FAILURE_AT(rig.sequencePlace.file, rig.sequencePlace.line) << "Initialize refuses the parameters";
       }) {}
 
 Step::Step(std::vector<Step> several)
