@@ -198,7 +198,7 @@ public:
         if (noValueAware && x.IsNoValue(sample))
             return z.WriteNoValue();
         z.Write(oldSample <= threshold && sample > threshold);
-        oldSample = x.Read(); // owed to the host: behind the result, which may be the same channel
+        oldSample = x.Read(); // contract: after the result, which may be the same channel
         return true;
     }
 

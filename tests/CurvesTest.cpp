@@ -66,7 +66,7 @@ void CompareWithDefinition(std::index_sequence<I...>) {
         const auto bits = [&](double value) {
             return std::bit_cast<std::uint64_t>(isAnyNaNRight && std::isnan(value) ? double{nan} : value);
         };
-        // The length of the signature tells how many of the values are taken.
+        // The length of the signature says how many of the values are read.
         ASSERT_TRUE(Initialize(operation.Get(), std::string(2 * xs.size(), 'D').c_str(), double{points[I]}...));
         for (const T v : operands) {
             operand = v;

@@ -43,7 +43,7 @@ std::string NameOf(char letter) { return std::string(Vel::TypeOf(letter).name); 
 
 bool In(char letter, const std::string& set) { return set.find(letter) != std::string::npos; }
 
-/// The message for a combination outside the vocabulary, behind its level; empty for a silent refusal.
+/// The message for a combination outside the vocabulary, after its level; empty for a silent refusal.
 std::string MessageFor(const std::string& name, const std::string& signature) {
     const auto text = [&](int level, std::string format) {
         if (const auto place = format.find("%s"); place != std::string::npos)

@@ -142,13 +142,13 @@ using CMultiply = CBinaryFunction<Multiply, TResult, TOperand1, TOperand2>;
 template <class TResult, class TOperand1, class TOperand2>
 using CMultiplyNV = CNoValueAware<CMultiply<TResult, TOperand1, TOperand2>>;
 
-/// "Divide": operand 1 divided by operand 2, toward zero on integers. Refused for a divisor of 0, also -0.0.
+/// "Divide": operand 1 divided by operand 2, toward zero on integers. Refused for a divisor of 0 or -0.0.
 template <class TResult, class TOperand1, class TOperand2>
 using CDivide = CDivision<Quotient, TResult, TOperand1, TOperand2>;
 template <class TResult, class TOperand1, class TOperand2>
 using CDivideNV = CNoValueAware<CDivide<TResult, TOperand1, TOperand2>>;
 
-/// "Modulo": the remainder of operand 1 by operand 2. Refused for a divisor of 0, also -0.0.
+/// "Modulo": the remainder of operand 1 by operand 2. Refused for a divisor of 0 or -0.0.
 template <class TResult, class TOperand1, class TOperand2>
 using CModulo = CDivision<Remainder, TResult, TOperand1, TOperand2>;
 template <class TResult, class TOperand1, class TOperand2>

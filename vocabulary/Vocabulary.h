@@ -98,7 +98,7 @@ struct Traits {
     Twin twin = Twin::Refuses;
     Surprise surprise = Surprise::None;
     std::string_view ignoringRow = {}; ///< a type row whose two forms are the same although those of the others differ
-    bool usesMathLibrary = false;      ///< the last bits of its results hang on the C library's mathematics
+    bool usesMathLibrary = false;      ///< the last bits of its results depend on the C library's mathematics
     bool readsClock = false;           ///< it reads the system's clock
     bool divides = false;              ///< the processor may fault on the lowest integer by -1
     bool endsWithTime = false;         ///< its last operand is a time channel
