@@ -227,6 +227,54 @@ std::vector<std::string> Split(const std::string& text, const std::string& separ
     return parts;
 }
 
+/// "1 - 3", a column of a table.
+std::vector<std::string> Cells(const std::string& text) {
+    std::vector<std::string> cells = Split(text, " ");
+    std::replace(cells.begin(), cells.end(), std::string("-"), std::string());
+    return cells;
+}
+
+TEST(Documentation, SolvesTasksAsItSays) {
+    const std::string page = Read(source / "docs/operations.md");
+    const std::size_t begin = page.find("\n## By task");
+    const std::string tasks = page.substr(begin, page.find("\n## ", begin + 1) - begin);
+    const std::regex task("```toml\n([^`]*)```\n\n((?:.|\n)*? gives `(\\w+)` =([-.\\s0-9]*)\\.(?:\\s|$))");
+    std::ptrdiff_t count = 0;
+    for (std::sregex_iterator found(tasks.begin(), tasks.end(), task), end; found != end; ++found, ++count) {
+        std::string plan = "[plan]\nsample_period = 1\noutput = [\"" + (*found)[3].str() +
+                           "\"]\n[[inputs]]\nname = \"t\"\ntype = \"Float64\"\n";
+        std::vector<std::string> lines{"t"};
+        const std::string said = std::regex_replace((*found)[2].str(), std::regex("\\s+"), " ");
+        const std::regex column("`(\\w+)` = ([-. 0-9]*[-0-9])");
+        std::vector<std::string> results;
+        for (std::sregex_iterator input(said.begin(), said.end(), column); input != end; ++input) {
+            const std::string name = (*input)[1];
+            const std::vector<std::string> cells = Cells((*input)[2]);
+            if (name == (*found)[3]) {
+                results = cells;
+                continue;
+            }
+            plan += "[[inputs]]\nname = \"" + name + "\"\ntype = \"" +
+                    (name == "v" || name == "w" ? "Float64" : "UInt16") + "\"\n";
+            lines.resize(cells.size() + 1);
+            lines[0] += "," + name;
+            for (std::size_t i = 0; i < cells.size(); ++i)
+                lines[i + 1] += (lines[i + 1].empty() ? std::to_string(i) : "") + "," + cells[i];
+        }
+        PageRun run;
+        run.TakePlan(plan + "[compute]\n" + (*found)[1].str());
+        EXPECT_TRUE(run.IsLoaded()) << run.Output();
+        std::string recording, result = (*found)[3].str() + "\n";
+        for (const std::string& line : lines)
+            recording += line + "\n";
+        for (const std::string& cell : results)
+            result += (cell.empty() ? "\"\"" : cell) + "\n"; // an empty line would be no row
+        run.TakeTable(recording);
+        run.TakeTable(result);
+    }
+    EXPECT_EQ(count, std::ssize(Split(tasks, "```toml")) - 1);
+}
+
 /// NoValue-aware operations that answer true and write nothing: what stands in the result before the last sample stays.
 std::set<std::string_view> OperationsThatKeepTheirValue() {
     std::set<std::string_view> names;
