@@ -13,7 +13,6 @@
 #include <functional>
 #include <limits>
 #include <optional>
-#include <ranges>
 #include <set>
 
 using namespace VelChecks;
@@ -119,7 +118,10 @@ bool BehavesAs(Vel::Twin twin, const Row& row) {
         return AreSame(row.signature[i], aware.Results()[i], *aware.ResultMarkers()[i]);
     };
     const auto all = [&](const auto& holds) {
-        return std::ranges::all_of(std::views::iota(std::size_t{0}, row.operation->results), holds);
+        for (std::size_t i = 0; i < row.operation->results; ++i)
+            if (!holds(i))
+                return false;
+        return true;
     };
     const auto computeAlike = [&] { return plain.Execute() == aware.Execute() && all(isSame); };
     const auto isIdle = [](Subject& subject) {
