@@ -7,6 +7,9 @@
 #include "core/OperationRows.h"
 #include "platform/TickCount.h"
 
+#include <array>
+#include <type_traits>
+
 namespace Velmarosk::Operation {
 
 /// "Valid" with one operand, plain: does nothing; Execute returns false. No parameters, no state.
@@ -208,11 +211,24 @@ private:
 template <Sample TResult, Sample TOperand1, Sample TOperand2, Sample TOperand3>
 class CIfThenElse : public CTernaryOperation<TResult, TOperand1, TOperand2, TOperand3> {
 public:
-    using CTernaryOperation<TResult, TOperand1, TOperand2, TOperand3>::CTernaryOperation;
-    bool Execute() override {
-        const bool condition = this->operand1Ref.Read() != 0;
-        return WriteValue(this->resultRef, (condition ? this->operand2Ref : this->operand3Ref).Read());
-    }
+    explicit CIfThenElse(const References& references) noexcept
+        : CTernaryOperation<TResult, TOperand1, TOperand2, TOperand3>(references),
+          choices{Choice{this->operand3Ref, this->hasOperand3NoValue, this->operand3NoValue},
+                  Choice{this->operand2Ref, this->hasOperand2NoValue, this->operand2NoValue}} {}
+    bool Execute() override { return WriteValue(this->resultRef, Chosen().operand.Read()); }
+
+protected:
+    struct Choice {
+        ValueRef<TOperand2> operand;
+        NoValueFlag hasNoValue;
+        TOperand2 noValue;
+    };
+    /// By an index, which costs no branch: those of conditions are often mispredicted.
+    const Choice& Chosen() const noexcept { return choices[this->operand1Ref.Read() != 0 ? 1 : 0]; }
+
+private:
+    static_assert(std::is_same_v<TOperand2, TOperand3>);
+    std::array<Choice, 2> choices;
 };
 
 /// The NoValue-aware "If" tests the condition and the operand that it selects for NoValue, not the other one. It tests
@@ -224,10 +240,9 @@ public:
     bool Execute() override {
         if (this->IsOperand1NoValue())
             return this->WriteNoValue();
-        if (this->operand1Ref.Read() != 0)
-            return this->IsOperand2NoValue() ? this->WriteNoValue()
-                                             : WriteValue(this->resultRef, this->operand2Ref.Read());
-        return this->IsOperand3NoValue() ? this->WriteNoValue() : WriteValue(this->resultRef, this->operand3Ref.Read());
+        const auto& [operand, hasNoValue, noValue] = this->Chosen();
+        return HoldsNoValue(operand, hasNoValue, noValue) ? this->WriteNoValue()
+                                                          : WriteValue(this->resultRef, operand.Read());
     }
 };
 
