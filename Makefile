@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms clean
+.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms python test-python clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -72,6 +72,14 @@ platforms: packages
 # The exports against their recorded description.
 abi: packages
 	checks/compare-abi
+
+# The Python package: a wheel in build/python/wheels, installed into the virtual environment build/python/venv.
+python: packages
+	scripts/install-packages python
+	python/make-wheel
+
+test-python: python
+	python/run-tests
 
 # The Debian packages.
 deb: all

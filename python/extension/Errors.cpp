@@ -1,0 +1,13 @@
+#include "Errors.h"
+
+#include <string>
+
+namespace VelPython {
+
+void AddErrors(nanobind::module_& module) {
+    nanobind::exception<Vel::Error> error(module, "Error", PyExc_ValueError);
+    error.attr("__module__") = "veloperation";
+    error.attr("__doc__") = "What is wrong with a plan, an operation or samples: where, what, and what to do about it.";
+}
+
+} // namespace VelPython

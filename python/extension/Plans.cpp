@@ -1,0 +1,7 @@
+#include "Module.h"
+
+namespace VelPython {
+
+void AddPlans(nanobind::module_& /*module*/) {}
+
+} // namespace VelPython
