@@ -2,5 +2,6 @@
 
 from veloperation._core import Error, __version__
 from veloperation._op import op
+from veloperation._operation import Operation, Status
 
-__all__ = ["Error", "__version__", "op"]
+__all__ = ["Error", "Operation", "Status", "__version__", "op"]

@@ -22,7 +22,7 @@ class _Operations:
     """All operations by name: ``op.Max``."""
 
     def __getattr__(self, name: str) -> PlanOperation:
-        if name not in _core.operation_names():
+        if name not in {entry.name for entry in _core.entries()}:
             raise AttributeError(name)
         return PlanOperation(name)
 
