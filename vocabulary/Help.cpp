@@ -66,8 +66,8 @@ std::string DescribeParameters(const Operation& operation) {
         return "    none\n";
     std::ostringstream text;
     for (const Parameter& parameter : operation.parameters)
-        text << "    " << parameter.name << " [" << parameter.unit << "], " << DescribeDefault(parameter.otherwise) << ": "
-             << parameter.meaning << '\n';
+        text << "    " << parameter.name << " [" << parameter.unit << "], " << DescribeDefault(parameter.otherwise)
+             << ": " << parameter.meaning << '\n';
     return text.str();
 }
 
