@@ -18,6 +18,7 @@
 #include <atomic>
 #include <limits>
 #include <optional>
+#include <regex>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -32,6 +33,8 @@ namespace VelPython {
 namespace {
 
 namespace Engine = Vel::Engine;
+using Parameters = nb::typed<nb::dict, nb::str, nb::object>;
+using Columns = nb::typed<nb::list, nb::object>;
 
 /// Memory of a Python object, one sample for each row; the object stays as it is so long.
 class Buffer {
@@ -81,8 +84,7 @@ Engine::Channel ChannelOf(const std::string& name, char letter, const std::strin
 
 /// A remedy in the words of Python, where the engine has those of a plan.
 std::string InPython(std::string remedy) {
-    constexpr std::array<std::pair<std::string_view, std::string_view>, 4> words{{
-        {"velreplay --operations", "veloperation.operations()"},
+    constexpr std::array<std::pair<std::string_view, std::string_view>, 3> words{{
         {"no_value_aware = false", "aware=False"},
         {"no_value_aware = true", "aware=True"},
         {"add sample_period to [plan], or a [raster]; or write", "give sample_period, too; or write"},
@@ -90,12 +92,15 @@ std::string InPython(std::string remedy) {
     for (const auto& [ofPlans, ofPython] : words)
         if (const std::size_t found = remedy.find(ofPlans); found != std::string::npos)
             remedy.replace(found, ofPlans.size(), ofPython);
-    return remedy;
+    static const std::regex ofOne("velreplay --operations (\\w+) lists all");
+    static const std::regex ofAll("velreplay --operations lists");
+    remedy = std::regex_replace(remedy, ofAll, "veloperation.operations() lists");
+    return std::regex_replace(remedy, ofOne, "veloperation.operations(\"$1\") lists all");
 }
 
 /// A plan with one operation, whose operands are its inputs.
 Engine::Plan PlanOf(const std::string& name, const std::string& signature, bool aware, bool ownResultOverGaps,
-                    nb::handle samplePeriod, const nb::dict& parameters) {
+                    nb::handle samplePeriod, const Parameters& parameters) {
     const std::string place = name + " " + signature;
     Engine::Plan plan;
     plan.name = place;
@@ -141,7 +146,7 @@ Engine::Plan PlanOf(const std::string& name, const std::string& signature, bool 
 class Operation {
 public:
     Operation(const std::string& itsName, const std::string& signature, bool aware, bool ownResultOverGaps,
-              nb::handle samplePeriod, const nb::dict& parameters) try
+              nb::handle samplePeriod, const Parameters& parameters) try
         : name(itsName),
           run(PlanOf(itsName, signature, aware, ownResultOverGaps, samplePeriod, parameters), mostRows),
           results(run.Channels().size() - run.Inputs()) {
@@ -152,7 +157,7 @@ public:
     std::size_t Results() const { return results; }
 
     /// Computes all rows: from the operands into the results and, if they are wanted, the statuses.
-    void Execute(const nb::list& operands, const nb::list& itsResults, nb::handle statuses, std::size_t rows) {
+    void Execute(const Columns& operands, const Columns& itsResults, nb::handle statuses, std::size_t rows) {
         const Use use(*this);
         if (operands.size() != run.Inputs() || itsResults.size() != results)
             throw std::invalid_argument("another number of columns than agreed");
@@ -217,7 +222,7 @@ private:
 
 void AddOperations(nb::module_& module) {
     nb::class_<Operation>(module, "Operation")
-        .def(nb::init<const std::string&, const std::string&, bool, bool, nb::handle, const nb::dict&>(),
+        .def(nb::init<const std::string&, const std::string&, bool, bool, nb::handle, const Parameters&>(),
              nb::arg("name"), nb::arg("signature"), nb::arg("aware"), nb::arg("own_result_over_gaps"),
              nb::arg("sample_period").none(), nb::arg("parameters"))
         .def_prop_ro("results", &Operation::Results)

@@ -50,13 +50,17 @@ def _values(given: object, dtype: np.dtype[Any], place: str) -> tuple[npt.NDArra
     array = np.asarray(given)
     if hasattr(given, "dtype"):  # of one's own choice
         return array, None
+    mask = None
+    if array.dtype == np.object_:  # None among numbers
+        mask = np.array([value is None for value in array.flat], bool).reshape(array.shape)
+        array = np.where(mask, 0, array)
     try:
         converted = array.astype(dtype) if array.size else np.empty(array.shape, dtype)
     except (TypeError, ValueError, OverflowError) as error:
         raise _core.Error(f"{place} has no numbers\n  {error}") from error
     if dtype.kind != "f" and not np.array_equal(converted, array):
         raise _core.Error(f"{place} has numbers that {dtype} has not")
-    return converted, None
+    return converted, mask
 
 
 def _with_gaps(
@@ -73,7 +77,7 @@ def _with_gaps(
         wrong &= ~mask
     if wrong.any():
         raise _core.Error(
-            f"{place} has in row {int(np.argmax(wrong))} the value {no_value}, which stands for a gap\n"
+            f"{place} has at index {int(np.argmax(wrong))} the value {no_value}, which stands for a gap\n"
             "  mask it if it is one (numpy.ma.masked_equal); else choose a wider type, or aware=False"
         )
     return values if mask is None or not mask.any() else np.where(mask, no_value, values)

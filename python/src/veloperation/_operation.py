@@ -78,9 +78,9 @@ class Operation:
 
     **Gaps** are NaN in floating columns; in integer columns they are the mask of a `numpy.ma.MaskedArray`, or Arrow's
     nulls. The result has them in the same form: floating results are plain arrays with NaN, integer results are masked
-    arrays, and with ``aware=False``, which has no gaps, plain arrays. Within an operation an integer gap is the lowest
-    value of a signed and the highest of an unsigned type, so a result with that value is a gap, and an operand with
-    that value that is no gap is refused.
+    arrays, whose fill value stands for a gap. With ``aware=False``, which has no gaps, all results are plain arrays.
+    Within an operation an integer gap is the lowest value of a signed and the highest of an unsigned type. So a result
+    with that value is a gap, and an operand with that value that is no gap is refused.
 
     **Threads.** Python's lock is released while the operation computes. Several operations may work in several threads.
     A call for an operation that is at work raises `RuntimeError`.
@@ -180,11 +180,8 @@ class Operation:
         >>> import numpy as np
         >>> import veloperation as vel
         >>> rising = vel.Operation("PosEdge", "WD", threshold=1.0)
-        >>> rising(np.array([0.0, 2.0, 3.0]))
-        masked_array(data=[0, 1, 0],
-                     mask=False,
-               fill_value=999999,
-                    dtype=uint16)
+        >>> print(rising(np.array([0.0, 2.0, np.nan])))
+        [0 1 --]
         """
         place = f"{self._name} {self._signature}"
         if len(operands) != len(self._operands):
@@ -203,7 +200,7 @@ class Operation:
         count = lengths.pop()
         if count < 0:
             raise _core.Error(f"{place}: rows is negative")
-        results = [np.empty(count, DTYPES[letter]) for letter in self._results]
+        results: list[Any] = [np.empty(count, DTYPES[letter]) for letter in self._results]
         statuses = np.empty(count, np.uint8) if status else None
         self._core.execute(
             [array if array.ndim else np.broadcast_to(array, count) for array in columns], results, statuses, count
@@ -231,4 +228,4 @@ class Operation:
         if result.dtype.kind == "f" or not self._aware:
             return result
         gaps = result == NO_VALUES[letter]
-        return np.ma.MaskedArray(result, gaps if gaps.any() else np.ma.nomask)
+        return np.ma.MaskedArray(result, gaps if gaps.any() else np.ma.nomask, fill_value=NO_VALUES[letter])
