@@ -3,6 +3,9 @@
 /// every optimization must print the same. `--check FILE` compares with the lines of a file instead, and shows the
 /// first sample of each row that has another result. One in 64 times chance hides it, and the next sample is shown.
 ///
+/// `--samples` writes the first and the last life of each row for hosts that shall show the same: a line of JSON with
+/// the parameters, samples as their bits, the answers and the checks. The last life is one of operations of its own.
+///
 /// The first line identifies the math library. Where it is another one than that of a file, the operations whose last
 /// bits hang on it are not compared.
 #include "checks/FakePlatform.h"
@@ -138,6 +141,79 @@ void AddMathLibrary(Hash& hash) {
             hash.Add(BitsOf(value));
 }
 
+std::string Json(const Vel::Engine::Value& value) {
+    std::ostringstream text;
+    text.precision(std::numeric_limits<double>::max_digits10);
+    std::visit(
+        [&text]<class T>(const T& held) {
+            if constexpr (std::is_same_v<T, bool>) {
+                text << (held ? "true" : "false");
+            } else if constexpr (std::is_arithmetic_v<T>) {
+                text << held;
+            } else if constexpr (!std::is_same_v<T, Vel::Engine::Duration>) {
+                for (const auto& [x, y] : held)
+                    text << (text.tellp() == 0 ? "[[" : ",[") << x << ',' << y << ']';
+                text << ']';
+            }
+        },
+        value);
+    return text.str();
+}
+
+/// A life of a row in operations of its own, with what a host needs to lead it, too.
+std::string LifeInJson(const Row& row, int life, const Choose& choose) {
+    SeededChoice seeded(100 + static_cast<std::uint64_t>(life));
+    std::ostringstream text;
+    for (const auto& [name, value] : ChooseParametersByName(row, std::ref(seeded)))
+        text << (text.tellp() == 0 ? "" : ",") << '"' << name << "\":" << Json(value);
+    std::ostringstream operands;
+    std::ostringstream answers;
+    Subject plain(row, false), aware(row, true);
+    Hash hash;
+    std::string checks;
+    for (Subject* subject : {&plain, &aware}) {
+        const bool answer = subject->Initialize(ParametersOf(row, life, false));
+        hash.Add(answer);
+        answers << (answer ? '1' : '0');
+    }
+    for (int sample = 0; sample < samplesInLife; ++sample) {
+        plain.ChooseOperands(choose);
+        operands << (sample == 0 ? "[" : ",[");
+        for (std::size_t i = 0; i < plain.Operands().size(); ++i) {
+            if (life == lives - 1)
+                plain.Operands()[i] = ChooseNaN(plain.Letter(i), choose);
+            operands << (i == 0 ? "" : ",") << NumberOf(plain.Operands()[i], SizeOfSample(plain.Letter(i)));
+        }
+        operands << ']';
+        std::ranges::copy(plain.Operands(), aware.Operands().begin());
+        FakePlatform::tickCount += static_cast<std::uint32_t>(choose(300));
+        for (Subject* subject : {&plain, &aware}) {
+            const bool answer = subject->Execute();
+            hash.Add(answer);
+            answers << (answer ? '1' : '0');
+            for (std::size_t i = 0; i < subject->Results().size(); ++i)
+                hash.Add(NumberOf(subject->Results()[i], SizeOfSample(row.signature[i])));
+        }
+        checks += hash.Characters(1);
+    }
+    return "{\"parameters\":{" + text.str() + "},\"operands\":[" + operands.str() + "],\"answers\":\"" + answers.str() +
+           "\",\"checks\":\"" + checks + "\"}";
+}
+
+void WriteSamples(const std::vector<Row>& rows, const Hash& ofMathLibrary) {
+    std::cout << "{\"math_library\":\"" << ofMathLibrary.Characters(8) << "\"}\n";
+    for (const Row& row : rows) {
+        SeededChoice seeded(1);
+        const Choose choose = std::ref(seeded);
+        const std::string first = LifeInJson(row, 0, choose);
+        const auto flag = [](bool isSet) { return isSet ? "true" : "false"; };
+        std::cout << "{\"name\":\"" << row.operation->name << "\",\"signature\":\"" << row.signature
+                  << "\",\"uses_math_library\":" << flag(row.operation->traits.usesMathLibrary)
+                  << ",\"reads_clock\":" << flag(row.operation->traits.readsClock) << ",\"lives\":[" << first << ','
+                  << LifeInJson(row, lives - 1, choose) << "]}\n";
+    }
+}
+
 /// A subject and its checks.
 using Lines = std::map<std::string, std::string>;
 constexpr const char* mathLibrary = "math library";
@@ -180,6 +256,10 @@ int main(int count, char** arguments) {
     Hash hash;
     AddMathLibrary<float>(hash);
     AddMathLibrary<double>(hash);
+    if (count == 2 && std::string_view(arguments[1]) == "--samples") {
+        WriteSamples(rows, hash);
+        return 0;
+    }
     now[mathLibrary] = hash.Characters(8);
     for (const Row& row : rows)
         now[std::string(row.operation->name) + ' ' + row.signature] = ChecksOf(row);
