@@ -3,8 +3,8 @@
 /// every optimization must print the same. `--check FILE` compares with the lines of a file instead, and shows the
 /// first sample of each row that has another result. One in 64 times chance hides it, and the next sample is shown.
 ///
-/// `--samples` writes the first and the last life of each row for hosts that shall show the same: a line of JSON with
-/// the parameters, samples as their bits, the answers and the checks. The last life is one of operations of its own.
+/// `--samples` writes the lives of each row for hosts that shall show the same: a line of JSON with the parameters, the
+/// operands and the results of both forms as their bits, and the answers.
 ///
 /// The first line identifies the math library. Where it is another one than that of a file, the operations whose last
 /// bits hang on it are not compared.
@@ -160,57 +160,63 @@ std::string Json(const Vel::Engine::Value& value) {
     return text.str();
 }
 
+/// Rows of samples as their bits.
+class SampleRows {
+public:
+    void Add(std::span<SampleCell> samples, std::string_view letters) {
+        text += text.empty() ? "[" : ",[";
+        for (std::size_t i = 0; i < samples.size(); ++i)
+            text += (i == 0 ? "" : ",") + std::to_string(NumberOf(samples[i], SizeOfSample(letters[i])));
+        text += ']';
+    }
+    const std::string& Text() const { return text; }
+
+private:
+    std::string text;
+};
+
 /// A life of a row in operations of its own, with what a host needs to lead it, too.
 std::string LifeInJson(const Row& row, int life, const Choose& choose) {
     SeededChoice seeded(100 + static_cast<std::uint64_t>(life));
-    std::ostringstream text;
+    std::string parameters;
     for (const auto& [name, value] : ChooseParametersByName(row, std::ref(seeded)))
-        text << (text.tellp() == 0 ? "" : ",") << '"' << name << "\":" << Json(value);
-    std::ostringstream operands;
-    std::ostringstream answers;
+        parameters += (parameters.empty() ? "\"" : ",\"") + name + "\":" + Json(value);
     Subject plain(row, false), aware(row, true);
-    Hash hash;
-    std::string checks;
-    for (Subject* subject : {&plain, &aware}) {
-        const bool answer = subject->Initialize(ParametersOf(row, life, false));
-        hash.Add(answer);
-        answers << (answer ? '1' : '0');
-    }
+    SampleRows operands;
+    SampleRows ofPlain;
+    SampleRows ofAware;
+    std::string answers;
+    for (Subject* subject : {&plain, &aware})
+        answers += subject->Initialize(ParametersOf(row, life, false)) ? '1' : '0';
+    const std::string_view letters = row.signature;
     for (int sample = 0; sample < samplesInLife; ++sample) {
         plain.ChooseOperands(choose);
-        operands << (sample == 0 ? "[" : ",[");
-        for (std::size_t i = 0; i < plain.Operands().size(); ++i) {
-            if (life == lives - 1)
-                plain.Operands()[i] = ChooseNaN(plain.Letter(i), choose);
-            operands << (i == 0 ? "" : ",") << NumberOf(plain.Operands()[i], SizeOfSample(plain.Letter(i)));
-        }
-        operands << ']';
+        for (std::size_t i = 0; life == lives - 1 && i < plain.Operands().size(); ++i)
+            plain.Operands()[i] = ChooseNaN(plain.Letter(i), choose);
+        operands.Add(plain.Operands(), letters.substr(row.operation->results));
         std::ranges::copy(plain.Operands(), aware.Operands().begin());
         FakePlatform::tickCount += static_cast<std::uint32_t>(choose(300));
         for (Subject* subject : {&plain, &aware}) {
-            const bool answer = subject->Execute();
-            hash.Add(answer);
-            answers << (answer ? '1' : '0');
-            for (std::size_t i = 0; i < subject->Results().size(); ++i)
-                hash.Add(NumberOf(subject->Results()[i], SizeOfSample(row.signature[i])));
+            answers += subject->Execute() ? '1' : '0';
+            (subject == &plain ? ofPlain : ofAware).Add(subject->Results(), letters);
         }
-        checks += hash.Characters(1);
     }
-    return "{\"parameters\":{" + text.str() + "},\"operands\":[" + operands.str() + "],\"answers\":\"" + answers.str() +
-           "\",\"checks\":\"" + checks + "\"}";
+    return "{\"parameters\":{" + parameters + "},\"operands\":[" + operands.Text() + "],\"answers\":\"" + answers +
+           "\",\"plain\":[" + ofPlain.Text() + "],\"aware\":[" + ofAware.Text() + "]}";
 }
 
+/// Each life is one of operations of its own; the first one is that of ChecksOf.
 void WriteSamples(const std::vector<Row>& rows, const Hash& ofMathLibrary) {
     std::cout << "{\"math_library\":\"" << ofMathLibrary.Characters(8) << "\"}\n";
+    const auto flag = [](bool isSet) { return isSet ? "true" : "false"; };
     for (const Row& row : rows) {
         SeededChoice seeded(1);
-        const Choose choose = std::ref(seeded);
-        const std::string first = LifeInJson(row, 0, choose);
-        const auto flag = [](bool isSet) { return isSet ? "true" : "false"; };
         std::cout << "{\"name\":\"" << row.operation->name << "\",\"signature\":\"" << row.signature
                   << "\",\"uses_math_library\":" << flag(row.operation->traits.usesMathLibrary)
-                  << ",\"reads_clock\":" << flag(row.operation->traits.readsClock) << ",\"lives\":[" << first << ','
-                  << LifeInJson(row, lives - 1, choose) << "]}\n";
+                  << ",\"reads_clock\":" << flag(row.operation->traits.readsClock) << ",\"lives\":[";
+        for (int life = 0; life < lives; ++life)
+            std::cout << (life == 0 ? "" : ",") << LifeInJson(row, life, std::ref(seeded));
+        std::cout << "]}\n";
     }
 }
 
