@@ -205,7 +205,8 @@ std::string LifeInJson(const Row& row, int life, const Choose& choose) {
            "\",\"plain\":[" + ofPlain.Text() + "],\"aware\":[" + ofAware.Text() + "]}";
 }
 
-/// Each life is one of operations of its own; the first one is that of ChecksOf.
+/// Each life is one of operations of its own; the first one is that of ChecksOf. The last two give each parameter that
+/// may be left out.
 void WriteSamples(const std::vector<Row>& rows, const Hash& ofMathLibrary) {
     std::cout << "{\"math_library\":\"" << ofMathLibrary.Characters(8) << "\"}\n";
     const auto flag = [](bool isSet) { return isSet ? "true" : "false"; };
@@ -214,7 +215,7 @@ void WriteSamples(const std::vector<Row>& rows, const Hash& ofMathLibrary) {
         std::cout << "{\"name\":\"" << row.operation->name << "\",\"signature\":\"" << row.signature
                   << "\",\"uses_math_library\":" << flag(row.operation->traits.usesMathLibrary)
                   << ",\"reads_clock\":" << flag(row.operation->traits.readsClock) << ",\"lives\":[";
-        for (int life = 0; life < lives; ++life)
+        for (const int life : {0, 1, lives - 1, 5, 16})
             std::cout << (life == 0 ? "" : ",") << LifeInJson(row, life, std::ref(seeded));
         std::cout << "]}\n";
     }
