@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms python test-python test-python-sanitized clean
+.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms python test-python test-python-sanitized bench-python clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -88,6 +88,13 @@ test-python-sanitized: python
 	cmake --preset release
 	cmake --build --preset release --target bits
 	python/run-sanitized
+
+# Times of operations in Python beside the C++ engine and other packages.
+bench-python: python
+	cmake --preset release
+	cmake --build --preset release --target engine_rows
+	build/python/venv/bin/python benchmarks/python_operations.py build/release/benchmarks/engine_rows \
+	    benchmarks/README.md benchmarks/results/python_operations.png
 
 # The Debian packages.
 deb: all
