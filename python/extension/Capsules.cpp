@@ -2,6 +2,8 @@
 
 #include "vocabulary/Error.h"
 
+#include <nanobind/stl/string.h>
+
 #include <cerrno>
 #include <exception>
 #include <new>
@@ -195,12 +197,14 @@ nb::object StreamOfArrays(const std::vector<ArrayColumn>& columns, std::size_t r
     const auto views = std::make_shared<Views>();
     std::vector<OwnedSchema> fields;
     std::vector<OwnedArray> arrays;
-    for (const auto& [name, format, values, validity] : columns) {
-        std::array<const void*, 2> buffers{validity.is_none() ? nullptr : views->Add(validity), views->Add(values)};
+    for (const auto& [name, format, validity, values] : columns) {
+        std::vector<const void*> buffers{validity.is_none() ? nullptr : views->Add(validity)};
+        for (const nb::object& buffer : values)
+            buffers.push_back(views->Add(buffer));
         ArrowArray array{};
         array.length = static_cast<std::int64_t>(rows);
         array.null_count = validity.is_none() ? 0 : -1;
-        array.n_buffers = buffers.size();
+        array.n_buffers = static_cast<std::int64_t>(buffers.size());
         array.buffers = buffers.data();
         arrays.push_back(ShareArray(array, 0, array.length, views));
         fields.push_back(MakeField(name, format));

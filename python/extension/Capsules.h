@@ -26,8 +26,9 @@ OwnedStream StreamOfData(const nanobind::object& data);
 OwnedStream StreamOf(std::shared_ptr<Replay> replay);
 OwnedStream StreamOfTables(OwnedSchema schema, std::vector<SharedArray> tables);
 
-/// Columns of NumPy as a stream of one table: name, format, values, and bits of the rows that have one.
-using ArrayColumn = std::tuple<std::string, std::string, nanobind::object, nanobind::object>;
+/// Columns of NumPy as a stream of one table: name, format, the bits of the rows that have a value or None, and the
+/// buffers of the values.
+using ArrayColumn = std::tuple<std::string, std::string, nanobind::object, std::vector<nanobind::object>>;
 nanobind::object StreamOfArrays(const std::vector<ArrayColumn>& columns, std::size_t rows);
 
 /// An object that any thread may let go of.

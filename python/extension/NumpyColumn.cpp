@@ -94,11 +94,12 @@ nb::list TextsOf(const ArrowArray& array) {
 } // namespace
 
 nb::tuple NumpyColumn(const ArrowSchema& schema, const std::vector<SharedArray>& tables, std::size_t column,
-                      std::size_t begin, std::size_t end) {
-    const ArrowSchema& values = schema.dictionary != nullptr ? *schema.dictionary : schema;
+                      std::size_t begin, std::size_t end, bool asIndices) {
+    const bool isDictionary = schema.dictionary != nullptr && !asIndices;
+    const ArrowSchema& values = isDictionary ? *schema.dictionary : schema;
     const ArrowType type = TypeOf(values);
     Collected collected;
-    if (schema.dictionary == nullptr && (HasBytes(type) || type.kind == Kind::Bool)) {
+    if (!isDictionary && (HasBytes(type) || type.kind == Kind::Bool)) {
         ForEachPart(tables, column, begin, end, [&](const ArrowArray& array, std::int64_t first, std::size_t rows) {
             collected.Append(array, type, first, rows);
         });

@@ -10,9 +10,11 @@
 #include <nanobind/ndarray.h>
 #include <nanobind/stl/map.h>
 #include <nanobind/stl/optional.h>
+#include <nanobind/stl/pair.h>
 #include <nanobind/stl/shared_ptr.h>
 #include <nanobind/stl/string.h>
 #include <nanobind/stl/tuple.h>
+#include <nanobind/stl/unique_ptr.h>
 #include <nanobind/stl/vector.h>
 
 #include <atomic>
@@ -172,7 +174,7 @@ public:
     }
 
     nb::tuple ColumnAt(std::size_t index, std::size_t begin, std::size_t end) const {
-        return NumpyColumn(*replay->Schema().children[index], kept, index, begin, end);
+        return NumpyColumn(*replay->Schema().children[index], kept, index, begin, end, replay->IsStatus(index));
     }
 
     std::vector<Warning> Warnings() const { return replay->Warnings(); }
@@ -204,13 +206,12 @@ private:
     State state = State::New;
 };
 
-/// The GIL is not held.
-std::unique_ptr<Result> Begin(const Plan& plan, std::unique_ptr<Recording> recording, bool hasStatuses,
+std::unique_ptr<Result> Begin(const Plan& plan, std::unique_ptr<Recording> recording, Looks looks,
                               const nb::object& progress, std::shared_ptr<Interruption> interruption) {
     std::shared_ptr<Replay> replay;
     {
         const nb::gil_scoped_release noGil;
-        replay = std::make_shared<Replay>(plan, std::move(recording), hasStatuses, true);
+        replay = std::make_shared<Replay>(plan, std::move(recording), looks, true);
     }
     if (!progress.is_none())
         replay->Report([call = Shared(progress)](std::uint64_t rows, std::optional<double> share) {
@@ -220,7 +221,7 @@ std::unique_ptr<Result> Begin(const Plan& plan, std::unique_ptr<Recording> recor
     return std::make_unique<Result>(std::move(replay), std::move(interruption));
 }
 
-std::unique_ptr<Result> ReplayData(const Plan& plan, const nb::object& data, bool hasStatuses,
+std::unique_ptr<Result> ReplayData(const Plan& plan, const nb::object& data, bool hasStatuses, bool hasWarnings,
                                    const nb::object& progress) {
     OwnedStream stream = StreamOfData(data);
     std::unique_ptr<Recording> recording;
@@ -228,11 +229,12 @@ std::unique_ptr<Result> ReplayData(const Plan& plan, const nb::object& data, boo
         const nb::gil_scoped_release noGil;
         recording = std::make_unique<ArrowRecording>(std::move(stream), plan);
     }
-    return Begin(plan, std::move(recording), hasStatuses, progress, std::make_shared<Interruption>());
+    return Begin(plan, std::move(recording), {hasStatuses, hasWarnings}, progress, std::make_shared<Interruption>());
 }
 
 std::unique_ptr<Result> ReplayFiles(const Plan& plan, const std::vector<std::string>& files,
-                                    const FormatOptions& options, bool hasStatuses, const nb::object& progress) {
+                                    const FormatOptions& options, bool hasStatuses, bool hasWarnings,
+                                    const nb::object& progress) {
     auto interruption = std::make_shared<Interruption>();
     std::unique_ptr<Recording> recording;
     {
@@ -241,13 +243,14 @@ std::unique_ptr<Result> ReplayFiles(const Plan& plan, const std::vector<std::str
                                                    [interruption] { return interruption->IsThere(); });
     }
     interruption->Raise();
-    return Begin(plan, std::move(recording), hasStatuses, progress, std::move(interruption));
+    return Begin(plan, std::move(recording), {hasStatuses, hasWarnings}, progress, std::move(interruption));
 }
 
 /// A plan at work on data that come bit by bit.
 class Session {
 public:
-    Session(const Plan& itsPlan, bool itsHasStatuses) : plan(itsPlan), hasStatuses(itsHasStatuses) {
+    Session(const Plan& itsPlan, bool hasStatuses, bool hasWarnings)
+        : plan(itsPlan), looks{hasStatuses, hasWarnings} {
         const nb::gil_scoped_release noGil;
         const Vel::Engine::Run tried(plan, 1); // so that a wrong plan is found at once
     }
@@ -263,7 +266,7 @@ public:
         if (replay)
             replay->GoOn(std::move(recording));
         else
-            replay = std::make_shared<Replay>(plan, std::move(recording), hasStatuses, false);
+            replay = std::make_shared<Replay>(plan, std::move(recording), looks, false);
         return Take();
     }
 
@@ -303,7 +306,7 @@ private:
     }
 
     Plan plan;
-    bool hasStatuses;
+    Looks looks;
     bool hasEnded = false;
     std::shared_ptr<Replay> replay;
     std::atomic<bool> isBusy = false;
@@ -330,9 +333,10 @@ void AddPlans(nb::module_& module) {
         .def("explain", [](const Plan& plan) { return Vel::Engine::Explain(plan); })
         .def("check", [](const Plan& plan) { const Vel::Engine::Run tried(plan, 1); })
         .def("describe", &Describe)
-        .def("replay_data", &ReplayData, nb::arg("data"), nb::arg("status"), nb::arg("progress").none())
+        .def("replay_data", &ReplayData, nb::arg("data"), nb::arg("status"), nb::arg("warnings"),
+             nb::arg("progress").none())
         .def("replay_files", &ReplayFiles, nb::arg("files"), nb::arg("options"), nb::arg("status"),
-             nb::arg("progress").none());
+             nb::arg("warnings"), nb::arg("progress").none());
 
     nb::class_<FormatOptions>(module, "CsvOptions")
         .def(nb::init<>())
@@ -356,7 +360,7 @@ void AddPlans(nb::module_& module) {
         .def("warnings", [](const Result& result) { return TuplesOf(result.Warnings()); });
 
     nb::class_<Session>(module, "EngineSession")
-        .def(nb::init<const Plan&, bool>(), nb::arg("plan"), nb::arg("status"))
+        .def(nb::init<const Plan&, bool, bool>(), nb::arg("plan"), nb::arg("status"), nb::arg("warnings"))
         .def("feed", &Session::Feed, nb::arg("data"))
         .def("end", &Session::End)
         .def("warnings", [](const Session& session) { return TuplesOf(session.Warnings()); });

@@ -32,23 +32,21 @@ std::string FormatOf(const Vel::SampleType& type) {
 
 } // namespace
 
-Replay::Replay(const Plan& itsPlan, std::unique_ptr<Recording> itsRecording, bool itsHasStatuses,
-               bool itsEndsRun)
+Replay::Replay(const Plan& itsPlan, std::unique_ptr<Recording> itsRecording, Looks looks, bool itsEndsRun)
     : plan(itsPlan),
       blockRows(BlockRowsFor(plan)),
       run(plan, blockRows),
       recording(std::move(itsRecording)),
       isDirect(!plan.raster && !run.ChoosesRows()),
-      hasStatuses(itsHasStatuses),
       inputs(run.Inputs()),
       endsRun(itsEndsRun) {
-    run.MakeStatuses(hasStatuses);
-    FindColumns();
+    run.MakeStatuses(looks.atStatuses || looks.atWarnings);
+    FindColumns(looks.atStatuses);
     RefuseRepeatedNames();
     schema = MakeSchema();
 }
 
-void Replay::FindColumns() {
+void Replay::FindColumns(bool hasStatuses) {
     for (const std::size_t channel : run.Output()) {
         OutputColumn column;
         column.name = run.Channels()[channel].name;
@@ -72,11 +70,12 @@ void Replay::FindColumns() {
             names.push_back(run.Channels()[first].name + ".status");
         }
     statuses.resize(computations.size());
-    for (const Recording::Kept& kept : recording->KeptColumns()) {
+    kept = columns.size();
+    for (const Recording::Kept& one : recording->KeptColumns()) {
         OutputColumn column;
-        column.name = kept.name;
-        AddPassed(std::move(column), kept.child);
-        names.push_back(kept.name);
+        column.name = one.name;
+        AddPassed(std::move(column), one.child);
+        names.push_back(one.name);
     }
 }
 
@@ -98,7 +97,6 @@ void Replay::RefuseRepeatedNames() const {
 
 OwnedSchema Replay::MakeSchema() const {
     std::vector<OwnedSchema> fields;
-    const std::size_t kept = columns.size() - recording->KeptColumns().size();
     for (std::size_t i = 0; i < columns.size(); ++i) {
         if (i == kept)
             for (std::size_t status = 0; status < computations.size(); ++status)
@@ -126,6 +124,8 @@ OwnedSchema Replay::MakeSchema() const {
                               rounded + ": nanoseconds, computed with as the nearest Float64 in seconds since 2000-01-01");
     return MakeTableSchema(std::move(fields), metadata);
 }
+
+bool Replay::IsStatus(std::size_t column) const { return column >= kept && column - kept < computations.size(); }
 
 OwnedArray Replay::Next() {
     OwnedArray table;
@@ -289,7 +289,6 @@ void Replay::TakeRows() {
 
 OwnedArray Replay::Table(std::size_t rows, std::int64_t first) {
     std::vector<OwnedArray> arrays;
-    const std::size_t kept = columns.size() - recording->KeptColumns().size();
     for (std::size_t i = 0; i < kept; ++i)
         arrays.push_back(ColumnOf(columns[i], rows, first));
     for (std::vector<Vel::Status>& ofComputation : statuses) {
@@ -348,7 +347,6 @@ void Replay::GoOn(std::unique_ptr<Recording> more) {
     };
     if (more->KeptColumns().size() != recording->KeptColumns().size())
         refuse();
-    const std::size_t kept = columns.size() - recording->KeptColumns().size();
     for (std::size_t i = 0; i < columns.size(); ++i) {
         const OutputColumn& column = columns[i];
         const std::size_t child = column.way != Way::Passed ? 0

@@ -23,14 +23,21 @@ namespace VelPython {
 /// Called with the rows so far, and with how much of the recording has been read, if that is known.
 using Progress = std::function<void(std::uint64_t rows, std::optional<double> share)>;
 
+/// What to look at beside the samples.
+struct Looks {
+    bool atStatuses; ///< for columns of the result
+    bool atWarnings;
+};
+
 class Replay {
 public:
     /// `itsEndsRun`: what comes is the whole recording, not the beginning of it.
-    Replay(const Vel::Engine::Plan& itsPlan, std::unique_ptr<Recording> itsRecording, bool itsHasStatuses,
-           bool itsEndsRun);
+    Replay(const Vel::Engine::Plan& itsPlan, std::unique_ptr<Recording> itsRecording, Looks looks, bool itsEndsRun);
 
     void Report(Progress itsProgress) { progress = std::move(itsProgress); }
     const std::vector<std::string>& Names() const { return names; }
+    /// Whether a column is one of statuses.
+    bool IsStatus(std::size_t column) const;
     const ArrowSchema& Schema() const { return *schema; }
 
     /// The next table; it holds nothing where the recording, or what there is of it so far, has ended. Throws
@@ -70,7 +77,7 @@ private:
         std::int64_t row;
     };
 
-    void FindColumns();
+    void FindColumns(bool hasStatuses);
     void AddPassed(OutputColumn column, std::size_t child);
     void RefuseRepeatedNames() const;
     OwnedSchema MakeSchema() const;
@@ -93,9 +100,9 @@ private:
     Vel::Engine::Run run;
     std::unique_ptr<Recording> recording;
     bool isDirect; ///< the rows of the result are those of the recording
-    bool hasStatuses;
     Progress progress;
     std::vector<OutputColumn> columns;
+    std::size_t kept = 0; ///< the first of the columns that the plan keeps
     std::vector<std::size_t> computations; ///< with a column of statuses
     std::vector<std::vector<Vel::Status>> statuses;
     std::vector<std::string> names;
