@@ -71,7 +71,7 @@ def _buffers(name: str, values: npt.NDArray[Any], mask: npt.NDArray[np.bool_] | 
         if unit not in _UNITS or count != 1:
             unit = "s" if unit in {"Y", "M", "W", "D", "h", "m", "s"} else "ns"
             values = values.astype(f"{kind}8[{unit}]")
-        form = (f"ts{_UNITS[unit]}:" if kind == "M" else f"tD{_UNITS[unit]}")
+        form = f"ts{_UNITS[unit]}:" if kind == "M" else f"tD{_UNITS[unit]}"
         values = values.view(np.int64)
     else:
         found = _FORMATS.get(values.dtype.str[1:])

@@ -235,7 +235,7 @@ def _binary(left: Operand, sign: str, right: Operand, *, is_condition: bool = Fa
     assert plan is not None
     binding = _BINDING.get(sign, _LOOSE)
     # Of sums and of products the left one needs no brackets. All else gets them.
-    inner = {3: (3, 2), 4: (4, 3), 6: (4, 4)}.get(binding, (0, 0))
+    inner = {3: (3, 2), 4: (4, 3), 6: (4, 4)}.get(binding, (2, 2))
     text = f"{_inner(left, inner[0])} {sign} {_inner(right, inner[1])}"
     return Channel(plan, text, binding=binding, is_condition=is_condition)
 

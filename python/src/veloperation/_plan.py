@@ -51,12 +51,12 @@ class Plan:
     >>> plan["speed"] = distance / time
     >>> plan["mean"] = vel.op.Average(plan["speed"], window=2)
     >>> plan
-    channel   type              from
-    --------  -------  -------  ---------------------------
-    distance  Float64  input    distance
-    time      Float64  input    time
-    speed     Float64  computed distance / time
-    mean      Float64  computed Average(speed, window = 2)
+    channel   type               from
+    --------  -------  --------  --------------------------
+    distance  Float64  input     distance
+    time      Float64  input     time
+    speed     Float64  computed  distance / time
+    mean      Float64  computed  Average(speed, window = 2)
     >>> result = plan.replay({"distance": [6.0, 1.0, 9.0], "time": [0.5, 0.0, 2.0]}).read()
     >>> result["speed"]
     array([12. , 12. ,  4.5])
@@ -438,7 +438,7 @@ class Plan:
         return as_html(_HEADER, self._rows())
 
     def replay(
-        self, data: object, *, status: bool = False, warnings: bool = True, progress: Progress | None = None
+        self, data: object, *, status: bool = False, warnings: bool = False, progress: Progress | None = None
     ) -> Result:
         """Compute the plan over a recording.
 
@@ -449,8 +449,9 @@ class Plan:
             a mapping from names to arrays; or what `veloperation.open` returns.
         status : bool, default False
             Whether the result has, for each computed channel, what became of each sample: a column ``NAME.status``.
-        warnings : bool, default True
-            Whether to look out for what `Result.warnings` tells. Without it, plans of little arithmetic are faster.
+        warnings : bool, default False
+            Whether to look out for what `Result.warnings` tells, as with ``status=True``. That takes two to four times
+            as long.
         progress : callable, optional
             Called as ``progress(rows, share)`` now and then: the rows so far, and how much of the recording has been
             read, from 0 to 1, or None where that is not known.
@@ -477,10 +478,12 @@ class Plan:
         """
         made = self._engine()
         if isinstance(data, Recording):
-            return Result(made.replay_files(data.files, data.options, status, warnings, progress))
-        return Result(made.replay_data(stream_of(data), status, warnings, progress))
+            result = made.replay_files(data.files, data.options, status, warnings, progress)
+        else:
+            result = made.replay_data(stream_of(data), status, warnings, progress)
+        return Result(result, status or warnings)
 
-    def start(self, *, status: bool = False, warnings: bool = True) -> Session:
+    def start(self, *, status: bool = False, warnings: bool = False) -> Session:
         """Begin to compute the plan over data that come bit by bit.
 
         Parameters
@@ -497,14 +500,14 @@ class Plan:
         --------
         >>> import veloperation as vel
         >>> plan = vel.Plan()
-        >>> plan["total"] = vel.op.IntegralAdd(plan.input("v", vel.Float64), delta_time=1.0)
+        >>> plan["before"] = vel.op.GetOldValue(plan.input("v", vel.Float64))
         >>> session = plan.start()
-        >>> session.feed({"v": [1.0, 1.0]})["total"]
-        array([1., 2.])
-        >>> session.feed({"v": [1.0]})["total"]
-        array([3.])
+        >>> session.feed({"v": [1.0, 2.0]})["before"]
+        array([nan,  1.])
+        >>> session.feed({"v": [3.0]})["before"]
+        array([2.])
         """
-        return Session(_core.EngineSession(self._engine(), status, warnings))
+        return Session(_core.EngineSession(self._engine(), status, warnings), status or warnings)
 
 
 class _Identity:

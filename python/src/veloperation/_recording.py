@@ -9,7 +9,14 @@ from veloperation import _core
 
 
 class Recording:
-    """CSV in one file or several, as `open` returns it. `Plan.replay` reads it."""
+    """CSV in one file or several, as `open` returns it. `Plan.replay` reads it.
+
+    Examples
+    --------
+    >>> import veloperation as vel
+    >>> vel.open("monday.csv", "tuesday.csv")
+    veloperation.open('monday.csv', 'tuesday.csv')
+    """
 
     def __init__(self, files: list[str], options: _core.CsvOptions) -> None:
         self.files = files
@@ -30,7 +37,7 @@ def open(
     on_bad_cell: str | None = None,
     on_no_value: str | None = None,
 ) -> Recording:
-    """Name a recording in CSV, for `Plan.replay`.
+    r"""Name a recording in CSV, for `Plan.replay`.
 
     The files are read as they are needed, the columns that the plan wants alone, as velreplay reads them: packed by
     gzip or not, from a pipe, times as texts, and kept columns as they stand.
@@ -64,7 +71,7 @@ def open(
     >>> import pathlib, tempfile
     >>> import veloperation as vel
     >>> file = pathlib.Path(tempfile.mkdtemp(), "log.csv")
-    >>> _ = file.write_text("v;comment\\n1,5;a\\n;b\\n")
+    >>> _ = file.write_text("v;comment\n1,5;a\n;b\n")
     >>> plan = vel.Plan(keep=["comment"])
     >>> plan["twice"] = plan.input("v", vel.Float64) * 2
     >>> plan.replay(vel.open(file, decimal_comma=True)).read()

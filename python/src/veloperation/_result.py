@@ -30,9 +30,9 @@ class Warning:
     >>> import veloperation as vel
     >>> plan = vel.Plan()
     >>> plan["total"] = vel.op.IntegralAdd(plan.input("v", vel.Float64), delta_time=1.0)
-    >>> result = plan.replay({"v": [1.0, float("nan"), 1.0]}).read()
+    >>> result = plan.replay({"v": [1.0, 1.0, float("nan"), 1.0]}, warnings=True).read()
     >>> print(result.warnings[0])
-    total: the total starts again from 0 behind a missing sample (first in row 2; 1 in all)
+    total: the total starts again from 0 behind a missing sample (first in row 3; 1 in all)
     """
 
     channel: str
@@ -49,12 +49,18 @@ class Warning:
         return f"{self.channel}: {self.what}{count}"
 
 
+def _warnings(given: list[tuple[str, str, int, int]], are_there: bool) -> list[Warning]:
+    if not are_there:
+        raise _core.Error("warnings: nobody has looked out for them\n  replay with warnings=True")
+    return [Warning(*warning) for warning in given]
+
+
 class Result:
     """The result of a plan: a table that is computed while it is read.
 
     It has Arrow's interface, so ``polars.DataFrame(result)``, ``pyarrow.table(result)`` and
-    ``pandas.DataFrame.from_arrow(result)`` take it. Read like that, it is a stream: it is read once, and never in memory as
-    a whole. `read` keeps it: from then on it may be read as often as wanted, also by columns.
+    ``pandas.DataFrame.from_arrow(result)`` take it. Read like that, it is a stream: read once, and never in memory
+    as a whole. `read` keeps it: from then on it may be read as often as wanted, also by columns.
 
     Examples
     --------
@@ -72,8 +78,9 @@ class Result:
       call read() first, which keeps it, or replay again
     """
 
-    def __init__(self, made: _core.EngineResult) -> None:
+    def __init__(self, made: _core.EngineResult, has_warnings: bool) -> None:
         self._core = made
+        self._has_warnings = has_warnings
         self._columns: dict[str, npt.NDArray[Any]] = {}
 
     @property
@@ -83,8 +90,8 @@ class Result:
 
     @property
     def warnings(self) -> list[Warning]:
-        """What there is to warn of so far."""
-        return [Warning(*warning) for warning in self._core.warnings()]
+        """What there is to warn of so far, if the plan looks out for it: with ``warnings=True`` or ``status=True``."""
+        return _warnings(self._core.warnings(), self._has_warnings)
 
     def read(self) -> Result:
         """Compute the whole result and keep it.
@@ -204,13 +211,14 @@ class Session:
     [1.0, 3.0, 3.0]
     """
 
-    def __init__(self, made: _core.EngineSession) -> None:
+    def __init__(self, made: _core.EngineSession, has_warnings: bool) -> None:
         self._core = made
+        self._has_warnings = has_warnings
 
     @property
     def warnings(self) -> list[Warning]:
-        """What there is to warn of so far."""
-        return [Warning(*warning) for warning in self._core.warnings()]
+        """What there is to warn of so far, if the plan looks out for it: with ``warnings=True`` or ``status=True``."""
+        return _warnings(self._core.warnings(), self._has_warnings)
 
     def feed(self, data: object) -> Result:
         """Compute the next rows.
@@ -240,7 +248,7 @@ class Session:
         >>> print(session.feed({"v": [0.0, 2.0]})["rising"])
         [0 1]
         """
-        return Result(self._core.feed(stream_of(data)))
+        return Result(self._core.feed(stream_of(data)), self._has_warnings)
 
     def end(self) -> Result:
         """End the recording.
@@ -259,4 +267,4 @@ class Session:
         >>> print(session.feed({"gear": [1, 1, 2, 2]})["gear"], session.end()["gear"])
         [1] [2]
         """
-        return Result(self._core.end())
+        return Result(self._core.end(), self._has_warnings)
