@@ -79,6 +79,8 @@ python: packages
 	python/make-wheel
 
 test-python: python
+	cmake --preset release
+	cmake --build --preset release --target bits
 	python/run-tests
 
 # The Debian packages.
