@@ -55,7 +55,9 @@ Value ValueOf(nb::handle object, const std::string& name) {
     return pairs;
 }
 
-Vel::Engine::ParametersByName SettingsOf(const nb::dict& settings) {
+using Settings = nb::typed<nb::dict, nb::str, nb::object>;
+
+Vel::Engine::ParametersByName SettingsOf(const Settings& settings) {
     Vel::Engine::ParametersByName values;
     for (const auto& [key, value] : settings) {
         const auto name = nb::cast<std::string>(key);
@@ -173,7 +175,7 @@ public:
         return fields;
     }
 
-    nb::tuple ColumnAt(std::size_t index, std::size_t begin, std::size_t end) const {
+    nb::typed<nb::tuple, nb::str, nb::object, nb::object> ColumnAt(std::size_t index, std::size_t begin, std::size_t end) const {
         return NumpyColumn(*replay->Schema().children[index], kept, index, begin, end, replay->IsStatus(index));
     }
 
@@ -326,7 +328,7 @@ std::vector<WarningTuple> TuplesOf(const std::vector<Warning>& warnings) {
 void AddPlans(nb::module_& module) {
     nb::class_<Plan>(module, "EnginePlan")
         .def_static("parse",
-                    [](const std::string& text, const std::string& name, const nb::dict& settings) {
+                    [](const std::string& text, const std::string& name, const Settings& settings) {
                         return Vel::Engine::ParsePlan(text, name, SettingsOf(settings));
                     },
                     nb::arg("text"), nb::arg("name"), nb::arg("settings"))

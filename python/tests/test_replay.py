@@ -134,7 +134,7 @@ def test_producers_and_consumers_agree() -> None:
     plan["more"] = count + 1
     times = np.datetime64("2024-03-31T00:59:59", "us") + np.arange(6) * np.timedelta64(250_000, "us")
     values = np.array([1.0, 2.5, np.nan, 4.0, 8.0, -1.0])
-    counts = np.ma.MaskedArray(np.arange(6, dtype=np.uint16), [0, 0, 0, 1, 0, 0])
+    counts = np.ma.MaskedArray(np.arange(6, dtype=np.uint16), np.arange(6) == 3)
     notes = ["a", None, "", "x" * 20, "b", "c"]
     mapping = {"v": values, "count": counts, "t": times, "note": notes}
     table = pa.table({"v": values, "count": pa.array(counts.filled(), mask=counts.mask), "t": times, "note": notes})
@@ -161,8 +161,10 @@ def test_producers_and_consumers_agree() -> None:
     assert expected["slope"].to_list() == [None, 6.0, None, None, 16.0, -36.0]
     assert expected["more"].to_list() == [1, 2, 3, None, 5, 6]
     result = plan.replay(table)  # noqa: F841, which DuckDB finds by name
-    assert duckdb.sql("select sum(more) from result").fetchall() == [(17,)]
-    assert pd.DataFrame.from_arrow(plan.replay(table))["slope"].isna().sum() == 3
+    relation = duckdb.sql("select sum(more) from result")
+    assert relation is not None
+    assert relation.fetchall() == [(17,)]
+    assert pd.DataFrame.from_arrow(plan.replay(table))["slope"].isna().sum() == 3  # type: ignore[attr-defined]
     assert pa.table(plan.replay(table)).schema.field("t").type == pa.timestamp("us")
 
 

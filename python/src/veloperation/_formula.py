@@ -229,7 +229,7 @@ def _binary(left: Operand, sign: str, right: Operand, *, is_condition: bool = Fa
             raise _core.Error(f"{sign}: the operands are channels of different plans\n  add them to one plan")
         plan = right._plan
     elif not isinstance(left, Channel) or not isinstance(right, int | float | np.number | np.bool_):
-        return NotImplemented
+        return NotImplemented  # type: ignore[no-any-return]
     if not isinstance(left, Channel | int | float | np.number | np.bool_):
         return NotImplemented
     assert plan is not None

@@ -141,6 +141,9 @@ class Result:
         return self._columns[name]
 
     def _array(self, name: str, begin: int, end: int) -> npt.NDArray[Any]:
+        form: str
+        values: Any
+        missing: Any
         form, values, missing = self._core.column(self.columns.index(name), begin, end)
         if form == "":
             raise _core.Error(f'column "{name}": NumPy has no such values\n  take it from pyarrow or polars')
@@ -148,6 +151,7 @@ class Result:
             texts = np.empty(len(values), object)
             texts[:] = values
             return texts
+        array: npt.NDArray[Any]
         if form == "tdD":
             array = values.view(np.int32).astype("M8[D]")
         elif form.startswith(("ts", "tD")):
