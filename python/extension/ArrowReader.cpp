@@ -90,9 +90,7 @@ struct Halves {
 struct Bits {
     const std::uint8_t* bits;
     std::size_t first;
-    std::uint8_t operator[](std::size_t row) const {
-        return (bits[(first + row) / 8] >> ((first + row) % 8)) & 1U;
-    }
+    std::uint8_t operator[](std::size_t row) const { return (bits[(first + row) / 8] >> ((first + row) % 8)) & 1U; }
 };
 struct Nothing {
     std::uint8_t operator[](std::size_t /*row*/) const { return 0; }
@@ -103,20 +101,26 @@ template <class TFunction>
 void WithValues(const ArrowArray& array, const ArrowType& type, std::int64_t first, TFunction function) {
     const auto plain = [&]<class T>(T) { function(Plain<T>(array.buffers[1], first)); };
     switch (type.kind) {
-    case Kind::Null: return function(Nothing{});
+    case Kind::Null:
+        return function(Nothing{});
     case Kind::Bool:
         return function(Bits{static_cast<const std::uint8_t*>(array.buffers[1]), static_cast<std::size_t>(first)});
     case Kind::Floating:
         return type.bytes == sizeof(Half)    ? function(Halves{{array.buffers[1], first}})
                : type.bytes == sizeof(float) ? plain(float{})
                                              : plain(double{});
-    default: break;
+    default:
+        break;
     }
     switch (type.bytes) {
-    case 1: return type.isSigned ? plain(std::int8_t{}) : plain(std::uint8_t{});
-    case 2: return type.isSigned ? plain(std::int16_t{}) : plain(std::uint16_t{});
-    case 4: return type.isSigned ? plain(std::int32_t{}) : plain(std::uint32_t{});
-    default: return type.isSigned ? plain(std::int64_t{}) : plain(std::uint64_t{});
+    case 1:
+        return type.isSigned ? plain(std::int8_t{}) : plain(std::uint8_t{});
+    case 2:
+        return type.isSigned ? plain(std::int16_t{}) : plain(std::uint16_t{});
+    case 4:
+        return type.isSigned ? plain(std::int32_t{}) : plain(std::uint32_t{});
+    default:
+        return type.isSigned ? plain(std::int64_t{}) : plain(std::uint64_t{});
     }
 }
 
@@ -161,7 +165,8 @@ public:
                 throw Error(place, "it holds numbers (" + type.name + "), and the input is a Time",
                             R"(give the input format = "unix" for seconds since 1970, or type = "Float64")");
             break;
-        case Kind::Null: break;
+        case Kind::Null:
+            break;
         case Kind::Date:
         case Kind::Timestamp:
             if (!isDouble)
@@ -213,8 +218,9 @@ private:
             return;
         const bool isOfClocks = type.kind == Kind::Date || type.zone.empty();
         if (!wanted.time->isLocal && isOfClocks && type.kind == Kind::Timestamp)
-            throw Error(place, "its times (" + type.name + ") have no zone, and the plan takes them for those of " +
-                                   Quoted(wanted.time->zone),
+            throw Error(place,
+                        "its times (" + type.name + ") have no zone, and the plan takes them for those of " +
+                            Quoted(wanted.time->zone),
                         "give the column its zone, as tz_localize of pandas and replace_time_zone of polars do");
         if (wanted.time->isLocal && !isOfClocks)
             zone.emplace(wanted.time->zone, place);
@@ -229,8 +235,8 @@ private:
                 return {{values, sizeof(T)}, count};
         }
         std::vector<T>& samples = Room<T>(count);
-        const std::size_t done = isDictionary ? ReadDictionary(begin, count, samples, noValue)
-                                              : ReadValues(begin, count, samples, noValue);
+        const std::size_t done =
+            isDictionary ? ReadDictionary(begin, count, samples, noValue) : ReadValues(begin, count, samples, noValue);
         return {Vel::Over(samples), done};
     }
 
@@ -341,7 +347,8 @@ private:
                        "give the input a wider type or another no_value; where the value means no sample, write "
                        "on_no_value = \"missing\" into [recording]");
         return Say(row, TextOf(value) + " is no " + name + " exactly",
-                   "give the input a type that has all values of the column (" + type.name + "), or convert the column");
+                   "give the input a type that has all values of the column (" + type.name +
+                       "), or convert the column");
     }
 
     // Dictionaries.

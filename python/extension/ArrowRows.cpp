@@ -21,10 +21,14 @@ T ValueAt(const void* buffer, std::size_t row) {
 std::int64_t IntegerAt(const void* buffer, std::size_t row, const ArrowType& type) {
     const auto read = [&]<class T>(T) { return static_cast<std::int64_t>(ValueAt<T>(buffer, row)); };
     switch (type.bytes) {
-    case 1: return type.isSigned ? read(std::int8_t{}) : read(std::uint8_t{});
-    case 2: return type.isSigned ? read(std::int16_t{}) : read(std::uint16_t{});
-    case 4: return type.isSigned ? read(std::int32_t{}) : read(std::uint32_t{});
-    default: return read(std::int64_t{});
+    case 1:
+        return type.isSigned ? read(std::int8_t{}) : read(std::uint8_t{});
+    case 2:
+        return type.isSigned ? read(std::int16_t{}) : read(std::uint16_t{});
+    case 4:
+        return type.isSigned ? read(std::int32_t{}) : read(std::uint32_t{});
+    default:
+        return read(std::int64_t{});
     }
 }
 
@@ -85,7 +89,9 @@ void ArrowRows::AppendValue(const ArrowArray& array, std::size_t row) {
         AppendText(static_cast<const std::byte*>(array.buffers[2]) + begin, static_cast<std::size_t>(end - begin));
     };
     switch (type.kind) {
-    case Kind::Bool: SetBit(values, rows, ((unsigned{ValueAt<std::uint8_t>(buffer, row / 8)} >> (row % 8)) & 1U) != 0); break;
+    case Kind::Bool:
+        SetBit(values, rows, ((unsigned{ValueAt<std::uint8_t>(buffer, row / 8)} >> (row % 8)) & 1U) != 0);
+        break;
     case Kind::Text:
         if (type.bytes == sizeof(std::int32_t))
             text(ValueAt<std::int32_t>(buffer, row), ValueAt<std::int32_t>(buffer, row + 1));
@@ -95,14 +101,15 @@ void ArrowRows::AppendValue(const ArrowArray& array, std::size_t row) {
     case Kind::View: {
         const auto view = ValueAt<std::array<std::int32_t, 4>>(buffer, row); // length, beginning, buffer, offset
         constexpr std::int32_t longestInView = 12;
-        const auto* const data =
-            view[0] <= longestInView
-                ? static_cast<const std::byte*>(buffer) + row * sizeof view + sizeof(std::int32_t)
-                : static_cast<const std::byte*>(array.buffers[2 + view[2]]) + view[3];
+        const auto* const data = view[0] <= longestInView
+                                     ? static_cast<const std::byte*>(buffer) + row * sizeof view + sizeof(std::int32_t)
+                                     : static_cast<const std::byte*>(array.buffers[2 + view[2]]) + view[3];
         AppendText(data, static_cast<std::size_t>(view[0]));
         break;
     }
-    default: values.Append(static_cast<const std::byte*>(buffer) + row * type.bytes, type.bytes); break;
+    default:
+        values.Append(static_cast<const std::byte*>(buffer) + row * type.bytes, type.bytes);
+        break;
     }
     SetBit(validity, rows++, true);
 }

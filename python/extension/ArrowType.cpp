@@ -27,35 +27,58 @@ ArrowType Fixed(Kind kind, std::size_t bytes, std::string name, bool isSigned = 
 /// Formats of one letter.
 std::optional<ArrowType> Simple(char letter) {
     switch (letter) {
-    case 'n': return Fixed(Kind::Null, 0, "null");
-    case 'b': return Fixed(Kind::Bool, 0, "bool");
-    case 'c': return Fixed(Kind::Integer, 1, "int8", true);
-    case 'C': return Fixed(Kind::Integer, 1, "uint8");
-    case 's': return Fixed(Kind::Integer, 2, "int16", true);
-    case 'S': return Fixed(Kind::Integer, 2, "uint16");
-    case 'i': return Fixed(Kind::Integer, 4, "int32", true);
-    case 'I': return Fixed(Kind::Integer, 4, "uint32");
-    case 'l': return Fixed(Kind::Integer, 8, "int64", true);
-    case 'L': return Fixed(Kind::Integer, 8, "uint64");
-    case 'e': return Fixed(Kind::Floating, 2, "float16", true);
-    case 'f': return Fixed(Kind::Floating, 4, "float32", true);
-    case 'g': return Fixed(Kind::Floating, 8, "float64", true);
-    case 'u': return Fixed(Kind::Text, 4, "string");
-    case 'U': return Fixed(Kind::Text, 8, "large_string");
-    case 'z': return Fixed(Kind::Text, 4, "binary");
-    case 'Z': return Fixed(Kind::Text, 8, "large_binary");
-    default: return std::nullopt;
+    case 'n':
+        return Fixed(Kind::Null, 0, "null");
+    case 'b':
+        return Fixed(Kind::Bool, 0, "bool");
+    case 'c':
+        return Fixed(Kind::Integer, 1, "int8", true);
+    case 'C':
+        return Fixed(Kind::Integer, 1, "uint8");
+    case 's':
+        return Fixed(Kind::Integer, 2, "int16", true);
+    case 'S':
+        return Fixed(Kind::Integer, 2, "uint16");
+    case 'i':
+        return Fixed(Kind::Integer, 4, "int32", true);
+    case 'I':
+        return Fixed(Kind::Integer, 4, "uint32");
+    case 'l':
+        return Fixed(Kind::Integer, 8, "int64", true);
+    case 'L':
+        return Fixed(Kind::Integer, 8, "uint64");
+    case 'e':
+        return Fixed(Kind::Floating, 2, "float16", true);
+    case 'f':
+        return Fixed(Kind::Floating, 4, "float32", true);
+    case 'g':
+        return Fixed(Kind::Floating, 8, "float64", true);
+    case 'u':
+        return Fixed(Kind::Text, 4, "string");
+    case 'U':
+        return Fixed(Kind::Text, 8, "large_string");
+    case 'z':
+        return Fixed(Kind::Text, 4, "binary");
+    case 'Z':
+        return Fixed(Kind::Text, 8, "large_binary");
+    default:
+        return std::nullopt;
     }
 }
 
 /// Units in a second, for s, m, u and n.
 std::optional<std::int64_t> UnitsOf(char letter) {
     switch (letter) {
-    case 's': return 1;
-    case 'm': return 1'000;
-    case 'u': return 1'000'000;
-    case 'n': return 1'000'000'000;
-    default: return std::nullopt;
+    case 's':
+        return 1;
+    case 'm':
+        return 1'000;
+    case 'u':
+        return 1'000'000;
+    case 'n':
+        return 1'000'000'000;
+    default:
+        return std::nullopt;
     }
 }
 

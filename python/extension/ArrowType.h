@@ -50,7 +50,8 @@ public:
     Validity() = default;
     /// `offset`: rows before the first one.
     Validity(const ArrowArray& array, std::int64_t offset)
-        : bits(array.null_count == 0 || array.n_buffers == 0 ? nullptr : static_cast<const std::uint8_t*>(array.buffers[0])),
+        : bits(array.null_count == 0 || array.n_buffers == 0 ? nullptr
+                                                             : static_cast<const std::uint8_t*>(array.buffers[0])),
           first(static_cast<std::size_t>(offset)) {}
 
     bool operator[](std::size_t row) const {

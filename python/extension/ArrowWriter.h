@@ -77,6 +77,7 @@ OwnedArray MakeTexts(std::size_t rows, Buffer ends, Buffer texts);
 OwnedArray MakeTable(std::size_t rows, std::vector<OwnedArray> columns);
 
 /// Rows of an array that belongs to somebody else, whom `owner` keeps alive.
-OwnedArray ShareArray(const ArrowArray& array, std::int64_t first, std::int64_t rows, std::shared_ptr<const void> owner);
+OwnedArray ShareArray(const ArrowArray& array, std::int64_t first, std::int64_t rows,
+                      std::shared_ptr<const void> owner);
 
 } // namespace VelPython

@@ -38,7 +38,8 @@ Owned<T> Take(nb::handle capsule, const char* name) {
     if (value == nullptr)
         throw nb::python_error();
     if (value->release == nullptr)
-        throw Vel::Error("data", "its " + std::string(name) + " has been taken already", "ask its producer for a new one");
+        throw Vel::Error("data", "its " + std::string(name) + " has been taken already",
+                         "ask its producer for a new one");
     return Owned<T>(*value);
 }
 
@@ -209,8 +210,8 @@ nb::object StreamOfArrays(const std::vector<ArrayColumn>& columns, std::size_t r
         arrays.push_back(ShareArray(array, 0, array.length, views));
         fields.push_back(MakeField(name, format));
     }
-    return StreamCapsule(Exported<OneTable>::Export(MakeTableSchema(std::move(fields)),
-                                                    OneTable{MakeTable(rows, std::move(arrays))}));
+    return StreamCapsule(
+        Exported<OneTable>::Export(MakeTableSchema(std::move(fields)), OneTable{MakeTable(rows, std::move(arrays))}));
 }
 
 std::shared_ptr<nb::object> Shared(nb::object object) {

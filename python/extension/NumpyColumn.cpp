@@ -27,8 +27,8 @@ Bytes NumpyBytes(Buffer buffer) {
 }
 
 bool HasBytes(const ArrowType& type) {
-    return type.bytes != 0 && (type.kind == Kind::Integer || type.kind == Kind::Floating || type.IsTime() ||
-                               type.kind == Kind::Duration);
+    return type.bytes != 0 &&
+           (type.kind == Kind::Integer || type.kind == Kind::Floating || type.IsTime() || type.kind == Kind::Duration);
 }
 
 /// Calls a function with the part of each table that lies between two rows: the column, its first row in the buffers,

@@ -5,6 +5,7 @@
 #include "Replay.h"
 
 #include "engine/Engine.h"
+#include "engine/NumberText.h"
 #include "vocabulary/Error.h"
 
 #include <nanobind/ndarray.h>
@@ -72,6 +73,19 @@ Vel::Engine::ParametersByName SettingsOf(const Settings& settings) {
     return values;
 }
 
+std::string TextOf(const Vel::Engine::ConstantPlan& constant) {
+    return std::visit(
+        [&]<class T>(T value) {
+            if (Vel::IsNoValue(value, std::get<T>(constant.channel.noValue)))
+                return std::string("no sample");
+            if constexpr (std::is_floating_point_v<T>)
+                return Vel::Engine::Text(double{value});
+            else
+                return std::to_string(value);
+        },
+        constant.value);
+}
+
 /// Name, type, kind, and how it comes about, of all channels but inner ones.
 std::vector<std::tuple<std::string, std::string, std::string, std::string>> Describe(const Plan& plan) {
     std::vector<std::tuple<std::string, std::string, std::string, std::string>> rows;
@@ -82,7 +96,7 @@ std::vector<std::tuple<std::string, std::string, std::string, std::string>> Desc
         add(input.channel, input.time.has_value(), "input", input.column.value_or(input.channel.name));
     for (const auto& constant : plan.constants)
         if (!constant.isInner)
-            add(constant.channel, false, "constant", std::visit([](auto value) { return std::to_string(value); }, constant.value));
+            add(constant.channel, false, "constant", TextOf(constant));
     for (const auto& computation : plan.computations) {
         std::string call = computation.operation + "(";
         for (std::size_t i = 0; i < computation.operands.size(); ++i)
@@ -175,7 +189,8 @@ public:
         return fields;
     }
 
-    nb::typed<nb::tuple, nb::str, nb::object, nb::object> ColumnAt(std::size_t index, std::size_t begin, std::size_t end) const {
+    nb::typed<nb::tuple, nb::str, nb::object, nb::object> ColumnAt(std::size_t index, std::size_t begin,
+                                                                   std::size_t end) const {
         return NumpyColumn(*replay->Schema().children[index], kept, index, begin, end, replay->IsStatus(index));
     }
 
@@ -241,8 +256,8 @@ std::unique_ptr<Result> ReplayFiles(const Plan& plan, const std::vector<std::str
     std::unique_ptr<Recording> recording;
     {
         const nb::gil_scoped_release noGil;
-        recording = std::make_unique<CsvRecording>(files, options, plan,
-                                                   [interruption] { return interruption->IsThere(); });
+        recording =
+            std::make_unique<CsvRecording>(files, options, plan, [interruption] { return interruption->IsThere(); });
     }
     interruption->Raise();
     return Begin(plan, std::move(recording), {hasStatuses, hasWarnings}, progress, std::move(interruption));
@@ -251,8 +266,7 @@ std::unique_ptr<Result> ReplayFiles(const Plan& plan, const std::vector<std::str
 /// A plan at work on data that come bit by bit.
 class Session {
 public:
-    Session(const Plan& itsPlan, bool hasStatuses, bool hasWarnings)
-        : plan(itsPlan), looks{hasStatuses, hasWarnings} {
+    Session(const Plan& itsPlan, bool hasStatuses, bool hasWarnings) : plan(itsPlan), looks{hasStatuses, hasWarnings} {
         const nb::gil_scoped_release noGil;
         const Vel::Engine::Run tried(plan, 1); // so that a wrong plan is found at once
     }
@@ -327,18 +341,19 @@ std::vector<WarningTuple> TuplesOf(const std::vector<Warning>& warnings) {
 
 void AddPlans(nb::module_& module) {
     nb::class_<Plan>(module, "EnginePlan")
-        .def_static("parse",
-                    [](const std::string& text, const std::string& name, const Settings& settings) {
-                        return Vel::Engine::ParsePlan(text, name, SettingsOf(settings));
-                    },
-                    nb::arg("text"), nb::arg("name"), nb::arg("settings"))
+        .def_static(
+            "parse",
+            [](const std::string& text, const std::string& name, const Settings& settings) {
+                return Vel::Engine::ParsePlan(text, name, SettingsOf(settings));
+            },
+            nb::arg("text"), nb::arg("name"), nb::arg("settings"))
         .def("explain", [](const Plan& plan) { return Vel::Engine::Explain(plan); })
         .def("check", [](const Plan& plan) { const Vel::Engine::Run tried(plan, 1); })
         .def("describe", &Describe)
         .def("replay_data", &ReplayData, nb::arg("data"), nb::arg("status"), nb::arg("warnings"),
              nb::arg("progress").none())
-        .def("replay_files", &ReplayFiles, nb::arg("files"), nb::arg("options"), nb::arg("status"),
-             nb::arg("warnings"), nb::arg("progress").none());
+        .def("replay_files", &ReplayFiles, nb::arg("files"), nb::arg("options"), nb::arg("status"), nb::arg("warnings"),
+             nb::arg("progress").none());
 
     nb::class_<FormatOptions>(module, "CsvOptions")
         .def(nb::init<>())

@@ -32,7 +32,8 @@ void WarnOfNoValues(std::vector<Warning>& warnings, const Vel::ChannelType& chan
     if (count == 0)
         return;
     const std::string noValue = std::visit([](auto value) { return std::to_string(value); }, channel.noValue);
-    warnings.push_back({channel.name, "cells that hold " + noValue + ", its NoValue, count as missing", firstRow, count});
+    warnings.push_back(
+        {channel.name, "cells that hold " + noValue + ", its NoValue, count as missing", firstRow, count});
 }
 
 /// Failures of a producer, with what it says of them.
@@ -95,8 +96,7 @@ std::size_t ArrowRecording::Find(const std::string& name, const std::string& pla
     std::vector<std::string> names;
     for (std::size_t child = 0; child < static_cast<std::size_t>(schema->n_children); ++child)
         names.push_back(ColumnName(child));
-    const std::string_view similar =
-        Vel::SimilarName(name, std::vector<std::string_view>(names.begin(), names.end()));
+    const std::string_view similar = Vel::SimilarName(name, std::vector<std::string_view>(names.begin(), names.end()));
     constexpr std::size_t mostNames = 20;
     std::string list = similar.empty() ? "they have:" : "did you mean " + Quoted(similar) + "? They have:";
     for (std::size_t i = 0; i < std::min(names.size(), mostNames); ++i)

@@ -121,7 +121,8 @@ OwnedSchema Replay::MakeSchema() const {
     Metadata metadata;
     if (!rounded.empty())
         metadata.emplace_back("veloperation.rounded",
-                              rounded + ": nanoseconds, computed with as the nearest Float64 in seconds since 2000-01-01");
+                              rounded +
+                                  ": nanoseconds, computed with as the nearest Float64 in seconds since 2000-01-01");
     return MakeTableSchema(std::move(fields), metadata);
 }
 
@@ -277,8 +278,9 @@ void Replay::TakeRows() {
         for (std::size_t row = 0; row < rows; ++row) {
             const std::uint64_t source = run.SourceOf(row);
             const bool isOfBatch = source >= rowsBefore;
-            const SavedRow from =
-                isOfBatch ? SavedRow{recording->Batch(), static_cast<std::int64_t>(source - rowsBefore)} : saved.at(source);
+            const SavedRow from = isOfBatch
+                                      ? SavedRow{recording->Batch(), static_cast<std::int64_t>(source - rowsBefore)}
+                                      : saved.at(source);
             const ArrowArray& table = **from.batch;
             column.rows.front().Append(*table.children[column.child], table.offset + from.row);
         }

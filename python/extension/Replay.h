@@ -66,9 +66,9 @@ private:
         std::string name;
         Way way = Way::Made;
         std::size_t channel = 0;
-        std::size_t child = 0;     ///< Passed: of the recording's batch
-        std::string timeFormat = {}; ///< the samples are written as times
-        Buffer samples = {};       ///< not Passed
+        std::size_t child = 0;            ///< Passed: of the recording's batch
+        std::string timeFormat = {};      ///< the samples are written as times
+        Buffer samples = {};              ///< not Passed
         std::vector<ArrowRows> rows = {}; ///< Passed, where the rows of a result are not those of the recording: one
     };
     /// A row of a batch that rows of the result may still come from.
@@ -102,17 +102,17 @@ private:
     bool isDirect; ///< the rows of the result are those of the recording
     Progress progress;
     std::vector<OutputColumn> columns;
-    std::size_t kept = 0; ///< the first of the columns that the plan keeps
+    std::size_t kept = 0;                  ///< the first of the columns that the plan keeps
     std::vector<std::size_t> computations; ///< with a column of statuses
     std::vector<std::vector<Vel::Status>> statuses;
     std::vector<std::string> names;
     OwnedSchema schema;
     std::vector<Vel::Column> inputs;
-    std::size_t position = 0;      ///< in the batch
-    std::uint64_t rowsBefore = 0;  ///< the batch
-    std::size_t taken = 0;         ///< rows of the next table
-    bool hasEnded = false;         ///< the batches
-    bool endsRun;                  ///< then
+    std::size_t position = 0;        ///< in the batch
+    std::uint64_t rowsBefore = 0;    ///< the batch
+    std::size_t taken = 0;           ///< rows of the next table
+    bool hasEnded = false;           ///< the batches
+    bool endsRun;                    ///< then
     std::optional<Vel::Error> fault; ///< behind the rows so far
     std::map<std::uint64_t, SavedRow> saved;
     std::vector<Vel::Engine::Warning> closedWarnings;

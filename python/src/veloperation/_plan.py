@@ -426,7 +426,7 @@ class Plan:
         return isinstance(other, Plan) and self.explain() == other.explain()
 
     def _rows(self) -> list[tuple[str, str, str, str]]:
-        return self._engine().describe()
+        return [(name, kind, way, " ".join(text.split())) for name, kind, way, text in self._engine().describe()]
 
     def __repr__(self) -> str:
         try:
