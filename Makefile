@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms python test-python clean
+.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms python test-python test-python-sanitized clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -82,6 +82,12 @@ test-python: python
 	cmake --preset release
 	cmake --build --preset release --target bits
 	python/run-tests
+
+# The same tests with the extension under sanitizers.
+test-python-sanitized: python
+	cmake --preset release
+	cmake --build --preset release --target bits
+	python/run-sanitized
 
 # The Debian packages.
 deb: all
