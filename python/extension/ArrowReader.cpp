@@ -90,7 +90,7 @@ struct Halves {
 struct Bits {
     const std::uint8_t* bits;
     std::size_t first;
-    std::uint8_t operator[](std::size_t row) const { return (bits[(first + row) / 8] >> ((first + row) % 8)) & 1U; }
+    std::uint8_t operator[](std::size_t row) const { return BitAt(bits, first + row) ? 1 : 0; }
 };
 struct Nothing {
     std::uint8_t operator[](std::size_t /*row*/) const { return 0; }

@@ -90,7 +90,7 @@ void ArrowRows::AppendValue(const ArrowArray& array, std::size_t row) {
     };
     switch (type.kind) {
     case Kind::Bool:
-        SetBit(values, rows, ((unsigned{ValueAt<std::uint8_t>(buffer, row / 8)} >> (row % 8)) & 1U) != 0);
+        SetBit(values, rows, BitAt(static_cast<const std::uint8_t*>(buffer), row));
         break;
     case Kind::Text:
         if (type.bytes == sizeof(std::int32_t))

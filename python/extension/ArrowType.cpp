@@ -196,13 +196,13 @@ bool Validity::AreAll(std::size_t begin, std::size_t count) const {
     std::size_t bit = first + begin;
     const std::size_t end = bit + count;
     for (; bit < end && bit % 8 != 0; ++bit)
-        if (((bits[bit / 8] >> (bit % 8)) & 1U) == 0)
+        if (!BitAt(bits, bit))
             return false;
     for (; bit + 8 <= end; bit += 8)
         if (bits[bit / 8] != 0xFF)
             return false;
     for (; bit < end; ++bit)
-        if (((bits[bit / 8] >> (bit % 8)) & 1U) == 0)
+        if (!BitAt(bits, bit))
             return false;
     return true;
 }

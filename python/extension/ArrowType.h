@@ -44,6 +44,9 @@ ArrowType TypeOf(const ArrowSchema& schema);
 /// column.
 void CheckArray(const ArrowArray& array, const ArrowType& type, std::int64_t length, const std::string& column);
 
+/// One of Arrow's bits, whose first is the lowest of its byte.
+inline bool BitAt(const std::uint8_t* bits, std::size_t bit) { return ((unsigned{bits[bit / 8]} >> (bit % 8)) & 1U) != 0; }
+
 /// Bits that say which rows have a value. Without bits all of them have.
 class Validity {
 public:
@@ -55,8 +58,7 @@ public:
           first(static_cast<std::size_t>(offset)) {}
 
     bool operator[](std::size_t row) const {
-        const std::size_t bit = first + row;
-        return bits == nullptr || ((bits[bit / 8] >> (bit % 8)) & 1U) != 0;
+        return bits == nullptr || BitAt(bits, first + row);
     }
     /// Whether each of these rows has a value.
     bool AreAll(std::size_t begin, std::size_t count) const;

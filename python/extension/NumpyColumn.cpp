@@ -54,7 +54,7 @@ public:
         const auto* const bytes = static_cast<const std::byte*>(array.buffers[1]);
         if (type.kind == Kind::Bool)
             for (std::size_t row = inBuffer; row < inBuffer + rows; ++row) {
-                const bool isSet = (std::to_integer<unsigned>(bytes[row / 8]) >> (row % 8) & 1U) != 0;
+                const bool isSet = BitAt(static_cast<const std::uint8_t*>(array.buffers[1]), row);
                 values.Append(&isSet, 1);
             }
         else
