@@ -92,8 +92,8 @@ test-python-sanitized: python
 # Times of operations in Python beside the C++ engine and other packages.
 bench-python: python
 	cmake --preset release
-	cmake --build --preset release --target engine_rows
-	build/python/venv/bin/python benchmarks/python_operations.py build/release/benchmarks/engine_rows \
+	cmake --build --preset release --target replay_columns
+	build/python/venv/bin/python benchmarks/python_operations.py build/release/benchmarks/replay_columns \
 	    benchmarks/README.md benchmarks/results/python_operations.png
 
 # The Debian packages.

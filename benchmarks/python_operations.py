@@ -1,6 +1,6 @@
 """Times operations in Python beside the C++ engine, pandas, polars, SciPy and loops compiled by numba.
 
-Called by `make bench-python`: python_operations.py ENGINE_ROWS README PICTURE. All subjects of a task run in turns, and
+Called by `make bench-python`: python_operations.py REPLAY_COLUMNS README PICTURE. All subjects of a task run in turns, and
 the least processor time of each counts: another program can only make a figure larger. The first round warms up and
 does not count. Writes the table into the page, and draws the picture.
 """
@@ -136,7 +136,8 @@ class Engine:
         plan += f"parameters = {{ {parameters} }}\n"
         file = self.samples.with_suffix(".toml")
         file.write_text(plan)
-        return float(subprocess.run([self.program, file, self.samples, "1"], capture_output=True, check=True).stdout)
+        command = [self.program, file, self.samples, str(ROWS), "1"]
+        return float(subprocess.run(command, capture_output=True, check=True).stdout.split()[0])
 
 
 def least_times(subjects: Subjects) -> dict[str, float]:

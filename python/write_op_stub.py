@@ -10,6 +10,18 @@ from veloperation import _reference
 from veloperation._vocabulary import OperationInfo, ParameterInfo, operations
 
 TIMES = {"s", "ms", "samples"}
+ROW_TIMES = {"sample_period", "sample_rate", "delta_time"}  # which the plan may say
+COMMON = """
+class _Common(TypedDict, total=False):
+    no_value_aware: bool
+    no_value: float
+    own_result_over_gaps: bool
+    hold: float | str | timedelta
+    reset_when: Channel
+    reset_on_change: Channel
+    when_refused: Literal["keep", "no_value"]
+
+"""
 
 
 def type_of(parameter: ParameterInfo) -> str:
@@ -28,7 +40,9 @@ def function(entry: OperationInfo, *, is_overload: bool) -> str:
     arguments += ["/"] if entry.operands else []
     arguments += ["*"] if entry.parameters else []
     for parameter in entry.parameters:
-        arguments.append(f"{parameter.name}: {type_of(parameter)}{'' if parameter.default == 'required' else ' = ...'}")
+        is_needed = parameter.default == "required" and parameter.name not in ROW_TIMES
+        arguments.append(f"{parameter.name}: {type_of(parameter)}{'' if is_needed else ' = ...'}")
+    arguments.append("**common: Unpack[_Common]")
     result = "Channel" if entry.results == 1 else f"tuple[{', '.join(['Channel'] * entry.results)}]"
     overload = "@overload\n" if is_overload else ""
     return f"{overload}def {entry.name}({', '.join(arguments)}) -> {result}: ...\n"
@@ -38,9 +52,9 @@ def main() -> None:
     """Write the file."""
     text = (
         '"""The operations as functions of channels of a plan."""\n\n'
-        "from datetime import timedelta\nfrom typing import overload\n\n"
+        "from datetime import timedelta\nfrom typing import Literal, TypedDict, Unpack, overload\n\n"
         "from numpy.typing import ArrayLike\n\n"
-        "from veloperation._plan import Channel, Operand\n\n"
+        "from veloperation._plan import Channel, Operand\n\n" + COMMON
     )
     for entry in sorted(operations(), key=lambda entry: entry.name):
         text += function(entry, is_overload=len(operations(entry.name)) > 1)
