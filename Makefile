@@ -80,13 +80,13 @@ python: packages
 
 test-python: python
 	cmake --preset release
-	cmake --build --preset release --target bits
+	cmake --build --preset release --target bits velreplay drive_recording
 	python/run-tests
 
 # The same tests with the extension under sanitizers.
 test-python-sanitized: python
 	cmake --preset release
-	cmake --build --preset release --target bits
+	cmake --build --preset release --target bits velreplay drive_recording
 	python/run-sanitized
 
 # Times of operations in Python beside the C++ engine and other packages.

@@ -1,7 +1,7 @@
 """Times operations in Python beside the C++ engine, pandas, polars, SciPy and loops compiled by numba.
 
-Called by `make bench-python`: python_operations.py REPLAY_COLUMNS README PICTURE. All subjects of a task run in turns, and
-the least processor time of each counts: another program can only make a figure larger. The first round warms up and
+Called by `make bench-python`: python_operations.py REPLAY_COLUMNS README PICTURE. All subjects of a task run in turns,
+and the least processor time of each counts: another program can only make a figure larger. The first round warms up and
 does not count. Writes the table into the page, and draws the picture.
 """
 

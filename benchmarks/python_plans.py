@@ -8,6 +8,7 @@ import sys
 import tempfile
 import time
 from collections.abc import Callable
+from functools import partial
 from pathlib import Path
 
 import numpy as np
@@ -64,6 +65,11 @@ def stream(plan: vel.Plan, table: pa.Table) -> None:
         pass
 
 
+def read(plan: vel.Plan, table: pa.Table) -> None:
+    """Keep a result."""
+    plan.replay(table).read()
+
+
 def main() -> None:
     """Time all plans in turns, so that what else the machine does strikes all alike."""
     program = Path(sys.argv[1]) / "benchmarks/replay_columns"
@@ -86,7 +92,7 @@ def main() -> None:
             times: list[list[float]] = []
             for _ in range(TURNS):
                 alone = subprocess.run(command, capture_output=True, text=True, check=True).stdout.split()
-                python = [seconds_of(lambda: stream(plan, table)), seconds_of(lambda: plan.replay(table).read())]
+                python = [seconds_of(partial(stream, plan, table)), seconds_of(partial(read, plan, table))]
                 times.append([float(alone[0]), python[0], float(alone[1]), python[1]])
         least = np.min(times, axis=0)
         cells = [f"{value / rows * 1e9:.1f}" for value in least]

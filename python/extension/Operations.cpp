@@ -1,4 +1,5 @@
 /// Operations on columns, and the table of all operations.
+#include "ArrowOperand.h"
 #include "Module.h"
 #include "Values.h"
 
@@ -267,6 +268,7 @@ void AddOperations(nb::module_& module) {
         const auto all = Vel::AllOperations();
         return std::vector<Vel::Operation>(all.begin(), all.end());
     });
+    module.def("numpy_operand", &NumpyOperand, nb::arg("data"));
     module.def("no_value", [](const std::string& letter) { return Vel::DefaultNoValue(letter.at(0)); });
 }
 
