@@ -7,7 +7,9 @@ does not count. Writes the table into the page, and draws the picture.
 
 from __future__ import annotations
 
+import datetime
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -228,6 +230,13 @@ def check(x: Samples) -> None:
             np.testing.assert_allclose(made, wanted, atol=1e-9)
 
 
+def machine() -> str:
+    """Say what has measured."""
+    model = re.search(r"model name\s*: (.*)", Path("/proc/cpuinfo").read_text())
+    packages = ", ".join(f"{package.__name__} {package.__version__}" for package in (np, pd, pl, scipy, numba))
+    return f"{model[1] if model else 'unknown'}, {os.cpu_count()} processors; {packages}; {datetime.date.today()}"
+
+
 def draw(figures: dict[str, dict[str, float]], picture: str) -> None:
     """Draw times beside one another."""
     matplotlib.use("Agg")
@@ -259,7 +268,8 @@ def main() -> None:
         x.tofile(samples)
         figures = {name: least_times(subjects) for name, subjects in tasks(x, Engine(program, samples)).items()}
     peers = ["C++ engine", "pandas", "polars", "numba", "scipy"]
-    lines = ["| task | veloperation | " + " | ".join(f"beside {peer}" for peer in peers) + " |"]
+    lines = [f"Measured on: {machine()}.", ""]
+    lines += ["| task | veloperation | " + " | ".join(f"beside {peer}" for peer in peers) + " |"]
     lines.append("|---|---:|" + "---:|" * len(peers))
     for name, times in figures.items():
         own = times["veloperation"]
