@@ -45,7 +45,12 @@ ArrowType TypeOf(const ArrowSchema& schema);
 void CheckArray(const ArrowArray& array, const ArrowType& type, std::int64_t length, const std::string& column);
 
 /// One of Arrow's bits, whose first is the lowest of its byte.
-inline bool BitAt(const std::uint8_t* bits, std::size_t bit) { return ((unsigned{bits[bit / 8]} >> (bit % 8)) & 1U) != 0; }
+inline bool BitAt(const std::uint8_t* bits, std::size_t bit) {
+    return ((unsigned{bits[bit / 8]} >> (bit % 8)) & 1U) != 0;
+}
+
+/// An integer in a buffer, which need not be aligned. UInt64 from 2^63 on are negative.
+std::int64_t IntegerAt(const void* buffer, std::size_t index, const ArrowType& type);
 
 /// Bits that say which rows have a value. Without bits all of them have.
 class Validity {
@@ -57,9 +62,7 @@ public:
                                                              : static_cast<const std::uint8_t*>(array.buffers[0])),
           first(static_cast<std::size_t>(offset)) {}
 
-    bool operator[](std::size_t row) const {
-        return bits == nullptr || BitAt(bits, first + row);
-    }
+    bool operator[](std::size_t row) const { return bits == nullptr || BitAt(bits, first + row); }
     /// Whether each of these rows has a value.
     bool AreAll(std::size_t begin, std::size_t count) const;
 
