@@ -8,6 +8,7 @@ import sys
 import tempfile
 import time
 from collections.abc import Callable
+from functools import partial
 from pathlib import Path
 
 import numpy as np
@@ -53,15 +54,20 @@ def arithmetic(rows: int) -> dict[str, np.ndarray]:
 
 def seconds_of(work: Callable[[], object]) -> float:
     """Time one call."""
-    start = time.perf_counter()
+    start = time.process_time()
     work()
-    return time.perf_counter() - start
+    return time.process_time() - start
 
 
 def stream(plan: vel.Plan, table: pa.Table) -> None:
     """Read a result without keeping it."""
     for _ in pa.RecordBatchReader.from_stream(plan.replay(table)):
         pass
+
+
+def read(plan: vel.Plan, table: pa.Table) -> None:
+    """Keep a result."""
+    plan.replay(table).read()
 
 
 def main() -> None:
@@ -86,7 +92,7 @@ def main() -> None:
             times: list[list[float]] = []
             for _ in range(TURNS):
                 alone = subprocess.run(command, capture_output=True, text=True, check=True).stdout.split()
-                python = [seconds_of(lambda: stream(plan, table)), seconds_of(lambda: plan.replay(table).read())]
+                python = [seconds_of(partial(stream, plan, table)), seconds_of(partial(read, plan, table))]
                 times.append([float(alone[0]), python[0], float(alone[1]), python[1]])
         least = np.min(times, axis=0)
         cells = [f"{value / rows * 1e9:.1f}" for value in least]

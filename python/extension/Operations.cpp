@@ -1,4 +1,5 @@
 /// Operations on columns, and the table of all operations.
+#include "ArrowOperand.h"
 #include "Module.h"
 #include "Values.h"
 
@@ -156,8 +157,10 @@ public:
 
     std::size_t Results() const { return results; }
 
-    /// Computes all rows: from the operands into the results and, if they are wanted, the statuses.
-    void Execute(const Columns& operands, const Columns& itsResults, nb::handle statuses, std::size_t rows) {
+    /// Computes all rows: from the operands into the results and, if they are wanted, the statuses. Tells of each
+    /// result whether NoValue is among it, but for floating types, where nobody asks.
+    std::vector<bool> Execute(const Columns& operands, const Columns& itsResults, nb::handle statuses,
+                              std::size_t rows) {
         const Use use(*this);
         if (operands.size() != run.Inputs() || itsResults.size() != results)
             throw std::invalid_argument("another number of columns than agreed");
@@ -173,6 +176,7 @@ public:
         std::byte* const statusDestination =
             statuses.is_none() ? nullptr : buffers.emplace_back(statuses, true).Destination(sizeof(Vel::Status), rows);
 
+        std::vector<bool> haveGaps(results);
         const nb::gil_scoped_release released;
         run.MakeStatuses(statusDestination != nullptr);
         for (std::size_t row = 0; row < rows; row += mostRows) {
@@ -180,11 +184,14 @@ public:
             for (std::size_t i = 0; i < results; ++i)
                 run.PutInto(run.Inputs() + i, destinations[i] + row * SizeOf(run.Inputs() + i));
             run.Feed(columns, count);
+            for (std::size_t i = 0; i < results; ++i)
+                haveGaps[i] = haveGaps[i] || HasGaps(run.Inputs() + i, count);
             for (Vel::Column& column : columns)
                 column.first = column.AddressAt(count);
             if (statusDestination != nullptr)
                 std::ranges::copy(std::as_bytes(run.StatusesOf(0)), statusDestination + row);
         }
+        return haveGaps;
     }
 
     void Reset() {
@@ -208,6 +215,16 @@ private:
     private:
         Operation& operation;
     };
+
+    /// In the block, while the processor has it at hand.
+    bool HasGaps(std::size_t channel, std::size_t rows) const {
+        return std::visit(
+            [&]<class T>(T noValue) {
+                const T* const samples = &run.ColumnOf(channel).At<T>(0);
+                return std::is_integral_v<T> && std::find(samples, samples + rows, noValue) != samples + rows;
+            },
+            run.Channels()[channel].noValue);
+    }
 
     std::size_t SizeOf(std::size_t channel) const { return run.Channels()[channel].Type().size; }
 
@@ -251,6 +268,7 @@ void AddOperations(nb::module_& module) {
         const auto all = Vel::AllOperations();
         return std::vector<Vel::Operation>(all.begin(), all.end());
     });
+    module.def("numpy_operand", &NumpyOperand, nb::arg("data"));
     module.def("no_value", [](const std::string& letter) { return Vel::DefaultNoValue(letter.at(0)); });
 }
 

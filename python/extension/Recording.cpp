@@ -48,9 +48,21 @@ void Check(int failure, Owned<ArrowArrayStream>& stream) {
 
 } // namespace
 
+OwnedSchema ReadSchema(OwnedStream& stream) {
+    OwnedSchema schema;
+    Check(stream->get_schema(&*stream, &*schema), stream);
+    return schema;
+}
+
+OwnedArray ReadArray(OwnedStream& stream) {
+    OwnedArray array;
+    Check(stream->get_next(&*stream, &*array), stream);
+    return array;
+}
+
 ArrowRecording::ArrowRecording(OwnedStream itsStream, const Plan& plan, std::uint64_t itsRowsBefore)
     : stream(std::move(itsStream)), rowsBefore(itsRowsBefore) {
-    Check(stream->get_schema(&*stream, &*schema), stream);
+    schema = ReadSchema(stream);
     if (!schema || schema->format == nullptr || std::string(schema->format) != "+s")
         throw Error("data", "this is no table", "give a table or a batch: a column alone has no name");
     const bool takesNoValues = Vel::Recordings::MakeFormat({}, plan).takesNoValues;
@@ -107,10 +119,9 @@ std::size_t ArrowRecording::Find(const std::string& name, const std::string& pla
 
 /// A table that has all that its schema promises; an empty one at the end.
 OwnedArray ArrowRecording::ReadNext() {
-    OwnedArray table;
     if (hasAll || !stream)
-        return table;
-    Check(stream->get_next(&*stream, &*table), stream);
+        return {};
+    OwnedArray table = ReadArray(stream);
     if (!table)
         return table;
     if (table->n_children != schema->n_children)

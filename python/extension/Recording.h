@@ -18,6 +18,10 @@
 
 namespace VelPython {
 
+/// The schema and the next array of a stream; at its end an empty one. Throws Vel::Error with what its producer says.
+OwnedSchema ReadSchema(OwnedStream& stream);
+OwnedArray ReadArray(OwnedStream& stream);
+
 /// A recording, batch by batch. Columns that a result passes on as they came are children of a batch.
 class Recording {
 public:

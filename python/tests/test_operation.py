@@ -10,6 +10,9 @@ from typing import Any
 
 import numpy as np
 import numpy.typing as npt
+import pandas as pd
+import polars as pl
+import pyarrow as pa
 import pytest
 from hypothesis import given
 from hypothesis import strategies as st
@@ -116,6 +119,39 @@ def test_gaps_of_floats_are_nan_or_masked() -> None:
     plain = vel.Operation("LogicalNot", "WW", aware=False)(np.array([0, 65535], np.uint16))
     assert type(plain) is np.ndarray
     assert plain.tolist() == [1, 0]
+
+
+@given(st.lists(st.none() | st.integers(-100, 100), max_size=20), st.integers(0, 5), st.integers(0, 25))
+def test_columns_of_arrow(values: list[int | None], first: int, cut: int) -> None:
+    column = pa.array(values, pa.int16())[first:]
+    pieces = pa.chunked_array([column[:cut], column[cut:]])
+    coded = pa.array(values, pa.int16()).dictionary_encode()[first:]
+    nullable = pd.Series(values, dtype="Int16")[first:]
+    wanted = [None if value is None else -value for value in values[first:]]
+    for arrow in (column, pieces, coded, pl.Series(values, dtype=pl.Int16)[first:], nullable):
+        assert vel.Operation("Minus", "www")(np.int16(0), arrow).tolist() == wanted
+    floats = [
+        column.cast(pa.float64()),
+        pl.Series(values, dtype=pl.Float64)[first:],
+        pd.Series(values, dtype=float)[first:],
+    ]
+    for arrow in floats:
+        made = vel.Operation("Negate", "DD")(arrow)
+        np.testing.assert_array_equal(made, np.array([np.nan if value is None else value for value in wanted]))
+
+
+def test_columns_of_arrow_that_are_none() -> None:
+    negate = vel.Operation("Negate", "DD")
+    for arrow, says in [
+        (pa.table({"x": [1.0]}), "operand 1: holds "),
+        (pa.array(["a"]), "operand 1: holds string"),
+        (pa.array([1]), "operand 1 has the type int64"),
+        (pl.Series([[1.0]]), "operand 1: holds "),
+    ]:
+        with pytest.raises(vel.Error, match=says):
+            negate(arrow)
+    truth = vel.Operation("LogicalNot", "WW")(pa.array([True, None, False]))
+    assert truth.tolist() == [0, None, 1]
 
 
 def test_several_results_and_no_operands() -> None:

@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from typing import Any
+from typing import Any, cast
 
 import numpy as np
 import numpy.typing as npt
@@ -13,6 +13,8 @@ DTYPES = {
     letter: np.dtype(code)
     for letter, code in zip("BWLQbwlqFD", ["u1", "u2", "u4", "u8", "i1", "i2", "i4", "i8", "f4", "f8"], strict=True)
 }
+FORMATS = dict(zip("CSILcsilfg", DTYPES.values(), strict=True))
+FORMATS |= {"e": np.dtype("f2"), "b": np.dtype("?")}
 NO_VALUES = {letter: dtype.type(_core.no_value(letter)) for letter, dtype in DTYPES.items()}
 
 
@@ -47,6 +49,12 @@ def _values(given: object, dtype: np.dtype[Any], place: str) -> tuple[npt.NDArra
         return given.data, None if given.mask is np.ma.nomask else np.ma.getmaskarray(given)
     if isinstance(given, np.ndarray):
         return given, None
+    if _has_arrow(given):
+        try:
+            form, values, missing = cast(tuple[str, Any, Any], _core.numpy_operand(given))
+        except _core.Error as error:
+            raise _core.Error(str(error).replace("column", place, 1)) from None
+        return values.view(FORMATS[form]), None if missing is None else missing.view(np.bool_)
     array = np.asarray(given)
     if hasattr(given, "dtype"):  # of one's own choice
         return array, None
@@ -61,6 +69,13 @@ def _values(given: object, dtype: np.dtype[Any], place: str) -> tuple[npt.NDArra
     if dtype.kind != "f" and not np.array_equal(converted, array):
         raise _core.Error(f"{place} has numbers that {dtype} has not")
     return converted, mask
+
+
+def _has_arrow(given: object) -> bool:
+    """Tell whether Arrow says more of the data than NumPy does, as of gaps."""
+    if isinstance(getattr(given, "dtype", None), np.dtype):  # Series of pandas that hold arrays
+        return False
+    return hasattr(given, "__arrow_c_array__") or hasattr(given, "__arrow_c_stream__")
 
 
 def _with_gaps(

@@ -202,10 +202,10 @@ class Operation:
             raise _core.Error(f"{place}: rows is negative")
         results: list[Any] = [np.empty(count, DTYPES[letter]) for letter in self._results]
         statuses = np.empty(count, np.uint8) if status else None
-        self._core.execute(
+        have_gaps = self._core.execute(
             [array if array.ndim else np.broadcast_to(array, count) for array in columns], results, statuses, count
         )
-        shown = [self._shown(result, letter) for result, letter in zip(results, self._results, strict=True)]
+        shown = [self._shown(*each) for each in zip(results, self._results, have_gaps, strict=True)]
         result = shown[0] if len(shown) == 1 else tuple(shown)
         return (result, statuses) if status else result
 
@@ -224,8 +224,8 @@ class Operation:
         """
         self._core.reset()
 
-    def _shown(self, result: Column, letter: str) -> Column:
+    def _shown(self, result: Column, letter: str, has_gaps: bool) -> Column:
         if result.dtype.kind == "f" or not self._aware:
             return result
-        gaps = result == NO_VALUES[letter]
-        return np.ma.MaskedArray(result, gaps if gaps.any() else np.ma.nomask, fill_value=NO_VALUES[letter])
+        no_value = NO_VALUES[letter]
+        return np.ma.MaskedArray(result, result == no_value if has_gaps else np.ma.nomask, fill_value=no_value)
