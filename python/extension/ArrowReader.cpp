@@ -324,6 +324,9 @@ private:
     }
     double Seconds(std::int64_t units, std::int64_t perSecond, std::int64_t origin) {
         auto [seconds, rest] = Split(units, perSecond);
+        constexpr std::int64_t mostExact = std::int64_t{1} << std::numeric_limits<double>::digits;
+        if (seconds < -mostExact || seconds > mostExact) // further off than a Float64 tells seconds
+            return static_cast<double>(seconds) - static_cast<double>(origin);
         seconds -= origin;
         if (zone)
             seconds += zone->OffsetAt(seconds);
@@ -366,29 +369,28 @@ private:
     std::size_t ReadDictionary(std::size_t begin, std::size_t count, std::vector<T>& samples, T noValue) {
         const ArrowArray& dictionary = *array->dictionary;
         std::size_t row = 0;
-        WithValues(*array, indexType, first, [&](const auto indices) {
-            WithValues(dictionary, type, dictionary.offset, [&](const auto values) {
-                for (; row < count; ++row) {
-                    samples[row] = noValue;
-                    if (!validity[begin + row])
-                        continue;
-                    std::int64_t index = 0;
-                    if (!Convert(indices[begin + row], index) || index < 0 || index >= dictionary.length) {
-                        fault = Say(begin + row, "the index lies outside of the dictionary",
-                                    "its producer breaks the Arrow C data interface");
-                        return;
-                    }
-                    const auto entry = static_cast<std::size_t>(index);
-                    if (type.kind == Kind::Null || !entries[entry])
-                        continue;
-                    if (!TakeValue(values[entry], samples[row], noValue)) {
-                        fault = FaultOf(values[entry], begin + row, samples[row], noValue);
-                        return;
-                    }
-                    if (std::is_integral_v<T> && samples[row] == noValue)
-                        CountNoValue(begin + row);
+        const auto firstInBuffer = static_cast<std::size_t>(first) + begin;
+        WithValues(dictionary, type, dictionary.offset, [&](const auto values) {
+            for (; row < count; ++row) {
+                samples[row] = noValue;
+                if (!validity[begin + row])
+                    continue;
+                const std::int64_t index = IntegerAt(array->buffers[1], firstInBuffer + row, indexType);
+                if (index < 0 || index >= dictionary.length) {
+                    fault = Say(begin + row, "the index lies outside of the dictionary",
+                                "its producer breaks the Arrow C data interface");
+                    return;
                 }
-            });
+                const auto entry = static_cast<std::size_t>(index);
+                if (type.kind == Kind::Null || !entries[entry])
+                    continue;
+                if (!TakeValue(values[entry], samples[row], noValue)) {
+                    fault = FaultOf(values[entry], begin + row, samples[row], noValue);
+                    return;
+                }
+                if (std::is_integral_v<T> && samples[row] == noValue)
+                    CountNoValue(begin + row);
+            }
         });
         return row;
     }

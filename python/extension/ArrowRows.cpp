@@ -18,20 +18,6 @@ T ValueAt(const void* buffer, std::size_t row) {
     return value;
 }
 
-std::int64_t IntegerAt(const void* buffer, std::size_t row, const ArrowType& type) {
-    const auto read = [&]<class T>(T) { return static_cast<std::int64_t>(ValueAt<T>(buffer, row)); };
-    switch (type.bytes) {
-    case 1:
-        return type.isSigned ? read(std::int8_t{}) : read(std::uint8_t{});
-    case 2:
-        return type.isSigned ? read(std::int16_t{}) : read(std::uint16_t{});
-    case 4:
-        return type.isSigned ? read(std::int32_t{}) : read(std::uint32_t{});
-    default:
-        return read(std::int64_t{});
-    }
-}
-
 void SetBit(Buffer& bits, std::size_t bit, bool isSet) {
     if (bit / 8 >= bits.Size()) {
         const std::byte none{0};

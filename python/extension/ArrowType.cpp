@@ -5,6 +5,7 @@
 
 #include <array>
 #include <charconv>
+#include <cstring>
 #include <string_view>
 
 namespace VelPython {
@@ -188,6 +189,23 @@ void CheckArray(const ArrowArray& array, const ArrowType& type, std::int64_t len
         fail("has no values");
     if (array.null_count > 0 && buffers != 0 && array.buffers[0] == nullptr)
         fail("has nulls, and no bits that say which");
+}
+
+std::int64_t IntegerAt(const void* buffer, std::size_t index, const ArrowType& type) {
+    const auto read = [&]<class T>(T value) {
+        std::memcpy(&value, static_cast<const std::byte*>(buffer) + index * sizeof value, sizeof value);
+        return static_cast<std::int64_t>(value);
+    };
+    switch (type.bytes) {
+    case 1:
+        return type.isSigned ? read(std::int8_t{}) : read(std::uint8_t{});
+    case 2:
+        return type.isSigned ? read(std::int16_t{}) : read(std::uint16_t{});
+    case 4:
+        return type.isSigned ? read(std::int32_t{}) : read(std::uint32_t{});
+    default:
+        return read(std::int64_t{});
+    }
 }
 
 bool Validity::AreAll(std::size_t begin, std::size_t count) const {

@@ -49,6 +49,9 @@ inline bool BitAt(const std::uint8_t* bits, std::size_t bit) {
     return ((unsigned{bits[bit / 8]} >> (bit % 8)) & 1U) != 0;
 }
 
+/// An integer in a buffer, which need not be aligned. UInt64 from 2^63 on are negative.
+std::int64_t IntegerAt(const void* buffer, std::size_t index, const ArrowType& type);
+
 /// Bits that say which rows have a value. Without bits all of them have.
 class Validity {
 public:

@@ -194,7 +194,10 @@ public:
         return NumpyColumn(*replay->Schema().children[index], kept, index, begin, end, replay->IsStatus(index));
     }
 
-    std::vector<Warning> Warnings() const { return replay->Warnings(); }
+    std::vector<Warning> Warnings() const {
+        const nb::gil_scoped_release noGil; // who reads may wait for it
+        return replay->Warnings();
+    }
 
 private:
     enum class State { New, Begun, Kept };
@@ -296,7 +299,10 @@ public:
         return Take();
     }
 
-    std::vector<Warning> Warnings() const { return replay ? replay->Warnings() : std::vector<Warning>(); }
+    std::vector<Warning> Warnings() const {
+        const nb::gil_scoped_release noGil;
+        return replay ? replay->Warnings() : std::vector<Warning>();
+    }
 
 private:
     /// One call at a time.
@@ -316,8 +322,13 @@ private:
 
     std::unique_ptr<Result> Take() {
         std::vector<SharedArray> tables;
-        while (OwnedArray table = replay->Next())
-            tables.push_back(std::make_shared<const OwnedArray>(std::move(table)));
+        try {
+            while (OwnedArray table = replay->Next())
+                tables.push_back(std::make_shared<const OwnedArray>(std::move(table)));
+        } catch (const Error&) {
+            if (tables.empty()) // else the rows before come first, and the next call throws
+                throw;
+        }
         return std::make_unique<Result>(replay, std::move(tables));
     }
 

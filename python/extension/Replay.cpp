@@ -269,6 +269,7 @@ bool Replay::TakeBlock() {
 /// Takes the rows of the result that the engine has made last.
 void Replay::TakeRows() {
     const std::size_t rows = run.ResultRows();
+    const std::shared_ptr<const OwnedArray> batch = recording->Batch();
     for (OutputColumn& column : columns) {
         if (column.way != Way::Passed) {
             column.samples.Resize((taken + rows) * SizeOf(column));
@@ -277,12 +278,12 @@ void Replay::TakeRows() {
         }
         for (std::size_t row = 0; row < rows; ++row) {
             const std::uint64_t source = run.SourceOf(row);
-            const bool isOfBatch = source >= rowsBefore;
-            const SavedRow from = isOfBatch
-                                      ? SavedRow{recording->Batch(), static_cast<std::int64_t>(source - rowsBefore)}
-                                      : saved.at(source);
-            const ArrowArray& table = **from.batch;
-            column.rows.front().Append(*table.children[column.child], table.offset + from.row);
+            const auto before = saved.find(source);
+            const bool isSaved = before != saved.end();
+            const ArrowArray& table = isSaved ? **before->second.batch : **batch;
+            column.rows.front().Append(
+                *table.children[column.child],
+                table.offset + (isSaved ? before->second.row : static_cast<std::int64_t>(source - rowsBefore)));
         }
     }
     CopyStatuses(taken);

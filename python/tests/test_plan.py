@@ -105,6 +105,8 @@ def test_a_built_plan_says_all_that_a_text_can() -> None:
     plan["none"] = vel.op.If(v > 1, v, plan.constant("unknown", vel.Float64))
     plan["low", "high", "mean"] = vel.op.Statistics(v, window=10, lower_bound=0.0)
     plan.choose(output=["t", plan["top"], "mean"], rows_before_change=plan["day"])
+    with pytest.raises(vel.Error, match="unknown key 'outputs'"):
+        plan.choose(outputs=["t"])
     parsed = vel.Plan.parse(str(plan))
     assert parsed == plan
     assert str(parsed) == str(plan)

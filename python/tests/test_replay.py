@@ -181,6 +181,7 @@ def test_producers_and_consumers_agree() -> None:
         ("Float64", pa.array([1500, None], pa.duration("ms")), [1.5, None]),
         ("Float64", pa.nulls(2), [None, None]),
         ("Float64", pa.array([946684800_000_000_001, -1], pa.timestamp("ns")), [1e-9, -946684800.000000001]),
+        ("Float64", pa.array([2**63 - 1, -(2**63)], pa.timestamp("s")), [2.0**63 - 946684800, -(2.0**63) - 946684800]),
         ("Time", pa.array([10957, None], pa.date32()), [0.0, None]),
         ("Float32", pa.DictionaryArray.from_arrays([1, None, 0, 1], pa.array([2.0, None])), [None, None, 2.0, None]),
     ],
@@ -237,6 +238,17 @@ def test_rows_before_a_bad_value_come_first() -> None:
     with pytest.raises(vel.Error, match=r"row 3: 0.5 is no UInt8"):
         session.feed({"x": [1.0, 0.5]})
     assert session.feed({"x": [7.0]})["x"].tolist() == [7.0]
+
+
+def test_a_step_in_time_ends_a_session_behind_the_rows_before_it() -> None:
+    plan = vel.Plan()
+    t = plan.input("t", vel.Float64)
+    plan.choose(raster={"time": t, "period": 1, "max_step": 10})
+    session = plan.start()
+    assert session.feed({"t": [0.0, 2.0, 100.0]})["t"].tolist() == [0.0, 1.0, 2.0]
+    for _ in range(2):
+        with pytest.raises(vel.Error, match=r"row 3 of the recording: the time steps by 98 s"):
+            session.feed({"t": [101.0]})
 
 
 def test_inputs_are_passed_on_without_a_copy_and_times_as_they_came() -> None:

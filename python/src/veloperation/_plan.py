@@ -78,7 +78,7 @@ class Plan:
         self._text: str | None = None
         self._name = "plan"
         self._settings: dict[str, Any] = {}
-        self._tables: dict[str, Mapping[str, object]] = {"raster": raster or {}, "recording": recording or {}}
+        self._tables: dict[str, Mapping[str, object]] = {}
         self._keys: dict[str, object] = {}
         self._channels: dict[str, Channel] = {}
         self._blocks: list[str] = []
@@ -90,6 +90,8 @@ class Plan:
             sample_period=sample_period,
             rows_when=rows_when,
             rows_before_change=rows_before_change,
+            raster=raster,
+            recording=recording,
         )
 
     @classmethod
@@ -202,13 +204,17 @@ class Plan:
         >>> plan.replay({"v": [5.0, 15.0]})["v"]
         array([15.])
         """
-        known = {"output", "keep", "sample_period", "rows_when", "rows_before_change"}
+        known = ["output", "keep", "sample_period", "rows_when", "rows_before_change", "raster", "recording"]
         for key, given in keys.items():
             if key not in known:
-                raise _core.Error(f"plan: unknown key {key!r}\n  known here: {' '.join(sorted(known))}")
-            if given is not None:
+                raise _core.Error(f"plan: unknown key {key!r}\n  known here: {' '.join(known)}")
+            if given is None:
+                continue
+            self._refuse_parsed()
+            if isinstance(given, Mapping):
+                self._tables[key] = {name: _names(value) for name, value in given.items()}
+            else:
                 self._keys[key] = _names(given)
-                self._refuse_parsed()
 
     def input(
         self,
