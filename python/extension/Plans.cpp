@@ -3,6 +3,7 @@
 #include "NumpyColumn.h"
 #include "Recording.h"
 #include "Replay.h"
+#include "Values.h"
 
 #include "engine/Engine.h"
 #include "engine/NumberText.h"
@@ -36,24 +37,12 @@ using Vel::Error;
 using Vel::Engine::Plan, Vel::Engine::Value, Vel::Engine::Warning;
 using Vel::Recordings::FormatOptions;
 
-/// A Python object as the value of a setting.
+/// A Python object as the value of a setting. Texts are as on velreplay's command line.
 Value ValueOf(nb::handle object, const std::string& name) {
-    if (nb::isinstance<nb::bool_>(object))
-        return nb::cast<bool>(object);
-    if (nb::isinstance<nb::int_>(object)) {
-        std::int64_t whole = 0;
-        if (nb::try_cast(object, whole))
-            return whole;
-        return nb::cast<std::uint64_t>(object);
-    }
-    if (nb::isinstance<nb::float_>(object))
-        return nb::cast<double>(object);
+    const std::string place = "setting \"" + name + "\"";
     if (nb::isinstance<nb::str>(object))
-        return Vel::Engine::ParseValue(nb::cast<std::string>(object), "setting \"" + name + "\"");
-    std::vector<std::array<double, 2>> pairs;
-    for (const nb::handle pair : nb::iter(object))
-        pairs.push_back({nb::cast<double>(nb::object(pair[0])), nb::cast<double>(nb::object(pair[1]))});
-    return pairs;
+        return Vel::Engine::ParseValue(nb::cast<std::string>(object), place);
+    return ValueFrom(object, place, name);
 }
 
 using Settings = nb::typed<nb::dict, nb::str, nb::object>;
