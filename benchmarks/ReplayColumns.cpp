@@ -3,7 +3,8 @@
 ///     replay_columns PLAN COLUMNS ROWS RUNS
 ///
 /// COLUMNS is a file with the samples of each input of the plan, one column behind another. Prints the least processor
-/// time of a run in seconds: first with results that stay in the memory of a block, then with results that are stored as a whole.
+/// time of a run in seconds: first with results that stay in the memory of a block, then with results that are stored
+/// as a whole.
 #include "engine/Engine.h"
 
 #include <algorithm>

@@ -341,23 +341,24 @@ OwnedArray Replay::TimesOf(OutputColumn& column, std::size_t rows) const {
 
 void Replay::GoOn(std::unique_ptr<Recording> more) {
     const std::lock_guard lock(mutex);
-    const auto refuse = [] {
-        throw Error("data", "these columns are not those of the rows before", "feed tables with equal columns");
-    };
-    const auto same = [&](const ArrowSchema& a, const ArrowSchema& b) {
-        return std::string(a.format) == b.format && (a.dictionary == nullptr) == (b.dictionary == nullptr) &&
-               a.n_children == b.n_children;
+    const auto refuse = [](const std::string& what) {
+        throw Error("data", what, "feed tables with equal columns, whose types are equal");
     };
     if (more->KeptColumns().size() != recording->KeptColumns().size())
-        refuse();
+        refuse("there are other columns than in the rows before");
     for (std::size_t i = 0; i < columns.size(); ++i) {
         const OutputColumn& column = columns[i];
-        const std::size_t child = column.way != Way::Passed ? 0
-                                  : i < kept                ? *more->ChildOf(column.channel)
-                                                            : more->KeptColumns()[i - kept].child;
-        if (column.way == Way::Passed && (child != column.child || // rows of the batch before may still be taken
-                                          !same(recording->SchemaOf(child), more->SchemaOf(child))))
-            refuse();
+        if (column.way != Way::Passed)
+            continue;
+        const std::size_t child = i < kept ? *more->ChildOf(column.channel) : more->KeptColumns()[i - kept].child;
+        if (child != column.child) // rows of the batch before may still be taken
+            refuse("the column " + Quoted(column.name) + " stands at another place than in the rows before");
+        const ArrowSchema& before = recording->SchemaOf(child);
+        const ArrowSchema& now = more->SchemaOf(child);
+        if (std::string_view(before.format) != now.format ||
+            (before.dictionary == nullptr) != (now.dictionary == nullptr) || before.n_children != now.n_children)
+            refuse("the column " + Quoted(column.name) + " has the type " + TypeOf(now).name + ", and had the type " +
+                   TypeOf(before).name + " in the rows before");
     }
     EndBatch();
     recording = std::move(more);

@@ -237,6 +237,8 @@ def test_rows_before_a_bad_value_come_first() -> None:
     assert len(session.feed({"x": [1.0]})) == 1
     with pytest.raises(vel.Error, match=r"row 3: 0.5 is no UInt8"):
         session.feed({"x": [1.0, 0.5]})
+    with pytest.raises(vel.Error, match='"x" has the type int64, and had the type float64'):
+        session.feed({"x": [7]})
     assert session.feed({"x": [7.0]})["x"].tolist() == [7.0]
 
 
@@ -352,6 +354,19 @@ def test_memory_of_arrays_outlives_them_and_ends_with_the_result() -> None:
     kept = pa.table(result)["x"]
     del result
     assert kept[999].as_py() == 999.0
+
+
+def test_lists_stay_whole_and_are_not_taken_apart() -> None:
+    table = pa.table(
+        {"v": [1.0, 2.0], "l": [[1], [2, 3]], "s": [{"a": 1}, None], "d": pa.array([1, 2], pa.decimal64(5))}
+    )
+    plan = vel.Plan(keep="all")
+    v = plan.input("v", vel.Float64)
+    assert pa.table(plan.replay(table.slice(1))).to_pydict() == table.slice(1).to_pydict()
+    plan["high"] = v > 1
+    plan.choose(rows_when=plan["high"])
+    with pytest.raises(vel.Error, match='column "l": the plan chooses rows, and those of the type list'):
+        plan.replay(table)
 
 
 @pytest.mark.parametrize("data", [{}, {"w": [1.0]}, {"v": [1.0], "x": [1.0, 2.0]}, {"v": [[1.0]]}, {"v": [object()]}])
