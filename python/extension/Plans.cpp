@@ -51,18 +51,7 @@ Vel::Engine::ParametersByName SettingsOf(const Settings& settings) {
     Vel::Engine::ParametersByName values;
     for (const auto& [key, value] : settings) {
         const auto name = nb::cast<std::string>(key);
-        const auto refuse = [&name = name] {
-            throw nb::type_error(("the setting \"" + name +
-                                  "\" is neither a number, a flag, a duration such as \"10 s\" nor a list of pairs")
-                                     .c_str());
-        };
-        try {
-            values.emplace(name, ValueOf(value, name));
-        } catch (const nb::cast_error&) {
-            refuse();
-        } catch (const nb::python_error&) { // it is no list
-            refuse();
-        }
+        values.emplace(name, ValueOf(value, name));
     }
     return values;
 }
