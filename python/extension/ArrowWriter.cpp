@@ -39,6 +39,7 @@ void Release(T* value) {
 template <class T>
 std::vector<T*> PointersTo(std::vector<Owned<T>>& owned) {
     std::vector<T*> pointers;
+    pointers.reserve(owned.size());
     for (Owned<T>& one : owned)
         pointers.push_back(&*one);
     return pointers;
@@ -115,7 +116,7 @@ std::string CopyMetadata(const char* metadata) {
 template <Vel::Sample T>
 bool IsMissing(T sample, T noValue, bool isNaN) {
     if constexpr (std::is_floating_point_v<T>)
-        return sample == noValue || (isNaN && sample != sample);
+        return sample == noValue || (isNaN && std::isnan(sample));
     else
         return sample == noValue;
 }
@@ -124,7 +125,9 @@ bool IsMissing(T sample, T noValue, bool isNaN) {
 template <Vel::Sample T>
 std::pair<Buffer, std::size_t> FindNulls(const T* samples, std::size_t rows, T noValue) {
     constexpr std::size_t bits = 8;
-    const bool isNaN = noValue != noValue;
+    bool isNaN = false;
+    if constexpr (std::is_floating_point_v<T>)
+        isNaN = std::isnan(noValue);
     std::size_t nulls = 0;
     for (std::size_t row = 0; row < rows; ++row)
         nulls += static_cast<std::size_t>(IsMissing(samples[row], noValue, isNaN));

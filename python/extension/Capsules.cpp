@@ -27,7 +27,7 @@ nb::object CapsuleOf(Owned<T> owned, const char* name) {
     });
     if (capsule == nullptr)
         throw nb::python_error();
-    held.release();
+    static_cast<void>(held.release());
     return nb::steal(capsule);
 }
 
@@ -182,7 +182,7 @@ OwnedStream StreamOfData(const nb::object& data) {
     if (nb::hasattr(data, "__arrow_c_stream__"))
         return Take<ArrowArrayStream>(data.attr("__arrow_c_stream__")(), streamName);
     if (!nb::hasattr(data, "__arrow_c_array__")) {
-        const std::string type = nb::cast<std::string>(data.type().attr("__name__"));
+        const auto type = nb::cast<std::string>(data.type().attr("__name__"));
         throw nb::type_error(("data of the type " + type +
                               " are no table: give a mapping of arrays, or what has __arrow_c_stream__ or "
                               "__arrow_c_array__, as tables of pandas, polars, pyarrow and DuckDB have")

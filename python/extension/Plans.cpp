@@ -252,7 +252,8 @@ std::unique_ptr<Result> ReplayFiles(const Plan& plan, const std::vector<std::str
 /// A plan at work on data that come bit by bit.
 class Session {
 public:
-    Session(const Plan& itsPlan, bool hasStatuses, bool hasWarnings) : plan(itsPlan), looks{hasStatuses, hasWarnings} {
+    Session(Plan itsPlan, bool hasStatuses, bool hasWarnings)
+        : plan(std::move(itsPlan)), looks{hasStatuses, hasWarnings} {
         const nb::gil_scoped_release noGil;
         const Vel::Engine::Run tried(plan, 1); // so that a wrong plan is found at once
     }
@@ -326,6 +327,7 @@ using WarningTuple = std::tuple<std::string, std::string, std::uint64_t, std::ui
 
 std::vector<WarningTuple> TuplesOf(const std::vector<Warning>& warnings) {
     std::vector<WarningTuple> tuples;
+    tuples.reserve(warnings.size());
     for (const Warning& warning : warnings)
         tuples.emplace_back(warning.channel, warning.what, warning.firstRow, warning.rows);
     return tuples;

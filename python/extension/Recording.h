@@ -60,7 +60,7 @@ public:
     virtual std::vector<Vel::Engine::Warning> Warnings() const = 0;
 };
 
-class ArrowRecording : public Recording {
+class ArrowRecording final : public Recording {
 public:
     /// Tables of a stream. `rowsBefore` counts rows of the same recording before them, for messages. Throws Vel::Error
     /// where the plan's columns are missing or of other types.
@@ -104,7 +104,7 @@ private:
     std::uint64_t rowsBefore;
 };
 
-class CsvRecording : public Recording {
+class CsvRecording final : public Recording {
 public:
     /// Throws Vel::Error for files that cannot be read, and where the plan's columns are missing.
     CsvRecording(std::vector<std::string> files, const Vel::Recordings::FormatOptions& options,

@@ -12,7 +12,7 @@ namespace VelPython {
 namespace {
 
 using Vel::Error, Vel::Quoted;
-using Vel::Engine::Plan, Vel::Engine::Run, Vel::Engine::Warning;
+using Vel::Engine::Plan, Vel::Engine::Warning;
 
 constexpr std::size_t tableRows = std::size_t{1} << 16;
 
@@ -32,8 +32,8 @@ std::string FormatOf(const Vel::SampleType& type) {
 
 } // namespace
 
-Replay::Replay(const Plan& itsPlan, std::unique_ptr<Recording> itsRecording, Looks looks, bool itsEndsRun)
-    : plan(itsPlan),
+Replay::Replay(Plan itsPlan, std::unique_ptr<Recording> itsRecording, Looks looks, bool itsEndsRun)
+    : plan(std::move(itsPlan)),
       blockRows(BlockRowsFor(plan)),
       run(plan, blockRows),
       recording(std::move(itsRecording)),

@@ -32,7 +32,7 @@ struct Looks {
 class Replay {
 public:
     /// `itsEndsRun`: what comes is the whole recording, not the beginning of it.
-    Replay(const Vel::Engine::Plan& itsPlan, std::unique_ptr<Recording> itsRecording, Looks looks, bool itsEndsRun);
+    Replay(Vel::Engine::Plan itsPlan, std::unique_ptr<Recording> itsRecording, Looks looks, bool itsEndsRun);
 
     void Report(Progress itsProgress) { progress = std::move(itsProgress); }
     const std::vector<std::string>& Names() const { return names; }
