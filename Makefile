@@ -52,7 +52,7 @@ records: packages
 	git diff --unified=0 -- benchmarks checks/VelOperation.abi
 	git diff --unified=0 -- checks/bits.txt | awk '/^[-+][^-+]/ { print $$1, $$2 }'
 
-# The hash of all results, by g++ and clang++ at -O0, -O2 and -O3.
+# The hash of all results, by every compiler, level of optimization and standard library that is installed.
 bits: packages
 	checks/compare-bits
 

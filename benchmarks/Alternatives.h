@@ -1,4 +1,4 @@
-/// What one would use in the place of the library, each with the sample path that its own documentation recommends.
+/// What one would use instead of the library, each with the sample path that its own documentation recommends.
 #pragma once
 
 #include <liquid/liquid.h>

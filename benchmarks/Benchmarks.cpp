@@ -1,5 +1,5 @@
-/// The cost of one sample through the export, beside hand-written objects and what one would use instead. Each figure
-/// is called family/form/subject; report.py turns them into ratios.
+/// The cost of one sample through the export, beside hand-written objects and other libraries. Each figure is named
+/// family/form/subject; report.py turns them into ratios.
 
 #include "Alternatives.h"
 #include "HandWritten.h"
@@ -67,7 +67,7 @@ struct Pair {
     HandWritten::ObjectPointer byHand;
 };
 
-/// Passes samples through both, which must agree: the hand-written object is known to do the same work then.
+/// Passes samples through both, which must agree: this shows that the hand-written object does the same work.
 template <class TPair, Vel::Sample T>
 void PassBoth(const std::string& title, TPair& pair, std::vector<T>& column, std::size_t samples) {
     constexpr double tolerance = 1e-9;
@@ -278,7 +278,7 @@ void RegisterCreation() {
 
 // The worst single sample.
 
-/// The processor's time stamp, once all before it has been done.
+/// The processor's time stamp, after all earlier instructions.
 std::uint64_t TimeStamp() {
     _mm_lfence();
     const std::uint64_t stamp = __rdtsc();
@@ -296,9 +296,8 @@ double NanosecondsPerTick() {
     return std::chrono::duration<double, std::nano>(Clock::now() - start).count() / ticks;
 }
 
-/// Times every sample by itself, less what the clock takes. The same samples run several times from the same start, and
-/// the least time of each sample counts: what the operation does comes each time, what the machine does beside does
-/// not.
+/// Times every sample by itself, less the cost of the clock. The same samples run several times from the same start,
+/// and the least time of each counts: the operation does its work each time, other programs do not.
 template <class TStep, class TRestart>
 void TimeSingleSamples(benchmark::State& state, const std::vector<double>& column, std::size_t fill, TStep step,
                        TRestart restart) {
@@ -308,7 +307,7 @@ void TimeSingleSamples(benchmark::State& state, const std::vector<double>& colum
     std::uint64_t clock = std::numeric_limits<std::uint64_t>::max();
     for ([[maybe_unused]] auto unused : state) {
         for (int run = 0; run < runs; ++run) {
-            // Runs take the same time: without this, the timer would interrupt the same samples in each.
+            // All runs take equally long, so without this the timer would interrupt the same samples in each.
             std::this_thread::sleep_for(run * std::chrono::microseconds(700));
             restart();
             for (std::size_t i = 0; i < fill; ++i)
@@ -346,7 +345,7 @@ void RegisterSingleSamples() {
         Course{"ascending", [](std::size_t i) { return static_cast<double>(i); }},
         Course{"descending", [](std::size_t i) { return -static_cast<double>(i); }},
         Course{"sawtooth", [](std::size_t i) { return -static_cast<double>(i % tooth); }},
-        // Falls, and now and then comes back to somewhere above: deep cuts into a long wedge.
+        // Falls, and sometimes jumps back up: deep cuts into a long wedge.
         Course{"returns",
                [](std::size_t i) {
                    return i % tooth == 0 ? -static_cast<double>(i) + randomColumn[i] * (window / 200.0)

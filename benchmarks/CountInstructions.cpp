@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t rounds = 4096; // a power of 2
 
-/// Takes a step many times under the counter, and writes the count out under a label that count-instructions reads.
+/// Runs a step many times under the counter, and dumps the count with a label that count-instructions reads.
 template <class TStep>
 void Count(const std::string& title, TStep step) {
     const auto loop = [&] {
@@ -47,7 +47,7 @@ void CountExecute(const std::string& title, const Vel::OperationHandle& operatio
     operand.MoveHome();
 }
 
-/// Hands the parameters over.
+/// Passes the parameters.
 using SetUp = std::function<void(Vel::OperationHandle&)>;
 
 /// Executes the operation `fill` times before it counts, for windows longer than the counted loop.

@@ -1,6 +1,6 @@
-/// What the engine costs beside the operations that it runs: loops over a block, and rows one at a time, each beside a
-/// bare loop over Execute that moves the same pointers; and what it takes to set up many channels. Under callgrind each
-/// loop is counted by itself (see engine-costs); alone, the program prints least times.
+/// What the engine costs on top of its operations: loops over a block, and rows one at a time, each beside a bare loop
+/// over Execute that moves the same pointers; and the cost of setting up many channels. Under callgrind each loop is
+/// counted by itself (see engine-costs); on its own, the program prints least times.
 
 #include "RandomColumn.h"
 #include "engine/Engine.h"

@@ -16,7 +16,7 @@ bool Execute(void* object) { return object != nullptr && static_cast<Object*>(ob
 
 namespace {
 
-/// An operand with its marker. Without a sample at the creation there is no marker.
+/// An operand with its marker. Without a sample at creation there is no marker.
 template <class T>
 class Input {
 public:
@@ -181,7 +181,7 @@ struct Refusing {
 
 struct CastStep : Refusing {
     bool operator()(const Output<std::int32_t>& z, double sample) const {
-        // What does not fit gives the lowest, as the processor's own conversion does.
+        // Values that do not fit give the lowest, like the processor's own conversion.
         return z.Write(_mm_cvttsd_si32(_mm_set_sd(sample)));
     }
 };
@@ -198,7 +198,7 @@ public:
         if (noValueAware && x.IsNoValue(sample))
             return z.WriteNoValue();
         z.Write(oldSample <= threshold && sample > threshold);
-        oldSample = x.Read(); // owed to the host: behind the result, which may be the same channel
+        oldSample = x.Read(); // contract: after the result, which may be the same channel
         return true;
     }
 
@@ -278,7 +278,7 @@ struct LineaStep : Refusing {
             return z.Write(first);
         if (!(sample < inputs.back()))
             return z.Write(last);
-        // By halves without a branch, which would be mispredicted every other time.
+        // A halving search without branches, which would be mispredicted every other time.
         const double* reached = inputs.data();
         for (std::size_t count = inputs.size(); count > 1; count -= count / 2)
             reached = reached[count / 2] <= sample ? reached + count / 2 : reached;
@@ -293,7 +293,7 @@ struct LineaStep : Refusing {
 template <bool noValueAware>
 using Linea = Unary<noValueAware, double, double, LineaStep>;
 
-/// The same for samples of which most lie on the line of the sample before, or on the next one.
+/// The same for samples that mostly lie on the line of the sample before, or on the next one.
 struct RememberingLineaStep : LineaStep {
     using LineaStep::LineaStep;
     bool operator()(const Output<double>& z, double sample) {
@@ -314,8 +314,8 @@ struct RememberingLineaStep : LineaStep {
 template <bool noValueAware>
 using RememberingLinea = Unary<noValueAware, double, double, RememberingLineaStep>;
 
-/// A recursion over the last inputs and outputs for any order up to 8. The order of the sum is owed to the host, to the
-/// last bit: from the oldest sample on it would take less time, as most of it could be done before the sample comes.
+/// A recursion over the last inputs and outputs for any order up to 8. The order of the sum is contract, to the last
+/// bit: from the oldest sample it would be faster, since most of it could be done before the sample comes.
 struct FilterStep : Refusing {
     explicit FilterStep(const std::vector<double>& forward, const std::vector<double>& backward)
         : count(forward.size()) {
@@ -344,7 +344,7 @@ struct FilterStep : Refusing {
 template <bool noValueAware>
 using LowPass = Unary<noValueAware, double, double, FilterStep>;
 
-/// A wedge in one ring of a power of 2, which takes all its memory at the creation.
+/// A wedge in one ring of a power of 2, which takes all its memory at creation.
 struct MaxStep {
     explicit MaxStep(std::size_t length) : window(length), entries(std::bit_ceil(length)), mask(entries.size() - 1) {}
     bool operator()(const Output<double>& z, double sample) {

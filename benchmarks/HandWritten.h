@@ -1,7 +1,7 @@
 /// What a good engineer writes by hand for the contract of one operation on one row: an object behind the same null
 /// test and one virtual call, which follows the same two levels of pointers, knows NoValue, and does the work in the
-/// shortest way. None is tuned to the benchmark's data and none spares a test that its operation owes the host. They
-/// stand in a shared library of their own, since a call into one costs more than a call within a program.
+/// shortest way. None is tuned to the benchmark's data, and none skips a test that the contract requires. They are in
+/// their own shared library, since a call into one costs more than a call within a program.
 #pragma once
 
 #include <cstddef>

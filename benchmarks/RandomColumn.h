@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-/// From 1 to 100, cut to whole numbers where the type has no others.
+/// From 1 to 100, cut to whole numbers for integers.
 template <Vel::Sample T>
 std::vector<T> RandomColumn(std::size_t length) {
     std::mt19937_64 random(1);

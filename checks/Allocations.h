@@ -1,4 +1,4 @@
-/// The heap of the process, for programs that link Allocations.cpp: it counts, and fails where it is told to.
+/// The heap of the process, for programs that link Allocations.cpp: it counts allocations and fails on demand.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@ namespace VelChecks {
 /// What a call did.
 struct Outcome {
     bool answer = false;
-    bool isOutOfMemory = false; ///< it has thrown std::bad_alloc
+    bool isOutOfMemory = false; ///< it threw std::bad_alloc
     std::size_t allocations = 0;
 };
 
@@ -22,7 +22,7 @@ inline std::ptrdiff_t living = 0; ///< watched or not
 
 } // namespace Allocations
 
-/// Calls a function that answers true or false. Its n-th allocation fails; none if that is 0.
+/// Calls a function that returns true or false. Its n-th allocation fails, none if n is 0.
 template <class TFunction>
 Outcome Watch(std::size_t failing, TFunction function) {
     Outcome outcome;

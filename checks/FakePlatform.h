@@ -1,4 +1,4 @@
-/// The clocks that the tests link in the place of the platform's own: they stand at what a test sets.
+/// The clocks that tests link instead of the platform's own. They show what a test sets.
 #pragma once
 
 #include "platform/FileTime.h"

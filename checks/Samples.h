@@ -1,5 +1,5 @@
-/// Samples of each type: as bits, for what is told their type by a letter, and at the edges of the type, for tests that
-/// compare with a reference.
+/// Samples of each type: as bits, for code that knows their type by a letter; and at the edges of the type, for tests
+/// that compare with a reference.
 #pragma once
 
 #include "vocabulary/SampleTypes.h"
@@ -55,7 +55,7 @@ using Vel::ForEachType;
 using Vel::IntegerSampleTypes;
 using Vel::WithType;
 
-/// Both sides of every place where a conversion or a comparison may change its outcome.
+/// Values on both sides of every point where a conversion or a comparison may change its outcome.
 template <class T>
 std::vector<T> EdgeSamples() {
     std::vector<T> samples;

@@ -38,7 +38,7 @@ std::array<Pool, sizeof...(Index)> MakePools(std::index_sequence<Index...>) {
     return {MakePool(Vel::sampleTypes[Index].letter)...};
 }
 
-/// What is chosen for the parameters of one operation, in their order.
+/// The values chosen for the parameters of one operation, in their order.
 using Chosen = Vel::Engine::ParametersByName;
 
 Vel::Engine::Value ChooseNumber(const Vel::Parameter& parameter, const Chosen& before, const Choose& choose) {
@@ -104,7 +104,7 @@ Vel::Engine::Value ChooseValue(const Vel::Parameter& parameter, char type, const
     throw std::logic_error("unknown kind of parameter");
 }
 
-/// The lowest integer by -1: the one pair of samples that hosts must keep away, since the processor faults. Narrow
+/// The lowest integer by -1: the one pair of samples that hosts must not divide, since the processor faults. Narrow
 /// types are divided in 32 bits, where it is harmless.
 bool FaultsOnDivision(const Row& row, SampleBits dividend, SampleBits divisor) {
     if (!row.operation->traits.divides)
@@ -170,7 +170,7 @@ Vel::Engine::ParametersByName ChooseParametersByName(const Row& row, const Choos
         const Vel::Default::Kind otherwise = parameter.otherwise.kind;
         const bool mayMiss = otherwise != Vel::Default::Kind::Required && otherwise != Vel::Default::Kind::Paired;
         if (mayMiss && choose(2) == 0)
-            break; // of those that follow none can be given
+            break; // the ones after it cannot be given then
         chosen.emplace(parameter.name, ChooseValue(parameter, type, chosen, choose));
     }
     return chosen;

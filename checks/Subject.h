@@ -1,5 +1,5 @@
-/// Every row of the vocabulary as a subject of checks: an operation on channels of its own, with parameters by its
-/// rules and samples that gather around the edges. For checks that walk over all rows, and for the fuzz targets.
+/// Every row of the vocabulary as a subject of checks: an operation on its own channels, with valid parameters and with
+/// samples around the edges. For checks that walk over all rows, and for the fuzz targets.
 #pragma once
 
 #include "checks/Samples.h"
@@ -20,7 +20,7 @@
 
 namespace VelChecks {
 
-/// Makes choices: a number below `count`. A seeded generator in walks, the fuzzer's bytes in its targets.
+/// Chooses a number below `count`: from a seeded generator in walks, from the fuzzer's bytes in its targets.
 using Choose = std::function<std::uint64_t(std::uint64_t count)>;
 
 /// The same choices on every run, whatever the compiler.
@@ -60,11 +60,11 @@ SampleBits ChooseSample(char letter, const Choose& choose);
 /// The usual marker of a type: a NaN, or the lowest signed, or the highest unsigned value.
 SampleBits UsualNoValue(char letter);
 
-/// Parameters that the row's operation accepts. Those that may be left out are left out at times.
+/// Parameters that the row's operation accepts. Sometimes leaves optional ones out.
 Vel::Engine::ParametersByName ChooseParametersByName(const Row& row, const Choose& choose);
 Vel::Engine::OrderedParameters ChooseParameters(const Row& row, const Choose& choose);
 
-/// A channel's own sample, of any type: bytes, of which the library makes what their type says.
+/// A channel's own sample, of any type: bytes, which the library reads as that type.
 class SampleCell {
 public:
     SampleCell& operator=(SampleBits sample) noexcept {
@@ -110,9 +110,9 @@ public:
     char Letter(std::size_t operand) const { return row.signature[row.operation->results + operand]; }
     bool HasNoValue() const;
 
-    /// Gives each operand a sample, its own NoValue now and then. Leaves out what the processor cannot divide.
+    /// Gives each operand a sample, sometimes its NoValue. Avoids divisions that fault.
     void ChooseOperands(const Choose& choose);
-    /// Lets one channel of the signature hold its samples where another one has them.
+    /// Makes one channel of the signature use the sample of another one.
     void ShareChannel(std::size_t channel, std::size_t with) { pointers[channel].Aim(samples[with].Address()); }
     /// Replaces a divisor that makes the processor fault.
     void KeepFromFaults();

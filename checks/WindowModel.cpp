@@ -29,7 +29,7 @@ T SampleFrom(const Argument& argument) {
 
 std::uint32_t CountFrom(const Argument& argument) { return std::get<std::uint32_t>(argument); }
 
-/// What is common to all: the samples that are held.
+/// What all have in common: the samples that they hold.
 template <class T>
 class Holding : public WindowModel {
 public:
@@ -39,7 +39,7 @@ public:
     }
 
 protected:
-    /// Whether a sample comes to be held, and whether the oldest makes room for it.
+    /// Whether a sample enters, and whether the oldest leaves for it.
     virtual bool Enters(T sample, bool isNoValue) const = 0;
     virtual bool Leaves() const = 0;
 

@@ -1,4 +1,4 @@
-/// A plain account of what delay lines and sliding windows hold, on containers of the standard library.
+/// A plain model of what delay lines and sliding windows hold, on standard containers.
 #pragma once
 
 #include "checks/Subject.h"
@@ -10,7 +10,7 @@
 namespace VelChecks {
 
 /// "GetOldValueN", "Min" and "Max" with one operand, "Average" or "Statistics": when it may take memory, and what it
-/// answers.
+/// returns.
 class WindowModel {
 public:
     struct Answer {

@@ -1,5 +1,5 @@
-// The engine's gear table on Windows: a named pipe. Each packet is written when the one before has been read, so that
-// the library takes each with a read of its own. The handles of Windows have 32 significant bits.
+// The engine's gear table on Windows: a named pipe. Each packet is written after the one before has been read, so the
+// library takes each with its own read. The handles of Windows have 32 significant bits.
 #include "engine/GearTable.h"
 
 #include <atomic>

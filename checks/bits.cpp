@@ -1,13 +1,13 @@
-/// The bits of all results: runs every row over seeded samples, both forms side by side, and prints a line for each. A
-/// line is a row and its checks, one character for each sample, which hashes all results so far. Every compiler and
-/// every optimization must print the same. `--check FILE` compares with the lines of a file instead, and shows the
-/// first sample of each row that has another result. One in 64 times chance hides it, and the next sample is shown.
+/// The bits of all results: runs every row over seeded samples, both forms side by side, and prints a line for each:
+/// the row, then for each sample one character that hashes all results so far. Every compiler and every optimization
+/// must print the same. `--check FILE` compares with the lines of a file instead, and shows the first sample of each
+/// row whose result differs. One time in 64 the hash hides it by chance, and the next sample is shown.
 ///
 /// `--samples` writes the lives of each row for hosts that shall show the same: a line of JSON with the parameters, the
 /// operands and the results of both forms as their bits, and the answers.
 ///
-/// The first line identifies the math library. Where it is another one than that of a file, the operations whose last
-/// bits hang on it are not compared.
+/// The first line identifies the math library. If the file has another one, the operations whose last bits depend on it
+/// are not compared.
 #include "checks/FakePlatform.h"
 #include "checks/Subject.h"
 
@@ -69,7 +69,7 @@ std::string Text(char letter, SampleBits sample) {
     return text.str();
 }
 
-/// A table of gears can be read once only, so that each form needs parameters of its own.
+/// A table of gears can be read only once, so each form needs its own parameters.
 Vel::Engine::OrderedParameters ParametersOf(const Row& row, int life, bool areNaNs) {
     SeededChoice seeded(100 + static_cast<std::uint64_t>(life));
     auto parameters = ChooseParameters(row, std::ref(seeded));
@@ -82,7 +82,7 @@ Vel::Engine::OrderedParameters ParametersOf(const Row& row, int life, bool areNa
 
 constexpr int lives = 5, samplesInLife = 120;
 
-/// The checks of a row. Shows one of the samples, if it is not negative.
+/// The checks of a row. Prints one of the samples, unless its number is negative.
 std::string ChecksOf(const Row& row, int shownSample = -1) {
     SeededChoice seeded(1);
     const Choose choose = std::ref(seeded);
@@ -128,7 +128,7 @@ std::string ChecksOf(const Row& row, int shownSample = -1) {
     return checks;
 }
 
-/// Of all of its functions that operations use.
+/// Hashes all of its functions that operations use.
 template <class T>
 void AddMathLibrary(Hash& hash) {
     std::vector<T> samples = EdgeSamples<T>();
@@ -221,7 +221,7 @@ void WriteSamples(const std::vector<Row>& rows, const Hash& ofMathLibrary) {
     }
 }
 
-/// A subject and its checks.
+/// Rows and their checks.
 using Lines = std::map<std::string, std::string>;
 constexpr const char* mathLibrary = "math library";
 
@@ -230,7 +230,7 @@ bool Compare(const Lines& recorded, const Lines& now, const std::vector<Row>& ro
     bool areSame = true;
     const bool isMathLibrarySame = recorded.contains(mathLibrary) && recorded.at(mathLibrary) == now.at(mathLibrary);
     if (!isMathLibrarySame)
-        std::puts("The math library is another one; what hangs on it is not compared.");
+        std::puts("The math library is another one; rows that depend on it are not compared.");
     for (const auto& [title, checks] : recorded)
         if (!now.contains(title)) {
             std::printf("%s: recorded, but there is no such row\n", title.c_str());

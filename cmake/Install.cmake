@@ -1,4 +1,4 @@
-# What an installation consists of, in three components: runtime, development and host. All of it may be moved.
+# The parts of an installation, in three components: runtime, development and host. All of it may be moved.
 include(CMakePackageConfigHelpers)
 
 set(VEL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/VelOperation)
@@ -26,8 +26,8 @@ configure_file(cmake/veloperation.pc.in veloperation.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/veloperation.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-# Pages and examples lie beside one another as they do in the sources, so that the links between them hold. On Windows,
-# where a prefix belongs to one product, they lie in the prefix itself.
+# Pages and examples are installed as they lie in the sources, so links between them work. On Windows, where a prefix
+# belongs to one product, they go into the prefix itself.
 function(vel_install_pages package component)
     set(folder ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package})
     if(WIN32)

@@ -1,2 +1,2 @@
-# dpkg-shlibdeps looks for the libraries of the processor that packages are made for.
+# Makes dpkg-shlibdeps look for libraries of the packages' processor.
 set(ENV{DEB_HOST_ARCH} ${CPACK_DEBIAN_PACKAGE_ARCHITECTURE})

@@ -1,2 +1,2 @@
-# Packages install where the loader looks anyway.
+# Packages install into folders that the loader searches anyway.
 file(RPATH_REMOVE FILE ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/host${CPACK_PACKAGING_INSTALL_PREFIX}/bin/velreplay)

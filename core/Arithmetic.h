@@ -1,5 +1,5 @@
-/// Arithmetic whose outcome the operations promise to the last bit, and that plain expressions would not give: integers
-/// that wrap at the width of their type, NaNs by one rule, and conversions as the 64-bit x86 instructions make them.
+/// Arithmetic that the operations promise to the last bit and that plain expressions would not give: integers that wrap
+/// at the width of their type, NaNs by one rule, and conversions as the 64-bit x86 instructions do them.
 #pragma once
 
 #include "core/SampleTypes.h"
@@ -45,7 +45,7 @@ constexpr T WrappingMultiply(T a, T b) noexcept {
     return static_cast<T>(static_cast<Wide>(a) * static_cast<Wide>(b));
 }
 
-// The NaN rule. Which NaN an operation gives is promised to the bit, as every other result is:
+// The NaN rule. NaNs are promised to the bit, like every other result:
 //
 // 1. A calculation on numbers that has no value (infinity - infinity, 0 * infinity) gives the NaN whose sign is set and
 //    whose payload is 0.
@@ -53,8 +53,8 @@ constexpr T WrappingMultiply(T a, T b) noexcept {
 // 3. A conversion between Float32 and Float64 keeps sign and payload; where it narrows, the upper bits of the payload.
 // 4. Every NaN that comes out of 2 and 3 is quiet. A sample that is only copied stays as it is.
 //
-// The instructions of x86-64 do so, other processors differ in each point. What writes results of calculations on
-// floating samples uses the functions below in the place of operators.
+// This is what the instructions of x86-64 do; other processors differ in each point. Code that writes results of
+// floating calculations uses the functions below instead of operators.
 
 template <FloatSample T>
 using FloatBits = std::conditional_t<std::same_as<T, Float32>, UInt32, UInt64>;
@@ -68,7 +68,7 @@ T QuietNaN(T nan) noexcept {
     return std::bit_cast<T>(std::bit_cast<FloatBits<T>>(nan) | quietBit<T>);
 }
 
-/// The value of a calculation on two operands, or the NaN that the rule asks for in its place.
+/// The value of a calculation on two operands, or the NaN that the rule asks for instead.
 template <FloatSample T>
 T ByNaNRule(T value, T first, T second) noexcept {
     if (!IsNaN(value)) [[likely]]
@@ -82,17 +82,17 @@ T ByNaNRule(T value, T first, T second) noexcept {
     return std::bit_cast<T>(sign | infinity | quietBit<T>);
 }
 
-/// std::fmod, whose NaNs hang on the C library.
+/// std::fmod; its NaNs depend on the C library.
 template <FloatSample T>
 T RemainderInOrder(T first, T second) noexcept {
     return ByNaNRule(std::fmod(first, second), first, second);
 }
 
-/// Truncation toward zero. What does not fit, and a NaN, gives the most negative integer.
+/// Truncation toward zero. NaNs and values that do not fit give the most negative integer.
 template <SignedSample TInteger, FloatSample T>
 constexpr TInteger TruncateSafely(T value) noexcept {
     constexpr T lowest = static_cast<T>(std::numeric_limits<TInteger>::lowest()); // a power of 2 and so exact
-    // What lies between the lowest integer and the next one below truncates to the lowest as well.
+    // A value less than 1 below the lowest integer does not count as fitting; it gives the lowest either way.
     const bool fits = value >= lowest && value < -lowest;
     return fits ? static_cast<TInteger>(value) : std::numeric_limits<TInteger>::lowest();
 }
@@ -102,8 +102,8 @@ constexpr TInteger TruncateSafely(T value) noexcept {
 /// Whether the division of the lowest value by -1 faults, in 32 and 64 bits. Where it does not, the quotient wraps.
 inline constexpr bool divisionFaults = true;
 
-// Compilers may swap the operands of + and *, and with them the NaNs. The asm keeps the order. Its operands are in
-// registers, since clang would write each of them to memory first if it had the choice.
+// x86 returns the first of two NaNs; compilers may swap the operands of + and *, so inline asm fixes the order. The
+// operands are in registers: given the choice, clang would write each of them to memory first.
 
 template <FloatSample T>
 T AddInOrder(T first, T second) noexcept {
@@ -133,7 +133,7 @@ T DivideInOrder(T first, T second) noexcept {
     return first / second;
 }
 
-/// The instruction, since some C libraries give another NaN where a compiler calls them.
+/// The instruction itself: some compilers call the C library, which may give another NaN.
 template <FloatSample T>
 T SquareRootOf(T value) noexcept {
     if constexpr (std::same_as<T, Float32>)
@@ -148,7 +148,7 @@ TResult ConvertFloat(T value) noexcept {
     return static_cast<TResult>(value);
 }
 
-/// TruncateSafely in the one instruction that this processor has for it.
+/// TruncateSafely; this processor has one instruction for it.
 template <FloatSample T>
 SInt32 TruncateToSInt32(T value) noexcept {
     if constexpr (std::same_as<T, Float32>)
@@ -157,7 +157,7 @@ SInt32 TruncateToSInt32(T value) noexcept {
         return _mm_cvttsd_si32(_mm_set_sd(value));
 }
 
-/// As TruncateToSInt32, to 64 bits.
+/// Like TruncateToSInt32, to 64 bits.
 template <FloatSample T>
 SInt64 TruncateToSInt64(T value) noexcept {
     if constexpr (std::same_as<T, Float32>)
@@ -219,8 +219,8 @@ SInt64 TruncateToSInt64(T value) noexcept {
 
 #endif
 
-/// Values below 2^63, and NaNs, keep the bits of their signed truncation, so that -1.0 gives the highest value. From
-/// 2^64 up the result stands still at 2^63.
+/// Values below 2^63, and NaNs, keep the bits of their signed truncation, so -1.0 gives the highest value. From 2^64 up
+/// the result stays at 2^63.
 template <FloatSample T>
 UInt64 TruncateToUInt64(T value) noexcept {
     constexpr T bound = 9223372036854775808.0; // 2^63
@@ -231,8 +231,8 @@ UInt64 TruncateToUInt64(T value) noexcept {
     return rest < bound ? static_cast<UInt64>(TruncateToSInt64(rest)) + boundAsInteger : boundAsInteger;
 }
 
-/// Converts the bits as a signed integer, and adds 2^64 if the top bit was set. Both steps round, which no conversion
-/// of a compiler does: some values come out one bit away from the nearest.
+/// Converts the bits as a signed integer, and adds 2^64 if the top bit was set. Both steps round, so some values come
+/// out one bit away from the nearest. A compiler's own conversion rounds once.
 template <FloatSample T>
 constexpr T FloatFromUInt64(UInt64 value) noexcept {
     const auto bits = static_cast<SInt64>(value);
@@ -241,8 +241,8 @@ constexpr T FloatFromUInt64(UInt64 value) noexcept {
 }
 
 /// A sample in another type, without saturation: integers keep their low bits or are extended by their own signedness,
-/// floating values are truncated as above (for signed types up to 32 bits in 32 bits, for the others in 64) and keep
-/// their low bits then.
+/// floating values are first truncated as above (in 32 bits for signed types of up to 32 bits, else in 64), then keep
+/// their low bits.
 template <Sample TResult, Sample TOperand>
 TResult ConvertSample(TOperand sample) noexcept {
     if constexpr (std::same_as<TResult, TOperand>) {

@@ -15,7 +15,7 @@ const TypeRow* RowAt(std::span<const TypeRow> rows, UInt64 key) noexcept {
     return row != rows.end() && row->key == key ? &*row : nullptr;
 }
 
-/// The key under which a row stands that accepts any first operand.
+/// The key of a row that accepts any first operand.
 UInt64 SignatureKeyWithAnyOperand(std::string_view letters) noexcept {
     std::array<char, maxLetters> opened{};
     std::ranges::copy(letters, opened.begin());

@@ -1,4 +1,4 @@
-/// The decision of Create: finds the row for a name and a type signature, or reports why there is none.
+/// What Create does: finds the row for a name and a type signature, or reports why there is none.
 #pragma once
 
 #include "core/OperationRows.h"
@@ -12,7 +12,7 @@ namespace Velmarosk::Operation {
 const TypeRow* FindRow(OperationTable table, std::string_view operationName, std::string_view typeSignature) noexcept;
 
 /// Builds an operation on the references of the list, one for each letter of the signature. Null if the combination is
-/// refused; the list is not read then. An exhausted heap raises std::bad_alloc.
+/// refused; then the list is not read. Throws std::bad_alloc when memory runs out.
 COperation* CreateOperation(OperationTable table, bool noValueAware, const char* operationName,
                             const char* typeSignature, std::va_list& references);
 

@@ -1,5 +1,5 @@
 /// Operations without memory, made from a function object that knows numbers only. The object returns the value, or a
-/// std::optional where it may refuse: an empty one leaves the result untouched and lets Execute return false.
+/// std::optional where it may refuse. An empty one leaves the result untouched, and Execute returns false.
 #pragma once
 
 #include "core/Operation.h"

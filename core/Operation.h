@@ -1,4 +1,5 @@
-/// The bases of all operations: what the exports can ask of one, and the references and NoValue markers of each arity.
+/// The bases of all operations: the calls that the exports make, and for each number of operands their references and
+/// NoValue markers.
 #pragma once
 
 #include "core/Parameters.h"
@@ -6,28 +7,29 @@
 
 namespace Velmarosk::Operation {
 
-/// One computed channel. Used by one thread at a time; operations that share no written channel may run side by side.
+/// One computed channel. Only one thread may use it at a time. Operations that share no written channel may run in
+/// parallel.
 class COperation {
 public:
     COperation() = default;
     COperation(const COperation&) = delete;
     COperation& operator=(const COperation&) = delete;
 
-    /// False if an operand holds its NoValue; the families say what is written then.
+    /// False if an operand holds its NoValue. Each family says what it writes then.
     virtual bool CheckNoValue() = 0;
     virtual ~COperation() = 0;
-    /// Computes one sample from the current samples. False if there is no new value.
+    /// Computes one sample from the current ones. False if there is no new value.
     virtual bool Execute() = 0;
-    /// Takes the parameters over. False if they are refused.
+    /// Takes the parameters. False if they are refused.
     virtual bool Initialize(Parameters& parameters) = 0;
     virtual bool Terminate() { return true; }
-    /// Sets the state back to that of a fresh start. Parameters and markers stay, and no result is written.
+    /// Returns to the state of a fresh start. Keeps parameters and markers, and writes no result.
     virtual void Reset() {}
 };
 
 inline COperation::~COperation() = default;
 
-// The constructors of the arities stay out of line: hundreds of operations share a few dozen of them.
+// These constructors stay out of line: hundreds of operations share a few dozen of them.
 
 /// An operation without operands.
 template <Sample TResult>

@@ -8,7 +8,7 @@
 ///     };
 ///
 /// which gives "Plus" ten rows, BBB to DDD, that make CPlus<UInt8, UInt8, UInt8> or CPlusNV<UInt8, UInt8, UInt8>, and
-/// so on. A name may stand in several entries, with other operand counts or other classes for some of the types.
+/// so on. A name may have several entries, with other operand counts or with other classes for some types.
 #pragma once
 
 #include "core/Operation.h"
@@ -27,15 +27,15 @@ namespace Velmarosk::Operation {
 /// The longest signature of the vocabulary: sixteen results and their operand.
 inline constexpr std::size_t maxLetters = 17;
 
-/// Stands in the letters of a row where any letter is accepted. Possible at the first operand only.
+/// In the letters of a row: any letter is accepted here. Possible for the first operand only.
 inline constexpr char anyLetter = '?';
 
-/// What a letter can be to the vocabulary: a type code, or anyLetter.
+/// The number of codes that a letter can have in a key: the type codes, and anyLetter.
 inline constexpr UInt64 letterCodes = codeText + 2;
 
 /// A signature of up to maxLetters letters as one number, different for each sequence of type codes.
 constexpr UInt64 SignatureKey(std::string_view letters) noexcept {
-    UInt64 key = 1; // keeps a leading unknown letter visible
+    UInt64 key = 1; // so that a leading unknown letter, code 0, counts
     for (const char letter : letters)
         key = key * letterCodes + static_cast<UInt64>(letter == anyLetter ? codeText + 1 : TypeCodeFromLetter(letter));
     return key;
@@ -68,7 +68,7 @@ struct TypeRow {
     Maker noValueAware;
 };
 
-/// Lets a look-up pass other names by without comparing them (Fowler, Noll and Vo's hash).
+/// Lets a look-up skip other names without comparing them (Fowler, Noll and Vo's hash).
 constexpr UInt32 NameHash(std::string_view name) noexcept {
     UInt32 hash = 2166136261;
     for (const char character : name)
@@ -76,8 +76,8 @@ constexpr UInt32 NameHash(std::string_view name) noexcept {
     return hash;
 }
 
-/// A name with rows in ascending order of their keys, as every shape over lists of types in the order of their codes
-/// gives them. Another order does not compile.
+/// A name with its rows in ascending order of their keys. A shape over types in the order of their codes yields this
+/// order; any other order does not compile.
 struct Family {
     consteval Family(std::string_view itsName, std::span<const TypeRow> itsRows)
         : nameHash(NameHash(itsName)), name(itsName), rows(itsRows) {
@@ -94,7 +94,7 @@ struct Family {
 using Topic = std::span<const Family> (*)() noexcept;
 using OperationTable = std::span<const Topic>;
 
-/// Compiled for size: there is one for each operation and row, and none is on the sample path.
+/// Compiled for size: each operation and row has one, and none is on the sample path.
 template <class TOperation>
 [[gnu::cold]] COperation* Construct(void* memory, const References& references) {
     static_assert(std::is_nothrow_constructible_v<TOperation, const References&>);

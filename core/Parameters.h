@@ -10,13 +10,13 @@
 
 namespace Velmarosk::Operation {
 
-/// Reads the variable arguments of Initialize one after the other. The parameter signature gives their number; what
-/// each of them is, the family that reads them knows. Reading more than Count() values is not allowed.
+/// Reads the variable arguments of Initialize one after the other. The parameter signature gives their number; the
+/// family that reads them knows their types. Do not read more than Count() values.
 class Parameters {
     static_assert(sizeof(unsigned int) == sizeof(UInt32) && sizeof(unsigned long long) == sizeof(UInt64));
 
 public:
-    /// Takes the list over where it stands; the caller ends it.
+    /// Reads on from where the list is; the caller ends it.
     Parameters(const char* parameterSignature, std::va_list& list) noexcept
         : signature(parameterSignature), arguments(&list) {}
 
@@ -26,7 +26,7 @@ public:
     /// A floating parameter, which arrives as a double.
     Float64 NextFloat64() noexcept { return va_arg(*arguments, double); }
 
-    /// A true Float32 in the low 32 bits of a floating argument, taken by value and so on machines of any byte order.
+    /// A true Float32 in the low 32 bits of a floating argument. Works by value, so on either byte order.
     Float32 NextPackedFloat32() noexcept {
         return std::bit_cast<Float32>(static_cast<UInt32>(std::bit_cast<UInt64>(NextFloat64())));
     }
@@ -36,11 +36,11 @@ public:
 
     UInt64 NextUInt64() noexcept { return va_arg(*arguments, unsigned long long); }
 
-    /// A NUL-terminated text that stays the host's.
+    /// A NUL-terminated text, which the host owns.
     const char* NextText() noexcept { return va_arg(*arguments, const char*); }
 
-    /// A value of a channel's sample type: of an integer the low bits at the type's width, of a floating value the
-    /// double that arrives, narrowed for Float32.
+    /// A value of a channel's sample type: the low bits of an integer, at the type's width; or a double, narrowed for
+    /// Float32.
     template <Sample T>
     T NextSample() noexcept {
         if constexpr (FloatSample<T>) {
@@ -52,7 +52,8 @@ public:
         }
     }
 
-    /// The value of a family with exactly one parameter. False, with the value as it was, for any other number.
+    /// Reads the value of a family with exactly one parameter. For any other number returns false and leaves the value
+    /// alone.
     template <Sample T>
     bool TakeOnly(T& value) noexcept {
         if (Count() != 1)

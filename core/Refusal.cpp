@@ -17,7 +17,7 @@ constexpr NameFormat<false> maskResult = "Unknown or unsupported result datatype
 constexpr NameFormat<false> binaryOperation = "Unknown binary operation %s";
 constexpr NameFormat<false> binaryDatatype = "Unknown or unsupported datatype for binary operation %s";
 constexpr NameFormat<false> differentDatatypes = "Different datatypes for binary operation %s";
-/// Intended as it stands: the placeholder is never filled in.
+/// The placeholder is never filled in: the host gets "##name".
 constexpr NameFormat<false> unexpandedName = "Unknown or unsupported datatype for ##name operation\n";
 
 constexpr bool IsSampleType(int code) noexcept { return code >= codeUInt8 && code <= codeFloat64; }
@@ -40,7 +40,7 @@ constexpr std::array<NamedOperation, 8> namedOperations{{{"Gangermittlung", 3, 3
                                                          {"Extract16Bits", 16, 16},
                                                          {"Statistics", 3, 3}}};
 
-/// Whether all letters stand for one type code.
+/// Whether all letters have the same type code.
 bool AreAlike(std::string_view typeSignature) noexcept {
     for (const char letter : typeSignature) {
         if (TypeCodeFromLetter(letter) != TypeCodeFromLetter(typeSignature.front()))
@@ -86,7 +86,7 @@ Refusal ExplainUnary(std::string_view name, int result, int operand) noexcept {
     if (operand == result) {
         if (!IsSampleType(result))
             return {4, unaryDatatype};
-        // Only this type has a text of its own here.
+        // Only this type has its own text here.
         return {4, result == codeUInt8 ? NameFormat<false>("Unknown or unsupported UInt8 unary operation %s")
                                        : unaryOperation};
     }
@@ -101,7 +101,7 @@ Refusal ExplainUnary(std::string_view name, int result, int operand) noexcept {
     return {4, result == codeUInt16 || operand == codeUInt16 ? unaryDatatype : unaryOperation};
 }
 
-/// The operands of a boolean result; the first one is no UInt16.
+/// For a boolean result whose first operand is no UInt16.
 Refusal ExplainBinaryBoolean(std::string_view name, int operand1, int operand2) noexcept {
     if (operand1 == operand2) {
         if (!IsSampleType(operand1))

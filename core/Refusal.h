@@ -1,5 +1,5 @@
-/// Why a creation is refused. What is accepted, the operation table alone says; this explains the rest, by name and
-/// type codes only.
+/// Why Create refuses. The operation table alone says what is accepted; this explains the rest, from name and type
+/// codes only.
 #pragma once
 
 #include <optional>
@@ -7,8 +7,8 @@
 
 namespace Velmarosk::Operation {
 
-/// A format that takes names in place of %s, and nothing else: at most the operation's, or exactly the type's and then
-/// the operation's. Another one does not compile, as the format attribute demands of literal formats.
+/// A format whose only placeholders are %s, for names: at most one, for the operation, or exactly two, for the type and
+/// the operation. Any other format does not compile.
 template <bool withTypeName>
 struct NameFormat {
     consteval NameFormat(const char* itsText) : text(itsText) {
@@ -38,8 +38,8 @@ struct Refusal {
     const char* typeName = nullptr; ///< null if the format takes none
 };
 
-/// Why an operation name with a type signature is refused, for combinations that no row accepts. Nothing for those that
-/// are refused in silence.
+/// Why this name with this type signature is refused, given that no row accepts it. Nothing if it is refused in
+/// silence.
 std::optional<Refusal> ExplainRefusal(std::string_view operationName, std::string_view typeSignature) noexcept;
 
 } // namespace Velmarosk::Operation

@@ -22,7 +22,7 @@ using SInt64 = std::int64_t;
 using Float32 = float;
 using Float64 = double;
 
-// Markers, comparisons and results are those of IEC 559, and samples are exchanged in these widths.
+// Markers, comparisons and results follow IEC 559, and hosts exchange samples in these widths.
 static_assert(std::numeric_limits<Float32>::is_iec559 && sizeof(Float32) == sizeof(UInt32));
 static_assert(std::numeric_limits<Float64>::is_iec559 && sizeof(Float64) == sizeof(UInt64));
 
@@ -43,7 +43,7 @@ concept FloatSample = OneOf<T, Float32, Float64>;
 template <class T>
 concept Sample = IntegerSample<T> || FloatSample<T>;
 
-/// Never true of an integer.
+/// Never true for an integer.
 template <Sample T>
 bool IsNaN(T sample) noexcept {
     if constexpr (FloatSample<T>)
@@ -75,7 +75,7 @@ struct TypeEntry {
     std::size_t size;
 };
 
-/// By code; the ends, which are no sample types, have neither name nor size.
+/// By code. The first and the last are no sample types and have neither name nor size.
 inline constexpr std::array<TypeEntry, codeText + 1> typesByCode{{{'\0', "", 0},
                                                                   {'B', "UInt8", 1},
                                                                   {'W', "UInt16", 2},
@@ -103,7 +103,7 @@ inline constexpr auto typeCodes = [] {
 
 constexpr int TypeCodeFromLetter(char letter) noexcept { return typeCodes[static_cast<unsigned char>(letter)]; }
 
-/// The bytes of a sample of the type behind a code; 0 if no operation accepts it.
+/// The size in bytes of a sample of the type with this code; 0 if no operation accepts it.
 constexpr std::size_t SizeOfSample(int typeCode) noexcept {
     return typesByCode[static_cast<std::size_t>(typeCode)].size;
 }

@@ -9,8 +9,8 @@
 
 namespace Velmarosk::Operation {
 
-/// The address of the host's pointer to the current sample of a channel. Both levels belong to the host and are
-/// followed at every access, so the host moves the current sample by changing the inner pointer alone.
+/// The address of the host's pointer to the current sample of a channel. Both pointers belong to the host. Every access
+/// follows both, so the host moves the current sample by changing the inner pointer alone.
 template <Sample T>
 class ValueRef {
 public:
@@ -24,7 +24,7 @@ private:
     T** location;
 };
 
-/// The references that a host passes at a creation, in the order of the type signature: results, then operands.
+/// The references that a host passes to Create, in the order of the type signature: results, then operands.
 class References {
 public:
     References(void* const* hostPointers, std::string_view typeSignature) noexcept
@@ -44,20 +44,20 @@ private:
 };
 
 /// Whether a sample is its channel's NoValue marker. Integers compare plainly. A floating marker that is a NaN stands
-/// for every NaN; any other floating marker compares in the ordinary way, so that no NaN matches it.
+/// for every NaN; any other floating marker compares in the ordinary way, so no NaN matches it.
 template <Sample T>
 bool SampleEquals(T sample, T marker) noexcept {
     return IsNaN(marker) ? IsNaN(sample) : sample == marker;
 }
 
-/// Whether an operand has a marker. That a floating marker is a NaN is found out once, at the creation, and kept here;
-/// a 0 takes the marker's own place then, so that one comparison settles every usual sample on the sample path.
+/// Whether an operand has a marker, and whether that is a NaN: this is decided once, at creation. A 0 then replaces a
+/// NaN marker, so one comparison settles every usual sample.
 struct NoValueFlag {
     bool isSet = false;
     bool isNaN = false;
 };
 
-/// Keeps the sample that stands in an operand's channel now as its marker; an operand without a sample gets none.
+/// Keeps the sample that an operand's channel holds now as its marker. An operand without a sample gets none.
 template <class TReference, Sample T>
 void CaptureNoValue(TReference operand, NoValueFlag& flag, T& noValue) noexcept {
     if (!operand.HasSample())
@@ -67,7 +67,7 @@ void CaptureNoValue(TReference operand, NoValueFlag& flag, T& noValue) noexcept 
     noValue = flag.isNaN ? T{0} : marker;
 }
 
-/// Whether an operand's sample equals its marker, be the flag set or not; a marker that was not captured is 0.
+/// Whether an operand's sample equals its marker, whether the flag is set or not. A marker that was not captured is 0.
 template <class TReference, Sample T>
 bool EqualsNoValue(TReference operand, const NoValueFlag& flag, const T& noValue) noexcept {
     const T sample = operand.Read();
@@ -80,7 +80,7 @@ bool EqualsNoValue(TReference operand, const NoValueFlag& flag, const T& noValue
     }
 }
 
-/// Whether an operand holds its marker now. An operand without a marker is not read.
+/// Whether an operand holds its marker now. Does not read an operand without a marker.
 template <class TReference, Sample T>
 bool HoldsNoValue(TReference operand, const NoValueFlag& flag, const T& noValue) noexcept {
     if (!flag.isSet) [[unlikely]]

@@ -368,14 +368,26 @@ std::optional<Warning> Computation::FindWarning() const {
     case Surprise::None:
         break;
     case Surprise::LosesTotal:
-        return Warning{name, "the total starts again from 0 behind a missing sample", firstSurprise, surprises};
+        return Warning{name, "the total of " + operationName + " starts again from 0 behind a missing sample",
+                       firstSurprise, surprises};
     case Surprise::LosesState:
-        return Warning{name, "no value behind a missing sample, until the state next changes", firstSurprise,
-                       surprises};
+        return Warning{name, operationName + " has no value behind a missing sample, until its state next changes",
+                       firstSurprise, surprises};
     case Surprise::MakesValue:
-        return Warning{name, "a value is made of a missing sample", firstSurprise, surprises};
+        return Warning{name, operationName + " makes a value of a missing sample", firstSurprise, surprises};
     }
     return std::nullopt;
+}
+
+bool Computation::IsGuardedBy(const Computation& reader) const {
+    switch (description->traits.surprise) {
+    case Surprise::MakesValue:
+        return reader.description->traits.twin == Twin::Decides;
+    case Surprise::LosesState:
+        return reader.description->name == "Valid";
+    default:
+        return false;
+    }
 }
 
 bool Computation::AnyOperandIsNoValue(std::size_t row) const {

@@ -50,10 +50,9 @@ public:
     const std::array<std::uint64_t, statusTexts.size()>& Totals() const { return totals; }
     const Step& LastStep() const { return step; }
     std::optional<Warning> FindWarning() const;
-    /// Whether the operation makes a value of a missing sample.
-    bool MakesValues() const { return description->traits.surprise == Surprise::MakesValue; }
-    /// Whether it computes without some of its operands, as "If" does.
-    bool Chooses() const { return description->traits.twin == Twin::Decides; }
+    /// Whether its warning is needless where this one alone reads the results: an "If" leaves out a value that is made
+    /// of a missing sample, a "Valid" stands in for a state that is lost.
+    bool IsGuardedBy(const Computation& reader) const;
 
 private:
     using Loop = void (Computation::*)(std::size_t rows);

@@ -418,8 +418,10 @@ std::shared_ptr<const PlanText> Parse(std::string_view text, const std::string& 
     try {
         return std::make_shared<const PlanText>(PlanText{name, toml::parse(text, name)});
     } catch (const toml::parse_error& mistake) {
-        throw Error(name + ":" + std::to_string(mistake.source().begin.line), std::string(mistake.description()),
-                    "correct the TOML; whole numbers from 2^63 on stand in quotes");
+        const std::string what(mistake.description());
+        const bool isTooLarge = what.find("64-bit") != std::string::npos;
+        throw Error(name + ":" + std::to_string(mistake.source().begin.line), what,
+                    isTooLarge ? "whole numbers from 2^63 on stand in quotes" : "correct the TOML");
     }
 }
 

@@ -13,6 +13,7 @@ namespace {
 
 constexpr double never = -std::numeric_limits<double>::infinity();
 constexpr double stalePeriods = 10;
+constexpr double mostUnseen = 1.0 / 3; // of all rows; jitter makes some of them come in pairs
 
 } // namespace
 
@@ -59,6 +60,7 @@ std::size_t Raster::Make() {
         const std::optional<double> time = NextTime();
         if (!time)
             continue;
+        RefuseTooLate(*time);
         if (!last) {
             Begin(*time);
         } else if (std::abs(*time - *last) > plan.maxStep) {
@@ -94,15 +96,20 @@ std::optional<double> Raster::NextTime() {
     return std::nullopt;
 }
 
+/// Rows of a raster must differ in time.
+void Raster::RefuseTooLate(double time) const {
+    constexpr double leastSteps = 2;
+    if (std::abs(time) * std::numeric_limits<double>::epsilon() * leastSteps <= plan.period)
+        return;
+    const double step = std::nextafter(std::abs(time), std::numeric_limits<double>::infinity()) - std::abs(time);
+    throw Error(plan.place,
+                "the period, " + Text(plan.period) + " s, is too short for times such as " + Text(time) +
+                    ", which have steps of " + Text(step) + " s",
+                "choose a longer period, or times that count from a later moment");
+}
+
 /// A raster whose first row is at this time, or is the first multiple of the period from there.
 void Raster::Begin(double time) {
-    constexpr double leastSteps = 2;
-    const double step = std::nextafter(std::abs(time), std::numeric_limits<double>::infinity()) - std::abs(time);
-    if (plan.period < leastSteps * step)
-        throw Error(plan.place,
-                    "the period, " + Text(plan.period) + " s, is too short for times such as " + Text(time) +
-                        ", which have steps of " + Text(step) + " s",
-                    "choose a longer period, or times that count from a later moment");
     origin = plan.isAligned ? 0 : time;
     row = plan.isAligned ? static_cast<std::int64_t>(std::ceil(time / plan.period)) : 0;
     while (TimeOf(row - 1) >= time)
@@ -116,6 +123,9 @@ void Raster::Begin(double time) {
 
 /// Takes the samples of the next row. A missing one ends the sample before, if a row of the raster has seen that.
 void Raster::See(double time) {
+    if (last && lastMade < *last && *last < time)
+        unseen.Add(lastSource + 1);
+    ++taken;
     for (std::size_t i = 0; i < tracks.size(); ++i)
         std::visit(
             [&, &track = tracks[i]]<class T>(T noValue) {
@@ -203,6 +213,9 @@ std::vector<Warning> Raster::FindWarnings() const {
     };
     warn(outOfOrder, "rows of the recording that go back in time are left out");
     warn(withoutTime, "rows of the recording without a time are left out");
+    if (static_cast<double>(unseen.rows) > mostUnseen * static_cast<double>(taken))
+        warn(unseen,
+             "rows of the recording come between two of the raster and are not seen; a shorter period sees them");
     warn(stale, "samples more than " + Text(stalePeriods) + " periods old stand in; max_gap in [raster] ends that");
     return warnings;
 }

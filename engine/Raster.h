@@ -65,6 +65,7 @@ private:
     };
 
     std::optional<double> NextTime();
+    void RefuseTooLate(double time) const;
     void Begin(double time);
     void See(double time);
     bool MakeBelow(double end);
@@ -96,6 +97,8 @@ private:
     Count outOfOrder;
     Count withoutTime;
     Count stale;
+    Count unseen;
+    std::uint64_t taken = 0; ///< rows of the recording
 };
 
 } // namespace Vel::Engine

@@ -281,14 +281,19 @@ private:
         return needs;
     }
 
-    /// A value that is made of a missing sample does no harm where an "If" does not choose it.
+    /// What surprises in an inner channel does no harm where all that read it expect it.
     void FindGuarded(const std::vector<std::vector<std::size_t>>& needs) {
-        for (std::size_t i = 0; i < computations.size(); ++i)
-            isGuarded.push_back(isInner[resultsOf[i].first] && computations[i].MakesValues());
+        std::vector<bool> isRead(computations.size());
+        isGuarded.assign(computations.size(), true);
         for (std::size_t reader = 0; reader < needs.size(); ++reader)
-            for (const std::size_t needed : needs[reader])
-                if (!computations[reader].Chooses())
+            for (const std::size_t needed : needs[reader]) {
+                isRead[needed] = true;
+                if (!computations[needed].IsGuardedBy(computations[reader]))
                     isGuarded[needed] = false;
+            }
+        for (std::size_t i = 0; i < computations.size(); ++i)
+            if (!isInner[resultsOf[i].first] || !isRead[i])
+                isGuarded[i] = false;
     }
 
     ChannelAtWork At(std::size_t index) { return {&channels[index], &columns[index]}; }
@@ -426,8 +431,11 @@ std::vector<Warning> Run::Warnings() const {
     else if (auto warning = parts->rowTime.FindWarning())
         warnings.push_back(std::move(*warning));
     for (std::size_t i = 0; i < parts->computations.size(); ++i)
-        if (auto warning = parts->isGuarded[i] ? std::nullopt : parts->computations[i].FindWarning())
+        if (auto warning = parts->isGuarded[i] ? std::nullopt : parts->computations[i].FindWarning()) {
+            if (IsInner(parts->resultsOf[i].first)) // "x#2" says little to who wrote the formula of x
+                warning->channel.resize(std::min(warning->channel.rfind('#'), warning->channel.size()));
             warnings.push_back(std::move(*warning));
+        }
     return warnings;
 }
 

@@ -2,6 +2,7 @@
 
 #include "fuzz/Finding.h"
 #include "recordings/CsvReader.h"
+#include "vocabulary/Quote.h"
 
 #include <algorithm>
 #include <array>
@@ -39,9 +40,11 @@ void AppendRows(std::string& samples, std::span<const ChannelType> channels, std
 void RequireMessage(std::string_view message) {
     constexpr std::size_t longest = 8000;
     Require(message.size() < longest, "a short message");
-    Require(std::all_of(message.begin(), message.end(),
-                        [](char c) { return c == '\n' || (static_cast<unsigned char>(c) >= ' ' && c != 0x7F); }),
-            "a message that is harmless to a terminal");
+    while (!message.empty()) {
+        const std::size_t length = message[0] == '\n' ? 1 : Vel::PrintableBytes(message);
+        Require(length != 0, "a message that is harmless to a terminal");
+        message.remove_prefix(length);
+    }
 }
 
 } // namespace
@@ -62,21 +65,26 @@ MemoryFile::~MemoryFile() { close(file); }
 std::string MemoryFile::Name() const { return "/proc/self/fd/" + std::to_string(file); }
 
 Table ReadTable(const MemoryFile& file, Vel::Recordings::CsvFormat format, std::size_t blockBytes,
-                std::span<const ChannelType> wanted) {
+                std::span<const Vel::Recordings::WantedColumn> wanted, const Vel::Recordings::KeptColumns& kept) {
     Table table;
     try {
         Vel::Recordings::CsvReader reader({file.Name()}, format, blockBytes, [] { return false; });
-        std::vector<Vel::Recordings::WantedColumn> columnsWanted;
-        for (const ChannelType& channel : wanted)
-            columnsWanted.push_back({channel, channel.name});
-        reader.ReadHeader(columnsWanted);
+        std::vector<ChannelType> channels;
+        for (const Vel::Recordings::WantedColumn& column : wanted)
+            channels.push_back(column.channel);
+        reader.ReadHeader(wanted, kept);
         table.hasHeader = true;
         while (const std::size_t rows = reader.ReadBlock()) {
-            Require(rows <= Vel::Recordings::CsvReader::MostRows(blockBytes, columnsWanted), "rows of a block");
+            Require(rows <= Vel::Recordings::CsvReader::MostRows(blockBytes, wanted), "rows of a block");
             std::vector<Column> columns;
             for (std::size_t i = 0; i < wanted.size(); ++i)
                 columns.push_back(reader.ColumnOf(i));
-            AppendRows(table.samples, wanted, columns, rows);
+            AppendRows(table.samples, channels, columns, rows);
+            for (std::size_t row = 0; row < rows; ++row)
+                for (std::size_t i = 0; i < reader.KeptNames().size(); ++i) {
+                    const std::string_view text = reader.TextsOf(i).At(row);
+                    table.texts.append(std::to_string(text.size())).append(":").append(text);
+                }
             table.rows += rows;
         }
     } catch (const Vel::Error& failure) {
@@ -84,6 +92,13 @@ Table ReadTable(const MemoryFile& file, Vel::Recordings::CsvFormat format, std::
         RequireMessage(table.failure);
     }
     return table;
+}
+
+std::vector<Vel::Recordings::WantedColumn> AsWanted(std::span<const ChannelType> channels) {
+    std::vector<Vel::Recordings::WantedColumn> wanted;
+    for (const ChannelType& channel : channels)
+        wanted.push_back({channel, channel.name});
+    return wanted;
 }
 
 std::vector<Vel::Recordings::ResultColumn> AsResult(std::span<const ChannelType> channels) {

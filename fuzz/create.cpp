@@ -20,8 +20,8 @@ const std::vector<Row>& Rows() {
     return rows;
 }
 
-/// The row that a request stands for: the letters of the floating types are case insensitive, and the first operand of
-/// the gear determination takes any letter.
+/// The row for a request: the letters of the floating types are case insensitive, and the first operand of the gear
+/// determination takes any letter.
 const Row* FindRow(const std::string& name, std::string signature) {
     static const auto index = [] {
         std::map<std::pair<std::string, std::string>, const Row*> all;
@@ -112,7 +112,7 @@ private:
         }
     }
 
-    /// What the channels hold at the creation. An operand may have no sample.
+    /// What the channels hold at creation. An operand may have no sample.
     void ChooseChannels() {
         for (std::size_t i = 0; i < row->signature.size(); ++i) {
             samples[i] = ChooseSample(row->signature[i], choose);

@@ -1,5 +1,5 @@
-/// Any text as a formula: an error that points into it, or computations that give the same bits as the blocks that they
-/// are explained by.
+/// Any text as a formula: gives an error that points into it, or computations with the same bits as the blocks that
+/// explain them.
 
 #include "engine/Formula.h"
 #include "fuzz/Finding.h"
@@ -57,7 +57,7 @@ void CheckMessage(const Vel::Error& error) {
     Require(lineEnd <= 500 && caretEnd - lineEnd <= lineEnd + 4, "a caret behind the formula");
 }
 
-/// Bytes of z in all rows, for samples that hang on a number.
+/// The bytes of z in all rows, for samples derived from a number.
 std::string Results(const Plan& plan, std::uint64_t seed) {
     Run run(plan, rows);
     std::vector<std::vector<std::uint64_t>> samples;

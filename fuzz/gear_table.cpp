@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t pieceLength = 80;
 constexpr std::size_t mostPieces = 60;
 
-/// The decimal number in front of a text, without the words and the hexadecimal numbers that strtod knows.
+/// The decimal number at the front of a text, but not the words and hexadecimal numbers that strtod knows.
 double Number(const std::string& text) {
     const std::size_t start = std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size());
     const std::size_t sign = start < text.size() && (text[start] == '+' || text[start] == '-') ? 1 : 0;
@@ -38,7 +38,7 @@ std::optional<GearEntry> Read(const std::string& text) {
     return GearEntry{.ratio = static_cast<float>(Number(ratio)), .gear = static_cast<std::int8_t>(clamped & 0xFF)};
 }
 
-/// The table as the reference describes it, read with the means of C.
+/// The table as the reference describes it, read with C's functions.
 class Model {
 public:
     void Take(const std::string& piece) {
@@ -134,8 +134,8 @@ private:
         }
     }
 
-    /// A regular file ends the table with its first piece, if that is a whole one: a short file would be read for ever.
-    /// A directory cannot be read.
+    /// A regular file whose first piece has 80 bytes ends the table; a short file would be read for ever. A directory
+    /// cannot be read.
     void InitializeFromFile() {
         tolerance = ChooseTolerance();
         const bool isDirectory = choose(2) == 0;

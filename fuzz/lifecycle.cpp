@@ -1,6 +1,6 @@
-/// Any operations of the vocabulary through any lives: parameters by the rules and against them, samples, resets and
-/// clock jumps in any order, with an allocation that fails now and then. The plain form and the NoValue-aware one live
-/// side by side, and the second is held to what the first computes.
+/// Random lives of random operations: valid and invalid parameters, samples, resets and clock jumps in any order, and
+/// allocations that sometimes fail. The plain and the NoValue-aware form live side by side, and the second must match
+/// what the first computes.
 
 #include "checks/Allocations.h"
 #include "checks/FakePlatform.h"
@@ -17,7 +17,7 @@ using Vel::Twin;
 
 namespace {
 
-/// All rows but those of "Gangermittlung", whose table has a target of its own.
+/// All rows but those of "Gangermittlung", which has its own target.
 const std::vector<Row>& Rows() {
     static const std::vector<Row> rows = [] {
         std::vector<Row> all = AllRows();
@@ -27,7 +27,7 @@ const std::vector<Row>& Rows() {
     return rows;
 }
 
-/// A row, one with a window in every other life.
+/// A row; in every other life one with a window.
 const Row& ChooseRow(FuzzedDataProvider& bytes) {
     static const std::vector<Row> withWindow = [] {
         std::vector<Row> chosen = Rows();
@@ -100,8 +100,8 @@ private:
         return chosen;
     }
 
-    /// Any number of parameters, of which each that the operation may read has the kind that it reads, since another
-    /// kind breaks the contract of Initialize; and any values.
+    /// Any number of parameters with any values. Each that the operation may read has the right kind, since another one
+    /// breaks the contract of Initialize.
     Vel::Engine::ArgumentList ChooseAgainstTheRules() {
         const auto parameters = row.operation->parameters;
         const bool isCurve = !parameters.empty() && parameters[0].kind == Vel::ParameterKind::Curve;
@@ -175,7 +175,7 @@ private:
         plain.KeepFromFaults();
     }
 
-    /// Now and then about as many as one block of a window or a line takes, or a few of them.
+    /// Sometimes about as many as one block of a window or a line holds, or as a few blocks.
     std::uint64_t ChooseCount() {
         const std::uint64_t count = choose(3) == 0 ? (std::uint64_t{64} << choose(3)) - 2 + choose(5) : choose(100);
         return std::min(count, samplesLeft);
@@ -189,7 +189,7 @@ private:
         }
     }
 
-    /// Rising or falling samples stay in the window of an extreme, all of them.
+    /// Rising or falling samples all stay in the window of an extreme.
     void ExecuteRising() {
         const bool isFalling = choose(2) == 1;
         const auto start = static_cast<std::int64_t>(choose(256));
@@ -312,7 +312,7 @@ private:
     Subject aware;
     const std::unique_ptr<WindowModel> model; ///< of the plain form; null without a window
     std::uint64_t samplesLeft = 1000;         ///< so that no input takes long
-    std::size_t failing = 0;                  ///< the allocation that fails in the next sample with as many
+    std::size_t failing = 0;                  ///< which allocation fails in the next sample that has this many
 };
 
 } // namespace

@@ -1,4 +1,4 @@
-/// Plans of any text: refused with a message, or computed, and the result reads back.
+/// Any text as a plan: is refused with a message, or computes a result that reads back.
 
 #include "engine/Engine.h"
 #include "fuzz/Finding.h"
@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t rows = 3;
 
-/// Windows and curves that need much memory or time are no finding.
+/// Windows and curves that need much memory or time are no findings.
 bool IsSmall(const Plan& plan) {
     constexpr double most = 1000;
     const auto isSmall = [](const Value& value) {
@@ -78,7 +78,7 @@ void Compute(const Plan& plan) {
         writer.WriteRows({computed, columns});
         writer.Keep();
     }
-    const Table table = ReadTable(file, {}, 4096, channels);
+    const Table table = ReadTable(file, {}, 4096, AsWanted(channels));
     Require(table.rows == computed && table.samples == AsReadBack(channels, columns, computed),
             "the samples of a result");
 }

@@ -1,5 +1,4 @@
-/// The writer of results with any names, types, NoValues and samples: what it writes is a table of whole rows that
-/// reads back.
+/// The writer of results with any names, types, NoValues and samples: it writes a table of whole rows that reads back.
 
 #include "fuzz/Finding.h"
 #include "fuzz/Tables.h"
@@ -59,7 +58,7 @@ public:
             writer.Keep();
         }
         // Text columns are read as those that nobody wants.
-        const Table table = ReadTable(file, format, blockBytes, channels);
+        const Table table = ReadTable(file, format, blockBytes, AsWanted(channels));
         if (!table.failure.empty())
             std::fprintf(stderr, "%s\n", table.failure.c_str());
         Require(table.failure.empty(), "a result that can be read");
@@ -69,7 +68,7 @@ public:
 private:
     static constexpr std::size_t blockBytes = 4096;
 
-    /// One that no other has, and that is not what other kinds of files begin with.
+    /// A name that no other channel has, and that does not look like the beginning of another kind of file.
     std::string ChooseFreeName() {
         std::string name = ChooseName(bytes);
         const auto isTaken = [&](const auto& known) { return known == name; };

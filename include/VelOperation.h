@@ -3,40 +3,39 @@
  *
  * A host holds typed channels. For each computed channel it creates one operation, which turns the current samples of
  * a few operand channels into one new sample of a result channel each time the host executes it. This header is the
- * whole interface: nine functions, valid in C11 and in C++. VelOperation.hpp is a typed front on it for C++.
+ * whole interface: nine functions, for C11 and for C++. VelOperation.hpp is a typed layer on top of it for C++.
  *
  * What the library does not do: it owns no channel, starts no thread, takes no lock, writes no log, and reads no file
- * but the gear table that a host names to "Gangermittlung".
+ * except the gear table that a host names to "Gangermittlung".
  *
  * Conventions
  *
- * 1. Life of an operation. Create, then Initialize where the operation takes parameters, then Execute once per sample
- *    period with Reset wherever a fresh start is wanted, then Terminate, then Dispose. The order is not checked:
- *    Execute without Initialize computes with the values that the operation has from its creation.
+ * 1. Life of an operation. Create, then Initialize if the operation takes parameters, then Execute once per sample
+ *    period, with Reset for each fresh start, then Terminate, then Dispose. Nothing checks the order: Execute without
+ *    Initialize computes with the initial values of the parameters.
  *
  * 2. References. A channel is reached through the address of the host's pointer to its current sample:
  *
  *        operation ---> host's pointer ---> current sample
  *           (kept for life)   (may move between calls)
  *
- *    Both the pointer and the sample belong to the host and must outlive the operation. Both levels are followed at
- *    each access, so the host may move the pointer (over a column, a ring, two buffers) without a word to the
- *    operation. An operand's pointer may be null while the operation does not read that operand.
- *    One channel may be operand and result of the same operation.
+ *    Both the pointer and the sample belong to the host and must outlive the operation. Each access follows both, so
+ *    the host may move the pointer (over a column, a ring, two buffers) without telling the operation. An operand's
+ *    pointer may be null while the operation does not read that operand. An operand and a result may share a channel.
  *
  * 3. NoValue. THE SAMPLE THAT STANDS IN A CHANNEL WHEN Create IS CALLED IS THAT CHANNEL'S NoValue for this operation:
- *    the value that says "no valid sample now". Store it in every operand and result channel before Create. It is
- *    kept as a marker for the operation's life; later changes of the channel do not change it. The pointer of the
+ *    the value that says "no valid sample now". Store it in every operand and result channel before Create. The
+ *    operation keeps it for life as a marker; later changes of the channel do not change it. The pointer of the
  *    result must be valid at Create. An operand whose pointer is null at Create has no marker and never is NoValue,
- *    except where the reference of an operation says so.
+ *    unless the reference of an operation says otherwise.
  *    A floating marker that is a NaN stands for every NaN; other markers compare exactly (-0.0 equals +0.0).
  *
  * 4. Threads. [set-up] functions may run on several threads at once for different operations, as long as nobody
- *    changes the message callback meanwhile. [one thread per handle]: calls for one handle must not overlap, calls for
+ *    changes the message callback meanwhile. [one thread per handle]: calls for one handle must not overlap; calls for
  *    different handles may, as long as none of them writes a channel that another one uses.
  *
  * 5. Memory. [no allocation] functions allocate nothing in steady state; windows and delay lines allocate while they
- *    fill. Where allocation fails, std::bad_alloc passes through the function to the host: a host that must survive
+ *    fill. If an allocation fails, std::bad_alloc passes through the function to the host: a host that must survive
  *    this makes the call from C++.
  *
  * 6. Results. A boolean sample is a UInt16, written as 0 or 1, read as true when it is not 0. Integer arithmetic wraps
@@ -69,7 +68,7 @@ typedef void* VelHandle;
 
 /**
  * Receives the library's messages. `text` is NUL-terminated, at most 119 characters long, begins with
- * "VelOperation.dll : ", and is valid for the time of the call only. `level` is 2 (the request has a wrong form), 4
+ * "VelOperation.dll : ", and is valid during the call only. `level` is 2 (the request has a wrong form), 4
  * (there is no such operation on these types) or 8 (the same, of an operation with three operands, or with two boolean
  * operands and another result).
  */
@@ -78,21 +77,21 @@ typedef void (*MessageCallback)(int level, const char* text);
 /** The version of the library, VEL_OPERATION_VERSION. [any thread] */
 VEL_API uint32_t GetDLLVersion(void);
 
-/** The build text, "Beta Build 26227". It stays the library's and stays where it is. [any thread] */
+/** The build text, "Beta Build 26227". The library owns it and never moves or frees it. [any thread] */
 VEL_API const char* GetDLLBuildNumber(void);
 
 /**
- * Sets the function that receives messages; null, as at load, stops them. Messages are sent by Create and by the
- * Initialize of the limit operations only, on the calling thread. Do not call this while another thread is in one of
- * those. [set-up]
+ * Sets the function that receives messages; null, the initial state, stops them. Only Create and the Initialize of the
+ * limit operations send messages, on the calling thread. Do not call this while another thread is in one of those.
+ * [set-up]
  */
 VEL_API void SetMessageCallback(MessageCallback callback);
 
 /**
  * Creates an operation.
  *
- * noValueAware   true: the operation does not compute while an operand holds its NoValue; false: it takes a marker for
- *                a sample like any other. Some operations differ from this; their reference says how.
+ * noValueAware   true: the operation does not compute while an operand holds its NoValue; false: it treats NoValue
+ *                like any other sample. Some operations differ from this; their reference says how.
  * operationName  the name, compared as a whole and case sensitive: "Plus".
  * typeSignature  one letter for each channel, the result first, then the operands in order:
  *
@@ -103,28 +102,28 @@ VEL_API void SetMessageCallback(MessageCallback callback);
  *                sample, for instance the `double**` that `&current` is. Operations with several results take all
  *                results first.
  *
- * Returns the handle, or null if there is no such operation on these types; a message tells why. Refused in silence are
- * only an "If" on unknown types, and signatures of more than four letters for names other than "Gangermittlung",
- * "UpperLimit", "LowerLimit", "Linea", "VLinea", "Extract8Bits", "Extract16Bits" and "Statistics". Null strings are not
- * allowed. The strings are not kept. [set-up] [may call back]
+ * Returns the handle, or null if there is no such operation on these types; a message tells why. Only these are
+ * refused in silence: "If" on unknown types, and signatures of more than four letters for names other than
+ * "Gangermittlung", "UpperLimit", "LowerLimit", "Linea", "VLinea", "Extract8Bits", "Extract16Bits" and "Statistics".
+ * The strings must not be null, and are not kept. [set-up] [may call back]
  */
 VEL_API VelHandle Create(bool noValueAware, const char* operationName, const char* typeSignature, ...);
 
 /**
- * Hands the parameters over. The length of `parameterSignature` tells how many values follow; its letters are looked
- * at by the limit operations only. Values are passed as C passes variable arguments: integers as the declared type (up
- * to 32 bits as int or unsigned, 64 bits as long long), floating values as double. The one exception, the duration of
- * "MonoFlop" with one operand, is passed through VelPackFloat32.
+ * Passes parameters. The length of `parameterSignature` says how many values follow; only the limit operations look at
+ * its letters. Pass values as C passes variable arguments: integers as the declared type (up to 32 bits as int or
+ * unsigned, 64 bits as long long), floating values as double. The one exception, the duration of "MonoFlop" with one
+ * operand, is passed through VelPackFloat32.
  *
- * Returns what the operation answers: false if it refuses the parameters; and false for a null handle. May be called
- * again at any time. The reference tells what each operation takes. [one thread per handle] [may call back]
+ * False if the operation refuses the parameters, and for a null handle. May be called again at any time. The reference
+ * says what each operation takes. [one thread per handle] [may call back]
  */
 VEL_API bool Initialize(VelHandle handle, const char* parameterSignature, ...);
 
 /**
  * Computes one sample.
  *
- * True: the calculation ran; the result holds its outcome. Operations that latch write it only when it changes.
+ * True: the calculation ran, and the result holds its outcome. Operations that latch write it only when it changes.
  * False: there is no new value, for one of two reasons that the return value does not tell apart. Either an operand
  * was NoValue, and the result now holds the result's NoValue; or the calculation was refused (a zero divisor, a root of
  * a negative number), and the result is as it was. Also false for a null handle.
@@ -133,16 +132,15 @@ VEL_API bool Initialize(VelHandle handle, const char* parameterSignature, ...);
 VEL_API bool Execute(VelHandle handle);
 
 /**
- * Brings back the state of a fresh start. Parameters and NoValue markers stay, and no channel is written. Always true,
- * also for a null handle. [one thread per handle] [no allocation]
+ * Returns to the state of a fresh start. Keeps parameters and NoValue markers, and writes no channel. Always true, even
+ * for a null handle. [one thread per handle] [no allocation]
  */
 VEL_API bool Reset(VelHandle handle);
 
 /** Ends the work of an operation before Dispose. False for a null handle. [one thread per handle] */
 VEL_API bool Terminate(VelHandle handle);
 
-/** Destroys an operation; the handle is dead afterwards. Always true, also for a null handle. [one thread per handle]
- */
+/** Destroys an operation and its handle. Always true, even for a null handle. [one thread per handle] */
 VEL_API bool Dispose(VelHandle handle);
 
 #ifdef __cplusplus
@@ -150,9 +148,8 @@ VEL_API bool Dispose(VelHandle handle);
 #endif
 
 /**
- * The argument through which a true Float32 is passed. C turns every float argument into a double; the duration of
- * "MonoFlop" is instead read as a Float32 from the low 32 bits of its argument, where this function puts it on machines
- * of any byte order:
+ * The argument that passes a true Float32. C turns every float argument into a double, but the duration of "MonoFlop"
+ * is read as a Float32 from the low 32 bits of its argument. This function puts it there, on either byte order:
  *
  *     Initialize(handle, "F", VelPackFloat32(0.5f));
  */

@@ -1,6 +1,6 @@
 /// The typed host side of VelOperation for C++20: channels that know their sample type and their NoValue, and
-/// operations that dispose of themselves. Signatures are derived from types, so that they cannot be wrong. Everything
-/// is inline and adds nothing to the calls of VelOperation.h, where the rules of life, threads and memory stand.
+/// operations that dispose of themselves. Types determine signatures, so these cannot be wrong. Everything is inline
+/// and costs nothing beyond the calls of VelOperation.h, which states the rules of life, threads and memory.
 ///
 ///     Vel::Channel<double> x, y, z;
 ///     auto divide = Vel::OperationHandle::Create(true, "Divide", z, x, y);
@@ -54,7 +54,7 @@ namespace Detail {
 template <class T, class... TOthers>
 concept OneOf = (std::same_as<T, TOthers> || ...);
 
-/// The letter of a sample type, 0 for any other type. Integers have theirs by width, from 8 bits to 64.
+/// The letter of a sample type, 0 for any other type. An integer's letter depends on its width, from 8 bits to 64.
 template <class T>
 constexpr char Letter() noexcept {
     if constexpr (OneOf<T, float, double, unsigned char, unsigned short, unsigned int, unsigned long,
@@ -69,21 +69,20 @@ constexpr char Letter() noexcept {
 } // namespace Detail
 
 /// The types of samples: float, double, and the signed and unsigned integer types from `signed char` to `long long`,
-/// each under the letter of its width. So `long` is SInt64 where it has 64 bits and SInt32 where it has 32;
-/// std::int8_t to std::uint64_t are the same everywhere. bool, char, other character types and wider integers are not
-/// samples.
+/// each with the letter of its width. So `long` is SInt64 if it has 64 bits and SInt32 if it has 32; std::int8_t to
+/// std::uint64_t are the same everywhere. bool, char, other character types and wider integers are not samples.
 template <class T>
 concept Sample = (Detail::Letter<T>() != 0);
 
-/// The NoValue of a channel for which none is given: a NaN, or the lowest signed, or the highest unsigned value.
+/// The default NoValue of a channel: a NaN, or the lowest signed, or the highest unsigned value.
 template <Sample T>
 inline constexpr T defaultNoValue = std::is_floating_point_v<T> ? std::numeric_limits<T>::quiet_NaN()
                                     : std::is_signed_v<T>       ? std::numeric_limits<T>::lowest()
                                                                 : std::numeric_limits<T>::max();
 
-/// A channel: its NoValue, a sample of its own, and the pointer that operations follow. The pointer starts at the own
-/// sample and may be moved over samples that lie elsewhere. A channel stays where it is made, since operations keep its
-/// address, and must outlive them.
+/// A channel: its NoValue, its own sample, and the pointer that operations follow. The pointer starts at the own
+/// sample, and may move over samples elsewhere. A channel cannot be moved, since operations keep its address, and must
+/// outlive them.
 template <Sample T>
 class Channel {
 public:
@@ -105,13 +104,13 @@ public:
     /// A NaN as NoValue stands for every NaN.
     bool IsNoValue() const noexcept { return *current == noValue || (*current != *current && noValue != noValue); }
 
-    /// Moves the pointer to a sample of the host's; null: there is none.
+    /// Moves the pointer to a sample of the host; null means that there is none.
     void MoveTo(T* newSample) noexcept { current = newSample; }
     /// Moves the pointer back to the channel's own sample.
     void MoveHome() noexcept { current = &sample; }
     T* Current() const noexcept { return current; }
 
-    /// What Create takes for this channel.
+    /// The reference that Create takes for this channel.
     T** Reference() noexcept { return &current; }
 
 private:
@@ -120,14 +119,14 @@ private:
     T* current;
 };
 
-/// A Float32 parameter that is passed as one, not as a double: the duration of "MonoFlop" with one operand.
+/// A parameter that is passed as a Float32, not as a double: the duration of "MonoFlop" with one operand.
 struct PackedFloat32 {
     float value;
 };
 
 namespace Detail {
 
-/// Lets a channel show its NoValue while an operation is created, and gives the sample back afterwards.
+/// Makes a channel show its NoValue while an operation is created, and restores the sample afterwards.
 template <Sample T>
 class NoValueShown {
 public:
@@ -149,8 +148,8 @@ private:
     T before{};
 };
 
-/// Calls a function while all channels show their NoValue. Samples come back in reverse order, so that one which
-/// several channels share survives.
+/// Calls a function while all channels show their NoValue. Restores samples in reverse order, so that a sample survives
+/// that several channels share.
 template <class TFunction>
 auto ShowNoValues(TFunction function) {
     return function();
@@ -161,7 +160,7 @@ auto ShowNoValues(TFunction function, Channel<T>& channel, Channel<TRest>&... re
     return ShowNoValues(function, rest...);
 }
 
-/// The type of a parameter's value: for an unscoped enumeration the integer type that it is made of.
+/// The type of a parameter's value: for an unscoped enumeration its underlying integer type.
 template <class T>
 struct Value {
     using Type = T;
@@ -172,7 +171,7 @@ struct Value<T> {
     using Type = std::underlying_type_t<T>;
 };
 
-/// The letter of a parameter's type, 0 for a type that no parameter has.
+/// The letter of a parameter's type, 0 if parameters cannot have this type.
 template <class T>
 constexpr char ParameterLetter() noexcept {
     using Type = typename Value<T>::Type;
@@ -191,13 +190,13 @@ constexpr char ParameterLetter() noexcept {
 } // namespace Detail
 
 /// The types of parameters: those of samples, PackedFloat32, bool, NUL-terminated texts, and unscoped enumerations,
-/// which stand for their value. Nothing else is converted in silence.
+/// which stand for their value. Nothing else is converted silently.
 template <class T>
 concept ParameterType = (Detail::ParameterLetter<T>() != 0);
 
 namespace Detail {
 
-/// Without a fold expression, which clang takes for up to 256 types only: a curve has two parameters for each point.
+/// Not a fold expression: clang allows these up to 256 types, and a curve has two parameters for each point.
 template <class... Ts>
 consteval bool AreParameters() {
     for (const bool isParameter : {true, ParameterType<Ts>...})
@@ -206,9 +205,9 @@ consteval bool AreParameters() {
     return true;
 }
 
-/// The form in which a parameter travels as a variable argument. Integers are widened to 64 bits, of which an operation
-/// takes the low ones that it wants. Not so on a 32-bit processor, where an argument has the size of its type: there a
-/// parameter of 64 bits, such as a mask, must be given as one.
+/// A parameter as a variable argument. Integers are widened to 64 bits, and operations take the low ones that they
+/// need. Not on 32-bit processors, where an argument has the size of its type: there a 64-bit parameter, such as a
+/// mask, must be given as one.
 template <ParameterType T>
 constexpr auto Argument(T value) noexcept {
     if constexpr (std::same_as<T, PackedFloat32>)
@@ -240,8 +239,8 @@ public:
     ~OperationHandle() { ::Dispose(handle); }
 
     /// Creates an operation on channels in signature order, results first. Each channel shows its NoValue to the new
-    /// operation and gets its sample back, so nobody may use these channels meanwhile. Empty if the library refuses;
-    /// the message callback then knows why.
+    /// operation and then gets its sample back, so nobody may use these channels meanwhile. Empty if the library
+    /// refuses; the message callback has been told why.
     template <Sample... Ts>
     [[nodiscard]] static OperationHandle Create(bool noValueAware, const char* operationName,
                                                 Channel<Ts>&... channels) {

@@ -6,7 +6,7 @@ namespace Velmarosk {
 
 namespace {
 
-// Constant initialisation: the attach notification may come before any constructor of this library has run.
+// Constant initialisation: the attach notification may come before this library's constructors run.
 constinit const char* buildText = "";
 
 } // namespace

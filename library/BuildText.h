@@ -1,4 +1,4 @@
-/// The text by which a host tells one build of the library from another.
+/// The text that tells one build of the library from another.
 #pragma once
 
 namespace Velmarosk::Operation {

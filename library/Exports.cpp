@@ -1,4 +1,4 @@
-/// The nine exports: forwarders with a defined answer to a null handle, and nothing else.
+/// The nine exports. They only forward, and give a null handle a defined answer.
 
 #include "VelOperation.h"
 
@@ -13,7 +13,7 @@ using Velmarosk::Operation::COperation;
 
 COperation* FromHandle(VelHandle handle) noexcept { return static_cast<COperation*>(handle); }
 
-/// Ends a list of variable arguments on every way out, that of an exception included.
+/// Ends a list of variable arguments on every way out, exceptions included.
 class ListEnd {
 public:
     explicit ListEnd(std::va_list& started) noexcept : list(started) {}

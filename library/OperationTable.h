@@ -5,7 +5,7 @@
 
 namespace Velmarosk::Operation {
 
-/// The families of every topic. A name may stand in several families, of one topic or of several.
+/// The families of every topic. A name may have several families, in one topic or in several.
 OperationTable AllOperations() noexcept;
 
 } // namespace Velmarosk::Operation

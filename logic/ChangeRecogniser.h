@@ -5,10 +5,10 @@
 
 namespace Velmarosk::Operation {
 
-/// Looks at an operand only when its value changes. A new value that is high, above 0, is an edge, unless the change
-/// before it was one: a change from one high value to another is intentionally no edge, but makes the next one possible
-/// again. A clock that climbs through 1, 2, 3, 4 has its edges at 1 and 3. A negative value is low, and so is a NaN,
-/// which differs from everything and so is a change on each sample.
+/// Reacts only when an operand's value changes. A change to a high value, above 0, is an edge, unless the change before
+/// it was one: a change from one high value to another is no edge, but makes the next one possible again. A clock that
+/// climbs through 1, 2, 3, 4 has its edges at 1 and 3. Negative values are low. NaNs are low too, and differ from
+/// everything, so each is a change.
 template <Sample T>
 class ChangeRecogniser {
 public:
@@ -20,12 +20,12 @@ public:
         return isHigh;
     }
 
-    /// Lets the edge that was just seen count as none, so that the next change to a high value is an edge again.
+    /// Cancels the edge just seen, so the next change to a high value is an edge again.
     void WithdrawEdge() noexcept { isHigh = false; }
 
 private:
     T oldValue = 0;      ///< at the last change
-    bool isHigh = false; ///< the last change was an edge
+    bool isHigh = false; ///< whether the last change was an edge
 };
 
 } // namespace Velmarosk::Operation

@@ -1,6 +1,6 @@
 /// The date and time as a number, and the components of such a number. A time value is the number of seconds since
-/// 2000-01-01 00:00:00 on the clock that it was taken from. None of these operations has parameters, a state or a
-/// NoValue-aware form; Execute always returns true, and an operand's NoValue is a number like any other.
+/// 2000-01-01 00:00:00 on the clock that it came from. These operations have no parameters, no state and no
+/// NoValue-aware form. Execute always returns true; an operand's NoValue is a number like any other.
 #pragma once
 
 #include "core/Arithmetic.h"
@@ -11,7 +11,7 @@
 namespace Velmarosk::Operation {
 
 inline constexpr UInt64 fileTicksPerSecond = 10'000'000;
-/// From the epoch of file times, 1601-01-01, to that of time values.
+/// From the epoch of file times, 1601-01-01, to the epoch of time values.
 inline constexpr UInt64 secondsFromFileEpoch = 12'591'158'400;
 inline constexpr UInt64 fileTicksFromFileEpoch = secondsFromFileEpoch * fileTicksPerSecond;
 
@@ -24,7 +24,7 @@ T TimeValue(UInt64 fileTime) noexcept {
 
 inline UInt64 FileTimeOf(UInt64 timeValue) noexcept { return (timeValue + secondsFromFileEpoch) * fileTicksPerSecond; }
 
-/// Multiplies in T, which is intended: in Float32 the product is no finer than the time value.
+/// Multiplies in T: in Float32 the product is no finer than the time value.
 template <FloatSample T>
 UInt64 FileTimeOf(T timeValue) noexcept {
     return TruncateToUInt64(timeValue * static_cast<T>(fileTicksPerSecond)) + fileTicksFromFileEpoch;
@@ -49,18 +49,18 @@ public:
 template <class TResult>
 using CSystemTime = CClockSource<Platform::GetSystemTime, TResult>;
 
-/// "LocalTime": the same of the local wall clock. It jumps with daylight saving.
+/// "LocalTime": the same for the local wall clock. It jumps with daylight saving.
 template <class TResult>
 using CLocalTime = CClockSource<Platform::GetLocalTime, TResult>;
 
-/// One field of the calendar time that a time value stands for; 0 if it stands for none.
+/// One field of the calendar time of a time value; 0 if the value is no calendar time.
 template <UInt16 Platform::SYSTEMTIME::*field, class TResult, class TOperand>
 class CClockComponent : public CUnaryOperation<TResult, TOperand> {
 public:
     using CUnaryOperation<TResult, TOperand>::CUnaryOperation;
 
     bool Execute() override {
-        Platform::SYSTEMTIME time{}; // stays like this where the conversion fails
+        Platform::SYSTEMTIME time{}; // stays so if the conversion fails
         Platform::FileTimeToSystemTime(FileTimeOf(this->operandRef.Read()), time);
         this->resultRef.Write(static_cast<TResult>(time.*field));
         return true;

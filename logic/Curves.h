@@ -1,6 +1,6 @@
-/// Characteristic curves: a value is mapped through a list of points, by straight lines between them and at the level
-/// of the outer points beyond them. Lines are evaluated in their intercept form, which at a point may miss that point's
-/// y by a rounding.
+/// Characteristic curves: map a value through a list of points, with straight lines between them and the level of the
+/// outer points beyond them. Lines are evaluated in their intercept form, so at a point the result may miss its y by a
+/// rounding.
 #pragma once
 
 #include "core/Arithmetic.h"
@@ -22,13 +22,13 @@ struct LineaPoint {
 };
 
 /// "Linea": the curve's value at the operand. Below the first x this is the first y; on or above the last x, and for a
-/// NaN, it is the last y. Where an x is repeated the curve has a step, and the later y counts.
+/// NaN, it is the last y. If an x is repeated, the curve has a step, and the later y counts.
 ///
 /// Parameters: the points in ascending order of x, for each its x (in the units of the operand) and its y (in the units
-/// of the result), as two floating values. The letters are free. Refused if there is none, or an x without a y.
-/// The order is neither checked nor made: the line taken is always the one to the first point whose x is above the
-/// operand. Execute returns true; without a curve it returns false and leaves the result as it is.
-/// Reset changes nothing. Terminate takes the curve away.
+/// of the result), as two floating values. The letters do not matter. Refused if there is no point, or an x without a
+/// y. Nobody checks or sorts the order: the line is always the one to the first point whose x is above the operand.
+/// Execute returns true; without a curve it returns false and leaves the result as it is. Reset changes nothing.
+/// Terminate removes the curve.
 template <class T>
 class CLinea : public COperation {
 public:
@@ -45,7 +45,7 @@ public:
     }
     bool Execute() override { return LookUp(); }
     bool Initialize(Parameters& parameters) override;
-    /// Keeps the storage for the next curve.
+    /// Keeps the memory for the next curve.
     bool Terminate() override {
         Clear();
         return true;
@@ -68,7 +68,7 @@ protected:
     T resultNoValue;
 
 private:
-    /// A straight line, and the operands that it is for.
+    /// A straight line, and the range of its operands.
     struct Line {
         bool Spans(T v) const noexcept { return v >= from && v < to; }
         T ValueAt(T v) const noexcept { return AddInOrder(intercept, MultiplyInOrder(v, slope)); }
@@ -78,7 +78,7 @@ private:
         T slope;
         T intercept;
     };
-    /// A line for no operand.
+    /// A line with an empty range.
     static constexpr Line noLine{.from = std::numeric_limits<T>::quiet_NaN(), .to = 0, .slope = 0, .intercept = 0};
 
     void Clear() noexcept {
@@ -92,8 +92,8 @@ private:
     void PrepareLookUp() noexcept;
     [[gnu::noinline]] bool LookUpElsewhere(T v) noexcept;
 
-    // Half of the comparisons of a search hold, so a branch would be mispredicted as often. clang makes a branch of a
-    // conditional move in a loop, and tests the step before it is halved. The asm keeps it from both.
+    // Half of a search's comparisons are true, so branches would be mispredicted half of the time. In a loop, clang
+    // turns a conditional move into a branch, and tests the step before it is halved. The asm prevents both.
 
     /// `next` if v has reached its bound, otherwise `reached`.
     static std::size_t Furthest(T v, const T& bound, std::size_t next, std::size_t reached) noexcept {
@@ -115,8 +115,8 @@ private:
         return step;
     }
 
-    /// The index of the line for an operand that one of them is for, found by halves: every look-up takes the same
-    /// number of comparisons.
+    /// The index of the line whose range has an operand, by halving search: every look-up takes the same number of
+    /// comparisons. One of the ranges must have it.
     std::size_t IndexFor(T v) const noexcept {
         std::size_t reached = 0;
         for (std::size_t step = firstStep; step != 0; step = Half(step))
@@ -124,17 +124,18 @@ private:
         return reached;
     }
 
-    /// The lines that a look-up can find, in ascending order, and where the first one begins and the last one ends.
+    /// The lines that a look-up can find, in ascending order, and where the first begins and the last ends.
     std::vector<Line> lines;
     T begin = 0;
     T end = 0;
-    /// Where each line begins, side by side for the search, then infinities up to a power of two.
+    /// Where each line begins, contiguous for the search, then infinities up to a power of two.
     std::vector<T> bounds;
     std::size_t firstStep = 0;
     /// The line that the next operand is compared with first, and the index of the one that the search found last.
     const Line* last = &noLine;
     std::size_t lastFound = 0;
-    /// A bit for each of the last searches, the newest lowest: whether it found a line close to the one before.
+    /// A bit for each of the last searches, the newest lowest: whether it found a line close to that of the search
+    /// before.
     UInt8 nearness = 0;
 };
 
@@ -143,7 +144,7 @@ bool CLinea<T>::Initialize(Parameters& parameters) {
     Clear();
     if (parameters.Count() == 0 || parameters.Count() % 2 != 0)
         return false;
-    // All storage first: if there is not enough, the curve stays empty.
+    // All memory first: if there is not enough, the curve stays empty.
     const std::size_t count = parameters.Count() / 2;
     points.reserve(count);
     bounds.reserve(std::bit_ceil(count));
@@ -154,8 +155,8 @@ bool CLinea<T>::Initialize(Parameters& parameters) {
     return true;
 }
 
-/// The first point above an operand is always one that is above all points before it. So only the lines to such points
-/// are kept, each for the operands from the highest x before it on. An x that is a NaN is above nothing.
+/// The first point above an operand is always above all points before it. So only the lines to such points are kept,
+/// each for operands from the highest x before it. A NaN is above nothing.
 template <class T>
 void CLinea<T>::PrepareLookUp() noexcept {
     constexpr T infinity = std::numeric_limits<T>::infinity();
@@ -176,8 +177,8 @@ void CLinea<T>::PrepareLookUp() noexcept {
     firstStep = bounds.size() / 2;
 }
 
-/// While all searches end close to one another, the line found is kept for the next operands, so that a slow course
-/// mostly goes without a search. Random operands are compared with no line, which is always false and so predictable.
+/// While searches end close to one another, the line found is tried first for the next operands, so a slow sweep mostly
+/// needs no search. Otherwise that line has an empty range: the comparison is always false, so it is predictable.
 template <class T>
 bool CLinea<T>::LookUpElsewhere(T v) noexcept {
     if (v >= begin && v < end) [[likely]] {
@@ -199,7 +200,7 @@ bool CLinea<T>::LookUpElsewhere(T v) noexcept {
 template <class T>
 using CLineaNV = CNoValueAware<CLinea<T>>;
 
-/// "VLinea" that is not NoValue-aware: intended to do nothing. Execute returns false and leaves the result as it is.
+/// "VLinea" that is not NoValue-aware: does nothing. Execute returns false and leaves the result as it is.
 template <class T>
 class CVLinea final : public CLinea<T> {
 public:
@@ -207,8 +208,8 @@ public:
     bool Execute() override { return false; }
 };
 
-/// "VLinea" that is NoValue-aware: as "Linea", but a NoValue counts as 0. Intended: the 0 is written into the operand's
-/// own channel, the comparison is the plain one, which no NaN passes, and an operand without a marker compares with 0.
+/// "VLinea" that is NoValue-aware: like "Linea", but NoValue counts as 0. It writes the 0 into the operand's own
+/// channel. The comparison is a plain ==, so no NaN passes it, and an operand without a marker is compared with 0.
 template <class T>
 class CVLineaNV final : public CLinea<T> {
 public:

@@ -1,6 +1,6 @@
-/// Edges and triggers: a channel's course over time as a boolean channel, written as 0 or 1 on every sample. Execute
-/// returns true; the NoValue-aware twins return false with the result's NoValue while an operand holds its own, and
-/// keep their state then, unless they say otherwise.
+/// Edges and triggers: what a channel does over time as a boolean channel, written as 0 or 1 on every sample. Execute
+/// returns true. While an operand is NoValue, the NoValue-aware twins write NoValue, return false and keep their state,
+/// unless they say otherwise.
 #pragma once
 
 #include "core/OperationRows.h"
@@ -10,7 +10,7 @@
 
 namespace Velmarosk::Operation {
 
-/// The old value may lie on the threshold, the new one must not. A comparison with a NaN fails.
+/// The old value may be equal to the threshold, the new one must not. Comparisons with a NaN are false.
 struct RisingPassage {
     static constexpr int defaultThreshold = 0;
 
@@ -20,7 +20,7 @@ struct RisingPassage {
     }
 };
 
-/// RisingPassage downward. The other default is intended: a boolean channel falls below 1, not below 0.
+/// RisingPassage downward. The default is 1, since a boolean channel falls below 1, not below 0.
 struct FallingPassage {
     static constexpr int defaultThreshold = 1;
 
@@ -32,9 +32,9 @@ struct FallingPassage {
 
 /// 1 for the one sample in which the operand passes the threshold. The first sample is compared with the initial value.
 ///
-/// Parameters: the threshold, then the initial value, both in the operand's type and unit. Without the first the
-/// default threshold comes back; unless there are exactly two, the initial value is 0. Further ones are ignored.
-/// Reset: the initial value becomes the old value again; the threshold stays.
+/// Parameters: the threshold, then the initial value, both in the operand's type and unit. Without any, the default
+/// threshold is restored. Unless there are exactly two, the initial value is 0. Further ones are ignored. Reset: the
+/// initial value becomes the old value again; the threshold stays.
 template <class TPassage, class TResult, class TOperand>
 class CThresholdEdge : public CUnaryOperation<TResult, TOperand> {
 public:
@@ -42,7 +42,7 @@ public:
 
     bool Execute() override {
         this->resultRef.Write(TPassage::IsPassed(oldValue, this->operandRef.Read(), threshold));
-        oldValue = this->operandRef.Read(); // behind the result, which may be the same channel
+        oldValue = this->operandRef.Read(); // after the result, which may be the same channel
         return true;
     }
 
@@ -73,7 +73,7 @@ using CNegEdge = CThresholdEdge<FallingPassage, TResult, TOperand>;
 template <class TResult, class TOperand>
 using CNegEdgeNV = CNoValueAware<CNegEdge<TResult, TOperand>>;
 
-/// "IsTic": 1 while the number of Execute calls, this one included, equals the operand. The count stops at the highest
+/// "IsTic": 1 while the number of Execute calls, including this one, equals the operand. The count stops at the highest
 /// value of the operand's type. No parameters. Reset: the count is 0.
 template <class TResult, class TOperand>
 class CIsTic : public CUnaryOperation<TResult, TOperand> {
@@ -95,7 +95,7 @@ private:
 template <class TResult, class TOperand>
 using CIsTicNV = CNoValueAware<CIsTic<TResult, TOperand>>;
 
-/// "StartOnlyTrigger": 1 from the first sample on that is not 0. The operand is not read any more then. No parameters.
+/// "StartOnlyTrigger": 1 from the first sample that is not 0. After that the operand is no longer read. No parameters.
 /// Reset: 0 again.
 class CStartOnlyTrigger : public CUnaryOperation<Boolean, Boolean> {
 public:
@@ -114,7 +114,7 @@ protected:
     bool state = false;
 };
 
-/// Intentionally holds its 1 through NoValue: once the trigger is set the operand is not looked at.
+/// Keeps its 1 through NoValue: once the trigger is set, nothing looks at the operand.
 class CStartOnlyTriggerNV final : public CStartOnlyTrigger {
 public:
     using CStartOnlyTrigger::CStartOnlyTrigger;
@@ -122,7 +122,7 @@ public:
     bool Execute() override { return CheckNoValue() && CStartOnlyTrigger::Execute(); }
 };
 
-/// "StopOnlyTrigger": 0 from the first sample on that is not 0. The operand is not read any more then. No parameters.
+/// "StopOnlyTrigger": 0 from the first sample that is not 0. After that the operand is no longer read. No parameters.
 /// Reset: 1 again.
 class CStopOnlyTrigger : public CUnaryOperation<Boolean, Boolean> {
 public:
@@ -149,8 +149,8 @@ private:
     bool state = true;
 };
 
-/// Never shows NoValue, which is intended: the operand's NoValue only keeps it from clearing the state, and the state
-/// is written over the NoValue that the check leaves in the result.
+/// Never shows NoValue: a NoValue operand only leaves the state alone, and the state overwrites the NoValue that the
+/// check wrote into the result.
 class CStopOnlyTriggerNV final : public CStopOnlyTrigger {
 public:
     using CStopOnlyTrigger::CStopOnlyTrigger;
@@ -162,8 +162,8 @@ public:
 };
 
 /// "StartNotStopTriggerPuls": one pulse per Reset. It begins with the first sample that is not 0, and ends with the
-/// first 0 after a sample that found the pulse time over: the time is intentionally looked at only while the operand is
-/// not 0, so a 0 within the pulse time does not end the pulse. Timed by the tick counter.
+/// first 0 after a sample that found the pulse time over. The time is checked only while the operand is not 0, so a 0
+/// within the pulse time does not end the pulse. Timed by the tick counter.
 ///
 /// Parameters: the pulse time in seconds, a double, 2 by default; refused without any, further ones are ignored.
 /// Reset: ready for the next pulse; the pulse time stays.
@@ -203,7 +203,7 @@ private:
             open = false;
         }
     }
-    /// `started` stays, so that the pulse is the only one.
+    /// `started` stays, so there is only one pulse.
     void Stop() noexcept {
         state = false;
         open = true;
@@ -211,14 +211,14 @@ private:
 
     bool state = false;
     bool started = false;
-    bool open = true; ///< the pulse time is not known to be over; falls only once the pulse is started
+    bool open = true; ///< the pulse time is not known to be over; falls only after the pulse has begun
     UInt32 startTick = 0;
     Float64 pulseSeconds = 2.0;
 };
 using CStartNotStopTriggerPulsNV = CNoValueAware<CStartNotStopTriggerPuls>;
 
-/// Operand 1 sets the state, and operand 2 clears it while its truth is `clearingStop`; but only after the state was
-/// written, so that a state always shows for one sample. No parameters. Reset: 0 again.
+/// Operand 1 sets the state; operand 2 clears it while its truth value is `clearingStop`, but only after the state has
+/// been written, so each state shows for at least one sample. No parameters. Reset: 0 again.
 template <bool clearingStop>
 class CHeldTrigger : public CBinaryOperation<Boolean, Boolean, Boolean> {
 public:

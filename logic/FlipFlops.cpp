@@ -4,7 +4,7 @@ namespace Velmarosk::Operation {
 
 namespace {
 
-/// A boolean channel intentionally clocks boolean data only.
+/// A boolean channel clocks boolean data only.
 template <class TData, class TClock>
 using Clocked = std::conditional_t<std::same_as<TClock, Boolean> && !std::same_as<TData, Boolean>, NoSignature,
                                    Signature<TData, TClock, TData>>;

@@ -1,7 +1,6 @@
 /// Flip-flops. Both act on an edge of their clock, operand 1, as the change recogniser sees it; a clock that is high on
-/// the first sample is an edge. The result is written at an edge only and holds in between because nothing touches it.
-/// Execute returns true; the twins return false with the result's NoValue while an operand holds its own, and keep
-/// their state then. No parameters.
+/// the first sample is an edge. They write the result at an edge only; in between nothing touches it. Execute returns
+/// true. While an operand is NoValue, the twins write NoValue, return false and keep their state. No parameters.
 #pragma once
 
 #include "core/OperationRows.h"
@@ -9,8 +8,8 @@
 
 namespace Velmarosk::Operation {
 
-/// "DFF": copies operand 2, the data, to the result at an edge of operand 1; it is not read on other samples. Reset:
-/// the clock counts as 0 and low; the result stays.
+/// "DFF": copies operand 2, the data, to the result at an edge of operand 1, and reads it at no other time. Reset: the
+/// clock counts as 0 and low; the result stays.
 template <class TResult, class TClock, class TData>
 class CDFF : public CBinaryOperation<TResult, TClock, TData> {
 public:
@@ -31,7 +30,7 @@ template <class TResult, class TClock, class TData>
 using CDFFNV = CNoValueAware<CDFF<TResult, TClock, TData>>;
 
 /// "TFF": the result changes between 0 and 1 at each edge of the operand. Reset: the clock counts as 0 and low, and the
-/// next edge writes 1 whatever the result shows.
+/// next edge writes 1, whatever the result shows.
 template <class TResult, class TClock>
 class CTFF : public CUnaryOperation<TResult, TClock> {
 public:

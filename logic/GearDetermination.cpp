@@ -8,8 +8,8 @@ CGangermittlung::CGangermittlung(const References& references) noexcept
       operand2Ref(references.At<UInt16>(2)),
       operand3Ref(references.At<UInt16>(3)),
       resultNoValue(resultRef.Read()) {
-    // Intended: every operand sets the first flag. So only operand 1 is ever tested, and if it has no marker of its own
-    // but another operand has one, it is tested against 0.
+    // Every operand sets the first flag. So only operand 1 is ever tested, and if it has no marker but another operand
+    // has one, it is tested against 0.
     CaptureNoValue(operand1Ref, hasOperand1NoValue, operand1NoValue);
     CaptureNoValue(operand2Ref, hasOperand1NoValue, operand2NoValue);
     CaptureNoValue(operand3Ref, hasOperand1NoValue, operand3NoValue);
@@ -43,14 +43,14 @@ bool CGangermittlung::Execute() {
 bool CGangermittlung::Initialize(Parameters& parameters) {
     if (parameters.Count() != 2)
         return false;
-    tolerance = parameters.NextSample<Float32>(); // stays, also if there is no table
+    tolerance = parameters.NextSample<Float32>(); // stays even if there is no table
     const char* const fileName = parameters.NextText();
     return fileName != nullptr && AppendGearTable(fileName, gearTable);
 }
 
 namespace {
 
-// The letter of operand 1 is intended not to be tested; the operand is a UInt16 whatever it says.
+// Nothing tests the letter of operand 1; the operand is a UInt16, whatever the letter says.
 constexpr TypeRow gearRows[] = {Row<CGangermittlung, CGangermittlungNV>("b?WW")};
 constexpr Family families[] = {{"Gangermittlung", gearRows}};
 

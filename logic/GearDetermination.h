@@ -11,7 +11,7 @@
 
 namespace Velmarosk::Operation {
 
-/// A sample of any type as a UInt16: its low 16 bits. Of a sample of 8 bits it takes the byte behind it as well.
+/// A sample of any type as a UInt16: its low 16 bits. After a sample of 8 bits it reads the byte behind it as well.
 class LowBitsRef {
 public:
     LowBitsRef(void* hostPointer, [[maybe_unused]] char letter) noexcept
@@ -29,14 +29,14 @@ private:
     std::size_t place = 0;
 };
 
-/// "Gangermittlung": the gear of the first table entry from whose ratio operand 3 divided by operand 2 differs by less
-/// than the tolerance. Operand 1 is a gate: while it is 0 nothing is determined. It is read as a UInt16 whatever its
+/// "Gangermittlung": the gear of the first table entry whose ratio differs from operand 3 divided by operand 2 by less
+/// than the tolerance. Operand 1 is a gate: while it is 0, no gear is determined. It is read as a UInt16, whatever its
 /// letter says.
 ///
 /// Parameters: the tolerance (a floating value, in the unit of the ratios), then the name of the gear table's file (a
-/// text). The letters are free. Initialize adds to the table and replaces the tolerance.
-/// Execute returns false and leaves the result as it is while a gate or a divisor of 0 or an unknown ratio gives no
-/// gear. Reset and Terminate change nothing.
+/// text). The letters do not matter. Initialize adds to the table and replaces the tolerance. Execute returns false and
+/// leaves the result as it is while there is no gear: for a gate or a divisor of 0, and for an unknown ratio. Reset and
+/// Terminate change nothing.
 class CGangermittlung : public COperation {
 public:
     explicit CGangermittlung(const References& references) noexcept;

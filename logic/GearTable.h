@@ -1,11 +1,11 @@
 /// The file from which the gear determination learns a vehicle's ratios.
 ///
-/// It is read in pieces of up to 80 bytes, and the test on them is intended to be the reverse of the usual one: a piece
-/// of exactly 80 bytes ends the table, and only shorter ones are records. The end of the file does not end the table.
-/// So the writer has to deliver records one by one, as a pipe in packet mode does.
+/// It is read in pieces of up to 80 bytes. A piece of exactly 80 bytes ends the table; only shorter ones are records.
+/// That is the reverse of the usual test. The end of the file does not end the table. So the writer must deliver
+/// records one by one, as a pipe in packet mode does.
 ///
-/// A record is "<ratio><one character>=<gear>" and a NUL, for instance "3.45 =2". Everything in front of the NUL is one
-/// text, whatever it holds, and line ends have no meaning. A record without a NUL runs on into what an earlier, longer
+/// A record is "<ratio><one character>=<gear>" and a NUL, for instance "3.45 =2". Everything before the NUL is one
+/// text, whatever it contains; line ends have no meaning. A record without a NUL continues with what an earlier, longer
 /// one left in the buffer.
 #pragma once
 
@@ -25,10 +25,9 @@ struct GearEntry {
 /// The entry in the text of one piece; nothing if it has no "=". A ratio or a gear that is no number is 0.
 std::optional<GearEntry> ParseGearRecord(std::string_view text) noexcept;
 
-/// Appends a file's entries to a table. True if the table's end was reached; false if the file cannot be opened, or not
-/// be read any further, and what was read by then stays in the table. Does not return while neither comes: at the end
-/// of a file without a closing piece it goes over the last record again and again, until no memory is left for the
-/// table.
+/// Appends a file's entries to a table. True if it reached the table's end; false if it cannot open the file or read
+/// on, and what it has read stays in the table. It returns for no other reason: at the end of a file without a closing
+/// piece it appends the last record again and again, until memory runs out.
 bool AppendGearTable(const char* fileName, std::vector<GearEntry>& table);
 
 } // namespace Velmarosk::Operation

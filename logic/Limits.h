@@ -1,6 +1,6 @@
 /// Limits: a boolean that rises when a value crosses a limit and falls after the value has come back past a hysteresis.
-/// All comparisons are strict, so a value that rests exactly on a threshold changes nothing, and neither does a NaN.
-/// The result is written at a change only.
+/// All comparisons are strict, so a value exactly on a threshold changes nothing, and neither does a NaN. The result is
+/// written only when it changes.
 #pragma once
 
 #include "core/Message.h"
@@ -15,9 +15,8 @@ enum class Side { Upper, Lower };
 
 /// What all limits share: the state, and operand 1 (the value) and 2 (a limit), both in the units of the value.
 ///
-/// Parameters: one, under the type letter of the row: the hysteresis in the units of the value.
-/// Reset: the limit counts as not exceeded; the result stays as it is.
-/// A NoValue also resets: the value has to cross the limit anew.
+/// Parameters: one, under the type letter of the row: the hysteresis in the units of the value. Reset: the limit counts
+/// as not exceeded; the result stays as it is. NoValue also resets: the value has to cross the limit again.
 template <FloatSample T>
 class CLimit : public COperation {
 public:
@@ -38,7 +37,7 @@ protected:
     bool IsOperand1NoValue() const noexcept { return HoldsNoValue(operand1Ref, hasOperand1NoValue, operand1NoValue); }
     bool IsOperand2NoValue() const noexcept { return HoldsNoValue(operand2Ref, hasOperand2NoValue, operand2NoValue); }
 
-    /// Writes the result's marker and forgets that the limit was exceeded. Always false.
+    /// Writes the result's marker and forgets that the limit was exceeded. Always returns false.
     bool RefuseNoValue() {
         resultRef.Write(resultNoValue);
         this->Reset();
@@ -72,7 +71,7 @@ bool CLimit<T>::Initialize(Parameters& parameters) {
         return false;
     if (TypeCodeFromLetter(parameters.Signature().front()) != TypeCodeFromLetter(letterOf<T>)) {
         constexpr int level = 2;
-        // Intended: only one of the two texts has a colon behind the function.
+        // Only one of the two texts has a colon after the function.
         ReportMessage(level, std::same_as<T, Float32> ? "Error in CLimit::Initialize() type must be Float32"
                                                       : "Error in CLimit::Initialize(): type must be Float64");
         return false;
@@ -82,7 +81,8 @@ bool CLimit<T>::Initialize(Parameters& parameters) {
 }
 
 /// What the limits on a band share: operand 2 is its upper limit and operand 3 its lower one. The parameter is the
-/// hysteresis in percent of the band's width, from which the absolute one is made anew while the limit is exceeded.
+/// hysteresis in percent of the band's width. While the limit is exceeded, each sample computes the absolute hysteresis
+/// from it.
 template <FloatSample T>
 class CLimit2 : public CLimit<T> {
 public:
@@ -97,7 +97,7 @@ public:
     }
     bool Initialize(Parameters& parameters) override {
         const bool isAccepted = CLimit<T>::Initialize(parameters);
-        // Intended after a refusal too: the absolute hysteresis that is in use then becomes the percentage.
+        // Also after a refusal: then the absolute hysteresis in use becomes the percentage.
         hysteresisPercent = this->hysteresis;
         return isAccepted;
     }
@@ -135,15 +135,15 @@ public:
     }
 };
 
-/// "UpperLimit" with two operands: whether the value went above the limit. Falls when the value is below the limit by
-/// more than the hysteresis.
+/// "UpperLimit" with two operands: whether the value went above the limit. Falls when the value is more than the
+/// hysteresis below the limit.
 template <class T>
 using CUpperLimit = CSidedLimit<Side::Upper, CLimit<T>>;
 template <class T>
 using CUpperLimitNV = CNoValueAware<CUpperLimit<T>>;
 
-/// "LowerLimit" with two operands: whether the value went below the limit. Falls when the value is above the limit by
-/// more than the hysteresis.
+/// "LowerLimit" with two operands: whether the value went below the limit. Falls when the value is more than the
+/// hysteresis above the limit.
 template <class T>
 using CLowerLimit = CSidedLimit<Side::Lower, CLimit<T>>;
 template <class T>

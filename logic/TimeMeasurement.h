@@ -1,8 +1,7 @@
-/// How long something took and how often it happened. The plain forms count samples and multiply by a sample period,
-/// the forms with a 2 subtract values of a time channel, their last operand; nothing here reads a clock of the machine.
-/// Calculations are made in the type T of the result, so a Float32 counter stands still at 16777216. Execute returns
-/// true; the twins return false with the result's NoValue while an operand holds its own, and count and change nothing
-/// then.
+/// How long something took and how often it happened. The classes without a 2 count samples and multiply by a sample
+/// period; those with a 2 subtract values of a time channel, their last operand. None reads the machine's clock. They
+/// calculate in the result's type T, so a Float32 counter stops at 16777216. Execute returns true. While an operand is
+/// NoValue, the twins write NoValue, return false and keep their state.
 #pragma once
 
 #include "core/Arithmetic.h"
@@ -12,11 +11,11 @@
 namespace Velmarosk::Operation {
 
 /// "TimeDiff" with two operands: the time from an edge of operand 1, the start, to one of operand 2, the stop; in the
-/// unit of the sample period. Both in one sample give 0. The result is NoValue from the first sample on, in the plain
-/// class too, and is written then at a stop only.
+/// unit of the sample period. A start and a stop in one sample give 0. The first sample sets the result to NoValue, in
+/// the plain class too; after that it is written at a stop only.
 ///
-/// Parameters: exactly one, the sample period, a double, 0 by default; otherwise refused.
-/// Reset: as after the creation, with the NoValue to come; the sample period stays.
+/// Parameters: exactly one, the sample period, a double, 0 by default; otherwise refused. Reset: as after Create, so
+/// the next sample writes NoValue again; the sample period stays.
 template <class TResult, class TStart, class TStop>
 class CTimeDiff : public CBinaryOperation<TResult, TStart, TStop> {
 public:
@@ -30,7 +29,7 @@ public:
         if (running)
             sampleCount += 1;
         if (start.IsEdge(this->operand1Ref.Read()))
-            running = true; // without a restart of the count, if it was
+            running = true; // if it already was, the count goes on
         if (stop.IsEdge(this->operand2Ref.Read()))
             Stop();
         return true;
@@ -49,7 +48,7 @@ public:
 private:
     void Stop() noexcept {
         if (!running) {
-            // Intended, and different from CTimeDiff2: a stop that nothing was started for is no edge.
+            // A stop without a start does not count as an edge, unlike in CTimeDiff2.
             stop.WithdrawEdge();
             return;
         }
@@ -69,9 +68,9 @@ template <class TResult, class TStart, class TStop>
 using CTimeDiffNV = CNoValueAware<CTimeDiff<TResult, TStart, TStop>>;
 
 /// "TimeDiff" with three operands: the difference of operand 3, the time, between an edge of operand 1, the start, and
-/// one of operand 2, the stop; the plain class reads the time at these edges only. The result is NoValue from the first
-/// sample on, in the plain class too, and is written then at a stop only. No parameters. Reset: as after the creation,
-/// with the NoValue to come.
+/// one of operand 2, the stop; the plain class reads the time at these edges only. The first sample sets the result to
+/// NoValue, in the plain class too; after that it is written at a stop only. No parameters. Reset: as after Create, so
+/// the next sample writes NoValue again.
 template <class TResult, class TStart, class TStop, class TTime>
 class CTimeDiff2 : public CTernaryOperation<TResult, TStart, TStop, TTime> {
 public:
@@ -111,7 +110,7 @@ template <class TResult, class TStart, class TStop, class TTime>
 using CTimeDiff2NV = CNoValueAware<CTimeDiff2<TResult, TStart, TStop, TTime>>;
 
 /// "Time" with one operand: how long the operand has been true, in the unit of the sample period, and 0 while it is
-/// false. The first sample gives one period already.
+/// false. The first sample already gives one period.
 ///
 /// Parameters: exactly one, the sample period, a double, 0 by default; otherwise refused.
 /// Reset: the time is 0; the sample period stays.
@@ -138,8 +137,8 @@ template <class TResult, class TCondition>
 using CCondTimeNV = CNoValueAware<CCondTime<TResult, TCondition>>;
 
 /// "Time" with two operands: how long operand 1 has been true, in the time of operand 2. Shows 0 in the sample in which
-/// it becomes true, and intentionally still the time in the one in which it becomes false. The plain class
-/// reads operand 2 only while the time runs and where it begins. No parameters. Reset: no time runs.
+/// it becomes true, and still the time in the sample in which it becomes false. The plain class reads operand 2 only
+/// when the time begins and while it runs. No parameters. Reset: no time runs.
 template <class TResult, class TCondition, class TTime>
 class CCondTime2 : public CBinaryOperation<TResult, TCondition, TTime> {
 public:
@@ -169,7 +168,7 @@ private:
 template <class TResult, class TCondition, class TTime>
 using CCondTime2NV = CNoValueAware<CCondTime2<TResult, TCondition, TTime>>;
 
-/// "Count": the number of edges of operand 1, written on every sample. An edge of operand 2 sets it to 0, also in the
+/// "Count": the number of edges of operand 1, written on every sample. An edge of operand 2 sets it to 0, even in the
 /// sample of a count. No parameters. Reset: the count is 0, and both operands count as 0 and low.
 template <class TResult, class TCount, class TReset>
 class CCount : public CBinaryOperation<TResult, TCount, TReset> {

@@ -13,7 +13,7 @@ constexpr Family families[] = {
     {"MonoFlop", rows<CMonoFlop, CMonoFlopNV, ForEach<BooleanOfOne, AllTypes>>},
     {"MonoFlop", rows<CMonoFlop2, CMonoFlop2NV, ForEach<ThreeAlike, FloatTypes>>},
     {"Timeout", rows<CTimeout, CTimeoutNV, ForEach<BooleanOfTwo, AllButSInt16>>},
-    {"Timeout", rows<CTimeout, CTimeout, ForEach<BooleanOfTwo, TypeList<SInt16>>>}, // intentionally without its twin
+    {"Timeout", rows<CTimeout, CTimeout, ForEach<BooleanOfTwo, TypeList<SInt16>>>}, // plain for both forms
     {"Timeout", rows<CTimeout2, CTimeout2NV, ForEachPair<ValueTimeoutTime, AllTypes, FloatTypes>>},
 };
 

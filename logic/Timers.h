@@ -1,7 +1,7 @@
 /// Monoflops answer an edge of their trigger with a pulse, timeouts report that a value has not changed for some time.
-/// Both come in two forms: the plain one takes its time from the tick counter, the one with a 2 from a time channel,
-/// its last operand. Execute returns true; the twins return false with the result's NoValue while an operand holds its
-/// own, and keep their state then, so that a running pulse does not end in that sample.
+/// Both come in two forms: the class without a 2 takes its time from the tick counter, the class with a 2 from a time
+/// channel, its last operand. Execute returns true. While an operand is NoValue, the twins write NoValue, return false
+/// and keep their state, so a running pulse does not end in that sample.
 #pragma once
 
 #include "core/Arithmetic.h"
@@ -26,7 +26,7 @@ struct ChannelTime {
     const ValueRef<T>& operand;
 };
 
-/// What the two forms of "MonoFlop" share. TBase is their base by operands.
+/// What the two forms of "MonoFlop" share. TBase is their base for one operand or two.
 template <class TBase, class TTrigger, class TTime>
 class CPulse : public TBase {
 public:
@@ -60,14 +60,14 @@ protected:
     TTime duration = 0;
 };
 
-/// "MonoFlop" with one operand: 1 from an edge of the operand on until more than the duration has passed. The result is
-/// written where the pulse begins or ends only. A pulse that is over ends before the trigger is looked at, so an edge
-/// in the same sample begins the next one.
+/// "MonoFlop" with one operand: 1 from an edge of the operand until more than the duration has passed. The result is
+/// written only when a pulse begins or ends. A pulse that is over ends before the trigger is looked at, so an edge in
+/// the same sample begins the next one.
 ///
 /// Parameters: the duration in seconds, a true Float32 in the low 32 bits of a floating argument, kept in whole
-/// milliseconds, 0 by default; whether an edge during a pulse begins it anew, in the low 16 bits of an integer, no by
-/// default. Refused without any; the second is taken if there are exactly two.
-/// Reset: the trigger counts as 0 and low, and no pulse runs. The parameters stay, and so does the result, even at 1.
+/// milliseconds, 0 by default; whether an edge during a pulse restarts it, in the low 16 bits of an integer, 0 by
+/// default. Refused without any; the second is read if there are exactly two. Reset: the trigger counts as 0 and low,
+/// and no pulse runs. The parameters stay, and so does the result, even at 1.
 template <class TResult, class TTrigger>
 class CMonoFlop : public CPulse<CUnaryOperation<TResult, TTrigger>, TTrigger, UInt32> {
 public:
@@ -79,7 +79,7 @@ public:
         if (parameters.Count() == 0)
             return false;
         const auto seconds = static_cast<Float64>(parameters.NextPackedFloat32());
-        this->duration = static_cast<UInt32>(TruncateToSInt64(seconds * 1000.0)); // what is too long wraps
+        this->duration = static_cast<UInt32>(TruncateToSInt64(seconds * 1000.0)); // a duration that is too long wraps
         if (parameters.Count() == 2)
             this->retrigger = parameters.NextSample<UInt16>() > 0;
         return true;
@@ -88,13 +88,12 @@ public:
 template <class TResult, class TTrigger>
 using CMonoFlopNV = CNoValueAware<CMonoFlop<TResult, TTrigger>>;
 
-/// "MonoFlop" with two operands: as the one with one operand, in the time of operand 2, which the plain class reads
-/// only while a pulse runs and where one begins.
+/// "MonoFlop" with two operands: like the one with one operand, in the time of operand 2. The plain class reads operand
+/// 2 only when a pulse begins and while it runs.
 ///
-/// Parameters: the duration in the unit of operand 2, a double, 0 by default; whether an edge during a pulse begins it
-/// anew, in the low 32 bits of an integer, no by default. Refused without any; the second is taken if there are exactly
-/// two.
-/// Reset: as there.
+/// Parameters: the duration in the unit of operand 2, a double, 0 by default; whether an edge during a pulse restarts
+/// it, in the low 32 bits of an integer, 0 by default. Refused without any; the second is read if there are exactly
+/// two. Reset: as with one operand.
 template <class TResult, class TTrigger, class TTime>
 class CMonoFlop2 : public CPulse<CBinaryOperation<TResult, TTrigger, TTime>, TTrigger, TTime> {
 public:
@@ -123,7 +122,7 @@ public:
     void Reset() override { first = true; }
 
 protected:
-    /// `isTimeUp` is asked only about a value that has not changed.
+    /// Calls `isTimeUp` only if the value has not changed.
     template <class TClock, class TIsTimeUp>
     bool Watch(TClock clock, TIsTimeUp isTimeUp) noexcept {
         const TValue value = this->operand1Ref.Read();
@@ -146,10 +145,10 @@ private:
     bool timedOut = false;
 };
 
-/// "Timeout" with two operands: 1 from when operand 1 has not changed for the seconds in operand 2, until it changes.
-/// Whole seconds are compared, cut to the operands' type: in the narrow types they wrap, and in SInt8 and SInt16 they
-/// can turn negative. The first sample only begins the timing. The twin lacks the row of SInt16. No parameters. Reset:
-/// the next sample is a first one.
+/// "Timeout" with two operands: 1 once operand 1 has not changed for the seconds in operand 2, until it changes.
+/// Compares whole seconds, cut to the operands' type: in narrow types they wrap, and in SInt8 and SInt16 they can
+/// become negative. The first sample only starts the timing. SInt16 has no twin: both forms are the plain class. No
+/// parameters. Reset: the next sample is a first one.
 template <class TResult, class TValue, class TTimeout>
 class CTimeout : public CUnchanged<CBinaryOperation<TResult, TValue, TTimeout>, TValue, UInt32> {
 public:
@@ -165,9 +164,9 @@ public:
 template <class TResult, class TValue, class TTimeout>
 using CTimeoutNV = CNoValueAware<CTimeout<TResult, TValue, TTimeout>>;
 
-/// "Timeout" with three operands: 1 from when operand 1 has not changed for operand 2, in the time of operand 3 and its
-/// unit, until it changes. Operands 2 and 3 are read only where they are needed. The first sample only begins the
-/// timing. No parameters. Reset: the next sample is a first one.
+/// "Timeout" with three operands: 1 once operand 1 has not changed for the duration in operand 2, in the time of
+/// operand 3 and its unit, until it changes. Reads operands 2 and 3 only when it needs them. The first sample only
+/// starts the timing. No parameters. Reset: the next sample is a first one.
 template <class TResult, class TValue, class TTimeout, class TTime>
 class CTimeout2 : public CUnchanged<CTernaryOperation<TResult, TValue, TTimeout, TTime>, TValue, TTime> {
 public:

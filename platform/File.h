@@ -1,4 +1,4 @@
-/// Files, as the operating system hands them out.
+/// Files of the operating system.
 #pragma once
 
 #include <cstddef>
@@ -8,10 +8,10 @@
 
 namespace Velmarosk::Platform {
 
-/// A file that is open for reading, while others may read and write it. Closed at the end of the object.
+/// A file open for reading; others may read and write it meanwhile. The destructor closes it.
 class InputFile {
 public:
-    /// The name is in the system's own encoding, on Windows in UTF-8. Waits where the system does: for the writer of a
+    /// The name is in the system's encoding, on Windows in UTF-8. Waits when the system waits: for the writer of a
     /// named pipe.
     explicit InputFile(const char* name) noexcept;
     InputFile(const InputFile&) = delete;
@@ -20,13 +20,13 @@ public:
 
     bool IsOpen() const noexcept { return file != none; }
 
-    /// One read without a buffer in between; repeated only if a signal interrupted it before anything was read. The
-    /// number of bytes delivered, 0 at the end of the file; nothing if the file cannot be read.
+    /// One read, without a buffer in between; repeated only if a signal interrupted it before it read anything. Returns
+    /// the number of bytes read, 0 at the end of the file, or nothing if the file cannot be read.
     std::optional<std::size_t> Read(std::span<char> destination) noexcept;
 
 private:
     static constexpr std::intptr_t none = -1;
-    std::intptr_t file; ///< the descriptor or handle of the system
+    std::intptr_t file; ///< the system's descriptor or handle
 };
 
 } // namespace Velmarosk::Platform

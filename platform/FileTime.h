@@ -1,4 +1,4 @@
-/// Calendar time and its count since 1601. Pure conversions: nothing here asks the operating system.
+/// Calendar time and its count since 1601. Conversions only: nothing here asks the operating system.
 #pragma once
 
 #include <cstdint>
@@ -17,12 +17,11 @@ struct SYSTEMTIME {
     std::uint16_t wMilliseconds;
 };
 
-/// Counts in units of 100 ns from 1601-01-01 00:00:00. False, with the file time left alone, if the year is not one
-/// from 1601 to 30827 or another field is out of its range; the day of the week is not looked at.
+/// Counts in units of 100 ns from 1601-01-01 00:00:00. Returns false and leaves the file time alone if the year is not
+/// one from 1601 to 30827 or another field is out of range. Ignores the day of the week.
 bool SystemTimeToFileTime(const SYSTEMTIME& systemTime, std::uint64_t& fileTime) noexcept;
 
-/// False, with the system time left alone, from the file time 0x8000000000000000 on. What is below a millisecond is cut
-/// off.
+/// Returns false and leaves the system time alone from 0x8000000000000000 up. Cuts off fractions of a millisecond.
 bool FileTimeToSystemTime(std::uint64_t fileTime, SYSTEMTIME& systemTime) noexcept;
 
 } // namespace Velmarosk::Platform

@@ -10,8 +10,8 @@ namespace Velmarosk::Platform {
 /// The coordinated universal time now, to the millisecond.
 SYSTEMTIME GetSystemTime() noexcept;
 
-/// The local wall clock now, to the millisecond, by the time zone of the process, daylight saving included. A process
-/// that changes its TZ tells so by tzset.
+/// The local wall clock now, to the millisecond, in the time zone of the process, daylight saving included. A process
+/// that changes its TZ must call tzset.
 SYSTEMTIME GetLocalTime() noexcept;
 
 using Instant = std::chrono::sys_time<std::chrono::milliseconds>;

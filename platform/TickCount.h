@@ -5,11 +5,11 @@
 
 namespace Velmarosk::Platform {
 
-/// Milliseconds since the system started, in 32 bits that wrap after 49.7 days. Time in which the system sleeps counts.
-/// Answered by the kernel's shared page, without a system call.
+/// Milliseconds since the system started, in 32 bits that wrap after 49.7 days. Time asleep counts. On Linux the
+/// kernel's shared page answers, without a system call.
 std::uint32_t GetTickCount() noexcept;
 
-/// Milliseconds since an earlier tick count, right across a wrap of the counter.
+/// Milliseconds since an earlier tick count, even if the counter has wrapped since.
 inline std::uint32_t MillisecondsSince(std::uint32_t earlierTickCount) noexcept {
     return GetTickCount() - earlierTickCount;
 }

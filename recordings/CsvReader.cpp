@@ -18,11 +18,13 @@ namespace {
 constexpr std::size_t longestCell = std::size_t{1} << 24;
 constexpr std::size_t cellSteps = 4096; // by which the room for a cell grows
 constexpr std::size_t mostBeginning = std::size_t{1} << 16;
-constexpr std::size_t mostFaults = 20; // that are listed
+constexpr std::size_t mostNames = 1'000'000;
+constexpr std::size_t mostRowTexts = std::size_t{1} << 26; // bytes of the names, and of the kept texts of a row
+constexpr std::size_t mostFaults = 20;                     // that are listed
 
 } // namespace
 
-/// A text of a row that the last block has begun.
+/// Copies the text of a row that the last block has begun.
 void CsvReader::Texts::Carry(std::size_t row) {
     blocks[filled].Clear();
     if (row < Finished().Rows())
@@ -36,7 +38,7 @@ CsvReader::CsvReader(std::vector<std::string> itsFiles, CsvFormat itsFormat, std
       hasOtherForms(format.decimalComma || !format.thousands.empty() || !format.missing.empty()),
       isInterrupted(std::move(itsIsInterrupted)),
       bytes(blockBytes) {
-    for (const std::string& file : files) // so that a late one does not fail a long run
+    for (const std::string& file : files) // a missing one should not end a long run late
         if (const auto fileSize = Source::SizeOf(file); size && fileSize)
             *size += *fileSize;
         else
@@ -50,7 +52,7 @@ CsvReader::CsvReader(std::vector<std::string> itsFiles, CsvFormat itsFormat, std
 
 CsvReader::~CsvReader() { csv_free(&parser); }
 
-/// Each cell takes a character, its separator or the line end, and a row that is not empty at least two.
+/// Each cell takes at least one character, its separator or line end, and each row at least two.
 std::size_t CsvReader::MostRows(std::size_t blockBytes, std::span<const WantedColumn> wanted) {
     std::unordered_set<std::string_view> cells;
     for (const WantedColumn& column : wanted)
@@ -68,7 +70,7 @@ void CsvReader::ReadHeader(std::span<const WantedColumn> wanted, const KeptColum
         AddKept(column);
     while (part != Part::Rows && !isAtEnd && !isInterrupted()) {
         Parse();
-        if (failure && part != Part::Rows) // one behind the header waits for the rows before it
+        if (failure && part != Part::Rows) // a failure behind the header waits for the rows before it
             std::rethrow_exception(failure);
     }
 }
@@ -78,10 +80,11 @@ void CsvReader::AddField(const WantedColumn& wanted, std::size_t mostRows) {
     const AnySample usual = DefaultNoValue(wanted.channel.Type().letter);
     std::visit(
         [&]<class T>(T noValue) {
-            const std::vector<T> empty(mostRows + 1, noValue); // and one that a block may begin
+            const std::vector<T> empty(mostRows + 1, noValue); // one more: a block may end amid a row
             Field field{wanted.channel.name, wanted.column, Samples<T>{noValue, empty, empty}};
             if (wanted.time)
                 field.time.emplace(*wanted.time, wanted.place);
+            field.isPlain = std::is_same_v<T, double> && !wanted.time && !hasOtherForms;
             field.takesNoValues = format.takesNoValues || chosen != usual;
             fields.push_back(std::move(field));
         },
@@ -173,14 +176,15 @@ void CsvReader::Parse() {
             throw std::bad_alloc();
         const std::string advice = part == Part::Header ? Advice("") : "";
         failure = std::make_exception_ptr(
-            Error(Place(), "no CSV: a quote stands amid a cell",
+            Error(Place(), "not CSV: there is a quote inside a cell",
                   !advice.empty() ? advice : "put the whole cell in quotes, and double the quotes in it"));
     }
     if (csv_get_buffer_size(&parser) > longestCell && !failure)
-        failure = std::make_exception_ptr(Error(Place(), "a cell is longer than 16 MiB", "close its quotes"));
+        failure = std::make_exception_ptr(
+            Error(Place(), "a cell is longer than 16 MiB", "end its line, or close its quotes"));
 }
 
-/// Reads what is there, up to a block; at the beginning of a file enough to know a byte order mark.
+/// Reads what is there, up to a block. At the beginning of a file it waits for enough to know a byte order mark.
 bool CsvReader::ReadBytes() {
     byteCount = 0;
     const std::size_t wanted = isAtBeginning ? byteOrderMark.size() : 1;
@@ -217,21 +221,21 @@ std::size_t CsvReader::SkipLines(std::string_view block) {
     return skipped;
 }
 
-/// The last line may lack its end.
+/// Takes the last line, which may lack its line end.
 void CsvReader::EndFile() {
     if (csv_fini(&parser, &CsvReader::CellCallback, &CsvReader::RowCallback, this) != 0 && !failure)
-        failure = std::make_exception_ptr(Error(Place(), "a quoted cell does not end", "close its quotes"));
+        failure = std::make_exception_ptr(Error(Place(), "a quoted cell has no closing quote", "close its quotes"));
     if (part == Part::Header && !failure)
         failure = std::make_exception_ptr(
             format.skippedLines != 0 && line > 1
-                ? Error(Place(), "there is no header behind the lines that are skipped", "skip fewer lines")
+                ? Error(Place(), "there is no header after the skipped lines", "skip fewer lines")
                 : Error(name, "the recording is empty", "begin it with a line of channel names"));
     position += source->Position();
     source.reset();
     isAtEnd = nextFile == files.size();
 }
 
-/// What keeps the rows from being read any further goes to the end of the list, as it comes last in the recording.
+/// A failure that ends the reading comes last in the recording, so it comes last in the list.
 void CsvReader::ThrowFaults() {
     if (faultCount == 0)
         std::rethrow_exception(failure);
@@ -251,7 +255,7 @@ void CsvReader::ThrowFaults() {
     throw Error(faults.front().Place(), faults.front().Fault(), more);
 }
 
-/// Failures wait until the parser, which is C, has returned. What follows one is skipped.
+/// Exceptions must not pass through the parser, which is C, so they wait until it has returned.
 void CsvReader::CellCallback(void* cellText, std::size_t length, void* self) noexcept {
     auto& reader = *static_cast<CsvReader*>(self);
     if (reader.failure)
@@ -277,14 +281,17 @@ void CsvReader::RowCallback(int terminator, void* self) noexcept {
 void CsvReader::OnCell(std::string_view cellText) {
     if (part != Part::Rows) {
         if (part == Part::Header)
-            header.emplace_back(cellText);
+            TakeName(cellText);
         else
             TakeUnit(cellText);
         CountLines(cellText);
     } else if (cell >= columns.size()) {
-        if (cell == columns.size())
+        if (cellText.empty() && cell == columns.size()) {
+            // some loggers write a separator behind the last cell
+        } else if (!std::exchange(isTooLong, true)) {
             AddFault(Place(), "more cells than the header has names (" + std::to_string(columns.size()) + ")",
                      "remove a separator, or put the cell in quotes");
+        }
     } else if (columns[cell] != nullptr) {
         bool isOneLine = true; // as a number is
         for (Field* field = columns[cell]; field != nullptr; field = field->next)
@@ -304,9 +311,10 @@ void CsvReader::OnRow(int terminator) {
         MatchHeader();
     } else if (part == Part::Units) {
         part = Part::Rows;
-    } else if (cell < columns.size()) {
+    } else if (cell < columns.size() && !LacksOnlyNameless()) {
         AddFault(Place(),
-                 std::to_string(cell) + " cells, but the header has " + std::to_string(columns.size()) + " names",
+                 std::to_string(cell) + (cell == 1 ? " cell" : " cells") + ", but the header has " +
+                     std::to_string(columns.size()) + " names",
                  "leave cells without sample empty, but keep their separators");
     } else if (faultCount == 0) {
         ++rows;
@@ -315,6 +323,27 @@ void CsvReader::OnRow(int terminator) {
         ++line;
     isAfterReturn = terminator == '\r';
     cell = 0;
+    rowTexts = 0;
+    isTooLong = false;
+}
+
+/// Some loggers write a separator behind the last name only: the last column has no name then, and rows no cell for it.
+bool CsvReader::LacksOnlyNameless() const {
+    return cell + 1 == columns.size() && header.back().empty() && columns.back() == nullptr;
+}
+
+void CsvReader::TakeName(std::string_view cellText) {
+    CountRowText(cellText);
+    if (header.size() == mostNames)
+        throw Error(Place(), "the header has more than 1,000,000 names", "name a CSV file; see --separator and --skip");
+    header.emplace_back(cellText);
+}
+
+/// A row that does not end must not fill the memory.
+void CsvReader::CountRowText(std::string_view cellText) {
+    rowTexts += cellText.size();
+    if (rowTexts > mostRowTexts)
+        throw Error(Place(), "a row has more than 64 MiB of text", "end its line, or keep fewer columns");
 }
 
 void CsvReader::TakeUnit(std::string_view cellText) {
@@ -323,7 +352,7 @@ void CsvReader::TakeUnit(std::string_view cellText) {
             field->unit = cellText;
 }
 
-/// Those within a cell.
+/// Counts the line ends within a cell.
 void CsvReader::CountLines(std::string_view cellText) {
     const char* const end = cellText.data() + cellText.size();
     for (const char* at = cellText.data(); at != end; ++at)
@@ -331,7 +360,7 @@ void CsvReader::CountLines(std::string_view cellText) {
             ++line;
 }
 
-/// From the first one on, no row is handed out.
+/// ReadBlock returns no row after the first fault.
 void CsvReader::AddFault(const std::string& itsPlace, std::string_view fault, std::string_view remedy) {
     if (++faultCount <= mostFaults)
         faults.emplace_back(itsPlace, std::string(fault), std::string(remedy));
@@ -352,13 +381,13 @@ void CsvReader::MatchHeader() {
         if (found == positions.end())
             throw Error(Place(), "there is no " + kind + Quoted(field.column), Advice(field.column));
         if (repeated.contains(field.column))
-            throw Error(Place(), "the " + kind + Quoted(field.column) + " is there twice", "rename one of them");
+            throw Error(Place(), "the " + kind + Quoted(field.column) + " appears twice", "rename one of them");
         field.next = std::exchange(columns[found->second], &field);
     }
     part = format.hasUnits ? Part::Units : Part::Rows;
 }
 
-/// All files have the same columns then, since the result has one header.
+/// With keep = "all" all files need the same columns, since the result has one header.
 void CsvReader::KeepOthers() {
     std::unordered_set<std::string> known;
     for (const Field& field : fields)
@@ -366,7 +395,8 @@ void CsvReader::KeepOthers() {
     for (const std::string& column : header)
         if (!known.contains(column)) {
             if (nextFile != 1)
-                throw Error(Place(), "the column " + Quoted(column) + " is not in the first file, which keeps all",
+                throw Error(Place(),
+                            "the column " + Quoted(column) + " is not in the first file, which tells what to keep",
                             "name the columns to keep in the plan: keep = [\"...\"]");
             AddKept(column);
         }
@@ -376,12 +406,14 @@ std::string CsvReader::Advice(const std::string& missing) const {
     std::vector<std::string> wanted;
     for (const Field& field : fields)
         wanted.push_back(field.column);
-    return AdviceOnHeader(std::string_view(beginning).substr(std::min(headerOffset, beginning.size())), format, wanted,
-                          header, missing);
+    return AdviceOnHeader(beginning, headerOffset, format, wanted, header, missing);
 }
 
-/// Whether the cell is known to be one line.
+/// Returns whether the cell is known to be one line.
 bool CsvReader::Store(Field& field, std::string_view cellText) {
+    if (field.isPlain && !cellText.empty() &&
+        ReadShortDecimal(cellText, std::get<Samples<double>>(field.cells).filling[rows])) [[likely]]
+        return true;
     const CellFault fault = std::visit([&](auto& cells) { return Read(field, cells, cellText); }, field.cells);
     if (fault == CellFault::None) [[likely]]
         return true;
@@ -435,8 +467,9 @@ CsvReader::CellFault CsvReader::ReadTime(Field& field, Samples<double>& samples,
     return isMissing ? CellFault::None : CellFault::NoTime;
 }
 
-/// From the first fault on, no row is handed out.
-CsvReader::CellFault CsvReader::Read(Field& /*field*/, Texts& texts, std::string_view cellText) const {
+/// Once there is a fault no row is counted, so later texts of the same row are not appended.
+CsvReader::CellFault CsvReader::Read(Field& /*field*/, Texts& texts, std::string_view cellText) {
+    CountRowText(cellText);
     TextColumn& filling = texts.blocks[texts.filled];
     if (filling.Rows() == rows)
         filling.Append(cellText);
@@ -445,7 +478,7 @@ CsvReader::CellFault CsvReader::Read(Field& /*field*/, Texts& texts, std::string
 
 void CsvReader::AddBadCell(Field& field, std::string_view cellText, CellFault fault) {
     const std::uint64_t count = format.takesBadCells ? badCells.count++ : faultCount;
-    if (count >= mostFaults) { // there may be as many as cells
+    if (count >= mostFaults) { // counted, but no longer listed
         faultCount += format.takesBadCells ? 0 : 1;
         return;
     }
@@ -454,7 +487,7 @@ void CsvReader::AddBadCell(Field& field, std::string_view cellText, CellFault fa
     if (format.takesBadCells)
         badCells.first.push_back(place + ": " + what);
     else
-        AddFault(place, what, RemedyOf(cellText, fault));
+        AddFault(place, what, RemedyOf(field, cellText, fault));
 }
 
 std::string CsvReader::Explain(const Field& field, CellFault fault) {
@@ -463,15 +496,17 @@ std::string CsvReader::Explain(const Field& field, CellFault fault) {
     const std::string type(sampleTypes[field.cells.index()].name);
     if (fault == CellFault::NoValue)
         return " is the NoValue of the type " + type;
-    return (fault == CellFault::OutOfRange ? " is out of the range of " : " is no number of the type ") + type;
+    return (fault == CellFault::OutOfRange ? " is out of the range of " : " is not a number of type ") + type;
 }
 
-std::string CsvReader::RemedyOf(std::string_view cellText, CellFault fault) const {
+std::string CsvReader::RemedyOf(const Field& field, std::string_view cellText, CellFault fault) const {
     if (fault == CellFault::NoValue)
         return "give the channel a wider type or another no_value; where the cell means no sample: --on-no-value "
                "missing";
     if (fault == CellFault::NoTime)
-        return R"(correct the cell, or say in the plan how times are written: format = "%d.%m.%Y %H:%M:%S")";
+        return field.time->RemedyForLast() + "; --on-bad-cell missing leaves out such cells";
+    if (cellText.find('\0') != std::string_view::npos)
+        return "perhaps the logger lost power here; to leave these bytes out: tr -d '\\0' <RECORDING | velreplay PLAN";
     std::string remedy = "correct the cell, leave it empty for no sample, or give the channel another type";
     const bool hasComma = cellText.find(',') != std::string_view::npos;
     const bool hasPoint = cellText.find('.') != std::string_view::npos;

@@ -37,17 +37,17 @@ struct WantedColumn {
 /// Columns whose cells are wanted as texts.
 struct KeptColumns {
     std::vector<std::string> names;
-    bool areAll = false; ///< those of the first header that no channel is read from
+    bool areAll = false; ///< all columns of the first header that no channel reads
 };
 
 class CsvReader {
 public:
-    /// The most rows that a block of so many bytes may have, if these columns are wanted, one of them perhaps twice.
+    /// The largest number of rows in a block of `blockBytes` bytes, for these wanted columns. Some may be the same.
     static std::size_t MostRows(std::size_t blockBytes, std::span<const WantedColumn> wanted);
 
-    /// Opens the first file, or standard input for "-", to be read in blocks of so many bytes; the others follow, each
-    /// with a header of its own, and their rows continue those before. Reading ends after the current block when
-    /// `itsIsInterrupted` answers true; it is asked often, and waits for input end for a signal.
+    /// Opens the first file, or standard input for "-", and will read it in blocks of `blockBytes` bytes. The rows of
+    /// the other files follow; each file has a header. Reading ends after the current block once `itsIsInterrupted`
+    /// returns true. The reader calls it often, and a signal ends each wait for input.
     CsvReader(std::vector<std::string> itsFiles, CsvFormat itsFormat, std::size_t blockBytes,
               std::function<bool()> itsIsInterrupted);
     CsvReader(const CsvReader&) = delete;
@@ -57,27 +57,27 @@ public:
     /// Reads up to the first row, and finds the wanted and the kept columns in the header.
     void ReadHeader(std::span<const WantedColumn> wanted, const KeptColumns& kept = {});
 
-    /// Reads the next rows, as many as a block has or a live source has ready. 0: no more, or interrupted. Throws Error
-    /// for bad cells and rows after it has handed out those before. Of a file, it has gone through the rest then,
-    /// counts all that is bad, and lists the first; of a live source, what was there already.
+    /// Reads the next rows: those of a block, or those that a live source has ready. Returns 0 at the end, or when
+    /// interrupted. Throws Error for bad cells and rows, after it has returned the rows before them. The error counts
+    /// all that is bad in the rest of a file, or in what a live source had ready, and lists the first.
     std::size_t ReadBlock();
 
-    /// The samples of the last block for a wanted channel, NoValue where one is missing. They stay until ReadBlock is
-    /// called for the second time from now.
+    /// The samples of the last block for a wanted channel, NoValue where one is missing. They are valid until the
+    /// second next call of ReadBlock.
     Column ColumnOf(std::size_t wanted) const;
 
     /// How the times of a wanted channel look; nothing before the first one.
     const std::optional<TimeStyle>& TimeStyleOf(std::size_t wanted) const;
-    /// What the row of units says of a wanted channel; empty if there is none.
+    /// The unit of a wanted channel in the row of units; empty if there is none.
     const std::string& UnitOf(std::size_t wanted) const { return fields.at(wanted).unit; }
 
     /// The kept columns, once the header has been read.
     const std::vector<std::string>& KeptNames() const { return keptNames; }
-    /// The texts of the last block in one of them. They stay as samples do.
+    /// The texts of the last block in one of them. They are valid as long as samples are.
     const TextColumn& TextsOf(std::size_t kept) const;
 
-    /// Cells so far that count as missing, since they hold the NoValue of a wanted channel of an integer type: how many
-    /// there are, and the row of the first, from 1.
+    /// Cells so far that count as missing because they hold the NoValue of a wanted channel of an integer type: their
+    /// number, and the row of the first, counted from 1.
     struct NoValueCells {
         std::uint64_t count = 0;
         std::uint64_t firstRow = 0;
@@ -93,9 +93,9 @@ public:
 
     /// Whether a pipe, a device or standard input is among the files.
     bool IsLive() const { return !size; }
-    /// Something is wrong with the recording, which the next or the last call of ReadBlock says.
+    /// Whether something is wrong with the recording. ReadBlock throws, or has thrown, the error.
     bool IsBad() const { return faultCount != 0 || failure; }
-    /// Bytes of the files, 0 if not known, and those read of them.
+    /// Size of all files in bytes, 0 if not known; and how many of these bytes have been read.
     std::uint64_t Size() const { return size.value_or(0); }
     std::uint64_t Position() const { return position + (source ? source->Position() : 0); }
 
@@ -118,11 +118,11 @@ private:
         std::vector<T> filling;
         std::vector<T> finished;
 
-        /// A row that the last block has begun.
+        /// Copies what there is of a row that the last block has begun.
         void Carry(std::size_t row) { filling[0] = finished[row]; }
         void Finish() { filling.swap(finished); }
     };
-    /// The texts of a block stay where they are while the next is read.
+    /// Texts of the block that is being read, and of the one before.
     struct Texts {
         std::array<TextColumn, 2> blocks;
         std::size_t filled = 0;
@@ -139,10 +139,11 @@ private:
         std::string column;
         AnyCells cells;
         std::optional<TimeReader> time = {}; ///< of Float64 samples that are times
+        bool isPlain = false;                ///< Float64 samples that are numbers in their usual form
         bool takesNoValues = false;          ///< of an integer type, as missing samples
         std::string unit = {};
         NoValueCells noValueCells = {};
-        Field* next = nullptr; ///< that reads the same column
+        Field* next = nullptr; ///< another one that reads the same column
     };
 
     void AddField(const WantedColumn& wanted, std::size_t mostRows);
@@ -157,6 +158,9 @@ private:
     static void RowCallback(int terminator, void* self) noexcept;
     void OnCell(std::string_view cellText);
     void OnRow(int terminator);
+    bool LacksOnlyNameless() const;
+    void TakeName(std::string_view cellText);
+    void CountRowText(std::string_view cellText);
     void TakeUnit(std::string_view cellText);
     void MatchHeader();
     void KeepOthers();
@@ -164,20 +168,20 @@ private:
     template <Sample T>
     CellFault Read(Field& field, Samples<T>& samples, std::string_view cellText);
     CellFault ReadTime(Field& field, Samples<double>& samples, std::string_view cellText);
-    CellFault Read(Field& field, Texts& texts, std::string_view cellText) const;
+    CellFault Read(Field& field, Texts& texts, std::string_view cellText);
     std::string Place() const;
     void CountLines(std::string_view cellText);
     void AddFault(const std::string& itsPlace, std::string_view fault, std::string_view remedy);
     void AddBadCell(Field& field, std::string_view cellText, CellFault fault);
     static std::string Explain(const Field& field, CellFault fault);
-    std::string RemedyOf(std::string_view cellText, CellFault fault) const;
+    std::string RemedyOf(const Field& field, std::string_view cellText, CellFault fault) const;
     [[noreturn]] void ThrowFaults();
     std::string Advice(const std::string& missing) const;
 
     std::vector<std::string> files;
     std::size_t nextFile = 0;
     CsvFormat format;
-    bool hasOtherForms; ///< of numbers or of missing samples than usual
+    bool hasOtherForms; ///< the format has unusual numbers or missing samples
     std::function<bool()> isInterrupted;
     std::unique_ptr<Source> source;
     std::optional<std::uint64_t> size = 0;
@@ -203,12 +207,14 @@ private:
     bool keepsAll = false;
     std::vector<std::string> keptNames;
     std::size_t wantedFields = 0;
-    std::vector<Field*> columns; ///< by position in the row, the first that wants it; null where nobody does
+    std::vector<Field*> columns; ///< the first field of each position in a row; null where nobody wants it
     std::size_t cell = 0;
+    bool isTooLong = false;   ///< the row that is being read has too many cells
+    std::size_t rowTexts = 0; ///< bytes of the texts of the row so far
     std::size_t rows = 0;
     std::size_t finishedRows = 0; ///< of the last block
     std::uint64_t rowsBefore = 0; ///< those that are being read
-    std::string text;             ///< a number in its usual form
+    std::string text;             ///< room for a number in its usual form
 };
 
 } // namespace Vel::Recordings

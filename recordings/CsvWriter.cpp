@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t flushBytes = std::size_t{1} << 18;
 
-/// Whether a text as a cell of its own would be read as another one, or could begin what looks like no text.
+/// Whether a reader would take the text without quotes for another one, or for a byte order mark.
 bool NeedsQuotes(std::string_view text, char separator) {
     const auto isSpecial = [separator](char character) {
         return character == '"' || character == separator || static_cast<unsigned char>(character) < ' ';
@@ -81,7 +81,7 @@ void CsvWriter::SetTimeStyle(std::size_t column, const TimeStyle& style) {
 
 void CsvWriter::WriteRows(const ResultRows& rows) {
     hasRows = hasRows || rows.count != 0;
-    // Room for the numbers of a row beyond what causes a flush, so that they need no further tests.
+    // There is always room for the numbers of one more row, so that writing them needs no tests.
     numberRoom = (channels.size() + rows.statuses.size() + rows.texts.size() + 1) * longestNumber;
     buffer.resize(std::max(buffer.size(), flushBytes + numberRoom));
     for (std::size_t row = 0; row < rows.count; ++row) {
@@ -94,20 +94,7 @@ void CsvWriter::WriteRows(const ResultRows& rows) {
 void CsvWriter::AppendRow(const ResultRows& rows, std::size_t row) {
     const std::size_t begin = used;
     char* to = buffer.data() + used;
-    const bool mayBeTimes = hasTimes; // a local, which writing to the buffer cannot change
-    for (std::size_t i = 0; i < channels.size(); ++i) {
-        if (mayBeTimes && times[i]) [[unlikely]]
-            to = WriteTime(to, i, rows.samples[i].At<double>(row));
-        else
-            std::visit(
-                [&]<class T>(T noValue) {
-                    const T value = rows.samples[i].At<T>(row);
-                    if (!IsNoValue(value, noValue))
-                        to = WriteCell(to, value, format.decimalComma);
-                },
-                channels[i].noValue);
-        *to++ = format.separator;
-    }
+    to = hasTimes ? WriteSamples<true>(to, rows.samples, row) : WriteSamples<false>(to, rows.samples, row);
     for (const std::vector<Status>& status : rows.statuses) {
         const std::string_view text = statusCells[static_cast<std::size_t>(status[row])];
         to = std::copy(text.begin(), text.end(), to);
@@ -123,12 +110,34 @@ void CsvWriter::AppendRow(const ResultRows& rows, std::size_t row) {
     used = static_cast<std::size_t>(to - buffer.data());
 }
 
+/// A result without times needs no test for them in each cell.
+template <bool withTimes>
+char* CsvWriter::WriteSamples(char* to, std::span<const Column> samples, std::size_t row) {
+    const char separator = format.separator; // locals, which writing to the buffer cannot change
+    const bool decimalComma = format.decimalComma;
+    const std::span<const ChannelType> types = channels;
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        if (withTimes && times[i])
+            to = WriteTime(to, i, samples[i].At<double>(row));
+        else
+            std::visit(
+                [&]<class T>(T noValue) {
+                    const T value = samples[i].At<T>(row);
+                    if (!IsNoValue(value, noValue))
+                        to = WriteCell(to, value, decimalComma);
+                },
+                types[i].noValue);
+        *to++ = separator;
+    }
+    return to;
+}
+
 char* CsvWriter::WriteTime(char* to, std::size_t column, double value) {
     const double noValue = std::get<double>(channels[column].noValue);
     return IsNoValue(value, noValue) ? to : WriteText(to, times[column]->Write(value));
 }
 
-/// Keeps the room for the numbers behind it. May move what is in the buffer.
+/// Makes room for the text, and for the numbers behind it. This may move the buffer.
 char* CsvWriter::WriteText(char* to, std::string_view text) {
     if (text.empty())
         return to;

@@ -31,10 +31,10 @@ struct ResultRows {
 
 class CsvWriter {
 public:
-    /// The name is one of OutputFile, and so is what becomes of a file whose run fails.
+    /// See OutputFile for the name, and for what becomes of the file if the run fails.
     CsvWriter(const std::string& name, CsvFormat itsFormat, const std::vector<ResultColumn>& columns);
 
-    /// The line of names: of the channels, of columns of statuses behind them, and of columns of texts behind those.
+    /// Writes the line of names: channels, then columns of statuses, then columns of texts.
     void WriteHeader(std::span<const std::string> statusNames, std::span<const std::string> textNames = {});
     /// How the times of a column look from the next row on.
     void SetTimeStyle(std::size_t column, const TimeStyle& style);
@@ -42,16 +42,18 @@ public:
     void Flush();
     /// Puts the result in its place.
     void Keep();
-    /// Leaves the rows so far beside their place, and returns the file's name; empty: there are none, or they went
-    /// elsewhere.
+    /// Leaves the rows so far in the file with the ending ".part", and returns its name. Empty: there are no rows, or
+    /// no such file.
     std::string LeavePart();
 
-    /// Nobody reads the result any more.
+    /// Whether nobody reads the result any more.
     bool IsClosed() const { return isClosed; }
 
 private:
     void Append(std::string_view text);
     void AppendRow(const ResultRows& rows, std::size_t row);
+    template <bool withTimes>
+    char* WriteSamples(char* to, std::span<const Column> samples, std::size_t row);
     char* WriteTime(char* to, std::size_t column, double value);
     char* WriteText(char* to, std::string_view text);
 
@@ -62,7 +64,7 @@ private:
     std::atomic<bool> isClosed = false;
     std::vector<ChannelType> channels;
     std::vector<std::unique_ptr<TimeWriter>> times; ///< for each channel; null where its samples are numbers
-    bool hasTimes = false;                          ///< in any of them: results without ask once
+    bool hasTimes = false;                          ///< whether any of them is there
     std::vector<char> buffer;
     std::size_t used = 0;
     std::size_t numberRoom = 0; ///< bytes that the numbers of a row may take

@@ -57,14 +57,14 @@ std::string ReadThousands(const std::string& text, bool decimalComma, const std:
         throw Error(place, Quoted(text) + " cannot stand between groups of digits",
                     "give one character, such as . or ' or a blank");
     if (text[0] == (decimalComma ? ',' : '.'))
-        throw Error(place, Quoted(text) + " stands before the decimals already",
+        throw Error(place, Quoted(text) + " is the decimal sign already",
                     decimalComma ? "give another character" : "add decimal_comma for numbers like 1.517,5");
     return text;
 }
 
 bool IsMissing(const std::string& text, const std::string& place) {
     if (text != "missing" && text != "error")
-        throw Error(place, Quoted(text) + " is unknown", R"(write "missing", or "error" as without it)");
+        throw Error(place, Quoted(text) + " is unknown", R"(write "missing" or "error", the default)");
     return text == "missing";
 }
 
@@ -75,7 +75,7 @@ CsvFormat MakeFormat(const FormatOptions& commandLine, const Engine::Plan& plan)
     const bool hasTable = section != plan.sections.end();
     const FormatOptions table = hasTable ? OptionsOf(section->second) : FormatOptions();
     const std::string tablePlace = hasTable ? section->second.Place() : plan.name;
-    // Calls a function with the value of an option, and its place for messages; nothing where nobody says it.
+    // Calls `use` with the value of an option and its place for messages, if plan or command line give it.
     const auto choose = [&](const auto option, const char* key, const auto& use) {
         if (commandLine.*option || table.*option)
             use(commandLine.*option ? *(commandLine.*option) : *(table.*option),
@@ -93,7 +93,8 @@ CsvFormat MakeFormat(const FormatOptions& commandLine, const Engine::Plan& plan)
     choose(&FormatOptions::missing, "missing", [&](const auto& texts, const auto&) { format.missing = texts; });
     choose(&FormatOptions::skip, "skip", [&](std::int64_t lines, const std::string& place) {
         if (lines < 0 || lines > mostSkipped)
-            throw Error(place, std::to_string(lines) + " is no number of lines to skip", "give one from 0 to 1000000");
+            throw Error(place, std::to_string(lines) + " is not a number of lines to skip",
+                        "give one from 0 to 1000000");
         format.skippedLines = static_cast<std::uint64_t>(lines);
     });
     choose(&FormatOptions::units_row, "units_row", [&](bool is, const auto&) { format.hasUnits = is; });

@@ -11,7 +11,8 @@
 
 namespace Vel::Recordings {
 
-/// What is not said is empty. The names are the keys of the plan's table [recording], and options of a command line.
+/// An option that is not given is empty. The names are the keys of the plan's table [recording], and the options of a
+/// command line.
 struct FormatOptions {
     std::optional<std::string> separator = {}; ///< one character, or "tab"
     std::optional<bool> decimal_comma = {};
@@ -23,8 +24,8 @@ struct FormatOptions {
     std::optional<std::string> on_no_value = {}; ///< "error" or "missing"
 };
 
-/// The format that a command line and a plan say, where they say the same thing the command line. Throws Error for what
-/// is no format.
+/// The format that a plan and a command line give; the command line overrides the plan. Throws Error for what is not a
+/// format.
 CsvFormat MakeFormat(const FormatOptions& commandLine, const Engine::Plan& plan);
 
 } // namespace Vel::Recordings

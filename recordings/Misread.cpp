@@ -1,5 +1,6 @@
 #include "recordings/Misread.h"
 
+#include "recordings/Numbers.h"
 #include "vocabulary/Error.h"
 #include "vocabulary/Help.h"
 #include "vocabulary/Quote.h"
@@ -31,14 +32,35 @@ constexpr std::array packed{
            "bzip2", "bzcat"},
 };
 
-/// The name of the encoding if it is UTF-16, with or without its mark: else one half of each plain character is 0.
-std::string_view Utf16(std::string_view text) {
-    if (text.starts_with("\xFF\xFE"sv) || text.starts_with("\xFE\xFF"sv))
-        return "UTF-16";
-    const auto isZero = [text](std::size_t i) { return i < text.size() && text[i] == 0; };
-    if (isZero(1) && isZero(3) && !isZero(0) && !isZero(2))
-        return "UTF-16LE";
-    return isZero(0) && isZero(2) && !isZero(1) && !isZero(3) && text.size() >= 4 ? "UTF-16BE" : "";
+bool IsAscii(char character) { return static_cast<unsigned char>(character) < 0x80; }
+
+/// What tells an encoding of more bytes than one for each plain character: its mark, or the zeros that it has.
+struct WideEncoding {
+    const char* name; ///< as iconv knows it
+    std::string_view mark;
+    std::string_view zeros; ///< 'x' for what is none, in the first two characters
+};
+constexpr std::array wideEncodings{
+    WideEncoding{"UTF-32", "\xFF\xFE\0\0"sv, {}}, WideEncoding{"UTF-32", "\0\0\xFE\xFF"sv, {}},
+    WideEncoding{"UTF-16", "\xFF\xFE"sv, {}},     WideEncoding{"UTF-16", "\xFE\xFF"sv, {}},
+    WideEncoding{"UTF-32LE", {}, "x000x000"},     WideEncoding{"UTF-32BE", {}, "000x000x"},
+    WideEncoding{"UTF-16LE", {}, "x0x0"},         WideEncoding{"UTF-16BE", {}, "0x0x"},
+};
+
+/// The name of such an encoding; empty: it is none.
+std::string WideEncodingOf(std::string_view text) {
+    const auto hasZeros = [text](std::string_view zeros) {
+        if (zeros.empty() || text.size() < zeros.size())
+            return false;
+        for (std::size_t i = 0; i < zeros.size(); ++i)
+            if ((text[i] == 0) != (zeros[i] == '0'))
+                return false;
+        return true;
+    };
+    for (const WideEncoding& encoding : wideEncodings)
+        if ((!encoding.mark.empty() && text.starts_with(encoding.mark)) || hasZeros(encoding.zeros))
+            return encoding.name;
+    return {};
 }
 
 std::string_view WithoutBlanksAndQuotes(std::string_view cell) {
@@ -47,11 +69,19 @@ std::string_view WithoutBlanksAndQuotes(std::string_view cell) {
     return begin == std::string_view::npos ? "" : cell.substr(begin, cell.find_last_not_of(around) - begin + 1);
 }
 
+/// Takes the first line off a text.
+std::string_view TakeLine(std::string_view& text) {
+    const std::size_t length = std::min(text.find_first_of("\r\n"), text.size());
+    const std::string_view line = text.substr(0, length);
+    text.remove_prefix(std::min(length + (text.substr(length).starts_with("\r\n") ? 2 : 1), text.size()));
+    return line;
+}
+
 std::string_view HeaderLine(std::string_view beginning) {
     if (beginning.starts_with(byteOrderMark))
         beginning.remove_prefix(byteOrderMark.size());
     beginning.remove_prefix(std::min(beginning.find_first_not_of("\r\n"), beginning.size()));
-    return beginning.substr(0, beginning.find_first_of("\r\n"));
+    return TakeLine(beginning);
 }
 
 std::size_t NamesIn(std::string_view line, char separator, std::span<const std::string> wanted) {
@@ -76,23 +106,48 @@ bool HasDecimalCommas(std::string_view text) {
     return false;
 }
 
-/// The option that reads the other separator; empty: no other one fits better.
-std::string FittingOption(std::string_view beginning, const CsvFormat& format, std::span<const std::string> wanted) {
-    const std::string_view line = HeaderLine(beginning);
-    char best = format.separator;
-    std::size_t most = NamesIn(line, best, wanted);
-    for (const char separator : {',', ';', '\t', '|', ':', ' '})
-        if (const std::size_t count = NamesIn(line, separator, wanted); count > most) {
-            most = count;
-            best = separator;
-        }
-    if (best == format.separator)
-        return {};
-    if (format.decimalComma && best == ',')
+std::string SeparatorOption(char separator, std::string_view rows, const CsvFormat& format) {
+    if (format.decimalComma && separator == ',')
         return "leave out --decimal-comma";
-    if (!format.decimalComma && best == ';' && HasDecimalCommas(beginning.substr(line.size())))
+    if (!format.decimalComma && separator == ';' && HasDecimalCommas(rows))
         return "--decimal-comma";
-    return best == '\t' ? "--separator tab" : "--separator '" + std::string(1, best) + "'";
+    return separator == '\t' ? "--separator tab" : "--separator '" + std::string(1, separator) + "'";
+}
+
+/// What reads a line of the beginning with more of the names as the header; empty: no other one has more.
+std::string FittingOptions(std::string_view beginning, std::size_t headerOffset, const CsvFormat& format,
+                           std::span<const std::string> wanted) {
+    constexpr std::size_t mostLines = 100;
+    const std::string_view header = HeaderLine(beginning.substr(std::min(headerOffset, beginning.size())));
+    std::size_t most = NamesIn(header, format.separator, wanted);
+    std::string options;
+    if (beginning.starts_with(byteOrderMark))
+        beginning.remove_prefix(byteOrderMark.size());
+    for (std::size_t before = 0; before < mostLines && !beginning.empty(); ++before) {
+        const std::string_view line = TakeLine(beginning);
+        for (const char separator : {format.separator, ',', ';', '\t', '|', ':', ' '}) {
+            const std::size_t count = NamesIn(line, separator, wanted);
+            if (count <= most)
+                continue;
+            most = count;
+            options = line.data() == header.data() ? "its cells seem to be separated otherwise:"
+                                                   : "the header seems to be line " + std::to_string(before + 1) +
+                                                         ": --skip " + std::to_string(before);
+            if (separator != format.separator)
+                options += " " + SeparatorOption(separator, beginning, format);
+        }
+    }
+    return options;
+}
+
+bool IsUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t length = PrintableBytes(text);
+        if (length == 0 && !IsAscii(text[0]))
+            return false;
+        text.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return true;
 }
 
 std::string Listed(std::span<const std::string> names) {
@@ -113,17 +168,27 @@ void RefuseOtherThanText(std::string_view beginning, const std::string& name) {
     if (beginning.starts_with("PK\x03\x04"))
         throw Error(name, "the recording is a ZIP archive or a workbook of a spreadsheet",
                     "save the table as CSV, or unpack it into a pipe: unzip -p RECORDING | velreplay PLAN");
-    if (const std::string encoding(Utf16(beginning)); !encoding.empty())
-        throw Error(name, "the recording is in UTF-16",
+    if (const std::string encoding = WideEncodingOf(beginning); !encoding.empty())
+        throw Error(name, "the recording is in " + encoding.substr(0, encoding.find_first_of("LB")),
                     "convert it in a pipe: iconv -f " + encoding + " -t UTF-8 RECORDING | velreplay PLAN");
     if (HeaderLine(beginning).find('\0') != std::string_view::npos)
-        throw Error(name, "the recording is no text", "name a CSV file");
+        throw Error(name, "the recording is not text", "name a CSV file");
 }
 
-std::string AdviceOnHeader(std::string_view beginning, const CsvFormat& format, std::span<const std::string> wanted,
-                           std::span<const std::string> header, const std::string& missing) {
-    if (const std::string option = FittingOption(beginning, format, wanted); !option.empty())
-        return "its cells seem to be separated otherwise: " + option;
+std::string AdviceOnHeader(std::string_view beginning, std::size_t headerOffset, const CsvFormat& format,
+                           std::span<const std::string> wanted, std::span<const std::string> header,
+                           const std::string& missing) {
+    if (const std::string options = FittingOptions(beginning, headerOffset, format, wanted); !options.empty())
+        return options;
+    if (!std::all_of(missing.begin(), missing.end(), IsAscii) && !std::all_of(header.begin(), header.end(), IsUtf8))
+        return "the header is not in UTF-8; for most Windows programs: iconv -f WINDOWS-1252 -t UTF-8 RECORDING | "
+               "velreplay PLAN";
+    const auto isNumber = [](const std::string& name) {
+        double number = 0;
+        return ReadNumber(name, number) == std::errc();
+    };
+    if (std::all_of(header.begin(), header.end(), isNumber))
+        return "the first line has numbers, no names; put names before it: sed '1i a,b' RECORDING | velreplay PLAN";
     constexpr std::size_t leastBytes = 4; // shorter names are all alike
     constexpr std::size_t mostBytes = 100;
     std::string advice;

@@ -21,7 +21,7 @@ bool TakeSign(std::string_view& text) {
     return isNegative;
 }
 
-/// Appends the digits of groups: up to three, then three in each. False: they are other ones.
+/// Appends the digits of groups: up to three in the first, three in each other. False: these are no such groups.
 bool AppendGroups(std::string_view groups, std::string_view between, std::string& digits) {
     for (bool isFirst = true;; isFirst = false) {
         const std::size_t end = groups.find(between);
@@ -41,7 +41,7 @@ bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
                       [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a + ('a' - 'A') : a) == b; });
 }
 
-/// A number without its sign that no type can hold: whether it is too small, and not too large.
+/// Whether a number that is out of range, given without its sign, is too small rather than too large.
 bool IsTiny(std::string_view number) {
     const std::size_t e = std::min(number.find_first_of("eE"), number.size());
     const std::string_view mantissa = number.substr(0, e);
@@ -73,7 +73,7 @@ std::errc ReadHexadecimal(std::string_view digits, bool isNegative, T& value) {
     return std::errc();
 }
 
-/// A number whose fraction is 0. With an exponent it is exact up to 2^53.
+/// Reads a number whose fraction is 0. With an exponent it may be up to 2^53, where Float64 is exact.
 template <class T>
 std::errc ReadWhole(std::string_view text, std::errc error, T& value) {
     if (const std::size_t point = text.find('.'); point != std::string_view::npos && point != 0) {
@@ -113,7 +113,7 @@ std::string_view PlainNumber(std::string_view text, const CsvFormat& format, std
         rest.remove_prefix(1);
     }
     buffer += rest;
-    // A point is no number's where the comma is decimal.
+    // Where the comma is the decimal sign, a point belongs to no number.
     const bool hasOtherPoint = format.decimalComma && text.find('.') != std::string_view::npos &&
                                (!isGrouped || format.thousands != "." || rest.find('.') != std::string_view::npos);
     return hasOtherPoint ? noNumber : std::string_view(buffer);

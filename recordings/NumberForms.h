@@ -10,12 +10,12 @@
 
 namespace Vel::Recordings {
 
-/// The number with a decimal point and without groups of digits. What is no number of the format stays none. `buffer`
-/// may hold the text.
+/// Returns the number with a decimal point and without groups of digits, perhaps in `buffer`. A text that is not a
+/// number of the format becomes one that is not a number at all.
 std::string_view PlainNumber(std::string_view text, const CsvFormat& format, std::string& buffer);
 
-/// Integers: 5.0, 1e3, 0x1F, true and false. Floating types: what lies too near to 0 for them is 0. `error` is what the
-/// usual form has met, and what is returned where none fits.
+/// Reads integers written 5.0, 1e3, 0x1F, true or false. A number too near to 0 for a floating type becomes 0. `error`
+/// is the error of the usual form, and is returned if no other form fits.
 template <Sample T>
 std::errc ReadOtherForm(std::string_view text, std::errc error, T& value);
 

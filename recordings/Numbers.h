@@ -48,7 +48,7 @@ inline bool ReadShortDecimal(std::string_view text, double& value) {
     return true;
 }
 
-/// Reads a whole text as a number of type T. A leading plus sign is taken.
+/// Reads a whole text as a number of type T. It may begin with a plus sign.
 template <class T>
 std::errc ReadNumber(std::string_view text, T& value) {
     if constexpr (std::is_same_v<T, double>)
@@ -66,30 +66,30 @@ std::errc ReadNumber(std::string_view text, T& value) {
 /// The longest text that WriteNumber writes.
 inline constexpr std::ptrdiff_t longestNumber = 32;
 
-/// Writes a number below 100000 that has up to three decimals, and returns its end; null: it is none. It is the
-/// shortest form: no two decimal numbers of up to 15 digits stand for the same Float64, and no exponent is shorter
-/// here.
+/// Writes a number below 100000 that has up to three decimals, and returns its end; null for other numbers. This is
+/// the shortest form: no two decimal numbers of up to 15 digits stand for the same Float64, and an exponent would be no
+/// shorter here.
 inline char* WriteShortDecimal(char* begin, double value) {
     constexpr double limit = 1e5;
     const double size = std::abs(value);
     if (!(size < limit) || (value == 0 && std::signbit(value)))
         return nullptr;
-    for (std::uint32_t decimals = 0, power = 1; decimals <= 3; ++decimals, power *= 10) {
-        // A digit that is rounded wrong fails the comparison. NOLINTNEXTLINE(bugprone-incorrect-roundings)
-        const auto digits = static_cast<std::uint32_t>(size * power + 0.5);
-        if (static_cast<double>(digits) / power != size)
-            continue;
-        if (value < 0)
-            *begin++ = '-';
-        char* end = std::to_chars(begin, begin + longestNumber - 1, digits / power).ptr;
-        if (decimals == 0)
-            return end;
-        *end = '.';
-        for (std::uint32_t i = decimals, left = digits % power; i > 0; --i, left /= 10)
-            end[i] = static_cast<char>('0' + left % 10);
-        return end + decimals + 1;
-    }
-    return nullptr;
+    constexpr std::uint32_t power = 1000;
+    // A digit that is rounded wrong fails the comparison. NOLINTNEXTLINE(bugprone-incorrect-roundings)
+    const auto digits = static_cast<std::uint32_t>(size * power + 0.5);
+    if (static_cast<double>(digits) / power != size)
+        return nullptr;
+    if (value < 0)
+        *begin++ = '-';
+    char* const point = std::to_chars(begin, begin + longestNumber - 1, digits / power).ptr;
+    const std::uint32_t decimals = digits % power;
+    if (decimals == 0)
+        return point;
+    point[0] = '.';
+    point[1] = static_cast<char>('0' + decimals / 100);
+    point[2] = static_cast<char>('0' + decimals / 10 % 10);
+    point[3] = static_cast<char>('0' + decimals % 10);
+    return point + (decimals % 100 == 0 ? 2 : decimals % 10 == 0 ? 3 : 4);
 }
 
 /// Writes a number in the shortest form that reads back exactly, as std::to_chars has it, and returns its end.

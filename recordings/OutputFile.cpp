@@ -193,7 +193,7 @@ void OutputFile::Keep() {
             throw;
         const std::string separator = failure.Remedy().empty() ? "" : "\n  ";
         throw Error(failure.Place(), failure.Fault(),
-                    failure.Remedy() + separator + "what was written is in " + PartPath());
+                    failure.Remedy() + separator + "what was written is in " + Escaped(PartPath()));
     }
     if (!Sync(folder))
         throw Error(name, "is in its place, but may not have reached the disk: " + ErrorText());

@@ -26,7 +26,7 @@ Bytef* AsBytes(char* text) { return reinterpret_cast<Bytef*>(text); }
 
 } // namespace
 
-/// What gzip has packed: one member behind another, and perhaps zeros behind the last.
+/// Unpacks gzip: one member behind another, and perhaps zeros behind the last.
 class Source::Unpacking {
 public:
     Unpacking(Source& itsSource, std::span<const char> beginning)
@@ -43,6 +43,8 @@ public:
     ~Unpacking() { inflateEnd(&stream); }
 
     std::size_t Read(std::span<char> room) {
+        if (isDamaged) // what is before the damage has been handed out
+            RefuseDamage();
         stream.next_out = AsBytes(room.data());
         stream.avail_out = static_cast<uInt>(room.size());
         while (stream.avail_out == room.size()) { // a member may hold nothing
@@ -54,16 +56,20 @@ public:
             isBetween = answer == Z_STREAM_END;
             if (answer == Z_MEM_ERROR)
                 throw std::bad_alloc();
-            if (answer != Z_OK && answer != Z_STREAM_END && answer != Z_BUF_ERROR)
-                throw Error(source.name,
-                            std::string("the gzip data are damaged") + (stream.msg == nullptr ? "" : ": ") +
-                                (stream.msg == nullptr ? "" : stream.msg),
-                            "fetch the file again; zcat shows what is before the damage");
+            isDamaged = answer != Z_OK && answer != Z_STREAM_END && answer != Z_BUF_ERROR;
+            if (isDamaged && stream.avail_out == room.size())
+                RefuseDamage();
         }
         return room.size() - stream.avail_out;
     }
 
 private:
+    [[noreturn]] void RefuseDamage() const {
+        throw Error(source.name,
+                    std::string("the gzip data are damaged") + (stream.msg == nullptr ? "" : ": ") +
+                        (stream.msg == nullptr ? "" : stream.msg),
+                    "fetch the file again; zcat shows what is before the damage");
+    }
     static constexpr std::size_t packedBytes = std::size_t{1} << 16;
 
     bool Refill() {
@@ -75,7 +81,7 @@ private:
         stream.avail_in = static_cast<uInt>(count);
         return count != 0;
     }
-    /// Behind a member. False: that was but padding.
+    /// Begins the next member. False: these were only zeros.
     bool Begin() {
         while (stream.avail_in != 0 && *stream.next_in == 0) {
             ++stream.next_in;
@@ -92,15 +98,19 @@ private:
     std::vector<char> packed;
     z_stream stream{};
     bool isBetween = false; ///< members
+    bool isDamaged = false;
 };
 
 Source::Source(const std::string& itsName, const std::function<bool()>& itsIsInterrupted)
     : name(itsName == "-" ? "standard input" : itsName), isInterrupted(itsIsInterrupted) {
-    do // a pipe has to be opened by its writer as well, and a signal ends that wait
+    do // opening a pipe waits for its writer, and a signal ends that wait
         file = itsName == "-" ? dup(STDIN_FILENO) : open(itsName.c_str(), O_RDONLY | O_CLOEXEC);
     while (file == -1 && errno == EINTR && !isInterrupted());
     if (file == -1 && !isInterrupted())
         throw Error(name, "the recording cannot be opened: " + ErrorText(), remedy);
+    struct stat status {};
+    if (fstat(file, &status) == 0 && S_ISREG(status.st_mode) && lseek(file, 0, SEEK_CUR) == 0)
+        size = static_cast<std::uint64_t>(status.st_size);
 }
 
 Source::~Source() {
@@ -114,6 +124,8 @@ std::optional<std::uint64_t> Source::SizeOf(const std::string& name) {
         return std::nullopt;
     if (stat(name.c_str(), &status) != 0 || access(name.c_str(), R_OK) != 0)
         throw Error(name, "the recording cannot be opened: " + ErrorText(), remedy);
+    if (S_ISDIR(status.st_mode))
+        throw Error(name, "the recording cannot be opened: " + ErrorText(EISDIR), remedy);
     return S_ISREG(status.st_mode) ? std::optional(static_cast<std::uint64_t>(status.st_size)) : std::nullopt;
 }
 
@@ -123,7 +135,7 @@ std::size_t Source::Read(std::span<char> room) {
     return unpacking ? unpacking->Read(room) : ReadStored(room);
 }
 
-/// As many bytes as tell whether gzip has packed them.
+/// Reads enough bytes to tell whether gzip has packed them.
 std::size_t Source::ReadFirst(std::span<char> room) {
     hasBegun = true;
     std::size_t count = 0;
@@ -139,7 +151,7 @@ std::size_t Source::ReadFirst(std::span<char> room) {
     return unpacking->Read(room);
 }
 
-/// Waits for something to read. The wait ends now and then, as a signal may have come just before it. False:
+/// Waits for something to read. The wait ends now and then, since a signal may have come just before it. False:
 /// interrupted.
 bool Source::AwaitBytes() const {
     pollfd source{file, POLLIN, 0};
@@ -158,6 +170,8 @@ std::size_t Source::ReadStored(std::span<char> room) {
             continue;
         if (count == -1)
             throw Error(name, "the recording cannot be read: " + ErrorText(), remedy);
+        if (count == 0 && position < size)
+            throw Error(name, "the recording became shorter while it was read", "copy it first, or read it again");
         position += static_cast<std::uint64_t>(count);
         return static_cast<std::size_t>(count);
     }

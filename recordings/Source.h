@@ -13,8 +13,8 @@ namespace Vel::Recordings {
 
 class Source {
 public:
-    /// Opens a file, or standard input for "-". Reading ends when `itsIsInterrupted` answers true; it is asked often,
-    /// and waits for input end for a signal.
+    /// Opens a file, or standard input for "-". Reading ends once `itsIsInterrupted` returns true. It is called often,
+    /// and a signal ends each wait for input.
     Source(const std::string& itsName, const std::function<bool()>& itsIsInterrupted);
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
@@ -28,7 +28,7 @@ public:
     /// Bytes read of the file, as it is stored.
     std::uint64_t Position() const { return position; }
 
-    /// Bytes of a regular file; nothing for what else there is. Throws Error for what cannot be opened.
+    /// Size of a regular file in bytes; nothing for pipes and devices. Throws Error if it cannot be opened.
     static std::optional<std::uint64_t> SizeOf(const std::string& name);
 
 private:
@@ -41,6 +41,7 @@ private:
     std::string name;
     const std::function<bool()>& isInterrupted;
     int file = -1;
+    std::uint64_t size = 0; ///< of a regular file when it was opened
     std::uint64_t position = 0;
     bool hasBegun = false;
     std::unique_ptr<Unpacking> unpacking;

@@ -231,16 +231,22 @@ std::string TimeReader::ExplainLast() const {
         return {};
     case TimeFault::OtherForm:
         if (form.kind == TimeForm::Kind::Pattern)
-            return " is no time of the format " + Quoted(form.pattern);
-        return form.kind == TimeForm::Kind::Iso           ? " is no time as ISO 8601 writes it"
-               : form.kind == TimeForm::Kind::UnixSeconds ? " is no Unix time in seconds"
-                                                          : " is no Unix time in milliseconds";
+            return " is not a time of the format " + Quoted(form.pattern);
+        return form.kind == TimeForm::Kind::Iso           ? " is not a time of ISO 8601"
+               : form.kind == TimeForm::Kind::UnixSeconds ? " is not a Unix time in seconds"
+                                                          : " is not a Unix time in milliseconds";
     case TimeFault::Skipped:
-        return " is no time in " + clock + ": the clock was put forward over it";
+        return " does not exist in " + clock + ": the clock was put forward over it";
     case TimeFault::Ambiguous:
-        return " came twice in " + clock + " when the clock was put back, and the rows before do not tell which it is";
+        return " occurs twice in " + clock + ", as the clock was put back, and the rows before do not tell which it is";
     }
     return {};
+}
+
+std::string TimeReader::RemedyForLast() const {
+    return lastFault == TimeFault::OtherForm
+               ? R"(correct the cell, or say in the plan how times are written: format = "%d.%m.%Y %H:%M:%S")"
+               : "correct the cell; if this clock is never put forward or back, write zone = \"UTC\"";
 }
 
 /// The zone is asked also for local time, which has no answer for what the clock has skipped.

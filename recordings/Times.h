@@ -26,7 +26,7 @@ struct TimeStyle {
     std::int64_t offsetSeconds = 0; ///< of the first text, for columns without a zone
 };
 
-/// Why a text is no time.
+/// Why a text is not a time.
 enum class TimeFault : std::uint8_t {
     None,
     OtherForm,
@@ -34,15 +34,15 @@ enum class TimeFault : std::uint8_t {
     Ambiguous, ///< the clock showed it twice, and the texts before do not tell which one it is
 };
 
-/// A zone of the time-zone database, in seconds since 2000-01-01 00:00:00: of UTC, or "wall" seconds of its clocks.
-/// The last answers are kept, since the next text is mostly near.
+/// A zone of the time-zone database. It converts between UTC and "wall" time, what its clocks show, both in seconds
+/// since 2000-01-01 00:00:00. It remembers the last answers, since the next time is mostly near.
 class Zone {
 public:
-    /// Empty: UTC. Throws Error, with this place, for a zone that there is not.
+    /// An empty name is UTC. Throws Error, with this place, for an unknown zone.
     Zone(const std::string& itsName, const std::string& place);
 
-    /// The moments at which the clocks show a wall time: one, or the two of an hour that comes twice. None: the clocks
-    /// were put forward over it, and `earlier` is the moment at which they were.
+    /// The moments at which the clocks show a wall time: one, or two in an hour that comes twice. There is none if the
+    /// clocks were put forward over it; `earlier` is then the moment when they were.
     struct Moments {
         int count;
         std::int64_t earlier;
@@ -69,10 +69,10 @@ private:
 
 /// A pattern of strptime, cut at its seconds, which may have decimals.
 struct TimePattern {
-    /// Throws Error, with this place, for a pattern that does not say the date, or that cannot be read back.
+    /// Throws Error, with this place, for a pattern without a date, or whose times could not be read back.
     TimePattern(const std::string& pattern, const std::string& place);
 
-    std::string head; ///< before the seconds; all of it if it says none
+    std::string head; ///< before the seconds; all of it if it has none
     std::string tail;
     std::string forReading;
     bool hasSeconds = false;
@@ -88,6 +88,8 @@ public:
     TimeFault Read(std::string_view text, double& value);
     /// What is wrong with the last text, for messages; empty: nothing.
     std::string ExplainLast() const;
+    /// What a user can do about it.
+    std::string RemedyForLast() const;
     /// How the first text looked; nothing before it.
     const std::optional<TimeStyle>& Style() const { return style; }
 

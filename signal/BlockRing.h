@@ -8,8 +8,9 @@
 
 namespace Velmarosk::Operation {
 
-/// A queue in a ring of small blocks. It takes one block at a time, when the samples that it holds need it, moves no
-/// sample, and keeps its blocks for reuse until its end: once it has held n samples, it needs no memory for n samples.
+/// A queue in a ring of small blocks. It allocates one block at a time, when its samples need it, and never moves a
+/// sample. It keeps its blocks until it is destroyed: once it has held n samples, it needs no more memory for n
+/// samples.
 template <Sample T>
 class BlockRing {
 public:
@@ -36,7 +37,7 @@ public:
         Write(sample);
     }
 
-    /// The oldest sample leaves and another one enters. The ring must not be empty.
+    /// Removes the oldest sample and appends another one. The ring must not be empty.
     void Replace(T sample) noexcept {
         if (++oldest == oldestEnd) [[unlikely]]
             ReadFrom(oldestBlock->next);
@@ -98,7 +99,7 @@ private:
     Block* oldestBlock = nullptr;
     Block* writeBlock = nullptr;
     std::size_t held = 0;
-    /// As many samples never reach around into the block of the oldest, wherever in its block that one stands.
+    /// This many samples never wrap into the block of the oldest, wherever in its block that is.
     std::size_t reserved = 0;
     std::size_t blocks = 0;
 };

@@ -7,8 +7,8 @@
 
 namespace Velmarosk::Operation {
 
-/// A pair of inclusive bounds, the full finite range of the type at first. They are not put in order: a lower bound
-/// above the upper one admits nothing. A NaN passes, and a bound that is a NaN holds nothing back.
+/// A pair of inclusive bounds, at first the full finite range of the type. They are not sorted: a lower bound above the
+/// upper one admits nothing. NaNs pass, and a bound that is a NaN stops nothing.
 template <Sample T>
 struct BoundsGate {
     bool Admits(T sample) const noexcept { return !(lowerBound > sample) && !(sample > upperBound); }

@@ -14,8 +14,8 @@ namespace {
 
 using std::numbers::pi;
 
-/// The poles of the prototype in one quarter of the unit circle, one of each conjugate pair, as the distances of their
-/// real parts from 0. The real pole of an odd order comes last.
+/// The prototype's poles in one quarter of the unit circle, one of each conjugate pair, as the distances of their real
+/// parts from 0. The real pole of an odd order comes last.
 class PrototypePoles {
 public:
     explicit PrototypePoles(UInt8 order) noexcept {
@@ -26,7 +26,7 @@ public:
                 angle = angle + (pi / n) * 0.5;
             const Float64 real = std::cos(angle);
             const Float64 imaginary = -std::sin(angle);
-            // The imaginary part of the real pole comes out as a tiny negative number.
+            // Rounding makes the imaginary part of the real pole a tiny negative number.
             if (real < 0.0 && imaginary <= 0.0)
                 distances[count++] = std::abs(real);
         }
@@ -41,7 +41,7 @@ private:
     std::size_t count = 0;
 };
 
-/// One section, from the newest sample on.
+/// One section, the newest sample first.
 template <std::size_t length>
 struct Section {
     std::array<Float64, length> b;
@@ -79,7 +79,7 @@ void Multiply(ButterworthDesign& design, std::span<const Section<length>> sectio
 
 constexpr std::size_t maxSections = maxFilterOrder / 2;
 
-/// Makes a section of each pole, and of the real pole of an odd order the lower one that it yields.
+/// Makes a section of each pole; the real pole of an odd order makes a section of lower order.
 template <std::size_t length, class TPairSection, class TRealSection>
 ButterworthDesign Design(UInt8 order, TPairSection pairSection, TRealSection realSection) noexcept {
     const PrototypePoles poles(order);
@@ -135,7 +135,7 @@ bool IsRefusedBand(Float64 corner1, Float64 corner2) noexcept {
     return corner1 == corner2 || (corner1 == 0.0 && corner2 == 0.5) || (corner1 == 0.5 && corner2 == 0.0);
 }
 
-/// From the angular corners on, both per sample.
+/// The design from the angular corners, in radians per sample.
 template <Band band>
 ButterworthDesign DesignBand(UInt8 order, Float64 fs, Float64 phi1, Float64 phi2) noexcept {
     const Float64 t = 1.0 / fs;

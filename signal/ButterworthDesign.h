@@ -1,6 +1,6 @@
 /// The design of digital Butterworth filters: from order, sample rate and corner frequencies to the coefficients of one
 /// recursive filter. The analogue prototype goes through the bilinear transform with pre-warped corners, section by
-/// section, and the sections are multiplied out. Knows numbers only, and always computes in Float64.
+/// section, then the sections are multiplied out. Knows numbers only, and always computes in Float64.
 #pragma once
 
 #include "core/SampleTypes.h"
@@ -31,8 +31,8 @@ struct ButterworthDesign {
     FilterCoefficients a{}; ///< of the outputs, the newest first; a[0] is 1
 };
 
-/// The two edges that a band-stop is designed with. They keep the width of the band between the corners; its arithmetic
-/// centre becomes the geometric one, so that the stop band is intentionally shifted against the corners.
+/// The two edges that a band-stop is designed with. They keep the width of the band between the corners, but its
+/// arithmetic centre becomes the geometric one, so the stop band is shifted against the corners.
 struct StopBand {
     Float64 centerFrequency;
     Float64 bandwidth;
@@ -41,17 +41,17 @@ struct StopBand {
 };
 StopBand StopBandOf(Float64 corner1, Float64 corner2) noexcept;
 
-// Each design is empty if the corners are refused. An order above 8 is designed as 8; of order 0 there is no filter,
-// and the one coefficient pair that stands for it writes 0 for finite samples. Senseless parameters, such as a rate
-// of 0, are accepted; their coefficients are infinite, NaNs or unstable. So are a band-stop's whose upper edge
-// (StopBand) is above half the sample rate: its coefficients are NaNs, and the filter writes NaN.
+// Each design is empty if the corners are refused. An order above 8 counts as 8. Order 0 gives a single pair of
+// coefficients, which writes 0 for finite samples. Parameters that make no sense, such as a rate of 0, are accepted and
+// give infinite, NaN or unstable coefficients. A band-stop whose upper edge (StopBand) is above half the sample rate
+// has NaN coefficients and writes NaN.
 
 /// Refuses a corner of 0 and one above half the sample rate.
 std::optional<ButterworthDesign> DesignLowPass(const ButterworthParameters& parameters) noexcept;
 std::optional<ButterworthDesign> DesignHighPass(const ButterworthParameters& parameters) noexcept;
 
-/// The bands refuse equal corners. They also refuse the corners 0 and 0.5 as they stand, at any sample
-/// rate, and no other band that reaches from 0 to half of the rate.
+/// The bands refuse equal corners. They also refuse the corners 0 and 0.5, whatever the sample rate, but no other band
+/// from 0 to half of the rate.
 ///
 /// A corner of the band-pass at or above half the sample rate counts as a quarter of it.
 std::optional<ButterworthDesign> DesignBandPass(const ButterworthParameters& parameters) noexcept;

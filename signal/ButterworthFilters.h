@@ -1,4 +1,4 @@
-/// Butterworth filters as one recursion over the last inputs and outputs, in Float64 also for Float32 channels.
+/// Butterworth filters as one recursion over the last inputs and outputs, in Float64 even for Float32 channels.
 #pragma once
 
 #include "core/Arithmetic.h"
@@ -24,11 +24,11 @@ public:
     }
 
 protected:
-    /// Takes the operand's sample into the memory and writes the next output. Always true. One for all kinds.
+    /// Puts the operand's sample into the memory and writes the next output. Always true. All kinds share it.
     [[gnu::noinline]] bool Filter() noexcept {
         const auto n = static_cast<std::size_t>(coefficientCount);
-        // Each history moves up by one while it is summed. The newest output is 0 until the sum is complete; its term
-        // stays, since an a[0] that is no number shows in it.
+        // Each history moves up by one while it is summed. The newest output counts as 0 until the sum is complete. Its
+        // term stays in the sum, since an a[0] that is a NaN or infinite shows there.
         auto input = ConvertSample<Float64>(this->operandRef.Read());
         Float64 output = 0.0;
         if (n == 0)
@@ -56,17 +56,17 @@ protected:
 };
 
 /// What the kinds have in common. Parameters: order (the low eight bits of an integer, above 8 taken as 8), sample
-/// rate, first corner, and optionally second corner, doubles in one unit. Negative corners are made positive and
-/// corners in the wrong order exchanged; a second corner that is not given keeps what it was. Initialize is false for
-/// any other number of parameters, with everything as it was, and for refused corners or an order of 0. It leaves the
-/// memory of the signal alone. Execute is true. Reset clears the memory.
+/// rate, first corner, and optionally second corner, doubles in one unit. Negative corners are made positive, corners
+/// in the wrong order are swapped, and a second corner that is not given keeps its value. Initialize returns false for
+/// any other number of parameters and changes nothing then; it also returns false for refused corners and for order 0.
+/// It keeps the memory of the signal. Execute returns true. Reset clears the memory.
 template <class TResult, class TOperand>
 class CFilterButterworthCommon : public CAbstractIirFilter<TResult, TOperand> {
 public:
     using CAbstractIirFilter<TResult, TOperand>::CAbstractIirFilter;
 
-    /// A sample without value does not exist for the filter. The check is named in full so that it needs no virtual
-    /// call; the plain kinds leave it out.
+    /// The filter skips samples without value. The check is named in full so that it needs no virtual call; the plain
+    /// kinds leave it out.
     bool Execute() override { return CUnaryOperation<TResult, TOperand>::CheckNoValue() && this->Filter(); }
 
     bool Initialize(Parameters& values) override {
@@ -112,7 +112,7 @@ public:
     }
 };
 
-/// The plain form of a kind. Here it derives from its twin: every sample has a value.
+/// The plain form of a kind. Here the plain form derives from its twin: it treats every sample as a value.
 template <class TNoValueAware>
 class CFilterButterworthPlain final : public TNoValueAware {
 public:

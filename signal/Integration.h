@@ -1,5 +1,5 @@
 /// Integrals and slopes over time, from one sample to the next. With one operand the time step is a parameter; with two
-/// the second operand is the time. Everything is computed in the type of the channels, with their precision.
+/// the second operand is the time. All calculations have the type and precision of the channels.
 #pragma once
 
 #include "core/Arithmetic.h"
@@ -7,7 +7,7 @@
 
 namespace Velmarosk::Operation {
 
-/// Twin of the operations that start over after a sample without value: what Reset restores is restored.
+/// Twin of the operations that start over after a sample without value, as after Reset.
 template <class TPlain>
 class CRestartedByNoValue final : public TPlain {
 public:
@@ -21,7 +21,7 @@ public:
 };
 
 /// What the operations with a fixed time step have in common: the step, the previous value, and an optional starting
-/// value that stands in for a previous one.
+/// value in place of a previous one.
 template <class TResult, class TOperand>
 class CFixedStepOperation : public CUnaryOperation<TResult, TOperand> {
 public:
@@ -123,8 +123,8 @@ private:
 template <class TResult, class TOperand>
 using CUpperIntegralNV = CNoValueAware<CUpperIntegral<TResult, TOperand>>;
 
-/// "Differential" with one operand: the slope of the last interval. Parameters as those of "Integral". A time step that
-/// is not above 0 is refused sample by sample, and stops the memory as well.
+/// "Differential" with one operand: the slope of the last interval. Parameters as those of "Integral". While the time
+/// step is not above 0, each sample is refused, and the memory stops as well.
 template <class TResult, class TOperand>
 class CDifferential : public CFixedStepOperation<TResult, TOperand> {
 public:
@@ -145,7 +145,7 @@ template <class TResult, class TOperand>
 using CDifferentialNV = CRestartedByNoValue<CDifferential<TResult, TOperand>>;
 
 /// What the operations with a time channel have in common: the previous value and its time, and an optional starting
-/// point that stands in for them.
+/// point in place of them.
 template <class TResult, class TOperand1, class TOperand2>
 class CTimedOperation : public CBinaryOperation<TResult, TOperand1, TOperand2> {
 public:
@@ -234,8 +234,8 @@ template <class TResult, class TOperand1, class TOperand2>
 using CIntegral2AddNV = CRestartedByNoValue<CIntegral2Add<TResult, TOperand1, TOperand2>>;
 
 /// "UpperIntegral" with two operands, value and time: the rectangle under the current sample, back to the previous
-/// time. There is no rule for the first sample: it is taken against the starting time. Parameter: the starting time;
-/// any other count sets it to 0.
+/// time. The first sample is no exception: it counts from the starting time. Parameter: the starting time; any other
+/// number of parameters sets it to 0.
 template <class TResult, class TOperand1, class TOperand2>
 class CUpperIntegral2 : public CBinaryOperation<TResult, TOperand1, TOperand2> {
 public:
@@ -260,12 +260,12 @@ private:
     TResult oldTime = 0;
     TResult initialTime = 0;
 };
-/// A sample without value leaves the previous time as it is.
+/// A sample without value does not change the previous time.
 template <class TResult, class TOperand1, class TOperand2>
 using CUpperIntegral2NV = CNoValueAware<CUpperIntegral2<TResult, TOperand1, TOperand2>>;
 
 /// "Differential" with two operands, value and time: the slope of the last interval. Parameters as those of "Integral".
-/// A time that does not advance is refused; unlike with a fixed step, the memory moves on all the same.
+/// A sample whose time does not advance is refused, but unlike with a fixed step it enters the memory.
 template <class TResult, class TOperand1, class TOperand2>
 class CDifferential2 : public CTimedOperation<TResult, TOperand1, TOperand2> {
 public:

@@ -7,7 +7,8 @@
 namespace Velmarosk::Operation {
 
 /// "GetOldValue": the previous sample. Parameter: the first output, of the channel's type; without one the first output
-/// is what the result channel holds then. Execute is always true. Reset lets the next sample be a first one again.
+/// is what the result channel holds then. Execute always returns true. After Reset, the next sample is a first one
+/// again.
 template <class TResult, class TOperand>
 class CGetOldValue : public CUnaryOperation<TResult, TOperand> {
 public:
@@ -27,7 +28,7 @@ public:
         return true;
     }
 
-    /// Once asked for, the first output from the result channel stays, also when a value is given later.
+    /// Once asked for, the first output from the result channel stays, even if a value is given later.
     bool Initialize(Parameters& parameters) override {
         if (parameters.Count() == 0)
             initialFromResult = true;
@@ -49,8 +50,8 @@ using CGetOldValueNV = CNoValueAware<CGetOldValue<TResult, TOperand>>;
 
 /// "GetOldValueN": the sample of a number of samples ago, and a stated value until there is one. Parameters: the delay
 /// in samples, 32 bits (1 if none is given), then optionally the stated value (0 if none is given). A delay of 0 passes
-/// the operand through if it is given alone, and intentionally counts as 1 if a stated value follows it. Execute is
-/// always true. Reset empties the delay.
+/// the operand through if it is given alone, and counts as 1 if a stated value follows it. Execute always returns true.
+/// Reset empties the delay.
 template <class TResult, class TOperand>
 class CGetOldValueN : public CUnaryOperation<TResult, TOperand> {
 public:
@@ -83,9 +84,9 @@ public:
     }
 
 private:
-    /// Intentionally, the line fills until it holds exactly `depth` samples: when the delay is made shorter than what
-    /// the line holds, it goes on filling, and the stated value goes out, until Reset. Out of line, so that Execute
-    /// needs no stack.
+    /// The line fills until it holds exactly `depth` samples. If the delay becomes shorter than what the line holds,
+    /// the line goes on filling and the stated value goes out, until Reset. Out of line, so that Execute needs no
+    /// stack.
     [[gnu::noinline]] bool Fill() {
         if (depth == 0 && filled == 0) {
             this->resultRef.Write(this->operandRef.Read());
@@ -100,7 +101,7 @@ private:
 
     UInt32 filled = 0;
     UInt32 depth = 1;
-    bool isFull = false; ///< holds exactly `depth` samples, and at least one; kept, so that Execute asks one question
+    bool isFull = false; ///< filled == depth and not 0; kept, so that Execute tests one flag
     TResult initialValue = 0;
     BlockRing<TResult> line;
 };

@@ -6,9 +6,9 @@
 
 namespace Velmarosk::Operation {
 
-/// Sums in Float64 for every type, incrementally and never anew: the rounding residue of samples that have left, or a
-/// NaN, stays in the sum until Clear. A change of the window's length takes effect with the next sample and drops
-/// nothing by itself; from then on one sample leaves for each that enters as soon as the count has reached the length.
+/// Sums in Float64 for every type, incrementally: the sum is never computed again from the samples, so NaNs and the
+/// rounding residue of samples that have left stay in it until Clear. A new window length takes effect with the next
+/// sample and drops nothing by itself; once the count has reached the length, one sample leaves for each that enters.
 template <Sample T>
 class RunningMean {
 public:
@@ -17,7 +17,7 @@ public:
 
     bool HasValue() const noexcept { return count != 0; }
 
-    /// Only after HasValue. Of an integer mean the fraction is cut off.
+    /// Call it only if HasValue. For integers the fraction is cut off.
     T Value() const noexcept { return ConvertSample<T>(DivideInOrder(sum, FloatFromUInt64<Float64>(count))); }
 
     void Add(T sample) {
@@ -26,8 +26,8 @@ public:
         if (windowLength == 0) {
             ++count;
         } else {
-            // Where the count has reached the length, all that was counted came while there was no window, and nothing
-            // of it can leave.
+            // If the count has reached the length here, all samples counted came while there was no window, so none can
+            // leave.
             window.Append(sample);
             if (count < windowLength)
                 ++count;
@@ -38,7 +38,7 @@ public:
     /// Whether a sample leaves for each that enters.
     bool IsSliding() const noexcept { return windowLength != 0 && count >= windowLength && !window.IsEmpty(); }
 
-    /// Add while IsSliding, for the sample path.
+    /// Add, if IsSliding, for the sample path.
     void Slide(T sample) noexcept {
         const Float64 rest = SubtractInOrder(sum, ConvertSample<Float64>(window.Oldest()));
         window.Replace(sample);

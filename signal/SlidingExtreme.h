@@ -12,8 +12,8 @@
 
 namespace Velmarosk::Operation {
 
-/// The order of a smallest. Of equal floating samples the oldest shows, which the sign of a zero makes visible, and so
-/// a newer one does not displace it. Equal integers cannot be told apart, and the newest alone is kept.
+/// The order for a smallest sample. Of equal floating samples the oldest is shown, so a newer one does not displace it:
+/// the sign of a zero makes that visible. Equal integers look the same, so only the newest is kept.
 struct Smallest {
     template <Sample T>
     static constexpr T start = std::numeric_limits<T>::max();
@@ -32,7 +32,7 @@ struct Smallest {
     }
 };
 
-/// The order of a largest. Of equal samples the newest shows.
+/// The order for a largest sample. Of equal samples the newest is shown.
 struct Largest {
     template <Sample T>
     static constexpr T start = std::numeric_limits<T>::lowest();
@@ -48,13 +48,13 @@ struct Largest {
 };
 
 /// A wedge: of the samples held only those that can still become the extreme, oldest first. The first entry is the
-/// extreme, and those that a new sample displaces stand at the end. For most data they stand in the newest block, where
-/// they are looked at one by one; a halving search finds the rest, so that a sample costs logarithmic work at most and
-/// constant work on average, for any data.
+/// extreme; a new sample displaces entries at the end. For most data these are in the newest block, which is searched
+/// one by one; beyond it a halving search takes over. So for any data a sample costs logarithmic work at most and
+/// constant work on average.
 ///
-/// The entries stand in a ring of blocks, which Append extends so that all samples held could be entries. Nothing else
-/// takes memory, and the blocks stay until the end. One array that doubles would be shorter by little, but copies: for
-/// a window of 100000 one sample took 0.4 to 0.6 ms while it filled, with blocks none took more than 7 us.
+/// The entries are in a ring of blocks, which Append extends so that all samples held could be entries. Nothing else
+/// takes memory, and the blocks stay until the end. One array that doubles needs little less code, but it copies: while
+/// a window of 100000 filled, one sample took 0.4 to 0.6 ms; with blocks none took more than 7 us.
 ///
 /// NaNs are held like other samples and never become an entry.
 template <class TOrder, Sample T>
@@ -65,15 +65,15 @@ public:
     bool HasExtreme() const noexcept { return IntegerSample<T> || entries != 0; }
     T Extreme() const noexcept { return first->sample; }
 
-    /// Holds one more sample. Not to be called after Replace until Clear.
+    /// Holds one more sample. Do not call it between Replace and Clear.
     void Append(T sample) {
-        if (held + 1 >= capacity && capacity < maxEntries) // for Replace there is one entry more for a moment
+        if (held + 1 >= capacity && capacity < maxEntries) // Replace briefly needs one entry more
             Extend();
         ++held;
         Enter(sample);
     }
 
-    /// The oldest sample leaves and another one enters. There must be one.
+    /// Removes the oldest sample and adds another one. There must be one.
     void Replace(T sample) noexcept {
         Enter(sample);
         if (entries != 0 && first->arrival == static_cast<UInt32>(nextArrival - held) - 1)
@@ -96,12 +96,12 @@ private:
 
     struct Entry {
         T sample;
-        /// When it came, counted in samples. It may wrap, as fewer than 2^32 are held while samples leave.
+        /// When it came, counted in samples. May wrap: fewer than 2^32 are held once samples leave.
         UInt32 arrival;
     };
     using Block = std::array<Entry, blockLength>;
 
-    // Slots are counted over all blocks, entries from the oldest on.
+    // Slots are numbered over all blocks, entries from the oldest.
 
     Entry* AtSlot(std::size_t slot) const noexcept { return &(*blocks[slot / blockLength])[slot % blockLength]; }
     std::size_t Wrap(std::size_t slot) const noexcept { return slot < capacity ? slot : slot - capacity; }
@@ -109,7 +109,7 @@ private:
         return TOrder::Displaces(sample, AtSlot(Wrap(firstSlot + entry))->sample);
     }
 
-    /// Cuts entries in the block of the newest one. What lies behind its start is left to EnterSlowly.
+    /// Removes displaced entries from the block of the newest one, and leaves older blocks to EnterSlowly.
     [[gnu::always_inline]] void Enter(T sample) noexcept {
         if (IsNaN(sample)) [[unlikely]] {
             ++nextArrival;
@@ -127,7 +127,7 @@ private:
         }
     }
 
-    /// Keeps some of the oldest entries, most often all of these.
+    /// Keeps as many of the oldest entries as the sample does not displace, mostly all of them.
     [[gnu::noinline]] void EnterSlowly(T sample, std::size_t oldestEntries) noexcept {
         std::size_t kept = oldestEntries;
         if (kept != 0 && IsDisplaced(kept - 1, sample)) {
@@ -167,7 +167,7 @@ private:
         PrefetchBehind(firstSlot);
     }
 
-    /// A long wedge does not stay in the processor's caches: its next block is fetched a block ahead of its use.
+    /// A long wedge does not stay in the processor's caches: its next block is fetched one block ahead.
     void PrefetchBehind(std::size_t blockStart) const noexcept {
         __builtin_prefetch(AtSlot(Wrap(blockStart + blockLength)));
     }
@@ -179,7 +179,7 @@ private:
     }
 
     Entry* first = nullptr;
-    Entry* next = nullptr; ///< behind the newest entry, perhaps at the end of its block
+    Entry* next = nullptr; ///< after the newest entry, perhaps at the end of its block
     std::size_t firstSlot = 0;
     std::size_t nextSlot = 0;
     std::size_t entries = 0;

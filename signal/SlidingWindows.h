@@ -1,5 +1,5 @@
-/// Smallest value, largest value and mean of one channel, of everything since the start or of the last samples. Samples
-/// outside a pair of bounds do not exist for these operations.
+/// Smallest value, largest value and mean of one channel, of everything since the start or of the last samples. These
+/// operations ignore samples outside a pair of bounds.
 #pragma once
 
 #include "core/OperationRows.h"
@@ -10,10 +10,10 @@
 namespace Velmarosk::Operation {
 
 /// "Min" and "Max" with one operand. Parameters: lower and upper bound, both inclusive, of the channel's type, then
-/// optionally the length of the window in samples, 32 bits (0 or none for no window). Execute is true once a sample
-/// inside the bounds has been seen. Reset forgets all samples; bounds and window stay.
+/// optionally the length of the window in samples, 32 bits (0 or none for no window). Execute returns true once there
+/// has been a sample inside the bounds. Reset forgets all samples; bounds and window stay.
 ///
-/// While a NaN is in the window the result is the extreme of the other samples, and a NaN if there is no other.
+/// While a NaN is in the window, the result is the extreme of the other samples, or a NaN if there is no other.
 template <class TOrder, class TResult, class TOperand>
 class CExtreme : public CUnaryOperation<TResult, TOperand> {
 public:
@@ -48,7 +48,7 @@ public:
 
 protected:
     bool hasValue = false;
-    /// Intentionally not touched while there is a window.
+    /// Not updated while there is a window.
     TResult extremeValue = TOrder::template start<TOperand>;
 
 private:
@@ -62,11 +62,11 @@ private:
         return hasValue;
     }
 
-    // Filling is rare and stays out of line, so that it does not lengthen Execute.
+    // Filling is rare and stays out of line, to keep Execute short.
 
-    /// Intentionally, a window is full when it comes to hold exactly `windowLength` samples. Once full it keeps the
-    /// number of its samples until Reset, whatever length is set; and when the length is made shorter than what it
-    /// holds before it is full, it grows until Reset. Without a window the samples held stay as they are.
+    /// A window is full when a sample makes it hold exactly `windowLength`. Once full, it keeps its number of samples
+    /// until Reset, whatever length is set. If the length becomes shorter than what a window holds before it is full,
+    /// the window grows until Reset. Without a window the samples held stay as they are.
     [[gnu::noinline]] bool Fill(TOperand sample) {
         window.Append(sample);
         hasValue = true;
@@ -85,9 +85,9 @@ private:
     SlidingExtreme<TOrder, TOperand> window;
 };
 
-/// Twin of CExtreme: a sample without value does not enter, and the extreme is written again. Intentionally that is the
-/// extreme of the operation without a window: with one, it is still the highest ("Min") or lowest ("Max") value of the
-/// type, or what was found before the window was set.
+/// Twin of CExtreme: a sample without value does not enter, and the extreme is written again. It writes the extreme of
+/// the operation without a window. With a window that is still the highest ("Min") or lowest ("Max") value of the type,
+/// or what was found before the window was set.
 template <class TPlain>
 class CExtremeNV final : public TPlain {
 public:
@@ -115,8 +115,8 @@ template <class TResult, class TOperand>
 using CMaxNV = CExtremeNV<CMax<TResult, TOperand>>;
 
 /// "Average": the mean. Parameters: length of the window in samples, 32 bits (0 for none); lower and upper bound, both
-/// inclusive, of the channel's type; then optionally the number of samples without value in a row at which the mean is
-/// given up, 32 bits. Execute is true if there is a mean; also a sample that does not count writes it again. Reset
+/// inclusive, of the channel's type; then optionally the number of samples without value in a row after which there is
+/// no mean, 32 bits. Execute returns true if there is a mean; even a sample that does not count writes it again. Reset
 /// forgets all samples; the parameters stay.
 template <class T>
 class CAverage : public CUnaryOperation<T, T> {
@@ -129,7 +129,7 @@ public:
         return ExecuteWithLimit();
     }
 
-    /// A limit of 0 is answered with false, intentionally, although everything has been set.
+    /// Returns false for a limit of 0, although everything has been set.
     bool Initialize(Parameters& parameters) override {
         if (parameters.Count() < 3)
             return false;
@@ -165,7 +165,7 @@ private:
         return true;
     }
 
-    // What a full window does not need stays out of line, so that Execute needs no stack.
+    // Code that a full window does not need stays out of line, so that Execute needs no stack.
 
     [[gnu::noinline]] bool AddAndWrite(T sample) {
         mean.Add(sample);
@@ -173,8 +173,8 @@ private:
         return true;
     }
 
-    /// A run of samples without value that is shorter than the limit stays invisible; CheckNoValue has written the
-    /// marker, and the mean is written over it.
+    /// A run of samples without value that is shorter than the limit does not show: CheckNoValue has written the
+    /// marker, and the mean overwrites it.
     [[gnu::noinline]] bool ExecuteWithLimit() {
         if (this->CheckNoValue()) {
             noValueCount = 0;
@@ -190,7 +190,7 @@ private:
     RunningMean<T> mean;
 };
 
-/// Twin of CAverage: the last mean stands for any number of samples without value, whatever the limit.
+/// Twin of CAverage: shows the last mean for any number of samples without value, whatever the limit.
 template <class T>
 class CAverageNV final : public CAverage<T> {
 public:

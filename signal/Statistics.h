@@ -11,8 +11,8 @@ namespace Velmarosk::Operation {
 
 /// "Statistics": results smallest, largest and mean, then the operand. Parameters: length of the mean's window in
 /// samples, 32 bits (0 for the mean of everything); lower and upper bound, both inclusive, of the channel's type. The
-/// smallest and the largest are those since the start, in any case. Execute is true once all three have a value; only
-/// results that have one are written, and none ever gets a marker. Reset forgets all samples; the parameters stay.
+/// smallest and the largest are always those since the start. Execute returns true once all three have a value. Only
+/// results that have one are written; none ever gets a marker. Reset forgets all samples; the parameters stay.
 template <class TResult, class TOperand>
 class CStatistics : public COperation {
 public:
@@ -30,11 +30,11 @@ public:
     bool Execute() override {
         const TOperand sample = operand.Read();
         if (bounds.Admits(sample)) {
-            mean.Add(sample); // first, since it is what may find no memory
+            mean.Add(sample); // first, since it may run out of memory
             Take(sample);
             WriteExtremes();
         }
-        // Outside the bounds the mean is written again, intentionally without the other two.
+        // Outside the bounds the mean is written again, without the other two.
         WriteMean();
         return HasAll();
     }
@@ -96,7 +96,7 @@ private:
     TOperand operandNoValue = 0;
 };
 
-/// Twin of CStatistics: a sample without value changes nothing, and writes again whatever there is, all three.
+/// Twin of CStatistics: a sample without value changes nothing, and writes again those of the three that have a value.
 template <class TResult, class TOperand>
 class CStatisticsNV final : public CStatistics<TResult, TOperand> {
 public:

@@ -100,7 +100,7 @@ TEST(BinaryArithmetic, PowerRefusesWhatIsNotFinite) {
              In({-infinity, 3}, refused)),
     });
     RunSequences({Plain("Power", "DDD", In({nan, 1}, refused), In({nan, 0}, 1))});
-    // In Float32, and not by way of Float64, which would round a few of these to a neighbour.
+    // In Float32, not through Float64, which would round a few of these to a neighbour.
     Vel::Channel<float> result, a, b;
     auto power = Vel::OperationHandle::Create(false, "Power", result, a, b);
     std::mt19937 random(1);

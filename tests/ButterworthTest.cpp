@@ -87,7 +87,7 @@ double Gain(const ButterworthDesign& design, double frequency) {
 TEST(ButterworthDesign, EveryOrderHasTheAnalyticResponse) {
     const auto warp = [](double frequency) { return std::tan(pi * frequency / 1000); };
     const StopBand stop = StopBandOf(120, 260);
-    // The frequency of the prototype that a frequency stands for: the gain there is 1 / sqrt(1 + w^2n).
+    // The prototype's frequency for a frequency: the gain there is 1 / sqrt(1 + w^2n).
     const auto band = [&](double f, double lower, double upper) {
         return (warp(f) * warp(f) - warp(lower) * warp(upper)) / (warp(f) * (warp(upper) - warp(lower)));
     };
@@ -134,7 +134,7 @@ void RunInLockStep(const char* name, Designer designer, bool noValueAware) {
     auto operation = Vel::OperationHandle::Create(noValueAware, name, result, operand);
     PlainRecursion reference;
     for (int i = 0; i < 20000; ++i) {
-        if (i % 50 == 0) { // redesigns keep the memory, also those that are refused
+        if (i % 50 == 0) { // redesigns keep the memory, even refused ones
             auto parameters = At1000(static_cast<UInt8>(random() % 9 + 1), 400 * std::abs(real(random)), 450);
             if (i % 500 == 0)
                 parameters.corner1 = parameters.corner2 = 600;
@@ -180,10 +180,10 @@ TEST(ButterworthFilters, InitializeRefusesAndRemembers) {
              In({1}, first), Init(With(1, 1000., 600.), false), In({1}, 0), restart, Init(With(1, 1000., 100.), true),
              In({1}, first), Init(With(1, 1000.), false), restart, In({1}, first), Init(With(256, 1000., 100.), false),
              In({1}, 0)),
-        // The second corner stays when it is not given, and is exchanged into the first place all the same.
+        // A second corner that is not given stays, and is still swapped into the first place.
         Both("FilterButterworthLowPass", "DD", Init(With(1, 1000., 300., -100.), true), In({1}, first), restart,
              Init(With(1, 1000., 400.), true), In({1}, DesignLowPass(At1000(1, 300))->b[0])),
-        // Without coefficients the newest input and output are still taken.
+        // Without coefficients the filter still takes the newest input and output.
         Both("FilterButterworthLowPass", "DD", In({4}, 0), Init(With(1, 1000., 500.), true),
              In({0}, 4 * DesignLowPass(At1000(1, 500))->b[1])),
     });

@@ -1,4 +1,4 @@
-// What a new operation needs and nothing else would miss: files that have to name one another.
+// Files that must name one another. Nothing else notices what a new operation lacks there.
 #include "vocabulary/Vocabulary.h"
 
 #include <gtest/gtest.h>

@@ -146,7 +146,7 @@ TEST(Conversions, FieldsThatAreOddOnPurpose) {
         Plain("MaskAndShift", "BB", Init(With(uint64_t{0x05}), false), In({0xFF}, 5)),
         Plain("MaskAndShift", "bb", With(uint64_t{0x70}), Init(With(uint64_t{0x0D}), false), In({0x0F}, -3)),
         Plain("MaskAndShift", "bb", With(uint64_t{1}), With(uint64_t{0x7F}), In({0x40}, -64)), // the second counts
-        // Masks above the operand meet nothing there; a field across its top counts its full width.
+        // Mask bits above the operand match nothing; a field across its top counts its full width.
         Plain("MaskAndShift", "BB", With(uint64_t{0xF00}), In({0xFF}, 0)),
         Plain("MaskAndShift", "ww", With(uint64_t{0xFFFF0000}), In({-1}, 0)),
         Plain("MaskAndShift", "bb", With(uint64_t{0xFF0}), In({-128}, -8), In({0x70}, 7)),
@@ -185,13 +185,17 @@ TEST(Conversions, EachBitIsReadFromTheOperandAfreshThoughAResultHasReplacedIt) {
         for (std::size_t shared = 0; shared < operation->results; ++shared) {
             Subject extraction({operation, SignaturesOf(*operation).front()}, false);
             extraction.ShareChannel(shared, operation->results);
-            extraction.Operands()[0] = 0x7FF7;
+            const char letter = extraction.Letter(0);
+            const auto asOperand = [letter](SampleBits sample) { return NumberOf(sample, SizeOfSample(letter)); };
+            extraction.Operands()[0] = SampleOf(letter, 0x7FF7);
             EXPECT_TRUE(extraction.Execute());
-            const unsigned ownBit = 0x7FF7 >> shared & 1;
-            EXPECT_EQ(extraction.Operands()[0] & 0xFF, ownBit);
+            const auto ownBit = static_cast<std::uint16_t>(0x7FF7 >> shared & 1);
+            const std::uint64_t left = asOperand(BitsOf(ownBit)); // of a UInt16, a UInt8 reads the first byte
+            EXPECT_EQ(asOperand(extraction.Operands()[0]), left);
             for (std::size_t bit = 0; bit < operation->results; ++bit)
                 if (bit != shared) {
-                    EXPECT_EQ(extraction.Results()[bit], (bit < shared ? 0x7FF7u : ownBit) >> bit & 1)
+                    EXPECT_EQ(NumberOf(extraction.Results()[bit], sizeof ownBit),
+                              (bit < shared ? 0x7FF7u : left) >> bit & 1)
                         << name << ", result " << bit << ", with that of bit " << shared << " in the operand";
                 }
         }

@@ -61,13 +61,18 @@ void CompareWithDefinition(std::index_sequence<I...>) {
             points[2 * i + 1] = anywhere(random);
             operands.insert(operands.end(), {xs[i], std::nextafter(xs[i], T{9}), std::nextafter(xs[i], T{-9})});
         }
-        // The length of the signature tells how many of the values are taken.
+        // Which NaN comes of a NaN among the points is not promised.
+        const bool isAnyNaNRight = std::ranges::any_of(xs, [](T x) { return std::isnan(x); });
+        const auto bits = [&](double value) {
+            return std::bit_cast<std::uint64_t>(isAnyNaNRight && std::isnan(value) ? double{nan} : value);
+        };
+        // The length of the signature says how many of the values are read.
         ASSERT_TRUE(Initialize(operation.Get(), std::string(2 * xs.size(), 'D').c_str(), double{points[I]}...));
         for (const T v : operands) {
             operand = v;
             EXPECT_TRUE(operation.Execute());
             const double wanted = ByDefinition<T>(std::span(points).first(2 * xs.size()), v);
-            ASSERT_EQ(std::bit_cast<std::uint64_t>(double{result.Get()}), std::bit_cast<std::uint64_t>(wanted))
+            ASSERT_EQ(bits(double{result.Get()}), bits(wanted))
                 << xs.size() << " points, round " << round << ", operand " << v;
         }
     }

@@ -1,6 +1,5 @@
-// What the pages of the documentation show: links lead somewhere, code is that of the examples, and what velreplay is
-// said to do it does. The reference of the operations is held against velreplay's table of them, and its examples are
-// run.
+// The pages of the documentation: links lead somewhere, code comes from the examples, and velreplay does what they say.
+// The reference of the operations is compared with the vocabulary, and its examples are run.
 #include "checks/Subject.h"
 #include "engine/Parameters.h"
 #include "recordings/Numbers.h"
@@ -26,11 +25,12 @@
 namespace {
 
 namespace fs = std::filesystem;
+using namespace VelChecks;
 using Vel::Operation;
 
 const fs::path source = VEL_SOURCE;
 
-/// A folder for the time of a test.
+/// A folder that lives as long as a test.
 struct TemporaryFolder {
     TemporaryFolder() {
         std::string pattern = testing::TempDir() + "pagesXXXXXX";
@@ -97,7 +97,7 @@ std::string Anchor(const std::string& heading) {
     return anchor;
 }
 
-/// Of the headings of a page, which must not be there twice.
+/// The anchors of a page's headings, which must differ.
 std::set<std::string> Anchors(const fs::path& page) {
     std::set<std::string> anchors;
     const std::string text = Read(page);
@@ -111,7 +111,7 @@ TEST(Documentation, LinksLeadSomewhere) {
     const std::regex link("\\]\\(([^)#]*)(#[^)]*)?\\)");
     std::map<fs::path, std::set<std::string>> anchors;
     for (const fs::path& page : Pages()) {
-        const std::string text = Read(page);
+        const std::string text = std::regex_replace(Read(page), std::regex("\n    [^\n]*"), ""); // without code
         for (std::sregex_iterator found(text.begin(), text.end(), link), end; found != end; ++found) {
             const std::string file = (*found)[1];
             if (file.starts_with("http"))
@@ -132,6 +132,8 @@ TEST(Documentation, ShowsCodeOfTheExamples) {
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(source / "examples"))
         if (entry.is_regular_file())
             examples += WithoutIndent(Read(entry.path()));
+    for (const std::string& block : Blocks(source / "docs/ecg.md", "toml"))
+        EXPECT_NE(examples.find(WithoutIndent(block)), std::string::npos) << block;
     for (const fs::path& page : Pages())
         for (const std::string language : {"c", "cpp"})
             for (const std::string& block : Blocks(page, language))
@@ -147,11 +149,12 @@ TEST(Documentation, ShowsCodeOfTheExamples) {
     EXPECT_EQ(Blocks(source / "docs/hosting.md", "text"), outputs);
 }
 
-/// velreplay on the plan, recording and result of a page.
+/// velreplay on the plan, recording and result of a page. A page that begins with a recording goes on with it.
 class PageRun {
 public:
     /// A plan without inputs is a part that may be added to the plan before it.
     void TakePlan(const std::string& text) {
+        keepsRecording = keepsRecording || (plan.empty() && hasRecording);
         const bool isPart = text.find("[[inputs]]") == std::string::npos;
         plan = isPart ? plan + text : text;
         std::ofstream(folder.path / "plan.toml") << plan;
@@ -159,13 +162,13 @@ public:
         if (!isLoaded)
             return;
         EXPECT_TRUE(Run("--explain blocks.toml | diff <(grep -v '^#' blocks.toml) - >out")) << Output();
-        if (isPart) {
+        if (isPart && !keepsRecording) {
             EXPECT_TRUE(Run("-q plan.toml recording.csv -o result.csv --plot picture.svg 2>out")) << Output();
         }
     }
     /// First a recording, then its result.
     void TakeTable(const std::string& text) {
-        if (std::exchange(hasRecording, !hasRecording)) {
+        if (std::exchange(hasRecording, keepsRecording || !hasRecording)) {
             for (const std::string of : {"plan.toml", "blocks.toml"}) {
                 EXPECT_TRUE(Run("-q " + of + " recording.csv >out 2>&1"));
                 EXPECT_EQ(Output(), text);
@@ -179,7 +182,7 @@ public:
         EXPECT_EQ(Output(), text);
         isLoaded = true;
     }
-    /// That a plan is refused is told by the message behind it.
+    /// A plan that is refused is followed by its message.
     bool IsLoaded() const { return isLoaded; }
     std::string Output() const { return Read(folder.path / "out"); }
 
@@ -193,10 +196,11 @@ private:
     std::string plan;
     bool isLoaded = true;
     bool hasRecording = false;
+    bool keepsRecording = false; ///< as long as there are results of it
 };
 
 TEST(Documentation, ShowsWhatVelreplayDoes) {
-    for (const char* const page : {"docs/velreplay.md", "docs/plans.md"}) {
+    for (const char* const page : {"docs/velreplay.md", "docs/plans.md", "docs/days.md"}) {
         PageRun run;
         for (const auto& [language, text] : Fences(source / page)) {
             if (language == "text") {
@@ -221,6 +225,98 @@ std::vector<std::string> Split(const std::string& text, const std::string& separ
         begin = end + separator.size();
     }
     return parts;
+}
+
+/// "1 - 3", a column of a table.
+std::vector<std::string> Cells(const std::string& text) {
+    std::vector<std::string> cells = Split(text, " ");
+    std::replace(cells.begin(), cells.end(), std::string("-"), std::string());
+    return cells;
+}
+
+TEST(Documentation, SolvesTasksAsItSays) {
+    const std::string page = Read(source / "docs/operations.md");
+    const std::size_t begin = page.find("\n## By task");
+    const std::string tasks = page.substr(begin, page.find("\n## ", begin + 1) - begin);
+    const std::regex task("```toml\n([^`]*)```\n\n((?:.|\n)*? gives `(\\w+)` =([-.\\s0-9]*)\\.(?:\\s|$))");
+    std::ptrdiff_t count = 0;
+    for (std::sregex_iterator found(tasks.begin(), tasks.end(), task), end; found != end; ++found, ++count) {
+        std::string plan = "[plan]\nsample_period = 1\noutput = [\"" + (*found)[3].str() +
+                           "\"]\n[[inputs]]\nname = \"t\"\ntype = \"Float64\"\n";
+        std::vector<std::string> lines{"t"};
+        const std::string said = std::regex_replace((*found)[2].str(), std::regex("\\s+"), " ");
+        const std::regex column("`(\\w+)` = ([-. 0-9]*[-0-9])");
+        std::vector<std::string> results;
+        for (std::sregex_iterator input(said.begin(), said.end(), column); input != end; ++input) {
+            const std::string name = (*input)[1];
+            const std::vector<std::string> cells = Cells((*input)[2]);
+            if (name == (*found)[3]) {
+                results = cells;
+                continue;
+            }
+            plan += "[[inputs]]\nname = \"" + name + "\"\ntype = \"" +
+                    (name == "v" || name == "w" ? "Float64" : "UInt16") + "\"\n";
+            lines.resize(cells.size() + 1);
+            lines[0] += "," + name;
+            for (std::size_t i = 0; i < cells.size(); ++i)
+                lines[i + 1] += (lines[i + 1].empty() ? std::to_string(i) : "") + "," + cells[i];
+        }
+        PageRun run;
+        run.TakePlan(plan + "[compute]\n" + (*found)[1].str());
+        EXPECT_TRUE(run.IsLoaded()) << run.Output();
+        std::string recording, result = (*found)[3].str() + "\n";
+        for (const std::string& line : lines)
+            recording += line + "\n";
+        for (const std::string& cell : results)
+            result += (cell.empty() ? "\"\"" : cell) + "\n"; // an empty line would be no row
+        run.TakeTable(recording);
+        run.TakeTable(result);
+    }
+    EXPECT_EQ(count, std::ssize(Split(tasks, "```toml")) - 1);
+}
+
+/// NoValue-aware operations that answer true and write nothing: what stands in the result before the last sample stays.
+std::set<std::string_view> OperationsThatKeepTheirValue() {
+    std::set<std::string_view> names;
+    SeededChoice choice(1);
+    for (const Row& row : AllRows())
+        for (int life = 0; life < 60; ++life) {
+            SeededChoice same = choice; // a gear table can be read once only
+            Subject subject(row, true), other(row, true);
+            EXPECT_TRUE(subject.Initialize(ChooseParameters(row, std::ref(choice))));
+            EXPECT_TRUE(other.Initialize(ChooseParameters(row, std::ref(same))));
+            bool haveAnswered = true;
+            SampleBits before = 0;
+            const char letter = row.signature[0]; // of a signalling NaN no sum is made that is the same
+            const SampleBits mark = letter == 'D'   ? SampleBits{0x7ff4000000000077}
+                                    : letter == 'F' ? SampleBits{0x7fa00077}
+                                                    : SampleOf(letter, 77);
+            for (std::uint64_t left = 1 + choice(12); left > 0; --left) {
+                subject.ChooseOperands(std::ref(choice));
+                std::copy(subject.Operands().begin(), subject.Operands().end(), other.Operands().begin());
+                before = subject.Results()[0];
+                if (left == 1)
+                    other.Results()[0] = mark;
+                haveAnswered = subject.Execute() && other.Execute();
+            }
+            if (haveAnswered && subject.Results()[0] == before && other.Results()[0] == mark && before != mark)
+                names.insert(row.operation->name);
+        }
+    return names;
+}
+
+TEST(Documentation, TellsWhichOperationsKeepTheirValue) {
+    std::set<std::string_view> names;
+    const std::string page = Read(source / "docs/plans.md");
+    const std::size_t table = page.find("| Operation | Keeps its value");
+    const std::string rows = page.substr(table, page.find("\n\n", table) - table);
+    const std::regex line("\n\\| ([A-Za-z, ]+) \\|");
+    std::vector<std::string> cells;
+    for (std::sregex_iterator found(rows.begin(), rows.end(), line), end; found != end; ++found)
+        for (const std::string& name : Split((*found)[1].str() + ", ", ", "))
+            cells.push_back(name);
+    names.insert(cells.begin(), cells.end());
+    EXPECT_EQ(names, OperationsThatKeepTheirValue());
 }
 
 /// An entry of the reference: the operation that it describes, and what it says.

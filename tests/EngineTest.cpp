@@ -445,8 +445,14 @@ TEST(Engine, WarnsOfWhatAUserMayNotExpect) {
     const auto warnings = [](const Plan& plan, const std::vector<double>& a, const std::vector<double>& b) {
         PlanRun run(plan, a.size());
         run.MakeStatuses(true);
-        run.Feed(std::vector<Column>{Over(a), Over(b)}, 2);
-        run.Feed(std::vector<Column>{{&a[2], 8}, {&b[2], 8}}, a.size() - 2);
+        const auto feed = [&](std::size_t first, std::size_t rows) {
+            const std::vector<Column> columns{{&a[first], 8}, {&b[first], 8}};
+            run.Feed(columns, rows);
+            while (run.Continue()) {
+            }
+        };
+        feed(0, 2);
+        feed(2, a.size() - 2);
         std::string text;
         for (const Warning& warning : run.Warnings())
             text += warning.channel + ": " + warning.what + ", " + std::to_string(warning.firstRow) + ", " +
@@ -456,19 +462,33 @@ TEST(Engine, WarnsOfWhatAUserMayNotExpect) {
     const std::vector<double> gaps{1, 2, none, none, 3, none, 4};
     const std::vector<double> fives(gaps.size(), 5);
     EXPECT_EQ(warnings(Single("Float64", "IntegralAdd", "'a'", "parameters = { delta_time = 1 }"), gaps, fives),
-              "z: the total starts again from 0 behind a missing sample, 3, 2\n");
+              "z: the total of IntegralAdd starts again from 0 behind a missing sample, 3, 2\n");
     EXPECT_EQ(warnings(Single("Float64", "Integral", "'a'", "parameters = { delta_time = 1 }"), gaps, fives), "");
     EXPECT_EQ(warnings(Single("Float64", "UpperLimit", "'a', 'b'", "parameters = { hysteresis = 2 }", "UInt16"),
                        {6, 6, none, 4, 4, 6, 6}, fives),
-              "z: no value behind a missing sample, until the state next changes, 4, 2\n");
+              "z: UpperLimit has no value behind a missing sample, until its state next changes, 4, 2\n");
     EXPECT_EQ(warnings(Single("Float64", "Hour", "'a'"), gaps, fives),
-              "z: a value is made of a missing sample, 3, 3\n");
+              "z: Hour makes a value of a missing sample, 3, 3\n");
     const std::string frame = inputs.substr(0, inputs.find("TYPE")) +
                               "Float64\"\n[[inputs]]\nname = \"b\"\n"
                               "type = \"Float64\"\n[[constants]]\nname = \"none\"\ntype = \"Float64\"\n[compute]\nz = ";
     EXPECT_EQ(warnings(ParsePlan(frame + "\"If(Valid(a), Hour(a), none)\"", "plan"), gaps, fives), "");
     EXPECT_EQ(warnings(ParsePlan(frame + "\"Hour(a) + 1\"", "plan"), gaps, fives),
-              "z#1: a value is made of a missing sample, 3, 3\n");
+              "z: Hour makes a value of a missing sample, 3, 3\n");
+    for (const char* const guarded : {"Valid(UpperLimit(a, b, hysteresis = 2), 0)", "UpperLimit(a, b, hysteresis = 2)"})
+        EXPECT_EQ(warnings(ParsePlan(frame + '"' + guarded + '"', "plan"), {6, 6, none, 4, 4, 6, 6}, fives),
+                  guarded[0] == 'V'
+                      ? ""
+                      : "z: UpperLimit has no value behind a missing sample, until its state next changes, 4, 2\n");
+    const std::string raster = frame + "\"b + 1\"\n[raster]\ntime = \"a\"\nperiod = ";
+    EXPECT_EQ(
+        warnings(ParsePlan(raster + "2", "plan"), {0, 1, 2, 3, 4, 5, 6}, fives),
+        "a: rows of the recording come between two of the raster and are not seen; a shorter period sees them, 2, 3\n");
+    EXPECT_EQ(warnings(ParsePlan(raster + "1", "plan"), {0, 0.9, 1.1, 1.8, 2.9, 2.9, 4.1}, fives), ""); // jitter
+    EXPECT_EQ(warnings(ParsePlan(raster + "1", "plan"), {0, none, 3, 2, 15.5, 13, none}, fives),
+              "a: rows of the recording that go back in time are left out, 4, 2\n"
+              "a: rows of the recording without a time are left out, 2, 2\n"
+              "a: samples more than 10 periods old stand in; max_gap in [raster] ends that, 15, 2\n");
     EXPECT_EQ(warnings(Single("Float64", "MonoFlop", "'a'", "parameters = { duration = 1 }", "UInt16"), gaps, fives),
               "z: MonoFlop reads the clock of this machine, not the time of the recording, 0, 0\n");
 }

@@ -1,4 +1,4 @@
-/// The exports apart from what single operations do, and the typed header in front of them.
+/// The exports, apart from single operations, and the typed header on top of them.
 
 #include "Sequences.h"
 
@@ -105,7 +105,7 @@ TEST(TypedHeader, PacksAFloat32IntoTheLowBitsOfAnArgument) {
         EXPECT_EQ(std::bit_cast<std::uint64_t>(VelPackFloat32(value)), std::bit_cast<std::uint32_t>(value));
 }
 
-/// The markers' test is made for speed; this is the rule that it stands for.
+/// The test for markers is written for speed; this is its rule.
 TEST(NoValue, EqualsItsMarkerByTheRuleForEveryPairOfSamples) {
     using namespace Velmarosk::Operation;
     const double odd = std::bit_cast<double>(0xFFF0000000000001u);

@@ -21,7 +21,7 @@ using namespace Sequences;
 
 namespace {
 
-/// Leaves digits where the next call may forget to clear its buffer.
+/// Leaves digits on the stack, which show if the next call forgets to clear its buffer.
 [[gnu::noinline]] void DirtyStack() {
     std::array<volatile char, 8192> digits;
     for (volatile char& digit : digits)
@@ -58,16 +58,16 @@ TEST(Gear, IsThatOfTheFirstEntryWithinTheTolerance) {
              WithTable(0.25, {second, Record("1.25 =-1"), Record("1.5 =3"), Record("no record")}), In({1, 2, 4}, 2),
              In({1, 8, 11}, -1), In({1, 8, 12}, 3), In({1, 8, 14}, refused), In({1, 8, 15}, 2), In({1, 8, 18}, refused),
              In({0, absent, absent}, refused), In({1, 0, absent}, refused), restart, In({1, 2, 4}, 2)),
-        // A second table is added, and a second tolerance replaces the first, also where there is no file to read.
+        // A second table is added, and a second tolerance replaces the first, even if there is no file to read.
         Both("Gangermittlung", "bWWW", WithTable(0.1, {second}),
              Init(WithTable(0, {Record("2 =3"), Record("4 =4")}), true), In({1, 1, 4}, refused),
              Init(With(9.0, ""), false), In({1, 1, 5}, 2), Init(With(0.1, "/"), false), In({1, 1, 4}, 4),
              Init(With(9.0, "", 0), false), In({1, 1, 5}, refused), Init(With(9.0, noName), false), In({1, 1, 5}, 2)),
-        // A long regular file is a complete piece at once.
+        // A long regular file is a full piece at once.
         Both("Gangermittlung", "bWWW", With(9.0, "/proc/self/exe"), In({1, 2, 4}, refused)),
-        // A piece of more than 80 bytes is a complete one. Before the first NUL the buffer holds nothing else.
+        // More than 80 bytes are a full piece. Before the first NUL the buffer holds nothing else.
         Both("Gangermittlung", "bWWW", WithTable(0.5, {"3 =5", std::string(81, '=')}), In({1, 1, 3}, 5)),
-        // Without a NUL, a record runs on into the one before or to the end of the buffer.
+        // Without a NUL, a record continues with the one before or to the end of the buffer.
         Both("Gangermittlung", "bWWW", WithTable(0.5, {"2 = 55", "1 =", Record("5 ="), allPlaces}), In({1, 1, 2}, 55),
              In({1, 1, 1}, 55), In({1, 1, 5}, 0), In({1, 1, 4}, -1)),
         // The gate is a UInt16 whatever its letter says, here the low half of a UInt32.

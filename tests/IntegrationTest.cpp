@@ -16,7 +16,7 @@ TEST(Integration, FixedStepsNeedAPreviousOrAStartingValue) {
         Both("Integral", "DD", With(2., 1.), In({3}, 4), In({5}, 8), restart, In({3}, 4)),
         Both("IntegralAdd", "DD", With(2.), In({1}, kept), In({3}, 4), In({5}, 12), Init(With(1., 0., 0.), true),
              In({1}, 15), restart, In({3}, kept), In({1}, 2)),
-        // A starting value survives an Initialize without one, and one given in mid-course replaces the memory.
+        // A starting value survives an Initialize without one; a later one replaces the memory.
         Both("IntegralAdd", "DD", With(2., 1.), In({3}, 4), Init(With(1.), true), In({5}, 8), Init(With(1., 0.), true),
              In({2}, 9), restart, In({2}, 1)),
         Both("Integral", "FF", With(1.), In({16777216}, kept), In({1}, 8388608)),
@@ -53,7 +53,7 @@ TEST(Integration, SamplesWithoutValueStartOver) {
         Aware("Integral", "DDD", In({1, 1}, kept), In({1, none}, marker), In({1, 3}, kept), In({1, 4}, 1)),
         Aware("IntegralAdd", "DDD", With(1., 1.), In({1, 2}, 1), In({none, 3}, marker), In({1, 2}, 1)),
         Aware("Differential", "FFF", In({1, 1}, kept), In({none, 2}, marker), In({1, 1}, kept)),
-        // The exception: the time of the lost sample is not taken either.
+        // The exception: the time of the lost sample is not remembered either.
         Aware("UpperIntegral", "DDD", In({3, 10}, 30), In({none, 11}, marker), In({3, 12}, 6)),
         Plain("Differential", "DDD", With(1., 1.), In({1, none}, refused), In({1, 2}, refused), In({3, 3}, 2)),
         Plain("Integral", "DD", With(2., 1.), In({none}, nan), In({1}, nan), In({1}, 2)),

@@ -1,5 +1,5 @@
-/// The shared library as a host finds it: loaded, unloaded and loaded again in a process that has functions of the same
-/// names and an allocator of its own.
+/// The shared library in a host: loaded, unloaded and loaded again in a process that has its own allocator and
+/// functions of the same names.
 
 #include "VelOperation.h"
 
@@ -25,7 +25,7 @@ bool allocationFails = false;
 
 } // namespace
 
-// The process's own functions. They stand before the library's in the order of symbol look-up.
+// The process's own functions. Symbol look-up finds them before the library's.
 VelHandle Create(bool, const char*, const char*, ...) { return ++ownCalls, nullptr; }
 bool Reset(VelHandle) { return ++ownCalls, false; }
 bool Execute(VelHandle) { return ++ownCalls, false; }

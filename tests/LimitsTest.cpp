@@ -22,7 +22,7 @@ TEST(Limits, RiseAtTheLimitAndFallBehindTheHysteresis) {
         Both("LowerLimit", "WDDD", With(10.), In({99, 0, 100}, 1), In({90, 0, 100}, kept), In({91, 0, 100}, 0)),
         // The percentage is divided first: 100 * (7 / 100) is above 7.
         Both("LowerLimit", "WDDD", With(7.), In({-1, 100, 0}, 1), In({7.000000000000001, 100, 0}, kept)),
-        // A refused Initialize makes a percentage of the hysteresis in use, which is 10 % of 200.
+        // A refused Initialize turns the hysteresis in use, 10 % of 200, into a percentage.
         Both("UpperLimit", "WDDD", With(10.), In({201, 200, 0}, 1), In({190, 200, 0}, kept),
              Init(With(1.0, 1.0), false), In({161, 200, 0}, kept), In({159, 200, 0}, 0)),
     });
@@ -34,7 +34,8 @@ TEST(Limits, NoValueAndResetForgetThatTheLimitWasExceeded) {
                             In({11, 10, 0}, 1), restart, In({0, 10, 0}, kept), In({11, 10, 0}, 1))});
     RunSequences({
         Aware("LowerLimit", "WFF", With(5.f), In({9, 10}, 1), In({9, none}, marker), In({9, 10}, 1)),
-        // A plain operation takes a marker, here a NaN, for a number, and does not read the far side of a band in vain.
+        // A plain operation treats a marker, here a NaN, as a number, and does not read the far side of a band
+        // needlessly.
         Plain("UpperLimit", "WDD", With(2.), In({none, 10}, kept), In({11, 10}, 1), In({none, 10}, kept)),
         Plain("UpperLimit", "WDDD", With(2.), In({99, 100, absent}, kept), In({101, 100, absent}, 1)),
         Plain("LowerLimit", "WDDD", With(2.), In({1, absent, 0}, kept), In({-1, absent, 0}, 1)),

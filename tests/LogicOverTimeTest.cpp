@@ -21,7 +21,7 @@ Step Asked(int times, Place place = Place::Here()) {
     }};
 }
 const Step forgetAsked{[](Rig&) { FakePlatform::tickCountReads = 0; }};
-/// Milliseconds after a start that lets the tick counter wrap.
+/// Milliseconds after a start shortly before the tick counter wraps.
 Step After(std::uint32_t milliseconds) { return At(0xFFFFFF00 + milliseconds); }
 
 template <class... TParameters>
@@ -36,7 +36,7 @@ TEST(Edges, PassTheirThresholdAndTriggersLatchUntilReset) {
         Both("NegEdge", "Wb", With(std::int8_t{-5}, std::int8_t{-4}), In({-5}, 0), In({-6}, 1), In({-7}, 0),
              In({-5}, 0), In({-127}, 1)),
         Both("PosEdge", "WQ", With(1ull << 63), In({9223372036854775808.}, 0), In({1e19}, 1)),
-        // Parameters come back to their defaults, and a third one voids the second.
+        // Without parameters the defaults return, and a third parameter cancels the second.
         Both("NegEdge", "WF", In({0}, 0), In({1}, 0), In({0.5}, 1), Init(With(9.0, 10.0), true), In({8}, 1),
              Init(With(), true), In({0}, 0), In({1}, 0), In({0}, 1)),
         Both("PosEdge", "Wl", With(-3, -5), In({-2}, 1), Init(With(-3, -5, 0), true), In({-2}, 0), In({-4}, 0),
@@ -50,7 +50,7 @@ TEST(Edges, PassTheirThresholdAndTriggersLatchUntilReset) {
              In({2, 2}, 1), In({1, 1}, 1), In({1, 0}, 1), restart, In({0, 0}, 0)),
         Both("StartNotStopTrigger", "WWW", In({1, 0}, 1), In({0, 0}, 0), In({1, 2}, 1), In({0, 1}, 1), In({0, 0}, 1),
              In({0, 1}, 0), In({1, 1}, 1), restart, In({0, 1}, 0)),
-        // One pulse, which ends at a zero that follows the end of its time.
+        // One pulse, which ends at a zero after its time is over.
         Both("StartNotStopTriggerPuls", "WW", After(0), In({0}, 0), In({1}, 1), After(2000), In({1}, 1), In({0}, 1),
              After(2001), In({0}, 1), In({3}, 1), After(0), In({1}, 1), In({0}, 0), After(9000), In({1}, 0), In({1}, 0),
              In({0}, 0), restart, In({1}, 1), In({1}, 1), In({0}, 1)),
@@ -126,7 +126,7 @@ TEST(MonoFlop, ParametersAreReadFromTheirLowBytes) {
         Both("MonoFlop", "WW", Pulse(1, 1, 1), once),
         Both("MonoFlop", "DDD", With(1.0, 0x10000), In({1, 0}, 1), In({0, 1}, kept), In({1, 1}, 1), In({0, 2}, kept),
              Init(With(), false), Init(With(1.0, 0, 1), true), In({0, 2.5}, 0)),
-        // Retriggering moves the end, and neither Reset nor an Initialize without a word on it takes it back.
+        // Retriggering moves the end. Neither Reset nor an Initialize without that parameter switches it off.
         Both("MonoFlop", "WW", Pulse(1, 1), Init(With(), false), Init(Pulse(1), true), restart, At(0), In({1}, 1),
              At(800), In({0}, kept), In({1}, 1), At(1001), In({1}, kept), At(1801), In({1}, 0)),
     });
@@ -170,7 +170,7 @@ TEST(TimeMeasurement, FollowsItsConditions) {
              In({2, 0, 40}, kept), In({3, 1, 40}, 0), restart, In({1, 0, 1}, trueMarker), In({1, 1, 2}, 1),
              In({0, 0, 3}, kept), In({1, 0, 3}, kept), restart, In({0, 1, 4}, trueMarker)),
         Both("TimeDiff", "FWWF", In({1, 0, 16777216}, trueMarker), In({1, 1, 16777217}, 0)),
-        // A stop without a start is an edge in the form with a time channel only.
+        // A stop without a start is an edge only in the form with a time channel.
         Both("TimeDiff", "DWW", With(1.0), In({0, 1}, trueMarker), In({1, 1}, kept), In({1, 2}, 1)),
         Both("TimeDiff", "DWWD", In({0, 1, 0}, trueMarker), In({1, 1, 1}, kept), In({1, 2, 2}, kept), In({1, 3, 3}, 2)),
         Both("Time", "DW", With(0.5), In({0}, 0), In({3}, 0.5), In({1}, 1), In({0}, 0), In({1}, 0.5), restart,

@@ -14,7 +14,7 @@ TEST(OldValues, DelayByOneSample) {
         Both("GetOldValue", "ll", With(9), In({1}, 9), In({2}, 1), In({3}, 2), restart, In({4}, 9)),
         Both("GetOldValue", "BB", With(258), In({1}, 2)),
         Both("GetOldValue", "DD", In({1}, 0), In({-0.0}, 1), In({2}, -0.0)),
-        // The first output is what stands in the result, also when a value is given later.
+        // The first output is what the result holds, even if a value is given later.
         Both("GetOldValue", "FF", With(), ResultHolds(5), In({1}, 5), Init(With(8.), true), In({2}, 1), restart,
              ResultHolds(6), In({3}, 6)),
         Both("GetOldValueN", "QQ", With(), In({1}, 0), In({2}, 1), In({3}, 2)),
@@ -23,7 +23,7 @@ TEST(OldValues, DelayByOneSample) {
         Both("GetOldValueN", "ww", With(0, -7), In({1}, -7), In({2}, 1)), // 0 counts as 1 here
         Both("GetOldValueN", "FF", With(2, 7., 9.), In({1}, 7), In({2}, 7), In({3}, 1)),
         Both("GetOldValueN", "DD", With(3, 7.), In({1}, 7), With(3), In({2}, 0)),
-        // A delay of no samples stays one, and leaves nothing behind.
+        // A delay of 0 passes samples through and remembers nothing.
         Both("GetOldValueN", "DD", With(0), In({1}, 1), In({2}, 2), Init(With(1), true), In({3}, 0)),
         Both("GetOldValueN", "BB", With(4294967295u), In({1}, 0), In({2}, 0)),
         Both("GetOldValueN", "DD", With(65537u), In({1}, 0), In({2}, 0)),

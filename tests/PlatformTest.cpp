@@ -70,7 +70,7 @@ TEST(InputFile, IsClosedAtItsEndAndInProgramsThatTheProcessBecomes) {
     }
 }
 
-/// From here on the process is killed by every system call but its exit.
+/// From here on, every system call but exit kills the process.
 bool ForbidSystemCalls() {
     sock_filter filter[]{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
                          BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_exit_group, 0, 1),

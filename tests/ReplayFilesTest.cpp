@@ -159,6 +159,14 @@ TEST_F(ReplayFilesTest, DrawsAnyRangeOfNumbers) {
         EXPECT_NE(unixTime.find(tick), std::string::npos) << tick;
 }
 
+TEST_F(ReplayFilesTest, NoticesThatARecordingIsCutWhileItIsRead) {
+    EXPECT_EQ(Run("(echo a,b; yes 6,3 | head -c 1M) >cut.csv; mkfifo live; $V -q plan.toml cut.csv >live & "
+                  "exec 7<live; head -c 1 <&7 >/dev/null; truncate -s 600006 cut.csv; cat <&7 >/dev/null; wait $!"),
+              1);
+    EXPECT_EQ(Read("err"), "cut.csv: the recording became shorter while it was read\n"
+                           "  copy it first, or read it again\n");
+}
+
 TEST_F(ReplayFilesTest, ReadsOneColumnForManyInputs) {
     std::string plan;
     for (const std::string name : {"a", "b", "c", "d", "e"})

@@ -2,6 +2,7 @@
 #include "HostFixture.h"
 
 #include <algorithm>
+#include <sstream>
 
 namespace {
 
@@ -14,8 +15,9 @@ protected:
         EXPECT_EQ(Run("$V -q plan.toml rec.csv " + options), 1) << recording.substr(0, 100);
         const std::string said = Read("err");
         EXPECT_LT(said.size(), 3000u);
-        EXPECT_TRUE(std::all_of(said.begin(), said.end(), [](char c) { return c == '\n' || (c >= ' ' && c != 0x7F); }))
-            << said;
+        EXPECT_TRUE(std::all_of(said.begin(), said.end(), [](char c) {
+            return c == '\n' || (c & 0x80) != 0 || (c >= ' ' && c != 0x7F);
+        })) << said;
         return said;
     }
     static void ExpectIn(const std::string& part, const std::string& said) {
@@ -30,6 +32,9 @@ TEST_F(ReplayMessagesTest, SuggestsTheSeparatorThatFits) {
                                                           "a;b\r\n6,5;3\r\n"));
     ExpectIn("separated otherwise: --separator tab", Said("other\ta\tb\n1\t6\t3\n"));
     ExpectIn("leave out --decimal-comma", Said("a,b\n6,3.5\n", "--decimal-comma"));
+    ExpectIn("the header seems to be line 4: --skip 3", Said("a,x\n\"said \"so\n\na,b\n1,2\n", "--skip 4"));
+    ExpectIn("line 2: --skip 1 --decimal-comma", Said("sep=;\r\na;b\r\n1;2,5\r\n"));
+    ExpectIn("separated otherwise: --separator '|'", Said("\n\na|b\n"));
     ExpectIn("did you mean \"beta\"? the header has: \"a\" \"beta\"", [] {
         Write("plan.toml", "[[inputs]]\nname = \"Beta\"\ntype = \"UInt8\"\n");
         Run("printf 'a,beta\\n' | $V plan.toml");
@@ -53,15 +58,28 @@ TEST_F(ReplayMessagesTest, KnowsWhatIsNoPlainText) {
                                                                                  "a\0,\0b\0\n\0"s));
     ExpectIn("iconv -f UTF-16LE", Said("a\0,\0b\0\n\0"s));
     ExpectIn("iconv -f UTF-16BE", Said("\0a\0,\0b\0\n"s));
-    ExpectIn("the recording is no text", Said("\x7F"
-                                              "ELF\0\0,\n"s));
+    ExpectIn("in UTF-32\n  convert it in a pipe: iconv -f UTF-32 -t", Said("\xFF\xFE\0\0a\0\0\0"s));
+    ExpectIn("iconv -f UTF-32LE", Said("a\0\0\0,\0\0\0"s));
+    ExpectIn("iconv -f UTF-32BE", Said("\0\0\0a\0\0\0,"s));
+    Write("plan.toml", "[[inputs]]\nname = \"T [°C]\"\ntype = \"UInt8\"\n");
+    Run("printf 'T [\\260C]\\n1\\n' | $V plan.toml");
+    ExpectIn("the header is not in UTF-8; for most Windows programs: iconv -f WINDOWS-1252", Read("err"));
+    ExpectIn("the recording is not text", Said("\x7F"
+                                               "ELF\0\0,\n"s));
 }
 
 TEST_F(ReplayMessagesTest, ShortensWhatItQuotes) {
     const std::string cell(100000, 'x');
-    ExpectIn("\"" + cell.substr(0, 60) + "...\" is no number", Said("a,b\n1," + cell + "\n"));
-    ExpectIn("\"" + cell.substr(0, 59) + "...\" is no", Said("a,b\n1," + cell.substr(0, 59) + "\u00E4\u00E4\n"));
-    ExpectIn(R"("\x1b[31m2\x00" is no number)", Said(std::string("a,b\n1,\x1B[31m2\0\n", 15)));
+    ExpectIn("\"" + cell.substr(0, 60) + "...\" is not a number", Said("a,b\n1," + cell + "\n"));
+    ExpectIn("\"" + cell.substr(0, 59) + "...\" is not", Said("a,b\n1," + cell.substr(0, 59) + "\u00E4\u00E4\n"));
+    ExpectIn(R"("\x1b[31m2\x00" is not a number)", Said(std::string("a,b\n1,\x1B[31m2\0\n", 15)));
+    ExpectIn("perhaps the logger lost power here; to leave these bytes out: tr -d '\\0' <RECORDING", Read("err"));
+    ExpectIn(R"("\x9b1m\xc2\x9b\xe2\x80\xaeü\xff\xc0\x80" is not)",
+             Said("a,b\n1,\x9B"
+                  "1m\xC2\x9B\xE2\x80\xAE\u00FC\xFF\xC0\x80\n")); // what terminals obey, and no UTF-8
+    Write("\x1B[31m.csv", "a,b\n");
+    EXPECT_EQ(Run("$V plan.toml *m.csv *m.csv --skip 1"), 1);
+    ExpectIn(R"(\x1b[31m.csv:2: there is no header after)", Read("err"));
     ExpectIn("there is no channel \"b\"", Said("a," + cell + "\n"));
     ExpectIn("a cell is longer than 16 MiB", Said("a,b\n1,\"" + std::string(std::size_t{20} << 20, 'x')));
 }
@@ -71,11 +89,11 @@ TEST_F(ReplayMessagesTest, CountsAllBadCellsAndListsTwenty) {
     for (int row = 1; row <= 50000; ++row)
         recording += row % 1000 == 0 ? "x,y\n" : row == 49999 ? "1\n" : "1,1\n";
     const std::string said = Said(recording);
-    ExpectIn("rec.csv:1001, column 1, channel \"a\": \"x\" is no number of the type Float64\n  correct the cell", said);
+    ExpectIn("rec.csv:1001, column 1, channel \"a\": \"x\" is not a number of type Float64\n  correct the cell", said);
     ExpectIn("\n  there are 101 bad cells and rows, also:\n    rec.csv:1001, column 2, channel \"b\": \"y\"", said);
-    ExpectIn("\n    rec.csv:10001, column 2, channel \"b\": \"y\" is no number of the type Float64\n    ...\n", said);
+    ExpectIn("\n    rec.csv:10001, column 2, channel \"b\": \"y\" is not a number of type Float64\n    ...\n", said);
     EXPECT_EQ(std::count(said.begin(), said.end(), 'F'), 20);
-    ExpectIn("\n  what follows could not be read: rec.csv:4: no CSV", Said("a,b\nx,1\n1,1\n1\"1,1\n"));
+    ExpectIn("\n  what follows could not be read: rec.csv:4: not CSV", Said("a,b\nx,1\n1,1\n1\"1,1\n"));
     ExpectIn("rec.csv:2: more cells than", Said("a,b\n1,1,1,1\n1\n"));
     // Lines are counted, however they end, also within cells that nobody wants.
     ExpectIn("rec.csv:6,", Said("a,b,c\r1,1,2\r\r1,1,\"x\ry\"\rx,1,2\r"));
@@ -165,9 +183,10 @@ TEST_F(ReplayMessagesTest, WarnsOfWhatAUserMayNotExpect) {
     const std::string warnings =
         "warning: channel \"time\": steps of 0.5 to 1 from row to row, while \"energy\" takes them for equal (first in "
         "row 3; 1 in all)\n"
-        "warning: channel \"energy\": the total starts again from 0 behind a missing sample (first in row 3; 1 in "
+        "warning: channel \"energy\": the total of IntegralAdd starts again from 0 behind a missing sample (first in "
+        "row 3; 1 in "
         "all)\n"
-        "warning: channel \"hour\": a value is made of a missing sample (first in row 4; 1 in all)\n"
+        "warning: channel \"hour\": Hour makes a value of a missing sample (first in row 4; 1 in all)\n"
         "warning: channel \"pulse\": MonoFlop reads the clock of this machine, not the time of the recording\n"
         "warning: channel \"state\": cells that hold 255, its NoValue, count as missing (first in row 2; 2 in all)\n";
     EXPECT_EQ(Run("$V plan.toml rec.csv -o result.csv"), 0);
@@ -193,6 +212,15 @@ TEST_F(ReplayMessagesTest, RefusesTwoColumnsOfOneName) {
     ExpectIn("output: \"z\" is there twice", Read("err"));
 }
 
+TEST_F(ReplayMessagesTest, SaysWhatToDoAboutClocksAndMissingHeaders) {
+    const std::string plan = "inputs = [{ name = \"t\", type = \"Time\", zone = \"America/Los_Angeles\" }]\n";
+    ExpectIn("the clock was put forward over it\n  correct the cell; if this clock is never put forward or back, write "
+             "zone = \"UTC\"; --on-bad-cell missing leaves out such cells\n",
+             Replayed(plan, "t\n2010-03-14 01:00\n2010-03-14 02:00\n"));
+    ExpectIn("say in the plan how times are written: format = ", Replayed(plan, "t\n14.03.2010\n"));
+    ExpectIn("the first line has numbers, no names; put names before it: sed", Replayed(plan, "530,1\n531,2\n"));
+}
+
 TEST_F(ReplayMessagesTest, ChecksAPlanWithoutARecording) {
     Write("plan.toml", surprisingPlan);
     EXPECT_EQ(Run("$V --check plan.toml"), 0);
@@ -201,6 +229,25 @@ TEST_F(ReplayMessagesTest, ChecksAPlanWithoutARecording) {
     Write("plan.toml", std::string(surprisingPlan) + "[plot]\nx = \"time\"\n[[plot.panels]]\nchannels = [\"peek\"]\n");
     EXPECT_EQ(Run("$V --check plan.toml"), 1);
     ExpectIn("unknown channel \"peek\"\n  did you mean \"peak\"?", Read("err"));
+}
+
+TEST_F(ReplayMessagesTest, TheManualPageHasEachOptionAndKeyOfRecordings) {
+    const std::string page = Read(VEL_SOURCE "/velreplay/velreplay.1");
+    const auto expectEach = [&page](const std::string& names, const std::string& before, const std::string& behind) {
+        std::istringstream stream(names);
+        int count = 0;
+        for (std::string name; stream >> name; ++count)
+            ExpectIn(std::string(before).append(name).append(behind), page);
+        EXPECT_GE(count, 8);
+    };
+    EXPECT_EQ(Run("$V --help | grep -o -e '--[a-z-]*[a-z]' | cut -c 2- | sort -u"), 0);
+    expectEach(Read("out"), "Fl ", "");
+    Write("plan.toml", "[recording]\nnone = 1\n" + std::string(dividePlan));
+    EXPECT_EQ(Run("$V --check plan.toml"), 1);
+    const std::string said = Read("err");
+    const std::string known = "known here: ";
+    ExpectIn(known, said);
+    expectEach(said.substr(said.find(known) + known.size()), "Cm ", " No = ");
 }
 
 TEST_F(ReplayMessagesTest, TracesASampleToWhatItIsMadeOf) {
@@ -220,6 +267,7 @@ TEST_F(ReplayMessagesTest, TracesASampleToWhatItIsMadeOf) {
                                 "    no value: there is no sample of power\n");
     for (const std::string arguments : {"--check plan.toml", "plan.toml rec.csv --trace 1 peak"})
         EXPECT_EQ(Run("$V " + arguments + " >/dev/full"), 1);
+    EXPECT_EQ(Run("$V --trace 3 peak plan.toml rec.csv && $V plan.toml --trace 3 peak rec.csv"), 0) << Read("err");
     EXPECT_EQ(Run("$V plan.toml rec.csv --trace 5 peak"), 1);
     EXPECT_EQ(Read("err"), "--trace: there is no row 5\n  there are 4; the first is 1\n");
     // A row behind many blocks is the one that the result has there.

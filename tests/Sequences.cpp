@@ -51,7 +51,7 @@ struct Channel {
 
 class Rig {
 public:
-    Rig(const Sequence& sequence, bool noValueAware) {
+    Rig(const Sequence& sequence, bool noValueAware) : sequencePlace(sequence.name.place) {
         for (const char letter : sequence.signature) {
             channels.emplace_back(letter);
             channels.back().Show(none);
@@ -95,6 +95,7 @@ public:
         }
     }
 
+    const Place sequencePlace;
     Vel::OperationHandle operation;
     std::optional<double> heldResult;
 
@@ -121,7 +122,10 @@ Step Init(Parameters parameters, bool expected, Place place) {
 }
 
 Step::Step(Parameters parameters)
-    : act([parameters = std::move(parameters)](Rig& rig) { EXPECT_TRUE(parameters(rig.operation)) << "Initialize"; }) {}
+    : act([parameters = std::move(parameters)](Rig& rig) {
+          if (!parameters(rig.operation))
+              ADD_FAILURE_AT(rig.sequencePlace.file, rig.sequencePlace.line) << "Initialize refuses the parameters";
+      }) {}
 
 Step::Step(std::vector<Step> several)
     : act([several = std::move(several)](Rig& rig) {
@@ -147,8 +151,10 @@ void RunSequences(const std::vector<Sequence>& sequences) {
                                              sequence.name.text + ' ' + sequence.signature +
                                                  (noValueAware ? ", NoValue-aware" : ", plain"));
             Rig rig(sequence, noValueAware);
-            ASSERT_TRUE(rig.IsCreated());
-            Step(sequence.steps).act(rig);
+            if (rig.IsCreated())
+                Step(sequence.steps).act(rig);
+            else
+                ADD_FAILURE_AT(place.file, place.line) << "is not created";
         }
 }
 

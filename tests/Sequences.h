@@ -1,5 +1,5 @@
-/// Tests as tables: an operation, what is fed to it sample by sample, and what must come out each time. Everything goes
-/// through the exports.
+/// Tests as tables: an operation, its samples one by one, and what must come out each time. Everything goes through the
+/// exports.
 ///
 ///     RunSequences({
 ///         Plain("Divide", "DDD", In({6, 3}, 2), In({6, 0}, refused)),
@@ -17,7 +17,7 @@
 
 namespace Sequences {
 
-/// A place in the source. As a default argument it is the place of the call, so that a table's row can name itself.
+/// A place in the source. As a default argument it is the place of the call, so a table's row knows its own line.
 struct Place {
     static constexpr Place Here(const char* itsFile = __builtin_FILE(), int itsLine = __builtin_LINE()) {
         return {itsFile, itsLine};
@@ -39,7 +39,7 @@ inline const Cell none{Cell::Kind::NoValue};
 /// The channel's inner pointer is null.
 inline const Cell absent{Cell::Kind::Absent};
 
-/// What an Execute must answer and do to the result.
+/// What an Execute must return and do to the result.
 struct Expected {
     enum class Result { Value, Marker, Untouched };
     // Implicit, so that tables read as lists of numbers.
@@ -72,11 +72,11 @@ struct Step {
 Step In(std::initializer_list<Cell> operands, Expected expected, Place place = Place::Here());
 /// The same samples a number of times.
 Step Times(int count, std::initializer_list<Cell> operands, Expected expected, Place place = Place::Here());
-/// Initialize in mid-course, and what it must answer.
+/// Initialize between samples, and what it must return.
 Step Init(Parameters parameters, bool expected, Place place = Place::Here());
 /// Sets the tick counter, in milliseconds.
 Step At(std::uint32_t tickCount);
-/// Writes into the result channel before the next Execute, as somebody else may.
+/// Writes into the result channel before the next Execute, as a host may.
 Step ResultHolds(double value);
 extern const Step restart; ///< Reset
 
@@ -110,14 +110,14 @@ template <class... TSteps>
 Sequence Aware(Name name, const char* signature, TSteps... steps) {
     return {{true}, std::move(name), signature, {steps...}};
 }
-/// For families whose forms differ in nothing that the steps show.
+/// For steps that do the same in both forms.
 template <class... TSteps>
 Sequence Both(Name name, const char* signature, TSteps... steps) {
     return {{false, true}, std::move(name), signature, {steps...}};
 }
 
-/// Runs each sequence on operations of its own. The result's marker is 77 for every type. What fails is told with the
-/// place of its step, and with that of its sequence.
+/// Runs each sequence on its own operations. The result's marker is 77 for every type. A failure names the line of its
+/// step and that of its sequence.
 void RunSequences(const std::vector<Sequence>& sequences);
 
 } // namespace Sequences

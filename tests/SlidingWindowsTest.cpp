@@ -44,7 +44,7 @@ TEST(SlidingWindows, SamplesLeaveAtTheEndOfABlockToo) {
     for (double rising = 0; rising < 128; ++rising) // two blocks of 64 that cannot be left out
         steps.push_back(In({rising}, 0));
     steps.push_back(In({-5}, -5));
-    for (double rising = 1000; rising < 1062; ++rising) // to the end of the first block, in front of what was the 64
+    for (double rising = 1000; rising < 1062; ++rising) // to the end of the first block, before what was the 64
         steps.push_back(In({rising}, -5));
     steps.push_back(In({500}, -5));
     RunSequences({Plain("Min", "DD", With(-9e9, 9e9, 128), steps, Times(64, {2000}, -5), In({2000}, 500))});

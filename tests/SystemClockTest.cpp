@@ -96,10 +96,10 @@ TEST(FileTime, FollowsTheSystemsCalendar) {
         std::uint64_t back = 0;
         ASSERT_TRUE(FileTimeToSystemTime(fileTime, time));
         if (time.wYear <= 30827) { // Windows, too, converts back until then
-            ASSERT_EQ(Milliseconds(time), unixTimeOf1601 + static_cast<std::int64_t>(fileTime / 10'000));
+            ASSERT_EQ(Milliseconds(time), unixTimeOf1601 + static_cast<std::int64_t>(fileTime / 10'000)) << fileTime;
         }
         time.wDayOfWeek = 99; // which is not looked at
-        ASSERT_EQ(SystemTimeToFileTime(time, back), time.wYear <= 30827);
+        ASSERT_EQ(SystemTimeToFileTime(time, back), time.wYear <= 30827) << fileTime;
         ASSERT_EQ(back, time.wYear <= 30827 ? fileTime / 10'000 * 10'000 : 0);
     }
 }

@@ -1,5 +1,5 @@
-/// Many threads at once, for ThreadSanitizer to watch: operations on channels of their own, operands that several
-/// operations only read, creation, and messages.
+/// Many threads at once, watched by ThreadSanitizer: operations on their own channels, shared operands that nobody
+/// writes, creation, and messages.
 
 #include "checks/Subject.h"
 

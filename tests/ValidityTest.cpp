@@ -20,7 +20,7 @@ TEST(Validity, ValidComputesOnlyInItsAwareForm) {
         Aware("Valid", "WWW", In({none, 7}, 7), In({8, 7}, 8), In({8, none}, 8), In({none, none}, marker),
               In({8, absent}, 8)),
         Aware("Valid", "DDD", In({nan, -0.0}, -0.0), In({none, none}, marker)),
-        // Without a marker the sample 0 reads as NoValue, and a NaN does not.
+        // Without a marker the sample 0 counts as NoValue, and a NaN does not.
         Aware("Valid", "WB", In({0}, 0), In({1}, 1)).Markers({absent}),
         Aware("Valid", "WD", In({-0.0}, 0), In({nan}, 1)).Markers({absent}),
         Aware("Valid", "FFF", In({0, 0}, marker), In({0, 2}, 2)).Markers({absent, absent}),

@@ -1,5 +1,5 @@
-/// What Create accepts and how it refuses, over every name and every signature of up to three operands, against a
-/// second decision: the table of vocabulary/, and the refusals of what is left.
+/// What Create accepts and how it refuses, for every name and every signature of up to three operands, compared with a
+/// second source: the table of vocabulary/, and the refusals of everything else.
 
 #include "checks/Subject.h"
 
@@ -43,7 +43,7 @@ std::string NameOf(char letter) { return std::string(Vel::TypeOf(letter).name); 
 
 bool In(char letter, const std::string& set) { return set.find(letter) != std::string::npos; }
 
-/// The message for a combination outside the vocabulary, behind its level; empty for a silent refusal.
+/// The message for a combination outside the vocabulary, after its level; empty for a silent refusal.
 std::string MessageFor(const std::string& name, const std::string& signature) {
     const auto text = [&](int level, std::string format) {
         if (const auto place = format.find("%s"); place != std::string::npos)
@@ -147,7 +147,7 @@ protected:
     void SetUp() override { SetMessageCallback(Receive); }
     void TearDown() override { SetMessageCallback(nullptr); }
 
-    /// Creates with one sample behind all references. The message is left in `received`.
+    /// Creates an operation whose references all lead to one sample. Leaves the message in `received`.
     static bool IsCreated(bool noValueAware, const std::string& name, const std::string& signature) {
         received.clear();
         messages = 0;

@@ -1,5 +1,5 @@
-/// Arithmetic on two operands. What cannot be computed, a zero divisor or a power without a finite value, is refused:
-/// Execute returns false and the result stays as it was. Nothing else is refused; infinities and NaNs are written.
+/// Arithmetic on two operands. A zero divisor and a power without a finite value are refused: Execute returns false and
+/// leaves the result alone. Nothing else is refused; infinities and NaNs are written.
 #pragma once
 
 #include "core/Arithmetic.h"
@@ -40,8 +40,8 @@ struct Multiply {
     }
 };
 
-/// Integers of 8 and 16 bits divide in 32 bits and wrap at the end. On SInt32 and SInt64 the lowest value divided by -1
-/// is not guarded: the division fault of x86 goes to the host. Other processors have none, the quotient wraps.
+/// Integers of 8 and 16 bits divide in 32 bits and wrap at the end. On SInt32 and SInt64 nothing guards the lowest
+/// value divided by -1: on x86 the host gets the division fault. Other processors have none, and the quotient wraps.
 struct Quotient {
     template <Sample T>
     T operator()(T a, T b) const noexcept {
@@ -67,7 +67,7 @@ struct Remainder {
     }
 };
 
-/// An unordered comparison counts as false, so that a NaN passes in the first operand and is dropped in the second.
+/// Comparisons with a NaN are false, so a NaN passes as the first operand and is dropped as the second.
 struct Min2 {
     template <Sample T>
     T operator()(T a, T b) const noexcept {
@@ -75,7 +75,7 @@ struct Min2 {
     }
 };
 
-/// Treats ties and NaNs as Min2 does: the first operand wins.
+/// Treats ties and NaNs like Min2: the first operand wins.
 struct Max2 {
     template <Sample T>
     T operator()(T a, T b) const noexcept {
@@ -99,7 +99,7 @@ struct Radius {
 };
 
 /// The direction of the point (a, b) in degrees, 0 to 360, from the positive a axis toward the positive b axis. Only
-/// the radius is taken at the precision of T. The origin gives a NaN, and a point just below the positive a axis 360.
+/// the radius has the precision of T. The origin gives a NaN, and a point just below the positive a axis 360.
 struct Angle {
     template <FloatSample T>
     T operator()(T a, T b) const noexcept {
@@ -142,13 +142,13 @@ using CMultiply = CBinaryFunction<Multiply, TResult, TOperand1, TOperand2>;
 template <class TResult, class TOperand1, class TOperand2>
 using CMultiplyNV = CNoValueAware<CMultiply<TResult, TOperand1, TOperand2>>;
 
-/// "Divide": operand 1 divided by operand 2, toward zero on integers. Refused for a divisor of 0, also -0.0.
+/// "Divide": operand 1 divided by operand 2, toward zero on integers. Refused for a divisor of 0 or -0.0.
 template <class TResult, class TOperand1, class TOperand2>
 using CDivide = CDivision<Quotient, TResult, TOperand1, TOperand2>;
 template <class TResult, class TOperand1, class TOperand2>
 using CDivideNV = CNoValueAware<CDivide<TResult, TOperand1, TOperand2>>;
 
-/// "Modulo": the remainder of operand 1 by operand 2. Refused for a divisor of 0, also -0.0.
+/// "Modulo": the remainder of operand 1 by operand 2. Refused for a divisor of 0 or -0.0.
 template <class TResult, class TOperand1, class TOperand2>
 using CModulo = CDivision<Remainder, TResult, TOperand1, TOperand2>;
 template <class TResult, class TOperand1, class TOperand2>

@@ -1,5 +1,5 @@
-/// Comparisons of two operands of one type, written as a boolean. They are those of the language: exact, without any
-/// tolerance, and false for a NaN, except that a NaN is unequal to everything. No parameters, no state, no refusal.
+/// Comparisons of two operands of one type, written as a boolean. They are those of C++: exact, without tolerance, and
+/// false for a NaN, except that a NaN is unequal to everything. No parameters, no state, no refusal.
 #pragma once
 
 #include "core/FunctionOperations.h"

@@ -1,5 +1,5 @@
-/// From one representation of a sample to another, without memory: copies, type changes, scaling of raw values, bit
-/// fields, and words split into boolean channels. No conversion saturates.
+/// Conversions without memory: copies, type changes, scaling of raw values, bit fields, and words split into boolean
+/// channels. None saturates.
 #pragma once
 
 #include "core/Arithmetic.h"
@@ -73,9 +73,9 @@ using CPhysToFloatNV = CNoValueAware<CPhysToFloat<TResult, TOperand>>;
 /// "MaskAndShift": a bit field of a word as a number: unsigned on unsigned operands, as two's complement of the field's
 /// width on signed ones.
 ///
-/// Parameter, exactly one: mask (UInt64), the bits of the field in one run. Refused are a mask of 0, which changes
-/// nothing, and one with a gap, which is intentionally kept all the same. Before any mask the result is 0. Execute
-/// returns true. Reset changes nothing.
+/// Parameter, exactly one: mask (UInt64), the bits of the field in one run. A mask of 0 is refused and changes nothing;
+/// a mask with a gap is refused and used all the same. Before any mask the result is 0. Execute returns true. Reset
+/// changes nothing.
 template <IntegerSample TResult, IntegerSample TOperand>
 class CMaskAndShift : public CUnaryOperation<TResult, TOperand> {
 public:
@@ -97,12 +97,12 @@ public:
             return false;
         shiftCount = static_cast<UInt64>(lowest);
 
-        // Intended on 64-bit operands too: the bit is placed in 32 bits, so that fields of 32 bits and more get several
-        // bits or the bit of another place.
+        // The bit is placed in 32 bits, for 64-bit operands too, so fields of 32 bits and more get several bits, or the
+        // bit of another place.
         signBit = static_cast<TOperand>(static_cast<SInt32>(UInt32{1} << ((fieldWidth - 1) % 32)));
         extendBits = 0;
         constexpr int width = std::numeric_limits<std::make_unsigned_t<TOperand>>::digits;
-        // A field wider than the operand makes the number of steps wrap.
+        // If the field is wider than the operand, the number of steps wraps.
         for (auto steps = static_cast<UInt16>(width - fieldWidth); steps > 0; --steps)
             extendBits = ShiftLeftByOne(static_cast<TOperand>(extendBits | signBit));
         return true;
@@ -132,8 +132,8 @@ private:
 template <class TResult, class TOperand>
 using CMaskAndShiftNV = CNoValueAware<CMaskAndShift<TResult, TOperand>>;
 
-/// Splits a word into as many boolean channels as it has bits, from bit 0 upward. The operand is read afresh for each
-/// result. With a NoValue operand each result gets a marker of its own. No parameters, no state; Execute returns true.
+/// Splits a word into as many boolean channels as it has bits, from bit 0 upward. The operand is read anew for each
+/// result. If the operand is NoValue, each result gets its own marker. No parameters, no state; Execute returns true.
 template <UnsignedSample TOperand>
 class CExtractBits : public COperation {
 public:

@@ -14,7 +14,7 @@ constexpr Family families[] = {
     {"LogicalAnd", rows<CLogicalAnd, CLogicalAndNV, EveryInteger>},
     {"LogicalOr", rows<CLogicalOr, CLogicalOrNV, EveryInteger>},
     {"LogicalXOr", rows<CLogicalXOr, CLogicalXOrNV, EveryIntegerButUInt32>},
-    {"LogicalXOr", rows<CPlus, CPlusNV, ForEach<ThreeAlike, TypeList<UInt32>>>}, // on UInt32 it adds: intended
+    {"LogicalXOr", rows<CPlus, CPlusNV, ForEach<ThreeAlike, TypeList<UInt32>>>}, // on UInt32 it adds
     {"LogicalNot", rows<CLogicalNot, CLogicalNotNV, ForEach<TwoAlike, TypeList<Boolean>>>},
     {"BitwiseAnd", rows<CBitwiseAnd, CBitwiseAndNV, EveryInteger>},
     {"BitwiseOr", rows<CBitwiseOr, CBitwiseOrNV, EveryInteger>},

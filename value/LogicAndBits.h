@@ -1,5 +1,5 @@
-/// Integers read as truth values (true when not 0) and as bit patterns. "LogicalAnd" and "LogicalOr" know a third value
-/// in their NoValue-aware form; a shift by the width of the type or more gives 0, whatever the sign.
+/// Integers read as truth values (true when not 0) and as bit patterns. "LogicalAnd" and "LogicalOr" know NoValue as a
+/// third truth value in their NoValue-aware form. A shift by the width of the type or more gives 0, whatever the sign.
 #pragma once
 
 #include "core/Arithmetic.h"
@@ -40,7 +40,7 @@ struct BitwiseComplement {
     }
 };
 
-/// Counts and bit numbers are read as unsigned, so that a negative one lies beyond every width.
+/// Counts and bit numbers are read as unsigned, so a negative one is beyond every width.
 template <IntegerSample T>
 constexpr bool IsBeyondWidth(T count) noexcept {
     using Unsigned = std::make_unsigned_t<T>;
@@ -56,7 +56,7 @@ struct ShiftLeft {
     }
 };
 
-/// Arithmetic on signed types. Beyond the width a negative value intentionally gives 0 as well, not -1.
+/// Arithmetic on signed types. Beyond the width a negative value gives 0 too, not -1.
 struct ShiftRight {
     template <IntegerSample T>
     T operator()(T a, T count) const noexcept {
@@ -79,15 +79,15 @@ struct BitAtIndex {
     Boolean operator()(T a, T index) const noexcept {
         if (IsBeyondWidth(index))
             return 0;
-        // Intended on the 64-bit types: the mask is made in 32 bits and extended by its sign, so that index 31 tests
-        // all bits from 31 up, and the indices from 32 test the low half again.
+        // On the 64-bit types the mask is made in 32 bits and sign-extended: index 31 tests all bits from 31 up, and
+        // indices from 32 test the low half again.
         const auto mask = static_cast<T>(static_cast<SInt32>(UInt32{1} << (static_cast<UInt32>(index) % 32)));
         return AnyBitOfMask{}(a, mask);
     }
 };
 
-/// The NoValue-aware form of a plain operation that one truth value of either operand decides, also beside a NoValue.
-/// An operand at its marker is NoValue, whatever number the marker is.
+/// The NoValue-aware form of an operation where one truth value of either operand decides, even beside a NoValue. An
+/// operand at its marker is NoValue, whatever number the marker is.
 template <class TPlain, bool decidingTruth>
 class CThreeValued final : public TPlain {
 public:
@@ -128,7 +128,7 @@ using CLogicalOr = CBinaryFunction<LogicalRelation<std::logical_or<>>, TResult, 
 template <class TResult, class TOperand1, class TOperand2>
 using CLogicalOrNV = CThreeValued<CLogicalOr<TResult, TOperand1, TOperand2>, true>;
 
-/// "LogicalXOr": 1 if exactly one operand is true, else 0. On UInt32 the name intentionally stands for CPlus.
+/// "LogicalXOr": 1 if exactly one operand is true, else 0. On UInt32 this name makes a CPlus.
 template <class TResult, class TOperand1, class TOperand2>
 using CLogicalXOr = CBinaryFunction<LogicalRelation<std::not_equal_to<>>, TResult, TOperand1, TOperand2>;
 template <class TResult, class TOperand1, class TOperand2>
@@ -176,7 +176,7 @@ using CBitwiseShiftRight = CBinaryFunction<ShiftRight, TResult, TOperand1, TOper
 template <class TResult, class TOperand1, class TOperand2>
 using CBitwiseShiftRightNV = CNoValueAware<CBitwiseShiftRight<TResult, TOperand1, TOperand2>>;
 
-/// "TestMask" with two operands: 1 if operand 1 has any bit of the mask that operand 2 is, else 0.
+/// "TestMask" with two operands: 1 if operand 1 has any bit of the mask in operand 2, else 0.
 template <class TResult, class TOperand1, class TOperand2>
 using CTestMask = CBinaryFunction<AnyBitOfMask, TResult, TOperand1, TOperand2>;
 template <class TResult, class TOperand1, class TOperand2>
@@ -184,8 +184,8 @@ using CTestMaskNV = CNoValueAware<CTestMask<TResult, TOperand1, TOperand2>>;
 
 /// "TestMask" with one operand: 1 if it has any bit of the mask, else 0.
 ///
-/// Parameter, exactly one: mask, an integer of which the low bits at the operand's width are kept; 0 before, so that
-/// the result is 0. Execute returns true. Reset keeps the mask.
+/// Parameter, exactly one: mask, an integer; its low bits at the operand's width are kept. It is 0 at first, so the
+/// result is 0. Execute returns true. Reset keeps the mask.
 template <Sample TResult, IntegerSample TOperand>
 class CTestMask2 : public CUnaryOperation<TResult, TOperand> {
 public:

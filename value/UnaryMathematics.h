@@ -1,6 +1,6 @@
 /// Functions of one floating operand, without memory. Most share one guarded shape: the math library's function at the
-/// precision of the type, refused if the value, not the operand, is infinite or a NaN. The result then stays as it was.
-/// No parameters, no state. Angles are in radians.
+/// precision of the type, refused if its value is infinite or a NaN. The result then stays as it was; the operand is
+/// not tested. No parameters, no state. Angles are in radians.
 #pragma once
 
 #include "core/FunctionOperations.h"
@@ -10,7 +10,7 @@
 
 namespace Velmarosk::Operation {
 
-// The functions of the math library. Each calls that of its type; none widens a Float32.
+// The functions of the math library, each for the operand's type; none widens a Float32.
 
 struct Sine {
     auto operator()(auto x) const noexcept { return std::sin(x); }
@@ -53,7 +53,7 @@ struct SquareRoot {
 };
 struct PowerOfTen {
     auto operator()(auto x) const noexcept {
-        // Volatile, or else a compiler may call exp10, which rounds differently.
+        // Volatile: a compiler may otherwise call exp10, which rounds differently.
         const volatile decltype(x) base = 10;
         return std::pow(base, x);
     }
@@ -64,8 +64,7 @@ struct RoundDown {
 struct RoundUp {
     auto operator()(auto x) const noexcept { return std::ceil(x); }
 };
-/// Halves go toward plus infinity. The rounding of the sum is intentionally kept: the largest Float32 below 0.5
-/// gives 1.
+/// Halves go toward plus infinity. The sum rounds, so the largest Float32 below 0.5 gives 1.
 struct RoundHalfUp {
     template <FloatSample T>
     T operator()(T x) const noexcept {
@@ -78,7 +77,7 @@ struct RoundHalfUp {
 struct Negate {
     template <FloatSample T>
     T operator()(T x) const noexcept {
-        // Not -x, which flips the sign bit of a NaN too, where the product keeps it.
+        // Not -x: that flips the sign of a NaN, and the product keeps it.
         return ConvertSample<T>(MultiplyInOrder(ConvertSample<Float64>(x), -1.0));
     }
 };
@@ -86,8 +85,8 @@ struct AbsoluteValue {
     template <FloatSample T>
     T operator()(T x) const noexcept {
         if constexpr (std::same_as<T, Float32>) {
-            // By way of Float64, which makes a signalling NaN a quiet one. Volatile, or else a compiler may take the
-            // short way.
+            // Through Float64, which makes a signalling NaN quiet. Volatile: a compiler may otherwise leave the detour
+            // out.
             const volatile auto wide = ConvertSample<Float64>(x);
             return ConvertSample<Float32>(std::fabs(wide));
         } else {
@@ -102,7 +101,7 @@ struct SignOf {
             return 1;
         if (x == 0)
             return 0;
-        return -1; // for a NaN too: intended
+        return -1; // for a NaN too
     }
 };
 

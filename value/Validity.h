@@ -1,5 +1,5 @@
-/// Operations whose subject is NoValue itself. Plain and NoValue-aware are not the same calculation here: which of the
-/// two computes at all, and which looks at the flag that an operand has a marker, differs by family and is intended.
+/// Operations about NoValue itself. Their plain and NoValue-aware forms compute different things. Families differ in
+/// which form computes at all, and in whether they look at the flag that an operand has a marker.
 #pragma once
 
 #include "core/Arithmetic.h"
@@ -18,7 +18,7 @@ public:
 };
 
 /// The NoValue-aware "Valid" with one operand: 1 if the operand holds a sample, 0 if it holds its NoValue. Execute
-/// returns true. An operand without a marker intentionally reads as NoValue when it is 0.
+/// returns true. An operand without a marker counts as NoValue when it is 0.
 template <Sample TResult, Sample TOperand>
 class CValidNV final : public CValid<TResult, TOperand> {
 public:
@@ -38,8 +38,7 @@ public:
 };
 
 /// The NoValue-aware "Valid" with two operands: the sample of the first operand that holds one. If none does, the
-/// result's NoValue, and Execute returns false. An operand without a marker intentionally reads as NoValue when it is
-/// 0.
+/// result's NoValue, and Execute returns false. An operand without a marker counts as NoValue when it is 0.
 template <Sample TResult, Sample TOperand1, Sample TOperand2>
 class CValid2NV final : public CValid2<TResult, TOperand1, TOperand2> {
 public:
@@ -56,8 +55,9 @@ public:
 /// "IsNoValue" with one operand: 1 once the operand has been NoValue for longer than a delay by the tick counter, else
 /// 0. While the delay runs, the result is not written again. Execute returns true.
 ///
-/// Parameter, the first one given: delay in seconds (Float64), cut to whole milliseconds of which 32 bits are kept;
-/// none given: 0. Initialize returns true. Reset ends a running delay and keeps its length. Both forms are this class.
+/// Parameter, the first one given: delay in seconds (Float64), cut to whole milliseconds of which 32 bits are kept; 0
+/// if none is given. Initialize returns true. Reset ends a running delay and keeps its length. Both forms use this
+/// class.
 template <Sample TResult, Sample TOperand>
 class CIsNoValue : public CUnaryOperation<TResult, TOperand> {
 public:
@@ -97,10 +97,10 @@ template <class TResult, class TOperand>
 using CIsNoValueNV = CIsNoValue<TResult, TOperand>;
 
 /// "IsNoValue" with two operands, plain: 1 once operand 1 has been NoValue for longer than a delay by the time channel
-/// that operand 2 is, else 0. Operand 2 is never tested for NoValue, and is read only if there is a delay. Execute
-/// returns true.
+/// in operand 2, else 0. Operand 2 is never tested for NoValue, and is read only if there is a delay. Execute returns
+/// true.
 ///
-/// Parameter, the first one given: delay in the unit of operand 2 (Float64, narrowed on Float32); none given: 0.
+/// Parameter, the first one given: delay in the unit of operand 2 (Float64, narrowed on Float32); 0 if none is given.
 /// Initialize returns true. After Reset the delay begins anew with the next sample.
 template <Sample TResult, FloatSample TOperand1, FloatSample TOperand2>
 class CIsNoValue2 : public CBinaryOperation<TResult, TOperand1, TOperand2> {
@@ -138,7 +138,7 @@ private:
     TOperand2 delay = 0;
 };
 
-/// The NoValue-aware "IsNoValue" with two operands intentionally does nothing; Execute returns false.
+/// The NoValue-aware "IsNoValue" with two operands does nothing; Execute returns false.
 template <Sample TResult, FloatSample TOperand1, FloatSample TOperand2>
 class CIsNoValue2NV final : public CIsNoValue2<TResult, TOperand1, TOperand2> {
 public:
@@ -177,9 +177,9 @@ protected:
     bool alarm = false;
 };
 
-/// The NoValue-aware "NoValueAlarm": 1 from the sample on with which a run of NoValue samples lasts longer than the
-/// limit, until the first valid sample, else 0. Time is counted in samples. Execute returns true. An operand without a
-/// marker intentionally reads as NoValue when it is 0.
+/// The NoValue-aware "NoValueAlarm": 1 from the sample at which a run of NoValue samples has lasted longer than the
+/// limit, until the next valid sample; else 0. Time is counted in samples. Execute returns true. An operand without a
+/// marker counts as NoValue when it is 0.
 template <Sample TResult, Sample TOperand>
 class CNoValueAlarmNV final : public CNoValueAlarm<TResult, TOperand> {
 public:
@@ -215,8 +215,8 @@ public:
     }
 };
 
-/// The NoValue-aware "If" asks the condition and the operand that it selects for NoValue, and not the other one. The
-/// condition's marker is asked for before its truth.
+/// The NoValue-aware "If" tests the condition and the operand that it selects for NoValue, not the other one. It tests
+/// the condition's marker before its truth.
 template <Sample TResult, Sample TOperand1, Sample TOperand2, Sample TOperand3>
 class CIfThenElseNV final : public CIfThenElse<TResult, TOperand1, TOperand2, TOperand3> {
 public:

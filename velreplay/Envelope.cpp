@@ -33,7 +33,7 @@ Span Join(const Span& a, const Span& b) {
 
 void Envelope::Take(std::size_t rows) {
     for (std::size_t row = 0; row < rows; ++row)
-        if (const auto at = Drawn(run, x, row))
+        if (const auto at = Drawn(run, x, row); at && *at >= extent.from && *at <= extent.to)
             Add(*at, Drawn(run, y, row));
 }
 

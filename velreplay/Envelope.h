@@ -3,6 +3,7 @@
 
 #include "engine/Engine.h"
 
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -17,11 +18,18 @@ struct Span {
     bool hasGap = false;
 };
 
+/// A part of an axis, both ends included.
+struct Extent {
+    double from = -std::numeric_limits<double>::infinity();
+    double to = std::numeric_limits<double>::infinity();
+};
+
 /// A channel over x as spans of equal numbers of rows. When there are too many, neighbours become one.
 class Envelope {
 public:
-    /// Of the channels of a run with these indices.
-    Envelope(const Vel::Engine::Run& itsRun, std::size_t itsX, std::size_t itsY) : run(itsRun), x(itsX), y(itsY) {}
+    /// Of the channels of a run with these indices, where x is in the extent.
+    Envelope(const Vel::Engine::Run& itsRun, std::size_t itsX, std::size_t itsY, const Extent& itsExtent)
+        : run(itsRun), x(itsX), y(itsY), extent(itsExtent) {}
 
     void Take(std::size_t rows);
     const std::vector<Span>& Spans() const { return spans; }
@@ -37,6 +45,7 @@ private:
     const Vel::Engine::Run& run;
     std::size_t x;
     std::size_t y;
+    Extent extent;
     std::vector<Span> spans;
     std::size_t rowsPerSpan = 1;
     std::size_t rowsInLast = 0;

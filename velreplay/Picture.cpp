@@ -1,10 +1,14 @@
 #include "velreplay/Picture.h"
 
+#include "recordings/Numbers.h"
+#include "recordings/Times.h"
 #include "velreplay/Gnuplot.h"
 #include "vocabulary/Error.h"
+#include "vocabulary/Quote.h"
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 #include <ostream>
 #include <sstream>
@@ -18,6 +22,8 @@ constexpr int widthPixels = 1200;
 constexpr int panelPixels = 190;
 constexpr int lanePixels = 38; // of a boolean channel
 constexpr int framePixels = 100;
+constexpr double labelPixels = 31; // from the numbers beside an axis to the middle of its label
+constexpr double digitPixels = 7.5;
 constexpr double laneDistance = 1.5;
 constexpr double leastShareOfZero = 0.3; // of the largest value: from there on an axis need not show 0
 constexpr double mostCountedTics = 10;   // of whole numbers: each has a tic up to here
@@ -100,12 +106,34 @@ PicturePlan ReadPicturePlan(const Vel::Engine::Plan& plan) {
     picture.title = section.Text("title").value_or("");
     picture.x = section.NeededText("x");
     picture.xTitle = section.Text("x_title").value_or("");
+    for (const Vel::Engine::InputPlan& input : plan.inputs)
+        if (input.channel.name == picture.x)
+            picture.xTime = input.time;
     for (const Vel::Engine::Section& panel : section.Tables("panels")) {
         panel.Allow({"title", "unit", "channels"});
         picture.panels.push_back({panel.Place(), panel.Text("title").value_or(""), panel.Text("unit").value_or(""),
                                   panel.Texts("channels")});
     }
     return picture;
+}
+
+void Bound(PicturePlan& plan, const std::string& from, const std::string& to) {
+    const auto read = [&plan](const std::string& option, const std::string& text, double& bound) {
+        if (text.empty())
+            return;
+        if (plan.xTime) {
+            Vel::Recordings::TimeReader reader(*plan.xTime, plan.place);
+            if (reader.Read(text, bound) != Vel::Recordings::TimeFault::None)
+                throw Vel::Error(option, Vel::Quoted(text) + reader.ExplainLast(), "write it as in the recording");
+        } else if (Vel::Recordings::ReadNumber(text, bound) != std::errc()) {
+            throw Vel::Error(option, Vel::Quoted(text) + " is no number",
+                             "write a number of the axis, the channel " + Vel::Quoted(plan.x));
+        }
+    };
+    read("--from", from, plan.extent.from);
+    read("--to", to, plan.extent.to);
+    if (!(plan.extent.from < plan.extent.to))
+        throw Vel::Error("--to", "the picture ends before it begins", "choose a --to above --from");
 }
 
 void CheckChannels(const PicturePlan& plan, const Vel::Engine::Run& run) {
@@ -141,6 +169,24 @@ Axis Picture::Panel::YAxis() const {
     return lowest <= highest ? Axis(lowest, highest) : Axis(0, 1);
 }
 
+/// About the width of what stands beside the axis.
+double Picture::Panel::TicPixels() const {
+    std::size_t characters = 0;
+    if (IsBoolean()) {
+        for (const Envelope& curve : curves)
+            characters = std::max(characters, curve.Y().name.size());
+    } else {
+        const auto [bottom, top] = WithMargin(YAxis());
+        const double ticsDistance = (top - bottom) / 5;
+        const double largest = std::max(std::abs(bottom), std::abs(top));
+        const auto decimals = static_cast<std::size_t>(std::max(0.0, -std::floor(std::log10(ticsDistance))));
+        const auto whole = static_cast<std::size_t>(std::max(0.0, std::floor(std::log10(largest)))) + 1;
+        characters = whole + (decimals == 0 ? 0 : decimals + 1) + (bottom < 0 ? 1 : 0);
+    }
+    constexpr std::size_t most = 40;
+    return digitPixels * static_cast<double>(std::min(characters, most));
+}
+
 Picture::Picture(std::string itsName, const PicturePlan& itsPlan, const Vel::Engine::Run& run)
     : name(std::move(itsName)), plan(itsPlan) {
     if (!IsSvg() && !name.ends_with(".png"))
@@ -152,7 +198,7 @@ Picture::Picture(std::string itsName, const PicturePlan& itsPlan, const Vel::Eng
     for (const PanelPlan& panelPlan : plan.panels) {
         Panel& panel = panels.emplace_back(Panel{&panelPlan, {}});
         for (const std::string& y : panelPlan.channels)
-            panel.curves.emplace_back(run, x, run.Find(y, panelPlan.place));
+            panel.curves.emplace_back(run, x, run.Find(y, panelPlan.place), plan.extent);
         if (panel.curves.empty())
             throw Vel::Error(panelPlan.place, "the panel has no channel", R"(add: channels = ["..."])");
     }
@@ -172,7 +218,9 @@ void Picture::WriteScript(std::ostream& script) const {
     script.precision(12);
     std::vector<int> heights;
     int total = framePixels;
+    double left = 0;
     for (const Panel& panel : panels) {
+        left = std::max(left, panel.TicPixels() + 2 * labelPixels);
         heights.push_back(panel.IsBoolean() ? lanePixels * (static_cast<int>(panel.curves.size()) + 1) : panelPixels);
         total += heights.back();
     }
@@ -181,42 +229,70 @@ void Picture::WriteScript(std::ostream& script) const {
            << " font \"DejaVu Sans,11\" background \"#ffffff\"\n"
            << "set encoding utf8\n"
            << "set multiplot title " << Quoted(plan.title) << " font \",14\" noenhanced\n"
-           << "set lmargin at screen 0.11\nset rmargin at screen " << (hasLegend ? 0.84 : 0.97) << '\n'
+           << "set lmargin at screen " << left / widthPixels << "\nset rmargin at screen " << (hasLegend ? 0.84 : 0.97)
+           << '\n'
            << R"(set grid xtics ytics lc rgb "#dddddd" lt 1 lw 0.5
 set border lc rgb "#666666"
 set tics textcolor rgb "#222222" nomirror
 set key at graph 1.01, graph 1 left top reverse Left noenhanced samplen 1.5
 )";
-    const Axis x = XAxis();
+    const auto range = XRange();
+    const Axis x = range ? Axis(range->first, range->second) : Axis(0, 1);
+    const std::vector<Tic> times =
+        range && plan.xTime ? TimeTics(range->first, range->second, *plan.xTime) : std::vector<Tic>();
     script << "set xrange [" << x.Lowest() << ':' << x.Highest() << "]\n";
     double top = 1.0 - 0.45 * framePixels / total;
     for (std::size_t i = 0; i < panels.size(); ++i) {
-        if (i + 1 == panels.size())
-            script << "set format x\nset xlabel " << Quoted(x.Label(plan.xTitle, plan.x)) << " noenhanced\n";
-        else
-            script << "set format x \"\"\n";
+        WriteXAxis(script, x, times, i + 1 == panels.size());
         const double bottom = top - static_cast<double>(heights[i]) / total;
-        WritePanel(script, panels[i], x, bottom + 14.0 / total, top - 14.0 / total);
+        WritePanel(script, panels[i], x, left, bottom + 14.0 / total, top - 14.0 / total);
         top = bottom;
     }
     script << "unset multiplot\n";
 }
 
-/// The same for all panels. A recording without rows has no range of its own.
-Axis Picture::XAxis() const {
-    const std::vector<Span>& spans = panels.front().curves.front().Spans();
-    const auto [first, last] =
-        std::minmax_element(spans.begin(), spans.end(), [](const Span& a, const Span& b) { return a.x < b.x; });
-    return spans.empty() ? Axis(0, 1) : Axis(first->x, last->x);
+/// Only the lowest panel has labels below it. Times have tics of their own.
+void Picture::WriteXAxis(std::ostream& script, const Axis& x, const std::vector<Tic>& times, bool isLabelled) const {
+    const std::string title = plan.xTitle.empty() ? plan.x : plan.xTitle;
+    if (times.empty()) {
+        script << "set format x" << (isLabelled ? "" : " \"\"") << '\n';
+        if (isLabelled)
+            script << "set xlabel " << Quoted(x.Label(title, plan.x)) << " noenhanced\n";
+        return;
+    }
+    script << "set xtics (";
+    for (const Tic& tic : times) {
+        const std::string between = tic.time.empty() || tic.date.empty() ? "" : "\\n";
+        script << (&tic == times.data() ? "" : ", ") << '"' << (isLabelled ? tic.time + between + tic.date : "")
+               << "\" " << x.Shown(tic.at);
+    }
+    script << ")\n";
+    const std::string zone = ZoneName(*plan.xTime);
+    if (isLabelled) // below the dates
+        script << "set xlabel " << Quoted(zone.empty() ? title : title + " (" + zone + ")")
+               << " offset 0,-0.7 noenhanced\n";
 }
 
-/// The labels stand in one line, however wide the numbers beside them are.
-void Picture::WritePanel(std::ostream& script, const Panel& panel, const Axis& x, double bottom, double top) {
+/// The same for all panels. A recording without rows has none.
+std::optional<std::pair<double, double>> Picture::XRange() const {
+    const std::vector<Span>& spans = panels.front().curves.front().Spans();
+    if (spans.empty())
+        return {};
+    const auto [first, last] =
+        std::minmax_element(spans.begin(), spans.end(), [](const Span& a, const Span& b) { return a.x < b.x; });
+    return std::pair(first->x, last->x);
+}
+
+void Picture::WritePanel(std::ostream& script, const Panel& panel, const Axis& x, double left, double bottom,
+                         double top) {
     const Axis y = panel.IsBoolean() ? Axis(0, 1) : panel.YAxis();
+    const bool isNamed = !panel.plan->title.empty() || panel.IsBoolean() || panel.HasLegend();
+    const std::string title = isNamed ? panel.plan->title : panel.curves.front().Y().name;
     const std::string unit = panel.plan->unit.empty() ? "" : " [" + panel.plan->unit + "]";
     script << "set bmargin at screen " << bottom << "\nset tmargin at screen " << top << '\n'
-           << "set label 1 " << Quoted(y.Label(panel.plan->title + unit, "value")) << " at screen 0.016, screen "
-           << (bottom + top) / 2 << " center rotate by 90 noenhanced\n"
+           << "set label 1 " << Quoted(y.Label(title + unit, "value")) << " at screen "
+           << (left - panel.TicPixels() - labelPixels) / widthPixels << ", screen " << (bottom + top) / 2
+           << " center rotate by 90 noenhanced\n"
            << (panel.HasLegend() ? "set key\n" : "unset key\n");
     if (panel.IsBoolean())
         WriteLanes(script, panel);

@@ -5,6 +5,7 @@
 #include "recordings/OutputFile.h"
 #include "velreplay/Axis.h"
 #include "velreplay/Envelope.h"
+#include "velreplay/TimeTics.h"
 
 #include <deque>
 #include <iosfwd>
@@ -27,11 +28,17 @@ struct PicturePlan {
     std::string title;
     std::string x;
     std::string xTitle;
+    std::optional<Vel::TimeForm> xTime; ///< x is times
+    Extent extent = {};                 ///< the part of x that is shown
     std::vector<PanelPlan> panels;
 };
 
 /// Throws Vel::Error for what is wrong in the table. Without it there is no panel.
 PicturePlan ReadPicturePlan(const Vel::Engine::Plan& plan);
+
+/// Shows the part of x between two numbers, or two times written as in the recording. Empty: no bound. Throws
+/// Vel::Error.
+void Bound(PicturePlan& plan, const std::string& from, const std::string& to);
 
 /// Throws Vel::Error for a channel that there is not.
 void CheckChannels(const PicturePlan& plan, const Vel::Engine::Run& run);
@@ -55,12 +62,15 @@ private:
         bool HasLegend() const { return curves.size() > 1 && !IsBoolean(); }
         double Lane(std::size_t curve) const;
         Axis YAxis() const;
+        double TicPixels() const;
     };
 
-    Axis XAxis() const;
+    std::optional<std::pair<double, double>> XRange() const;
+    void WriteXAxis(std::ostream& script, const Axis& x, const std::vector<Tic>& times, bool isLabelled) const;
     bool IsSvg() const { return name.ends_with(".svg"); }
     void WriteScript(std::ostream& script) const;
-    static void WritePanel(std::ostream& script, const Panel& panel, const Axis& x, double bottom, double top);
+    static void WritePanel(std::ostream& script, const Panel& panel, const Axis& x, double left, double bottom,
+                           double top);
     static void WriteLanes(std::ostream& script, const Panel& panel);
     static void WriteYRange(std::ostream& script, const Panel& panel, const Axis& y);
     static void WriteCurves(std::ostream& script, const Panel& panel, const Axis& x, const Axis& y);

@@ -28,7 +28,7 @@ using Vel::Column, Vel::Error, Vel::Status;
 
 namespace {
 
-/// Whether writing to one name would write over what is read under the other. Devices and pipes never do.
+/// Whether writing to one name would overwrite the file that is read under the other. Devices and pipes never do.
 bool IsSameFile(const std::string& written, const std::string& read) {
     std::error_code error;
     return std::filesystem::is_regular_file(read, error) && std::filesystem::equivalent(written, read, error);
@@ -89,7 +89,7 @@ public:
             columns.push_back({run.Channels()[output.channel], output.time});
         return columns;
     }
-    /// Lets times look as they do in the recording.
+    /// Makes times look as they do in the recording.
     void HandOnTimeStyles(const CsvReader& recording, CsvWriter& result) const {
         for (std::size_t i = 0; i < outputs.size(); ++i)
             if (outputs[i].time)
@@ -103,7 +103,7 @@ public:
         return names;
     }
 
-    /// Before a block is fed: its results go where those of the block before are not.
+    /// Call before a block is fed: its results must not overwrite those of the block before.
     void Begin() {
         next = 1 - next;
         if (!run.ChoosesRows())
@@ -111,7 +111,7 @@ public:
                 if (output.isOwn)
                     run.PutInto(output.channel, output.memory[next].data());
     }
-    /// What the writer writes of the block that has been computed.
+    /// The columns of the block that has been computed, for the writer.
     std::vector<Column> Columns() {
         std::vector<Column> columns;
         for (Output& output : outputs) {
@@ -156,7 +156,7 @@ public:
             columns.resize(count);
     }
 
-    /// For the rows of the result that have just been computed. They stay while the next ones are.
+    /// The texts for the rows of the result that have just been computed. They stay while the next ones are computed.
     std::vector<const TextColumn*> Columns() {
         next = 1 - next;
         std::vector<const TextColumn*> columns;
@@ -164,7 +164,7 @@ public:
             columns.push_back(isCopied ? &Copy(i) : &recording.TextsOf(i));
         return columns;
     }
-    /// Behind a block of the recording: saves what later rows of the result may show of it.
+    /// Call after each block of the recording: saves the texts that later rows of the result may need.
     void EndBlock(std::size_t rows) {
         if (isCopied && count != 0) {
             std::map<std::uint64_t, std::vector<std::string>> stillUsed;
@@ -213,6 +213,23 @@ void RefuseRepeatedNames(const std::vector<ResultColumn>& columns, const std::ve
         if (!names.insert(name).second)
             throw Error("keep", "a column that is kept and another of the result are both called " + Vel::Quoted(name),
                         "rename the channel, or do not keep the column");
+}
+
+/// Gives a picture the units that the recording has, where the plan says none. Times and computed channels have none.
+void AddUnits(PicturePlan& picture, const Plan& plan, const Run& run, const CsvReader& recording) {
+    const auto unitOf = [&](const std::string& name, const std::string& place) {
+        const std::size_t channel = run.Find(name, place);
+        return channel < run.Inputs() && !plan.inputs[channel].time ? recording.UnitOf(channel) : std::string();
+    };
+    if (const std::string unit = unitOf(picture.x, picture.place); !unit.empty() && picture.xTitle.empty())
+        picture.xTitle = picture.x + " [" + unit + "]";
+    for (PanelPlan& panel : picture.panels) {
+        const std::string unit = unitOf(panel.channels.front(), panel.place);
+        if (panel.unit.empty() && std::all_of(panel.channels.begin(), panel.channels.end(), [&](const auto& channel) {
+                return unitOf(channel, panel.place) == unit;
+            }))
+            panel.unit = unit;
+    }
 }
 
 /// One replay: what is read, computed and written.
@@ -277,8 +294,8 @@ std::uint64_t ReplayRows(const Work& work) {
     return total;
 }
 
-/// A failure leaves the rows before it where they do not come again, as those of a live source, and where the recording
-/// is to blame; and says where they are.
+/// If the recording is to blame for a failure, or its rows do not come again, as those of a live source, the rows
+/// before the failure stay in a file, and the message names it.
 std::uint64_t ReplayRowsOrLeavePart(const Work& work) {
     const auto leavePart = [&work] {
         return work.recording.IsLive() || work.recording.IsBad() ? work.result.LeavePart() : std::string();
@@ -289,10 +306,10 @@ std::uint64_t ReplayRowsOrLeavePart(const Work& work) {
         const std::string part = leavePart();
         if (part.empty())
             throw;
-        throw std::runtime_error(std::string(failure.what()) + "\n  the rows before are in " + part);
+        throw std::runtime_error(std::string(failure.what()) + "\n  the rows before are in " + Vel::Escaped(part));
     } catch (...) {
         if (const std::string part = leavePart(); !part.empty())
-            std::fprintf(stderr, "the rows before the failure are in %s\n", part.c_str());
+            std::fprintf(stderr, "the rows before the failure are in %s\n", Vel::Escaped(part).c_str());
         throw;
     }
 }
@@ -318,12 +335,13 @@ Outcome Trace(const Options& options) {
         while (run.Continue());
         return false;
     };
+    std::uint64_t rowsSeen = 0; // of the recording
     const auto show = [&] {
-        ShowTrace(plan, run, channel, options.tracedRow);
+        ShowTrace(plan, run, channel, options.tracedRow, rowsSeen);
         return Outcome::Done;
     };
     while (const std::size_t rows = recording.ReadBlock())
-        for (std::size_t next = 0; next < rows; ++next) {
+        for (std::size_t next = 0; next < rows; ++next, ++rowsSeen) {
             for (std::size_t i = 0; i < columns.size(); ++i)
                 columns[i] = {recording.ColumnOf(i).AddressAt(next), 0};
             run.Feed(columns, 1);
@@ -358,7 +376,8 @@ Outcome Check(const Options& options) {
 Outcome Replay(const Options& options) {
     const auto start = std::chrono::steady_clock::now();
     const Plan plan = Vel::Engine::LoadPlan(options.plan, options.settings);
-    const PicturePlan picturePlan = ReadPicturePlan(plan);
+    PicturePlan picturePlan = ReadPicturePlan(plan);
+    Bound(picturePlan, options.from, options.to);
     RefuseSameFiles(options);
     const CsvFormat format = MakeFormat(options.format, plan);
     const std::vector<WantedColumn> wanted = WantedBy(plan);
@@ -373,6 +392,8 @@ Outcome Replay(const Options& options) {
     recording.ReadHeader(wanted, {plan.keep, plan.keepsAll});
     if (IsInterrupted()) // perhaps amid the header: there is no result to speak of
         return Outcome::Interrupted;
+    if (picture)
+        AddUnits(picturePlan, plan, run, recording);
 
     OutputBlocks output(plan, run, mostRows, options.withStatus);
     RefuseRepeatedNames(output.ResultColumns(), output.StatusNames(), recording.KeptNames());

@@ -14,6 +14,8 @@ struct Options {
     std::vector<std::string> recordings{"-"}; ///< the parts of one recording
     std::string result = "-";
     std::string picture;
+    std::string from; ///< the part of its axis that the picture shows; empty: no bound
+    std::string to;
     Vel::Engine::ParametersByName settings; ///< that replace those of the plan
     Vel::Recordings::FormatOptions format;
     bool withStatus = false;

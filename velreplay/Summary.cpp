@@ -2,6 +2,7 @@
 
 #include "vocabulary/Quote.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace Velreplay {
@@ -24,13 +25,19 @@ void Summarize(const Run& run, std::uint64_t rows, double seconds) {
     std::fprintf(stderr, "%llu rows, %zu input and %zu other channels, %.2f s, %.0f rows/s\n",
                  static_cast<unsigned long long>(rows), run.Inputs(), others, seconds,
                  static_cast<double>(rows) / (seconds > 0 ? seconds : 1));
-    std::fprintf(stderr, "%-32s %12s %12s %12s\n", "", "computed", "no value", "refused");
-    for (const std::size_t i : OuterComputations(run)) {
-        const auto& totals = run.TotalsOf(i);
-        std::fprintf(stderr, "%-32s %12llu %12llu %12llu\n", run.Channels()[run.ResultsOf(i).first].name.c_str(),
-                     static_cast<unsigned long long>(totals[0]), static_cast<unsigned long long>(totals[1]),
-                     static_cast<unsigned long long>(totals[2]));
+    const std::vector<std::size_t> outer = OuterComputations(run);
+    const bool isAnyHeld =
+        std::any_of(outer.begin(), outer.end(), [&run](std::size_t i) { return run.TotalsOf(i).back() != 0; });
+    const std::size_t columns = Vel::statusTexts.size() - (isAnyHeld ? 0 : 1);
+    std::fprintf(stderr, "%-32s", "");
+    for (std::size_t status = 0; status < columns; ++status)
+        std::fprintf(stderr, " %12s", Vel::statusTexts[status].data());
+    for (const std::size_t i : outer) {
+        std::fprintf(stderr, "\n%-32s", run.Channels()[run.ResultsOf(i).first].name.c_str());
+        for (std::size_t status = 0; status < columns; ++status)
+            std::fprintf(stderr, " %12llu", static_cast<unsigned long long>(run.TotalsOf(i)[status]));
     }
+    std::fputc('\n', stderr);
 }
 
 std::vector<Warning> WarningsOf(const Run& run, const Vel::Recordings::CsvReader& recording) {

@@ -1,12 +1,14 @@
 #include "velreplay/Trace.h"
 
 #include "recordings/Numbers.h"
+#include "recordings/Times.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <set>
 #include <string>
+#include <type_traits>
 
 namespace Velreplay {
 
@@ -23,12 +25,15 @@ std::string Listed(const std::vector<std::string>& texts) {
     return list;
 }
 
-std::string SampleOf(const Run& run, std::size_t channel) {
+std::string SampleOf(const Plan& plan, const Run& run, std::size_t channel) {
     return std::visit(
         [&]<class T>(T noValue) -> std::string {
             const T sample = run.ColumnOf(channel).At<T>(0);
             if (Vel::IsNoValue(sample, noValue))
                 return noSample;
+            if constexpr (std::is_same_v<T, double>)
+                if (channel < run.Inputs() && plan.inputs[channel].time)
+                    return std::string(Vel::Recordings::TimeWriter(*plan.inputs[channel].time).Write(sample));
             std::array<char, Vel::Recordings::longestNumber> text{};
             return {text.data(), Vel::Recordings::WriteNumber(text.data(), sample)};
         },
@@ -70,10 +75,12 @@ public:
 private:
     void ShowOne(std::size_t channel) const {
         const std::string& name = run.Channels()[channel].name;
-        std::printf("%s = %s\n", name.c_str(), SampleOf(run, channel).c_str());
+        std::printf("%s = %s\n", name.c_str(), SampleOf(plan, run, channel).c_str());
         const auto computation = computedBy.find(channel);
         if (computation == computedBy.end())
-            std::printf("    %s\n", channel < run.Inputs() ? "read from the recording" : "the same in every row");
+            std::printf("    %s\n", channel >= run.Inputs() ? "the same in every row"
+                                    : plan.raster           ? "brought onto the raster"
+                                                            : "read from the recording");
         else
             ShowStep(computation->second);
     }
@@ -82,7 +89,7 @@ private:
         std::vector<std::string> operands;
         std::vector<std::string> missing;
         for (const std::size_t operand : run.OperandsOf(computation)) {
-            const std::string sample = SampleOf(run, operand);
+            const std::string sample = SampleOf(plan, run, operand);
             const std::string& name = run.Channels()[operand].name;
             operands.push_back(std::string(name).append(" = ").append(sample));
             if (sample == noSample && std::find(missing.begin(), missing.end(), name) == missing.end())
@@ -128,8 +135,11 @@ private:
 
 } // namespace
 
-void ShowTrace(const Plan& plan, const Run& run, std::size_t channel, std::uint64_t row) {
-    std::printf("row %llu\n", static_cast<unsigned long long>(row));
+void ShowTrace(const Plan& plan, const Run& run, std::size_t channel, std::uint64_t row, std::uint64_t rowsSeen) {
+    std::printf("row %llu", static_cast<unsigned long long>(row));
+    if (plan.raster)
+        std::printf(" of the raster, behind row %llu of the recording", static_cast<unsigned long long>(rowsSeen));
+    std::printf("\n");
     Tracing(plan, run).Show(channel);
 }
 

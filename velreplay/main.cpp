@@ -16,6 +16,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -26,7 +27,7 @@ namespace {
 constexpr int failed = 1;
 constexpr int interrupted = 130; // as shells say it: 128 and the number of SIGINT
 
-/// The calls that wait return when a signal comes, so that the run can end in good order.
+/// A signal ends each call that waits, so that the run can end in good order.
 void HandleSignals() {
     struct sigaction action {};
     action.sa_handler = &Velreplay::Interrupt;
@@ -40,8 +41,8 @@ void HandleSignals() {
     sigaction(SIGXFSZ, &action, nullptr); // a file that may not grow fails its write
 }
 
-/// Without one of the standard streams a file would get its number, and what is said would be written into it. Writing
-/// to what stands in fails, as it would without.
+/// If a standard stream is closed, the next file that is opened gets its number, and messages would go into that file.
+/// What stands in for the stream can only be read, so that writing to it fails, as it would without.
 void OpenStandardStreams() {
     int file = 0;
     do
@@ -64,7 +65,7 @@ void ListOperations() {
     std::puts("\nvelreplay --operations NAME tells one operation's types and parameters.");
 }
 
-/// What somebody may have meant who knows a part of a name, or nearly the whole.
+/// The operations whose name has this part, or is nearly this one.
 std::string SimilarOperations(const std::string& name) {
     const auto isSameLetter = [](char a, char b) {
         return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
@@ -101,19 +102,19 @@ void TellOperations(const std::string& name) {
     Print("");
 }
 
-/// From NAME=VALUE each. Of several for one name the last holds.
+/// Reads NAME=VALUE texts. If a name comes twice, the last one counts.
 Vel::Engine::ParametersByName Settings(const std::vector<std::string>& texts) {
     Vel::Engine::ParametersByName settings;
     for (const std::string& text : texts) {
         const std::size_t equals = text.find('=');
         if (equals == std::string::npos || equals == 0)
-            throw Vel::Error("--set", "\"" + text + "\" is no setting", "write, for example: --set corner=8");
+            throw Vel::Error("--set", "\"" + text + "\" is not a setting", "write, for example: --set corner=8");
         settings[text.substr(0, equals)] = Vel::Engine::ParseValue(text.substr(equals + 1), "--set " + text);
     }
     return settings;
 }
 
-/// Prints the plan with blocks in the place of formulas, once a run can be made of it.
+/// Prints the plan with blocks in the place of formulas. Throws if no run can be made of it.
 void Explain(const Velreplay::Options& options) {
     const Vel::Engine::Plan plan = Vel::Engine::LoadPlan(options.plan, options.settings);
     const Vel::Engine::Run run(plan, 1);
@@ -138,7 +139,7 @@ std::uint64_t RowNumber(const std::string& text) {
     std::uint64_t row = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), row);
     if (error != std::errc() || end != text.data() + text.size() || row == 0)
-        throw Vel::Error("--trace", Vel::Quoted(text) + " is no number of a row", "the first row has the number 1");
+        throw Vel::Error("--trace", Vel::Quoted(text) + " is not a row number", "rows count from 1");
     return row;
 }
 
@@ -155,7 +156,7 @@ void AddFormatOptions(CLI::App& app, Vel::Recordings::FormatOptions& format) {
         ->type_size(1)
         ->allow_extra_args(false);
     app.add_option("--skip", format.skip, "how many lines stand before the header");
-    addFlag("--units-row,!--no-units-row", format.units_row, "below the header stands a row of units");
+    addFlag("--units-row,!--no-units-row", format.units_row, "the line below the header is a row of units");
     app.add_option("--on-bad-cell", format.on_bad_cell, "missing: a bad cell is no sample; error (default)");
     app.add_option("--on-no-value", format.on_no_value,
                    "missing: a cell that holds the NoValue of an integer type is no sample; error (default)");
@@ -167,30 +168,34 @@ int Run(int argc, char** argv) {
     std::vector<std::string> settings;
     bool isExplained = false;
     bool isChecked = false;
-    std::vector<std::string> traced;
+    std::pair<std::string, std::string> traced;
     CLI::App app("Replays a recording (CSV) through a plan (TOML) of computed channels.", "velreplay");
     app.set_version_flag("--version", "velreplay " VEL_VERSION);
-    auto* const plan = app.add_option("PLAN", options.plan, "TOML: inputs, computed channels, parameters, panels");
+    auto* const plan =
+        app.add_option("PLAN", options.plan, "TOML: inputs, computed channels, parameters, panels; see velreplay(1)");
     app.add_option("RECORDING", options.recordings,
                    "CSV with a header of channel names, in several files if wanted; - (default): standard input")
         ->expected(0, -1);
     auto* const result =
         app.add_option("-o,--output", options.result, "where the result goes; - (default): standard output");
     auto* const picture = app.add_option("--plot", options.picture, "draws the plan's panels into a .svg or .png file");
+    app.add_option("--from", options.from,
+                   "where the picture begins on its axis: a number, or a time as in the recording");
+    app.add_option("--to", options.to, "where it ends");
     app.add_option("--set", settings, "NAME=VALUE: another value for a setting of the plan")
         ->type_size(1)
         ->allow_extra_args(false);
     app.add_flag("--explain", isExplained,
                  "prints the plan with blocks in the place of formulas, and computes nothing");
     AddFormatOptions(app, options.format);
-    app.add_flag("--status", options.withStatus, "adds a column for each computation: computed, no value, refused");
+    app.add_flag("--status", options.withStatus,
+                 "adds a column for each computation: computed, no value, refused or held");
     app.add_flag("-q,--quiet", options.isQuiet, "no summary");
-    app.add_flag("--strict", options.isStrict, "ends with 1 where there is something to warn of; the result is kept");
+    app.add_flag("--strict", options.isStrict, "ends with 1 if there are warnings; the result is kept");
     app.add_flag("--check", isChecked, "says whether the plan is right, and computes nothing");
     auto* const trace =
-        app.add_option("--trace", traced, "ROW CHANNEL: shows how the channel came to its sample in this row, from 1")
-            ->type_name("ROW CHANNEL")
-            ->expected(2);
+        app.add_option("--trace", traced, "shows how the channel came to its sample in this row, counted from 1")
+            ->type_name("ROW CHANNEL");
     auto* const operations =
         app.add_option("--operations", operation, "lists the operations, or tells all about one of them")
             ->expected(0, 1);
@@ -204,7 +209,7 @@ int Run(int argc, char** argv) {
         return 0;
     }
     if (!*plan)
-        throw Vel::Error("velreplay", "no plan is given", "velreplay --help tells the arguments");
+        throw Vel::Error("velreplay", "no plan is given", "velreplay --help lists the arguments");
     options.settings = Settings(settings);
     if (isExplained) {
         Explain(options);
@@ -216,11 +221,13 @@ int Run(int argc, char** argv) {
         throw Vel::Error("--output", "the name is empty", "name a file, or - for standard output");
     if (*picture && options.picture.empty())
         throw Vel::Error("--plot", "the name is empty", "name a .svg or .png file");
+    if (!*picture && !(options.from.empty() && options.to.empty()))
+        throw Vel::Error("--from", "there is no picture", "add --plot, or leave --from and --to out");
     if (isChecked)
         return ExitCode(Velreplay::Check(options));
     if (*trace) {
-        options.tracedRow = RowNumber(traced[0]);
-        options.tracedChannel = traced[1];
+        options.tracedRow = RowNumber(traced.first);
+        options.tracedChannel = traced.second;
         return ExitCode(Velreplay::Trace(options));
     }
     return ExitCode(Velreplay::Replay(options));

@@ -1,4 +1,4 @@
-/// What engine, readers and writers of recordings hand to one another: columns of samples, and statuses.
+/// What the engine and the readers and writers of recordings exchange: columns of samples, and statuses.
 #pragma once
 
 #include "vocabulary/SampleTypes.h"
@@ -20,7 +20,7 @@ struct ChannelType {
     const SampleType& Type() const { return sampleTypes[noValue.index()]; }
 };
 
-/// Samples of one channel, one for each row, `stride` bytes apart. They belong to whoever made them.
+/// Samples of one channel, one for each row, `stride` bytes apart. Does not own them.
 struct Column {
     const void* first = nullptr;
     std::ptrdiff_t stride = 0; ///< 0: the same sample in every row
@@ -35,7 +35,7 @@ struct Column {
     }
 };
 
-/// The column that a contiguous range of samples is.
+/// A contiguous range of samples as a column.
 template <class TRange>
 Column Over(const TRange& samples) {
     return {std::data(samples), sizeof(*std::data(samples))};
@@ -46,7 +46,7 @@ enum class Status : std::uint8_t {
     Computed,
     NoValue, ///< the result has no sample: an operand has none, or the operation says so
     Refused, ///< the operation did not compute from these samples, and the result stays as it was
-    Held,    ///< there is no sample, and the last one stands in for it
+    Held,    ///< there is no sample, and the last one takes its place
 };
 inline constexpr std::array<std::string_view, 4> statusTexts{"computed", "no value", "refused", "held"};
 

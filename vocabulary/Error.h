@@ -1,6 +1,8 @@
 /// What stops a host: where, what, and what to do about it.
 #pragma once
 
+#include "vocabulary/Quote.h"
+
 #include <cerrno>
 #include <stdexcept>
 #include <string>
@@ -10,10 +12,11 @@ namespace Vel {
 
 class Error : public std::runtime_error {
 public:
-    /// what() is "place: what", and the remedy on a line of its own if there is one.
-    Error(std::string itsPlace, std::string itsFault, std::string itsRemedy = {})
-        : std::runtime_error(itsPlace + ": " + itsFault + (itsRemedy.empty() ? "" : "\n  " + itsRemedy)),
-          place(std::move(itsPlace)),
+    /// what() is "place: fault", and the remedy on a line of its own if there is one. A place may have the name of a
+    /// file, whatever that holds, so it is escaped.
+    Error(const std::string& itsPlace, std::string itsFault, std::string itsRemedy = {})
+        : std::runtime_error(Escaped(itsPlace) + ": " + itsFault + (itsRemedy.empty() ? "" : "\n  " + itsRemedy)),
+          place(Escaped(itsPlace)),
           fault(std::move(itsFault)),
           remedy(std::move(itsRemedy)) {}
 

@@ -1,4 +1,4 @@
-/// The vocabulary for people: what an operation takes, and names that look like a misspelt one.
+/// The vocabulary for people: what an operation takes, and names similar to a misspelt one.
 #pragma once
 
 #include "vocabulary/Vocabulary.h"
@@ -19,10 +19,10 @@ std::string DescribeRow(std::string_view signature);
 /// Whether a type holds all values of another one.
 bool Holds(const SampleType& wide, const SampleType& narrow);
 
-/// How much is lost where a channel is cast so that a row fits.
+/// How much is lost when a channel is cast so that a row fits.
 int CostOfCast(char from, char to);
 
-/// The rows of the least costs, the cheapest first; of equals the first.
+/// The cheapest rows, in ascending order of cost; of equals the first.
 std::vector<std::string> Cheapest(std::vector<std::pair<int, std::string>> rows, std::size_t most);
 
 /// The type rows of an operation that are nearest to a signature, the nearest first.

@@ -25,10 +25,10 @@ constexpr Parameter delayOfTime[] = {
     {"delay", Number, "unit of operand 2", 0.0, "how long NoValue must last", notNegative}};
 constexpr Parameter alarm[] = {{"sample_period", Number, "s", required, "time from row to row", aboveZero, true},
                                {"limit", Count, "ms", required, "how long NoValue may last"}};
-constexpr Parameter posEdge[] = {{"threshold", Sample, "operand", 0.0, "to be risen above"},
-                                 {"initial_value", Sample, "operand", 0.0, "taken for the sample before the first"}};
-constexpr Parameter negEdge[] = {{"threshold", Sample, "operand", 1.0, "to be fallen below"},
-                                 {"initial_value", Sample, "operand", 0.0, "taken for the sample before the first"}};
+constexpr Parameter posEdge[] = {{"threshold", Sample, "operand", 0.0, "to rise above"},
+                                 {"initial_value", Sample, "operand", 0.0, "counts as the sample before the first"}};
+constexpr Parameter negEdge[] = {{"threshold", Sample, "operand", 1.0, "to fall below"},
+                                 {"initial_value", Sample, "operand", 0.0, "counts as the sample before the first"}};
 constexpr Parameter pulse[] = {{"pulse_time", Number, "s", required, "least duration of the pulse", notNegative}};
 constexpr Parameter monoFlop[] = {
     {"duration", PackedSeconds, "s", required, "of the pulse", notNegative},
@@ -38,7 +38,8 @@ constexpr Parameter monoFlopOfTime[] = {
     {"retrigger", Flag, "true or false", omitted, "whether an edge during a pulse begins it anew"}};
 constexpr Parameter samplePeriod[] = {
     {"sample_period", Number, "s", required, "time from row to row", aboveZero, true}};
-constexpr Parameter hysteresis[] = {{"hysteresis", Sample, "operand", required, "width behind the limit", notNegative}};
+constexpr Parameter hysteresis[] = {
+    {"hysteresis", Sample, "operand", required, "how far to come back behind the limit", notNegative}};
 constexpr Parameter hysteresisPercent[] = {
     {"hysteresis", Sample, "%", required, "share of the distance of the limits", {.least = 0, .most = 100}}};
 constexpr Parameter curve[] = {{"points", Curve, "[[x, y], ...]", required, "the curve, x ascending"}};
@@ -53,10 +54,11 @@ constexpr Parameter integralOfTime[] = {
     {"initial_time", Number, "operand 2", paired, "the time of the sample before the first"}};
 constexpr Parameter upperIntegralOfTime[] = {
     {"initial_time", Number, "operand 2", 0.0, "time before the first sample"}};
-constexpr Parameter oldValue[] = {{"initial_value", Sample, "operand", omitted, "the first result, else NoValue"}};
+constexpr Parameter oldValue[] = {
+    {"initial_value", Sample, "operand", omitted, "the first result; NoValue if not given"}};
 constexpr Parameter oldValueN[] = {
     {"depth", Count, "samples", 1.0, "how many samples ago", {.least = 1}},
-    {"initial_value", Sample, "operand", omitted, "the result until the delay has filled, else 0"}};
+    {"initial_value", Sample, "operand", omitted, "the result until the delay has filled; 0 if not given"}};
 constexpr Parameter extreme[] = {
     {"lower_bound", Sample, "operand", lowest, "samples below do not count"},
     {"upper_bound", Sample, "operand", highest, "samples above do not count", notBelowLower},
@@ -69,7 +71,7 @@ constexpr Parameter average[] = {
      Count,
      "samples",
      omitted,
-     "gaps in a row that end the mean; not NoValue-aware only",
+     "missing samples in a row that end the mean; only if not NoValue-aware",
      {.least = 1, .isForPlainOnly = true}}};
 constexpr Parameter statistics[] = {
     {"window", Count, "samples", 0.0, "of the mean: how many of the last samples count; 0: all"},
@@ -123,10 +125,10 @@ constexpr Operation operations[] = {
     {"Assignment", 1, 1, "TT", {}, "copy"},
     {"Cast", 1, 1, "TO", {}, "conversion to another type"},
     {"PhysToFloat", 1, 1, "RV", physToFloat, "raw value to physical value: factor and offset"},
-    {"MaskAndShift", 1, 1, allMasks, mask, "field of bits out of a word, shifted to the right"},
+    {"MaskAndShift", 1, 1, allMasks, mask, "bit field of a word, shifted to bit 0"},
     {"Extract8Bits", 8, 1, "WWWWWWWWB", {}, "the eight bits of a byte, lowest first"},
     {"Extract16Bits", 16, 1, "WWWWWWWWWWWWWWWWW", {}, "the sixteen bits of a word, lowest first"},
-    {"Negate", 1, 1, "RR", {}, "opposite"},
+    {"Negate", 1, 1, "RR", {}, "operand times -1"},
     {"Abs", 1, 1, "RR", {}, "absolute value"},
     {"Sign", 1, 1, "RR", {}, "-1, 0 or 1"},
     {"Sin", 1, 1, "RR", {}, "sine", mathLibrary},
@@ -153,13 +155,13 @@ constexpr Operation operations[] = {
     {"GreaterThanOrEqual", 1, 2, "WTT", {}, "whether operand 1 is above operand 2 or equal"},
     {"LessThanOrEqual", 1, 2, "WTT", {}, "whether operand 1 is below operand 2 or equal"},
     {"LogicalAnd", 1, 2, "III", {}, "1 if both are not 0, else 0", decides},
-    {"LogicalOr", 1, 2, "III", {}, "1 if one is not 0, else 0", decides},
+    {"LogicalOr", 1, 2, "III", {}, "1 if at least one is not 0, else 0", decides},
     {"LogicalXOr", 1, 2, "III", {}, "1 if exactly one is not 0, else 0; on UInt32 it adds"},
     {"LogicalNot", 1, 1, "WW", {}, "1 if the operand is 0, else 0"},
     {"BitwiseAnd", 1, 2, "III", {}, "bits that are set in both"},
-    {"BitwiseOr", 1, 2, "III", {}, "bits that are set in one"},
+    {"BitwiseOr", 1, 2, "III", {}, "bits that are set in at least one"},
     {"BitwiseXOr", 1, 2, "III", {}, "bits that are set in exactly one"},
-    {"BitwiseNot", 1, 1, "II", {}, "all bits the other way round"},
+    {"BitwiseNot", 1, 1, "II", {}, "all bits inverted"},
     {"BitwiseShiftLeft", 1, 2, "III", {}, "operand 1 shifted to the left by operand 2 bits"},
     {"BitwiseShiftRight", 1, 2, "III", {}, "operand 1 shifted to the right by operand 2 bits"},
     {"TestMask", 1, 2, "WII", {}, "whether any bit of operand 2 is set in operand 1"},
@@ -181,7 +183,7 @@ constexpr Operation operations[] = {
     {"StartStopTrigger", 1, 2, "WWW", {}, "started by one channel, stopped by another"},
     {"StartNotStopTrigger", 1, 2, "WWW", {}, "started by one channel, held by another"},
     {"StartNotStopTriggerPuls", 1, 1, "WW", pulse, "one pulse of a least duration, by the system's clock", clock},
-    {"DFF", 1, 2, "TXT WWW", {}, "keeps the data that it finds at a rising clock; operands: clock, data"},
+    {"DFF", 1, 2, "TXT WWW", {}, "keeps the data at a rising clock; operands: clock, data"},
     {"TFF", 1, 1, "WT", {}, "changes between 0 and 1 at each rising clock", losesStateOnly},
     {"MonoFlop", 1, 1, "WT", monoFlop, "a pulse after a rising trigger, by the system's clock", clock},
     {"MonoFlop", 1, 2, "RRR", monoFlopOfTime, "a pulse after a rising trigger, by a time channel", ByTime()},
@@ -212,7 +214,7 @@ constexpr Operation operations[] = {
     {"LowerLimit", 1, 3, "WRRR", hysteresisPercent, "the same with a hysteresis in percent of a band of limits",
      losesState},
     {"Linea", 1, 1, "RR", curve, "value of a characteristic curve, straight between its points"},
-    {"VLinea", 1, 1, "RR", curve, "the same; NoValue takes the curve at its replacement", writesOperand},
+    {"VLinea", 1, 1, "RR", curve, "the same, but NoValue counts as 0", writesOperand},
     {"Gangermittlung", 1, 3, "bWWW", gears, "the gear of a vehicle; operands: gate, divisor, dividend",
      makesValueOfOthers},
     {"Integral", 1, 1, "RR", integral, "area of the last interval, trapezoid rule", restarts},

@@ -46,7 +46,7 @@ static_assert([]<std::size_t... Index>(std::index_sequence<Index...>) {
 /// The type that a letter stands for. The letter must be one of sampleTypes.
 constexpr const SampleType& TypeOf(char letter) noexcept { return sampleTypes[TypeIndex(letter)]; }
 
-/// The type with a name such as "Float64"; nothing for what is no type.
+/// The type with a name such as "Float64"; nothing if there is no such type.
 std::optional<SampleType> FindType(std::string_view name);
 
 /// All names, for messages.

@@ -1,4 +1,4 @@
-/// How a column of texts says times.
+/// How times are written in a column of texts.
 #pragma once
 
 #include <string>
@@ -17,7 +17,7 @@ struct TimeForm {
     Kind kind = Kind::Iso;
     std::string pattern = {}; ///< "%d.%m.%Y %H:%M:%S"; empty for the other kinds
     std::string zone = {};    ///< of texts without an offset, as the time-zone database calls it; empty: UTC
-    bool isLocal = false;     ///< what the clocks of the zone show, in place of UTC
+    bool isLocal = false;     ///< the times are what clocks in the zone show, not UTC
 };
 
 } // namespace Vel

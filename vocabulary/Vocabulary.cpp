@@ -32,7 +32,7 @@ bool MayStandFor(char letter, const SampleType& type) {
     }
 }
 
-/// Puts each type for each letter of the pattern from a place on.
+/// Tries each type for each letter of the pattern, from one place on.
 void Expand(std::string_view pattern, std::string& signature, std::vector<std::string>& signatures) {
     const std::size_t place = signature.size();
     if (place == pattern.size()) {

@@ -1,6 +1,5 @@
-/// What a host may ask of the library, as data: the operations with their types and parameters, and how each behaves
-/// where the operations differ. docs/operations.md is the long form; the tests hold the library, this table and that
-/// page against one another.
+/// The operations of the library as data: their types and parameters, and the traits in which they differ.
+/// docs/operations.md is the long form. The tests compare the library, this table and that page with one another.
 #pragma once
 
 #include "vocabulary/SampleTypes.h"
@@ -13,7 +12,7 @@
 
 namespace Vel {
 
-/// How the value of a parameter travels to Initialize.
+/// How the value of a parameter is passed to Initialize.
 enum class ParameterKind {
     Number,        ///< a double
     Sample,        ///< of the sample type of the last operand
@@ -49,8 +48,8 @@ inline constexpr Default paired = Default::Kind::Paired;
 inline constexpr Default lowest = Default::Kind::Lowest;
 inline constexpr Default highest = Default::Kind::Highest;
 
-/// The numbers that make sense, which may be fewer than those that the library takes, and how they hang on parameters
-/// further up.
+/// The numbers that make sense, which may be fewer than those that the library takes, and how they depend on earlier
+/// parameters.
 struct Range {
     double least = -std::numeric_limits<double>::max();
     double most = std::numeric_limits<double>::max();
@@ -59,7 +58,7 @@ struct Range {
     std::string_view notBelow = {};  ///< a parameter; this one must not be below it
     std::string_view above = {};     ///< a parameter; this one must be above it
     std::string_view belowHalf = {}; ///< a parameter; this one must be below half of it
-    bool isForPlainOnly = false;     ///< the NoValue-aware form reads it in vain
+    bool isForPlainOnly = false;     ///< it has no effect in the NoValue-aware form
 };
 
 struct Parameter {
@@ -72,7 +71,7 @@ struct Parameter {
     bool isRowTime = false; ///< the time from row to row, or the number of rows in a unit of time
 };
 
-/// What the NoValue-aware form of an operation makes of an operand without sample.
+/// What the NoValue-aware form of an operation does when an operand has no sample.
 enum class Twin {
     Refuses, ///< standard: the results become NoValue, the state stays
     Ignores, ///< none: both forms are the same
@@ -86,7 +85,7 @@ enum class Twin {
     OnlyPlain,    ///< only the plain form computes at all
 };
 
-/// What a user may not expect of the row of a missing sample, or of those behind it.
+/// What may surprise a user in the row of a missing sample, or in later ones.
 enum class Surprise {
     None,
     LosesTotal, ///< the total starts again from 0
@@ -99,7 +98,7 @@ struct Traits {
     Twin twin = Twin::Refuses;
     Surprise surprise = Surprise::None;
     std::string_view ignoringRow = {}; ///< a type row whose two forms are the same although those of the others differ
-    bool usesMathLibrary = false;      ///< the last bits of its results hang on the C library's mathematics
+    bool usesMathLibrary = false;      ///< the last bits of its results depend on the C library's mathematics
     bool readsClock = false;           ///< it reads the system's clock
     bool divides = false;              ///< the processor may fault on the lowest integer by -1
     bool endsWithTime = false;         ///< its last operand is a time channel
@@ -123,7 +122,7 @@ struct Operation {
 /// numbers of operands.
 std::span<const Operation> AllOperations();
 
-/// Those with this name.
+/// The operations with this name.
 std::span<const Operation* const> FindOperations(std::string_view name);
 
 /// All type rows of an operation.
@@ -132,7 +131,7 @@ std::vector<std::string> SignaturesOf(const Operation& operation);
 /// Whether a signature is one of the type rows.
 bool Accepts(const Operation& operation, std::string_view signature);
 
-/// Stands for a type that nothing has fixed yet: of a number, or of a result that nobody asks for.
+/// A type that nothing has fixed yet: of a number, or of a result that nobody asks for.
 inline constexpr char openType = '?';
 
 /// The type row of an operation with one result that fits these operands; empty if none does. A letter that nothing

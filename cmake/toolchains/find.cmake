@@ -1,5 +1,5 @@
-# Programs are this machine's; headers, libraries and packages are those of the platform, from the root of its system
-# and from what scripts/build-libffi has built.
+# Programs come from this machine; headers, libraries and packages from the platform's root, and from what
+# scripts/build-libffi has built.
 set(VEL_PLATFORM_DIR ${CMAKE_CURRENT_LIST_DIR}/../../build/platforms/${VEL_TRIPLET})
 set(CMAKE_FIND_ROOT_PATH ${VEL_SYSTEM_ROOT} ${VEL_PLATFORM_DIR})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

@@ -17,7 +17,7 @@ SYSTEMTIME LocalTimeAt(Instant instant) noexcept {
         .wDay = static_cast<std::uint16_t>(local.tm_mday),
         .wHour = static_cast<std::uint16_t>(local.tm_hour),
         .wMinute = static_cast<std::uint16_t>(local.tm_min),
-        .wSecond = static_cast<std::uint16_t>(std::min(local.tm_sec, 59)), // zones that count leap seconds know a 60
+        .wSecond = static_cast<std::uint16_t>(std::min(local.tm_sec, 59)), // zones with leap seconds have a 60
         .wMilliseconds = static_cast<std::uint16_t>((instant - second).count()),
     };
 }

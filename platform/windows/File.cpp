@@ -13,7 +13,7 @@ namespace {
 
 HANDLE HandleOf(std::intptr_t file) noexcept { return reinterpret_cast<HANDLE>(file); }
 
-/// The handle of a file whose name is UTF-8, open for reading; that of no file if there is none.
+/// Opens a file for reading whose name is UTF-8. Invalid if there is none.
 HANDLE Open(const char* name) noexcept {
     const int length = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, name, -1, nullptr, 0);
     const std::unique_ptr<wchar_t[]> wideName(new (std::nothrow) wchar_t[static_cast<std::size_t>(length) + 1]);

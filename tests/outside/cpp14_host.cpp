@@ -1,4 +1,4 @@
-// A host in C++14, which VelOperation.h is enough for.
+// A host in C++14: VelOperation.h is enough for it.
 #include <VelOperation.h>
 
 static_assert(__cplusplus == 201402L, "the library has changed the host's version of C++");
