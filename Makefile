@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms clean
+.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms python test-python test-python-sanitized bench-python clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -72,6 +72,29 @@ platforms: packages
 # The exports against their recorded description.
 abi: packages
 	checks/compare-abi
+
+# The Python package: a wheel in build/python/wheels, installed into the virtual environment build/python/venv.
+python: packages
+	scripts/install-packages python
+	python/make-wheel
+
+test-python: python
+	cmake --preset release
+	cmake --build --preset release --target bits velreplay drive_recording
+	python/run-tests
+
+# The same tests with the extension under sanitizers.
+test-python-sanitized: python
+	cmake --preset release
+	cmake --build --preset release --target bits velreplay drive_recording
+	python/run-sanitized
+
+# Times of operations in Python beside the C++ engine and other packages.
+bench-python: python
+	cmake --preset release
+	cmake --build --preset release --target replay_columns
+	build/python/venv/bin/python benchmarks/python_operations.py build/release/benchmarks/replay_columns \
+	    benchmarks/README.md benchmarks/results/python_operations.png
 
 # The Debian packages.
 deb: all

@@ -3,6 +3,9 @@
 /// must print the same. `--check FILE` compares with the lines of a file instead, and shows the first sample of each
 /// row whose result differs. One time in 64 the hash hides it by chance, and the next sample is shown.
 ///
+/// `--samples` writes the lives of each row for hosts that shall show the same: a line of JSON with the parameters, the
+/// operands and the results of both forms as their bits, and the answers.
+///
 /// The first line identifies the math library. If the file has another one, the operations whose last bits depend on it
 /// are not compared.
 #include "checks/FakePlatform.h"
@@ -138,6 +141,86 @@ void AddMathLibrary(Hash& hash) {
             hash.Add(BitsOf(value));
 }
 
+std::string Json(const Vel::Engine::Value& value) {
+    std::ostringstream text;
+    text.precision(std::numeric_limits<double>::max_digits10);
+    std::visit(
+        [&text]<class T>(const T& held) {
+            if constexpr (std::is_same_v<T, bool>) {
+                text << (held ? "true" : "false");
+            } else if constexpr (std::is_arithmetic_v<T>) {
+                text << held;
+            } else if constexpr (!std::is_same_v<T, Vel::Engine::Duration>) {
+                for (const auto& [x, y] : held)
+                    text << (text.tellp() == 0 ? "[[" : ",[") << x << ',' << y << ']';
+                text << ']';
+            }
+        },
+        value);
+    return text.str();
+}
+
+/// Rows of samples as their bits.
+class SampleRows {
+public:
+    void Add(std::span<SampleCell> samples, std::string_view letters) {
+        text += text.empty() ? "[" : ",[";
+        for (std::size_t i = 0; i < samples.size(); ++i)
+            text += (i == 0 ? "" : ",") + std::to_string(NumberOf(samples[i], SizeOfSample(letters[i])));
+        text += ']';
+    }
+    const std::string& Text() const { return text; }
+
+private:
+    std::string text;
+};
+
+/// A life of a row in operations of its own, with what a host needs to lead it, too.
+std::string LifeInJson(const Row& row, int life, const Choose& choose) {
+    SeededChoice seeded(100 + static_cast<std::uint64_t>(life));
+    std::string parameters;
+    for (const auto& [name, value] : ChooseParametersByName(row, std::ref(seeded)))
+        parameters += (parameters.empty() ? "\"" : ",\"") + name + "\":" + Json(value);
+    Subject plain(row, false), aware(row, true);
+    SampleRows operands;
+    SampleRows ofPlain;
+    SampleRows ofAware;
+    std::string answers;
+    for (Subject* subject : {&plain, &aware})
+        answers += subject->Initialize(ParametersOf(row, life, false)) ? '1' : '0';
+    const std::string_view letters = row.signature;
+    for (int sample = 0; sample < samplesInLife; ++sample) {
+        plain.ChooseOperands(choose);
+        for (std::size_t i = 0; life == lives - 1 && i < plain.Operands().size(); ++i)
+            plain.Operands()[i] = ChooseNaN(plain.Letter(i), choose);
+        operands.Add(plain.Operands(), letters.substr(row.operation->results));
+        std::ranges::copy(plain.Operands(), aware.Operands().begin());
+        FakePlatform::tickCount += static_cast<std::uint32_t>(choose(300));
+        for (Subject* subject : {&plain, &aware}) {
+            answers += subject->Execute() ? '1' : '0';
+            (subject == &plain ? ofPlain : ofAware).Add(subject->Results(), letters);
+        }
+    }
+    return "{\"parameters\":{" + parameters + "},\"operands\":[" + operands.Text() + "],\"answers\":\"" + answers +
+           "\",\"plain\":[" + ofPlain.Text() + "],\"aware\":[" + ofAware.Text() + "]}";
+}
+
+/// Each life is one of operations of its own; the first one is that of ChecksOf. The last two give each parameter that
+/// may be left out.
+void WriteSamples(const std::vector<Row>& rows, const Hash& ofMathLibrary) {
+    std::cout << "{\"math_library\":\"" << ofMathLibrary.Characters(8) << "\"}\n";
+    const auto flag = [](bool isSet) { return isSet ? "true" : "false"; };
+    for (const Row& row : rows) {
+        SeededChoice seeded(1);
+        std::cout << "{\"name\":\"" << row.operation->name << "\",\"signature\":\"" << row.signature
+                  << "\",\"uses_math_library\":" << flag(row.operation->traits.usesMathLibrary)
+                  << ",\"reads_clock\":" << flag(row.operation->traits.readsClock) << ",\"lives\":[";
+        for (const int life : {0, 1, lives - 1, 5, 16})
+            std::cout << (life == 0 ? "" : ",") << LifeInJson(row, life, std::ref(seeded));
+        std::cout << "]}\n";
+    }
+}
+
 /// Rows and their checks.
 using Lines = std::map<std::string, std::string>;
 constexpr const char* mathLibrary = "math library";
@@ -180,6 +263,10 @@ int main(int count, char** arguments) {
     Hash hash;
     AddMathLibrary<float>(hash);
     AddMathLibrary<double>(hash);
+    if (count == 2 && std::string_view(arguments[1]) == "--samples") {
+        WriteSamples(rows, hash);
+        return 0;
+    }
     now[mathLibrary] = hash.Characters(8);
     for (const Row& row : rows)
         now[std::string(row.operation->name) + ' ' + row.signature] = ChecksOf(row);

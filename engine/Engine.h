@@ -235,6 +235,10 @@ public:
     /// A channel's samples of the last block, until the next.
     Column ColumnOf(std::size_t channel) const;
 
+    /// The next row is as the first one: resets all operations, and forgets what is held. A plan with a raster does so
+    /// by itself, where it says so, and not here: throws std::invalid_argument.
+    void Restart();
+
     // The rows of a result. They are those of the last block, unless the plan chooses some of them. A chosen row may
     // be the last one of the block before.
 

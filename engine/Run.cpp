@@ -141,6 +141,13 @@ public:
         return !selection->Rows().empty();
     }
 
+    void Restart() {
+        for (Computation* const computation : order)
+            computation->Restart();
+        for (auto& [input, hold] : holds)
+            hold.Forget();
+    }
+
     /// Makes the next block of the raster and computes it. False: there is none.
     bool ComputeRaster() {
         EndBlock();
@@ -150,12 +157,8 @@ public:
                 selection->Choose(0, false);
             return false;
         }
-        if (raster->IsRestart()) {
-            for (Computation* const computation : order)
-                computation->Restart();
-            for (auto& [input, hold] : holds)
-                hold.Forget();
-        }
+        if (raster->IsRestart())
+            Restart();
         TakeInputs(columns);
         Compute(rows);
         return true;
@@ -342,6 +345,12 @@ void Run::Feed(std::span<const Column> inputs, std::size_t rows) {
     if (parts->areStatusesWanted)
         parts->rowTime.Look(inputs, rows);
     parts->Compute(rows);
+}
+
+void Run::Restart() {
+    if (parts->raster)
+        throw std::invalid_argument("Vel::Engine::Run::Restart: the raster says when the plan begins anew");
+    parts->Restart();
 }
 
 bool Run::Continue() {

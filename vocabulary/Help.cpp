@@ -24,7 +24,9 @@ std::size_t Distance(std::string_view a, std::string_view b) {
     return row.back();
 }
 
-std::string Otherwise(const Default& otherwise) {
+} // namespace
+
+std::string DescribeDefault(const Default& otherwise) {
     using enum Default::Kind;
     switch (otherwise.kind) {
     case Required:
@@ -45,8 +47,6 @@ std::string Otherwise(const Default& otherwise) {
            std::string(text.data(), std::to_chars(text.data(), text.data() + text.size(), otherwise.number).ptr);
 }
 
-} // namespace
-
 std::string DescribeSignatures(const Operation& operation) {
     std::string text;
     std::size_t column = 0;
@@ -66,8 +66,8 @@ std::string DescribeParameters(const Operation& operation) {
         return "    none\n";
     std::ostringstream text;
     for (const Parameter& parameter : operation.parameters)
-        text << "    " << parameter.name << " [" << parameter.unit << "], " << Otherwise(parameter.otherwise) << ": "
-             << parameter.meaning << '\n';
+        text << "    " << parameter.name << " [" << parameter.unit << "], " << DescribeDefault(parameter.otherwise)
+             << ": " << parameter.meaning << '\n';
     return text.str();
 }
 

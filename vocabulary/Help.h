@@ -11,6 +11,7 @@ namespace Vel {
 std::string Describe(const Operation& operation);
 std::string DescribeSignatures(const Operation& operation);
 std::string DescribeParameters(const Operation& operation);
+std::string DescribeDefault(const Default& otherwise);
 
 /// A type row as "UInt16, UInt16 -> UInt16".
 std::string DescribeRow(std::string_view signature);

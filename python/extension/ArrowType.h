@@ -1,0 +1,74 @@
+/// What an Arrow column holds, from the format in its schema.
+#pragma once
+
+#include "ArrowAbi.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace VelPython {
+
+struct ArrowType {
+    enum class Kind : std::uint8_t {
+        Integer,
+        Floating, ///< of 2, 4 or 8 bytes
+        Bool,     ///< bits
+        Null,     ///< no sample in any row
+        Date,
+        Timestamp,
+        Duration,
+        FixedWidth, ///< other values of equally many bytes
+        Text,       ///< bytes of any length, with offsets of `bytes` bytes
+        View,       ///< bytes of any length, with views
+        Other
+    };
+
+    Kind kind = Kind::Other;
+    std::size_t bytes = 0; ///< of a value, or of an offset
+    bool isSigned = false;
+    bool isBinary = false;           ///< Text and View: bytes rather than UTF-8
+    std::int64_t perSecond = 1;      ///< Timestamp and Duration: units
+    std::int64_t secondsPerUnit = 0; ///< of a Date of days
+    std::string zone;                ///< Timestamp; empty: of the clocks of a zone that is not known
+    std::string name;                ///< for messages: "timestamp[ns, UTC]"
+
+    bool IsTime() const { return kind == Kind::Date || kind == Kind::Timestamp; }
+};
+
+/// Of the values; a dictionary's schema tells the type of its indices.
+ArrowType TypeOf(const ArrowSchema& schema);
+
+/// Checks that an array has the buffers that its type needs, and rows up to `length`. Throws Vel::Error that names the
+/// column.
+void CheckArray(const ArrowArray& array, const ArrowType& type, std::int64_t length, const std::string& column);
+
+/// One of Arrow's bits, whose first is the lowest of its byte.
+inline bool BitAt(const std::uint8_t* bits, std::size_t bit) {
+    return ((unsigned{bits[bit / 8]} >> (bit % 8)) & 1U) != 0;
+}
+
+/// An integer in a buffer, which need not be aligned. UInt64 from 2^63 on are negative.
+std::int64_t IntegerAt(const void* buffer, std::size_t index, const ArrowType& type);
+
+/// Bits that say which rows have a value. Without bits all of them have.
+class Validity {
+public:
+    Validity() = default;
+    /// `offset`: rows before the first one.
+    Validity(const ArrowArray& array, std::int64_t offset)
+        : bits(array.null_count == 0 || array.n_buffers == 0 ? nullptr
+                                                             : static_cast<const std::uint8_t*>(array.buffers[0])),
+          first(static_cast<std::size_t>(offset)) {}
+
+    bool operator[](std::size_t row) const { return bits == nullptr || BitAt(bits, first + row); }
+    /// Whether each of these rows has a value.
+    bool AreAll(std::size_t begin, std::size_t count) const;
+
+private:
+    const std::uint8_t* bits = nullptr;
+    std::size_t first = 0;
+};
+
+} // namespace VelPython

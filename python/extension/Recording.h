@@ -1,0 +1,137 @@
+/// What plans are replayed over: a stream of Arrow tables, or CSV.
+#pragma once
+
+#include "ArrowReader.h"
+#include "ArrowType.h"
+#include "ArrowWriter.h"
+
+#include "engine/Engine.h"
+#include "recordings/CsvReader.h"
+#include "recordings/FormatOptions.h"
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace VelPython {
+
+/// The schema and the next array of a stream; at its end an empty one. Throws Vel::Error with what its producer says.
+OwnedSchema ReadSchema(OwnedStream& stream);
+OwnedArray ReadArray(OwnedStream& stream);
+
+/// A recording, batch by batch. Columns that a result passes on as they came are children of a batch.
+class Recording {
+public:
+    virtual ~Recording() = default;
+
+    /// Goes on to the next batch. False: there is none.
+    virtual bool Next() = 0;
+    virtual std::size_t Rows() const = 0;
+
+    /// Samples of an input in rows of the batch; fewer than asked for where a value is no sample. They stay until the
+    /// next call for this input.
+    virtual ArrowReader::Block Read(std::size_t input, std::size_t begin, std::size_t count) = 0;
+    /// Why Read gave fewer samples.
+    virtual std::optional<Vel::Error> FaultOf(std::size_t input) const = 0;
+
+    /// The child that an input's samples come from; nothing where they are all that there is.
+    virtual std::optional<std::size_t> ChildOf(std::size_t input) const = 0;
+    /// The format of an input whose samples are times, for a result that cannot pass on its column; empty for others.
+    virtual std::string TimeFormatOf(std::size_t input) const = 0;
+    /// Whether the samples of an input are but near to its values.
+    virtual bool Rounds(std::size_t input) const = 0;
+
+    struct Kept {
+        std::string name;
+        std::size_t child;
+    };
+    virtual const std::vector<Kept>& KeptColumns() const = 0;
+    virtual const ArrowSchema& SchemaOf(std::size_t child) const = 0;
+    /// The batch, which stays for as long as somebody holds it.
+    virtual std::shared_ptr<const OwnedArray> Batch() const = 0;
+
+    /// Whether its rows are wanted as they come.
+    virtual bool IsLive() const = 0;
+    /// How much has been read, from 0 to 1, if that is known.
+    virtual std::optional<double> Share() const = 0;
+    virtual std::vector<Vel::Engine::Warning> Warnings() const = 0;
+};
+
+class ArrowRecording final : public Recording {
+public:
+    /// Tables of a stream. `rowsBefore` counts rows of the same recording before them, for messages. Throws Vel::Error
+    /// where the plan's columns are missing or of other types.
+    ArrowRecording(OwnedStream itsStream, const Vel::Engine::Plan& plan, std::uint64_t itsRowsBefore = 0);
+
+    /// Reads all tables, and throws Vel::Error for the first value that is no sample, before any is used.
+    void ReadAll();
+
+    bool Next() override;
+    std::size_t Rows() const override { return rows; }
+    ArrowReader::Block Read(std::size_t input, std::size_t begin, std::size_t count) override;
+    std::optional<Vel::Error> FaultOf(std::size_t input) const override { return readers.at(input).Fault(); }
+    std::optional<std::size_t> ChildOf(std::size_t input) const override { return children.at(input); }
+    std::string TimeFormatOf(std::size_t input) const override { return timeFormats.at(input); }
+    bool Rounds(std::size_t input) const override { return readers.at(input).Rounds(); }
+    const std::vector<Kept>& KeptColumns() const override { return kept; }
+    const ArrowSchema& SchemaOf(std::size_t child) const override { return *schema->children[child]; }
+    std::shared_ptr<const OwnedArray> Batch() const override { return batch; }
+    bool IsLive() const override { return true; }
+    std::optional<double> Share() const override { return std::nullopt; }
+    std::vector<Vel::Engine::Warning> Warnings() const override;
+
+private:
+    std::size_t Find(const std::string& name, const std::string& place) const;
+    std::string ColumnName(std::size_t child) const;
+    OwnedArray ReadNext();
+    void Take(std::vector<ArrowReader>& into, const ArrowArray& table, std::uint64_t before) const;
+
+    OwnedStream stream;
+    OwnedSchema schema;
+    std::vector<Vel::ChannelType> channels;
+    std::vector<WantedSamples> wanted;
+    std::vector<ArrowReader> readers;
+    std::vector<std::size_t> children;
+    std::vector<std::string> timeFormats;
+    std::vector<Kept> kept;
+    std::vector<OwnedArray> waiting; ///< tables that ReadAll has read, the last one first
+    bool hasAll = false;
+    std::shared_ptr<const OwnedArray> batch;
+    std::size_t rows = 0;
+    std::uint64_t rowsBefore;
+};
+
+class CsvRecording final : public Recording {
+public:
+    /// Throws Vel::Error for files that cannot be read, and where the plan's columns are missing.
+    CsvRecording(std::vector<std::string> files, const Vel::Recordings::FormatOptions& options,
+                 const Vel::Engine::Plan& plan, std::function<bool()> isInterrupted);
+
+    bool Next() override;
+    std::size_t Rows() const override { return rows; }
+    ArrowReader::Block Read(std::size_t input, std::size_t begin, std::size_t count) override;
+    std::optional<Vel::Error> FaultOf(std::size_t /*input*/) const override { return std::nullopt; }
+    std::optional<std::size_t> ChildOf(std::size_t /*input*/) const override { return std::nullopt; }
+    std::string TimeFormatOf(std::size_t input) const override { return timeFormats.at(input); }
+    bool Rounds(std::size_t /*input*/) const override { return false; }
+    const std::vector<Kept>& KeptColumns() const override { return kept; }
+    const ArrowSchema& SchemaOf(std::size_t child) const override { return *keptSchemas.at(child); }
+    std::shared_ptr<const OwnedArray> Batch() const override { return batch; }
+    bool IsLive() const override { return reader.IsLive(); }
+    std::optional<double> Share() const override;
+    std::vector<Vel::Engine::Warning> Warnings() const override;
+
+private:
+    std::vector<Vel::ChannelType> channels;
+    std::vector<std::string> timeFormats;
+    Vel::Recordings::CsvReader reader;
+    std::vector<Kept> kept;
+    std::vector<OwnedSchema> keptSchemas;
+    std::shared_ptr<const OwnedArray> batch;
+    std::size_t rows = 0;
+};
+
+} // namespace VelPython

@@ -1,0 +1,94 @@
+"""Recordings in files."""
+
+from __future__ import annotations
+
+import os
+from collections.abc import Sequence
+
+from veloperation import _core
+
+
+class Recording:
+    """CSV in one file or several, as `open` returns it. `Plan.replay` reads it.
+
+    Examples
+    --------
+    >>> import veloperation as vel
+    >>> vel.open("monday.csv", "tuesday.csv")
+    veloperation.open('monday.csv', 'tuesday.csv')
+    """
+
+    def __init__(self, files: list[str], options: _core.CsvOptions) -> None:
+        self.files = files
+        self.options = options
+
+    def __repr__(self) -> str:
+        return f"veloperation.open({', '.join(map(repr, self.files))})"
+
+
+def open(
+    *files: str | os.PathLike[str],
+    separator: str | None = None,
+    decimal_comma: bool | None = None,
+    thousands: str | None = None,
+    missing: Sequence[str] | None = None,
+    skip: int | None = None,
+    units_row: bool | None = None,
+    on_bad_cell: str | None = None,
+    on_no_value: str | None = None,
+) -> Recording:
+    r"""Name a recording in CSV, for `Plan.replay`.
+
+    The files are read as they are needed, the columns that the plan wants alone, as velreplay reads them: packed by
+    gzip or not, from a pipe, times as texts, and kept columns as they stand.
+
+    Parameters
+    ----------
+    *files : str or os.PathLike
+        The parts of one recording; ``"-"`` is standard input. Each has a header of its own.
+    separator : str, optional
+        What separates cells: one character, or ``"tab"``.
+    decimal_comma : bool, optional
+        Whether numbers are written as 1,5.
+    thousands : str, optional
+        What stands between groups of three digits.
+    missing : sequence of str, optional
+        Cells that mean "no sample", beside the empty one, NaN and NA.
+    skip : int, optional
+        Lines before the header.
+    units_row : bool, optional
+        Whether a row of units follows the header.
+    on_bad_cell, on_no_value : {"error", "missing"}, optional
+        What becomes of cells that are no numbers, and of those that hold the NoValue of an integer type.
+
+    Returns
+    -------
+    Recording
+        The recording. What is not given here is as the plan's table ``[recording]`` says.
+
+    Examples
+    --------
+    >>> import pathlib, tempfile
+    >>> import veloperation as vel
+    >>> file = pathlib.Path(tempfile.mkdtemp(), "log.csv")
+    >>> _ = file.write_text("v;comment\n1,5;a\n;b\n")
+    >>> plan = vel.Plan(keep=["comment"])
+    >>> plan["twice"] = plan.input("v", vel.Float64) * 2
+    >>> plan.replay(vel.open(file, decimal_comma=True)).read()
+    v    twice  comment
+    ---  -----  -------
+    1.5  3.0    a
+                b
+    """
+    if not files:
+        raise TypeError("open() needs a file")
+    options = _core.CsvOptions()
+    options.separator = separator
+    options.decimal_comma = decimal_comma
+    options.thousands = thousands
+    options.missing = None if missing is None else list(missing)
+    options.skip = skip
+    options.units_row = units_row
+    options.on_bad_cell = on_bad_cell
+    options.on_no_value = on_no_value
+    return Recording([os.fspath(file) for file in files], options)

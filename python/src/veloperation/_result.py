@@ -1,0 +1,274 @@
+"""Results of plans."""
+
+from __future__ import annotations
+
+import dataclasses
+from collections.abc import Callable
+from typing import Any
+
+import numpy as np
+import numpy.typing as npt
+
+from veloperation import _core
+from veloperation._arrays import stream_of
+from veloperation._table import as_html, as_text
+
+Progress = Callable[[int, float | None], object]
+
+_DTYPES = {"c": "i1", "C": "u1", "s": "i2", "S": "u2", "i": "i4", "I": "u4", "l": "i8", "L": "u8"}
+_DTYPES |= {"e": "f2", "f": "f4", "g": "f8", "b": "?", "tdm": "M8[ms]"}
+_UNITS = {"s": "s", "m": "ms", "u": "us", "n": "ns"}
+_SHOWN = 10
+
+
+@dataclasses.dataclass(frozen=True)
+class Warning:
+    """Something in the samples, or in the plan, that may not be expected.
+
+    Examples
+    --------
+    >>> import veloperation as vel
+    >>> plan = vel.Plan()
+    >>> plan["total"] = vel.op.IntegralAdd(plan.input("v", vel.Float64), delta_time=1.0)
+    >>> result = plan.replay({"v": [1.0, 1.0, float("nan"), 1.0]}, warnings=True).read()
+    >>> print(result.warnings[0])
+    total: the total starts again from 0 behind a missing sample (first in row 3; 1 in all)
+    """
+
+    channel: str
+    """The channel's name."""
+    what: str
+    """What there is."""
+    first_row: int
+    """The row of the first one, from 1; 0: it is true of the plan, whatever the rows."""
+    rows: int
+    """How many rows it concerns."""
+
+    def __str__(self) -> str:
+        count = f" (first in row {self.first_row}; {self.rows} in all)" if self.rows else ""
+        return f"{self.channel}: {self.what}{count}"
+
+
+def _warnings(given: list[tuple[str, str, int, int]], are_there: bool) -> list[Warning]:
+    if not are_there:
+        raise _core.Error("warnings: nobody has looked out for them\n  replay with warnings=True")
+    return [Warning(*warning) for warning in given]
+
+
+class Result:
+    """The result of a plan: a table that is computed while it is read.
+
+    It has Arrow's interface, so ``polars.DataFrame(result)``, ``pyarrow.table(result)`` and
+    ``pandas.DataFrame.from_arrow(result)`` take it. Read like that, it is a stream: read once, and never in memory
+    as a whole. `read` keeps it: from then on it may be read as often as wanted, also by columns.
+
+    Examples
+    --------
+    >>> import pyarrow as pa
+    >>> import veloperation as vel
+    >>> plan = vel.Plan()
+    >>> plan["twice"] = plan.input("v", vel.UInt16) * 2
+    >>> result = plan.replay({"v": [1, 2]})
+    >>> pa.table(result).column_names
+    ['v', 'twice']
+    >>> pa.table(result)
+    Traceback (most recent call last):
+    ...
+    veloperation.Error: result: it has been read already, and a stream is read once
+      call read() first, which keeps it, or replay again
+    """
+
+    def __init__(self, made: _core.EngineResult, has_warnings: bool) -> None:
+        self._core = made
+        self._has_warnings = has_warnings
+        self._columns: dict[str, npt.NDArray[Any]] = {}
+
+    @property
+    def columns(self) -> list[str]:
+        """The names of the columns."""
+        return [name for name, _ in self._core.fields()]
+
+    @property
+    def warnings(self) -> list[Warning]:
+        """What there is to warn of so far, if the plan looks out for it: with ``warnings=True`` or ``status=True``."""
+        return _warnings(self._core.warnings(), self._has_warnings)
+
+    def read(self) -> Result:
+        """Compute the whole result and keep it.
+
+        Returns
+        -------
+        Result
+            This one.
+
+        Raises
+        ------
+        Error
+            If a value of the recording is no sample, or if the result has been read as a stream.
+
+        Examples
+        --------
+        >>> import veloperation as vel
+        >>> plan = vel.Plan()
+        >>> plan["twice"] = plan.input("v", vel.Float64) * 2
+        >>> plan.replay({"v": [1.0, 2.0]}).read()
+        v    twice
+        ---  -----
+        1.0  2.0
+        2.0  4.0
+        """
+        self._core.read()
+        return self
+
+    def __len__(self) -> int:
+        self.read()
+        return self._core.rows()
+
+    def __bool__(self) -> bool:
+        return True
+
+    def __getitem__(self, name: str) -> npt.NDArray[Any]:
+        """Give a column as an array, and keep the result.
+
+        Floating columns have NaN where there is no sample, times have NaT, texts None, and all others are masked
+        arrays.
+        """
+        if name not in self._columns:
+            if name not in self.columns:
+                raise KeyError(f"the result has no column {name!r}; it has {', '.join(self.columns)}")
+            self.read()
+            self._columns[name] = self._array(name, 0, self._core.rows())
+        return self._columns[name]
+
+    def _array(self, name: str, begin: int, end: int) -> npt.NDArray[Any]:
+        form: str
+        values: Any
+        missing: Any
+        form, values, missing = self._core.column(self.columns.index(name), begin, end)
+        if form == "":
+            raise _core.Error(f'column "{name}": NumPy has no such values\n  take it from pyarrow or polars')
+        if form == "U":
+            texts = np.empty(len(values), object)
+            texts[:] = values
+            return texts
+        array: npt.NDArray[Any]
+        if form == "tdD":
+            array = values.view(np.int32).astype("M8[D]")
+        elif form.startswith(("ts", "tD")):
+            array = values.view(f"{'M' if form[1] == 's' else 'm'}8[{_UNITS[form[2]]}]")
+        else:
+            array = values.view(_DTYPES[form])
+        if array.dtype.kind in "fmM":
+            if missing is not None:
+                array[missing.view(bool)] = np.nan if array.dtype.kind == "f" else "NaT"
+            return array
+        return np.ma.MaskedArray(array, np.ma.nomask if missing is None else missing.view(bool))
+
+    def __arrow_c_schema__(self) -> object:
+        """Give the schema of the table."""
+        return self._core.schema()
+
+    def __arrow_c_stream__(self, requested_schema: object = None) -> object:
+        """Give the table as a stream. Other types than its own, which may be asked for, it does not make."""
+        return self._core.stream()
+
+    def _rows(self) -> tuple[list[str], list[list[str]]]:
+        if not self._core.is_kept():
+            return ["column", "type"], [[name, kind] for name, kind in self._core.fields()]
+        columns = [self._cells(name) for name in self.columns]
+        return self.columns, [list(row) for row in zip(*columns, strict=True)]
+
+    def _cells(self, name: str) -> list[str]:
+        count = self._core.rows()
+        try:
+            shown = self._array(name, 0, min(count, _SHOWN))
+        except _core.Error:
+            return ["..."] * min(count, _SHOWN)
+        if isinstance(shown, np.ma.MaskedArray):
+            return ["" if value is np.ma.masked else str(value) for value in shown]
+        return ["" if value is None or value != value else str(value) for value in shown]
+
+    def _rest(self) -> str:
+        if not self._core.is_kept():
+            return "not read yet"
+        more = self._core.rows() - _SHOWN
+        return f"... {more} more rows" if more > 0 else ""
+
+    def __repr__(self) -> str:
+        rest = self._rest()
+        return as_text(*self._rows()) + (f"\n{rest}" if rest else "")
+
+    def _repr_html_(self) -> str:
+        return as_html(*self._rows()) + self._rest()
+
+
+class Session:
+    """A plan at work on data that come bit by bit, as `Plan.start` begins it. One thread at a time may call it.
+
+    Examples
+    --------
+    >>> import veloperation as vel
+    >>> plan = vel.Plan()
+    >>> plan["highest"] = vel.op.Max(plan.input("v", vel.Float64))
+    >>> session = plan.start()
+    >>> [session.feed({"v": [v]})["highest"].item() for v in (1.0, 3.0, 2.0)]
+    [1.0, 3.0, 3.0]
+    """
+
+    def __init__(self, made: _core.EngineSession, has_warnings: bool) -> None:
+        self._core = made
+        self._has_warnings = has_warnings
+
+    @property
+    def warnings(self) -> list[Warning]:
+        """What there is to warn of so far, if the plan looks out for it: with ``warnings=True`` or ``status=True``."""
+        return _warnings(self._core.warnings(), self._has_warnings)
+
+    def feed(self, data: object) -> Result:
+        """Compute the next rows.
+
+        Parameters
+        ----------
+        data : table or mapping
+            As of `Plan.replay`, with equal columns in each call.
+
+        Returns
+        -------
+        Result
+            The rows of the result that are complete now. With a raster or rows before a change some wait for more.
+
+        Raises
+        ------
+        Error
+            If a value is no sample. Nothing has been computed then, and the next call goes on as if this one had not
+            been.
+
+        Examples
+        --------
+        >>> import veloperation as vel
+        >>> plan = vel.Plan()
+        >>> plan["rising"] = vel.op.PosEdge(plan.input("v", vel.Float64), threshold=1.0)
+        >>> session = plan.start()
+        >>> print(session.feed({"v": [0.0, 2.0]})["rising"])
+        [0 1]
+        """
+        return Result(self._core.feed(stream_of(data)), self._has_warnings)
+
+    def end(self) -> Result:
+        """End the recording.
+
+        Returns
+        -------
+        Result
+            The rows that have waited for more.
+
+        Examples
+        --------
+        >>> import veloperation as vel
+        >>> plan = vel.Plan(rows_before_change="gear")
+        >>> _ = plan.input("gear", vel.UInt8)
+        >>> session = plan.start()
+        >>> print(session.feed({"gear": [1, 1, 2, 2]})["gear"], session.end()["gear"])
+        [1] [2]
+        """
+        return Result(self._core.end(), self._has_warnings)
