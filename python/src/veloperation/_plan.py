@@ -456,8 +456,8 @@ class Plan:
         status : bool, default False
             Whether the result has, for each computed channel, what became of each sample: a column ``NAME.status``.
         warnings : bool, default False
-            Whether to look out for what `Result.warnings` tells, as with ``status=True``. That takes two to four times
-            as long.
+            Whether to look out for what `Result.warnings` tells, as with ``status=True``. That takes several times as
+            long.
         progress : callable, optional
             Called as ``progress(rows, share)`` now and then: the rows so far, and how much of the recording has been
             read, from 0 to 1, or None where that is not known.
