@@ -32,7 +32,7 @@ class Warning:
     >>> plan["total"] = vel.op.IntegralAdd(plan.input("v", vel.Float64), delta_time=1.0)
     >>> result = plan.replay({"v": [1.0, 1.0, float("nan"), 1.0]}, warnings=True).read()
     >>> print(result.warnings[0])
-    total: the total starts again from 0 behind a missing sample (first in row 3; 1 in all)
+    total: the total of IntegralAdd starts again from 0 behind a missing sample (first in row 3; 1 in all)
     """
 
     channel: str
