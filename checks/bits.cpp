@@ -244,7 +244,8 @@ bool Compare(const Lines& recorded, const Lines& now, const std::vector<Row>& ro
         if (line != recorded.end() && line->second == now.at(title))
             continue;
         std::printf("%s: %s\n", title.c_str(),
-                    line == recorded.end() ? "not recorded" : "other results than recorded, from here on:");
+                    line == recorded.end() ? "not recorded; make records does that"
+                                           : "other results than recorded, from here on:");
         if (line != recorded.end())
             ChecksOf(row,
                      static_cast<int>(std::ranges::mismatch(line->second, now.at(title)).in2 - now.at(title).begin()));

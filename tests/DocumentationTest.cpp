@@ -316,7 +316,7 @@ TEST(Documentation, TellsWhichOperationsKeepTheirValue) {
         for (const std::string& name : Split((*found)[1].str() + ", ", ", "))
             cells.push_back(name);
     names.insert(cells.begin(), cells.end());
-    EXPECT_EQ(names, OperationsThatKeepTheirValue());
+    EXPECT_EQ(names, OperationsThatKeepTheirValue()) << "in docs/plans.md, the table Keeps its value";
 }
 
 /// An entry of the reference: the operation that it describes, and what it says.
@@ -378,18 +378,24 @@ std::string Heading(const Operation& operation) {
 }
 
 TEST(OperationReference, HasAnEntryForEachOperationAndFindsItInItsTable) {
-    ASSERT_EQ(TheReference().entries.size(), Vel::AllOperations().size());
-    std::vector<std::string> table;
-    for (const Entry& entry : TheReference().entries) {
-        EXPECT_EQ(entry.heading, Heading(*entry.operation));
-        table.push_back("| [" + entry.heading + "](" + Anchor(entry.heading) + ") | " +
-                        std::to_string(entry.operation->operands) + " | " + entry.summary + " |");
+    const std::vector<Entry>& entries = TheReference().entries;
+    const std::vector<std::string>& table = TheReference().table;
+    for (std::size_t i = 0; i < Vel::AllOperations().size(); ++i) {
+        const Operation& operation = Vel::AllOperations()[i];
+        const std::string heading = Heading(operation);
+        ASSERT_TRUE(i < entries.size() && entries[i].heading == heading)
+            << "docs/operations.md: entry " << i + 1 << " should be: ### " << heading;
+        const std::string line = "| [" + heading + "](" + Anchor(heading) + ") | " +
+                                 std::to_string(operation.operands) + " | " + entries[i].summary + " |";
+        ASSERT_TRUE(i < table.size() && table[i] == line)
+            << "docs/operations.md: line " << i + 1 << " of the table of all operations should be: " << line;
         std::string rows;
-        for (const auto& [name, text] : entry.cells)
+        for (const auto& [name, text] : entries[i].cells)
             rows += name + ' ';
-        EXPECT_TRUE(rows.starts_with("Signature Parameters Computes NoValue-aware Refuses State ")) << entry.heading;
+        EXPECT_TRUE(rows.starts_with("Signature Parameters Computes NoValue-aware Refuses State ")) << heading;
     }
-    EXPECT_EQ(TheReference().table, table);
+    EXPECT_EQ(entries.size(), Vel::AllOperations().size());
+    EXPECT_EQ(table.size(), entries.size());
 }
 
 TEST(OperationReference, HasTheSignaturesAndParameters) {
