@@ -1,4 +1,4 @@
-/// The lines of a plan put together: one name space, an order, and what formulas stand for.
+/// Assembles a plan from its lines: checks names, finds an order of computation, and expands formulas.
 #pragma once
 
 #include "engine/Formula.h"
@@ -10,18 +10,18 @@
 
 namespace Vel::Engine {
 
-/// A block, or a formula. In the order in which they stand in the plan.
+/// A block or a formula. Lists of them keep the order of the plan.
 using PlanLine = std::variant<ComputationPlan, std::unique_ptr<Formula>>;
 
-/// A default that formulas and parameters use by its name.
+/// A default value that formulas and parameters refer to by name.
 struct Setting {
     std::string name;
     std::string place;
 };
 
-/// Puts the computations into a plan that has its inputs and constants. Throws Error for names that are there twice,
-/// that formulas could not use, or that nobody has, for channels that are computed from themselves, and for formulas
-/// whose types do not fit.
+/// Adds the computations to a plan that already has its inputs and constants. Throws Error for duplicate or unknown
+/// names, for names that formulas could not use, for channels that depend on themselves, and for formulas whose types
+/// do not fit.
 void Assemble(Plan& plan, std::vector<PlanLine> lines, const std::vector<Setting>& settings);
 
 } // namespace Vel::Engine

@@ -1,4 +1,4 @@
-/// Calls of Create and Initialize whose arguments are known at run time only, and the pointers that operations follow.
+/// Calls of Create and Initialize with arguments known only at run time, and the pointers that operations read through.
 #pragma once
 
 #include "vocabulary/SampleTypes.h"
@@ -13,16 +13,16 @@
 
 namespace Vel::Engine {
 
-/// The pointer to a channel's current sample that an operation follows: a T* for the type T of a letter. Code that
-/// learns the type at run time moves it byte by byte, which is allowed whatever the type.
+/// The pointer through which an operation finds a channel's current sample: a T*, where T is the type that the letter
+/// denotes. Code that learns the type only at run time sets it byte by byte, which is allowed for every type.
 class SamplePointer {
 public:
     explicit SamplePointer(char letter) {
         WithType(letter, [this]<class T>(T) { ::new (bytes.data()) T*(nullptr); });
     }
-    /// Null: there is no sample.
+    /// Null means that there is no sample.
     void Aim(const void* sample) noexcept { std::memcpy(bytes.data(), &sample, sizeof sample); }
-    /// What Create takes: the T** of the operation.
+    /// The T** that Create takes.
     const void* Reference() const noexcept { return bytes.data(); }
 
 private:
@@ -46,8 +46,8 @@ struct ArgumentList {
 /// Create. Each argument is the Reference() of a SamplePointer.
 VelHandle CallCreate(bool noValueAware, const std::string& operation, const ArgumentList& references);
 
-/// Initialize. The list may be as long as memory allows: a long one is passed on a stack of its own, by a thread that
-/// lives for the time of the call.
+/// Initialize. The list may be as long as memory allows: for a long one a temporary thread with a larger stack makes
+/// the call.
 bool CallInitialize(VelHandle handle, const ArgumentList& parameters);
 
 } // namespace Vel::Engine

@@ -1,4 +1,4 @@
-/// One operation of the library over the columns of a block.
+/// Runs one operation of the library over the columns of a block.
 #pragma once
 
 #include "engine/Calls.h"
@@ -15,15 +15,15 @@
 
 namespace Vel::Engine {
 
-/// Which samples a window counts, and whether its last result stems from a missing one. Makes results of that kind
-/// NoValue. A sample outside the bounds writes nothing, so that the row shows what the row before it shows.
+/// The samples that a window counts, and whether its last result comes from a missing sample. Such a result becomes
+/// NoValue. A sample outside the bounds writes nothing, so its row repeats the row before.
 struct GapRule {
     Argument lowerBound;
     Argument upperBound;
     bool isOverGap = false;
 };
 
-/// The channels that say when a computation begins anew; either may be missing.
+/// The channels that reset a computation; either may be missing.
 struct ResetChannels {
     std::optional<ChannelAtWork> when;
     std::optional<ChannelAtWork> onChange;
@@ -31,16 +31,16 @@ struct ResetChannels {
 
 class Computation {
 public:
-    /// Creates and initializes the operation. Columns and channels must stay where they are.
+    /// Creates and initializes the operation. Columns and channels must outlive it and must not move.
     Computation(const ComputationPlan& plan, std::vector<ChannelAtWork> itsResults,
                 std::vector<ChannelAtWork> itsOperands, const ResetChannels& resets = {});
 
-    /// How a block is computed; chosen once for each block.
+    /// The loop that computes a block; chosen once per block.
     enum LoopKind : std::uint8_t { plain, oneRow, withStatuses };
 
-    /// Computes the rows of a block: from the operands' columns into those of the results, which are contiguous.
+    /// Computes the rows of a block from the operands' columns into the results' columns, which are contiguous.
     void Run(LoopKind kind, std::size_t rows) { (this->*loops[kind])(rows); }
-    /// The next row is as the first one.
+    /// Treats the next row as the first one.
     void Restart();
     void MakeStatuses(bool areWanted) { areStatusesWanted = areWanted; }
 
@@ -50,8 +50,8 @@ public:
     const std::array<std::uint64_t, statusTexts.size()>& Totals() const { return totals; }
     const Step& LastStep() const { return step; }
     std::optional<Warning> FindWarning() const;
-    /// Whether its warning is needless where this one alone reads the results: an "If" leaves out a value that is made
-    /// of a missing sample, a "Valid" stands in for a state that is lost.
+    /// Whether the warning is needless if only `reader` reads the results: "If" leaves out a value computed from a
+    /// missing sample, and "Valid" replaces a lost state.
     bool IsGuardedBy(const Computation& reader) const;
 
 private:
@@ -86,31 +86,31 @@ private:
     const Operation* description = nullptr;
     std::vector<ChannelAtWork> results;
     std::vector<ChannelAtWork> operands;
-    /// What the operation follows: results, then operands.
+    /// The pointers that the operation reads through: results, then operands.
     std::vector<SamplePointer> pointers;
-    /// The operation's own last results, from which operations that write nothing go on.
+    /// The operation's own last results. An operation that writes nothing continues from them.
     std::vector<SampleCell> last;
     OperationHandle operation;
     std::array<Loop, 3> loops{}; ///< by kind
     bool isNoValueAware = true;
-    bool mayFault = false; ///< on the lowest integer by -1
+    bool mayFault = false; ///< when it divides the lowest integer by -1
     std::optional<GapRule> gapRule;
-    /// For an operation that writes into its operand: a copy, since samples belong to whoever made them.
+    /// For an operation that writes to its operand: a copy, since the samples belong to their producer.
     std::optional<SampleCell> ownOperand;
     std::optional<Truth> resetWhen;
     std::optional<Changes> resetOnChange;
-    std::vector<bool> isReset; ///< of the rows of the block; empty where there is no reset
+    std::vector<bool> isReset; ///< for each row of the block; empty if there is no reset channel
     bool isFirstRow = true;
     bool isNoValueWhenRefused = false;
-    std::vector<Hold> holds; ///< of the results; empty where there is none
+    std::vector<Hold> holds; ///< for each result; empty if nothing is held
     bool areStatusesWanted = false;
     std::vector<Status> statuses;
     std::array<std::uint64_t, statusTexts.size()> totals{};
     Step step;
-    std::uint64_t rowsBefore = 0; ///< the block
+    std::uint64_t rowsBefore = 0; ///< rows before this block
     std::uint64_t firstSurprise = 0;
     std::uint64_t surprises = 0;
-    std::uint64_t gapStart = 0; ///< the row; 0: there is no gap that a sample may end
+    std::uint64_t gapStart = 0; ///< row number; 0 if no gap is open
 };
 
 } // namespace Vel::Engine

@@ -6,9 +6,9 @@
 
 namespace Vel::Engine {
 
-/// False for a filter whose corners are so near to 0, to half the rate or to each other, for its order, that the
-/// rounding of its coefficients moves its poles by about as much as they lie apart: its results would be wrong by a
-/// percent, or grow without end. True for what is no filter.
+/// False for a filter whose corners are too close to 0, to half the sample rate or to each other for its order.
+/// Rounding the coefficients then moves the poles by about the distance between them: results would be off by a percent
+/// or grow without bound. True for operations that are not filters.
 bool IsComputable(const Operation& operation, const ParametersByName& parameters);
 
 } // namespace Vel::Engine

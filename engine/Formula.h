@@ -1,4 +1,4 @@
-/// A formula as the computations that it stands for.
+/// Turns a formula into computations.
 #pragma once
 
 #include "engine/FormulaSyntax.h"
@@ -11,22 +11,22 @@
 
 namespace Vel::Engine {
 
-/// What formulas know of the plan's channels.
+/// What formulas know about the plan's channels.
 struct FormulaScope {
-    /// The type's letter of a channel; openType for a name that there is not.
+    /// The type letter of a channel; openType for an unknown name.
     std::function<char(std::string_view)> typeOf;
-    /// A name that looks like this one, or an empty text.
+    /// A similar name, or an empty text.
     std::function<std::string(std::string_view)> similarTo;
     std::optional<double> samplePeriod; ///< seconds from row to row
 };
 
-/// What "when_refused" may be; the first is what it is otherwise.
+/// The values of "when_refused"; the first is the default.
 inline constexpr std::array<std::string_view, 2> whenRefused{"keep", "no_value"};
 
 class Formula {
 public:
-    /// Parses. `itsName` is the channel that the formula computes, `itsLine` its file and line. Throws Error with the
-    /// formula and a caret.
+    /// Parses the formula. `itsName` is the channel that it computes, `itsLine` its file and line. Throws Error with
+    /// the formula and a caret.
     Formula(std::string itsName, const std::string& itsText, std::string itsLine, const ParametersByName& settings)
         : name(std::move(itsName)),
           line(std::move(itsLine)),
@@ -37,14 +37,14 @@ public:
     ~Formula() = default;
 
     const std::string& Name() const { return name; }
-    /// Where a channel of this formula is, for errors.
+    /// The place of a channel of this formula, for errors.
     std::string PlaceOf(const std::string& channel) const { return line + ": channel " + Quoted(channel); }
 
-    /// The channels in it, each as often as it is there.
+    /// The channels in the formula, with repetitions.
     std::vector<std::string_view> Operands() const;
 
-    /// Finds the types and appends what the formula stands for. The last computation is that of the named channel; the
-    /// others, and the constants, are inner ones: name#1, name#2, ... Throws Error where no row fits.
+    /// Finds the types and appends the computations of the formula. The last one computes the named channel. The others
+    /// and the constants are inner ones: name#1, name#2, ... Throws Error if no operation accepts the types.
     void Expand(const FormulaScope& scope, std::vector<ConstantPlan>& constants,
                 std::vector<ComputationPlan>& computations) const;
 

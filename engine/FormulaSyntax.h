@@ -1,4 +1,4 @@
-/// The text of a formula as a list of what it is made of.
+/// Parses the text of a formula into a list of nodes.
 ///
 ///     speed    = "distance / time"
 ///     too_fast = "UpperLimit(speed, 10.0, hysteresis = 1.0)"
@@ -27,30 +27,30 @@ struct NamedArgument {
     std::string_view name;
     std::size_t position;
     Value value;
-    std::string_view word = {}; ///< in the place of a value: the name of a channel, or what there is to choose from
+    std::string_view word = {}; ///< instead of a value: the name of a channel, or one of a few fixed words
 };
 
-/// A piece of a formula. Names point into its text.
+/// A node of a formula. Names point into its text.
 struct FormulaNode {
     enum class Kind { Name, Number, Call };
 
     Kind kind{};
-    std::size_t begin = 0; ///< of its text, with brackets around it
+    std::size_t begin = 0; ///< of its text, including brackets around it
     std::size_t end = 0;
-    std::size_t caret = 0; ///< its operator or its name
+    std::size_t caret = 0; ///< position of its operator or name
     std::string_view name; ///< of the channel, or of the operation
-    std::string_view sign; ///< the operator, where it is one
-    Value number;          ///< a number; settings are numbers, too
+    std::string_view sign; ///< the operator, if it is one
+    Value number;          ///< a number; settings become numbers, too
     std::vector<std::size_t> operands;
     std::vector<NamedArgument> arguments;
-    char type = openType; ///< behind "as"
+    char type = openType; ///< after "as"
     bool isBracketed = false;
 };
 
-/// Each piece stands behind those that it is made of, the whole formula is the last. Throws Error.
+/// Each node comes after its operands; the last one is the whole formula. Throws Error.
 std::vector<FormulaNode> ParseFormula(const FormulaText& text, const ParametersByName& settings);
 
-/// Whether a name has a meaning of its own in formulas, so that no channel may have it.
+/// Whether a name is reserved in formulas, so that no channel may have it.
 bool IsFormulaWord(std::string_view name);
 
 } // namespace Vel::Engine

@@ -1,4 +1,4 @@
-/// The text of a formula, and messages that point into it.
+/// The text of a formula, and error messages that point into it.
 #pragma once
 
 #include <cstddef>
@@ -24,10 +24,10 @@ private:
     std::string place;
 };
 
-/// A piece of a formula for messages: on one line, not too long.
+/// Part of a formula for messages: on one line, not too long.
 std::string Shortened(std::string_view text);
 
-/// Whether this is a byte of a character in UTF-8 behind its first.
+/// Whether this byte continues a character in UTF-8.
 inline bool IsContinuation(char character) { return (static_cast<unsigned char>(character) & 0xC0U) == 0x80U; }
 
 } // namespace Vel::Engine

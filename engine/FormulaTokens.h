@@ -1,4 +1,4 @@
-/// A formula cut into tokens.
+/// Splits a formula into tokens.
 #pragma once
 
 #include "engine/FormulaText.h"
@@ -17,7 +17,7 @@ struct Token {
     std::string_view text; ///< without backticks or quotes
 };
 
-/// Reads the tokens of a formula one after the other. Throws Error for characters that no formula has.
+/// Reads the tokens of a formula one by one. Throws Error for characters that no formula may have.
 class Lexer {
 public:
     explicit Lexer(const FormulaText& itsFormula) : formula(&itsFormula), text(itsFormula.Text()) {}
@@ -36,7 +36,7 @@ private:
     std::size_t position = 0;
 };
 
-/// What to write in the place of a sign or a word that other languages have; null for all others.
+/// What to write instead of an operator or a word of other languages; null for all others.
 const char* RemedyForForeign(std::string_view sign);
 
 extern const char* const namesInBackticks; ///< a remedy

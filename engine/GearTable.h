@@ -1,4 +1,4 @@
-/// The table of "Gangermittlung", delivered to the library as a file that ends as the library expects.
+/// The table of "Gangermittlung", passed to the library as a file that ends as the library expects.
 #pragma once
 
 #include <array>
@@ -8,18 +8,18 @@
 
 namespace Vel::Engine {
 
-/// A pipe in packet mode: each gear is one packet, which the library reads as one record, and a packet of exactly 80
-/// bytes ends the table. (At the end of a short regular file the library would read on for ever.)
+/// A pipe in packet mode. Each gear is one packet, which the library reads as one record; a packet of exactly 80 bytes
+/// ends the table. (At the end of a short regular file the library would read forever.)
 class GearTable {
 public:
-    /// Pairs of ratio and gear. What the pipe has no room for is sent while it is read, by a thread.
+    /// Takes pairs of ratio and gear. If they do not all fit in the pipe, a thread sends the rest while it is read.
     explicit GearTable(const std::vector<std::array<double, 2>>& gears);
     GearTable(const GearTable&) = delete;
     GearTable& operator=(const GearTable&) = delete;
-    /// Packets that have not been read are lost.
+    /// Discards packets that have not been read.
     ~GearTable();
 
-    /// The name under which this process opens the table, once.
+    /// The file name to open the table by: only in this process, and only once.
     std::string FileName() const;
 
 private:

@@ -1,4 +1,4 @@
-// A number in a message or a file: the shortest text that reads back to it.
+// Writes a number for a message or a file: the shortest text that reads back as the same number.
 #pragma once
 
 #include <array>

@@ -1,4 +1,4 @@
-/// The parameters of an operation: by name as a plan says them, in order as Initialize takes them.
+/// Turns an operation's parameters, named in the plan, into the ordered list that Initialize takes.
 #pragma once
 
 #include "engine/Calls.h"
@@ -10,15 +10,15 @@
 
 namespace Vel::Engine {
 
-/// What Initialize takes, with what must live until it has been called.
+/// The arguments of Initialize, and the objects that must live until it has been called.
 struct OrderedParameters {
     ArgumentList list;
     std::list<GearTable> tables;
     std::list<std::string> texts;
 };
 
-/// Puts the parameters of an operation in order. `type` is the letter of the last operand's type. Throws Error, with
-/// the place that is given, for what is missing, unknown or makes no sense.
+/// Puts the parameters of an operation in order. `type` is the letter of the last operand's type. Throws Error with
+/// `place` for parameters that are missing or unknown, or whose values make no sense.
 OrderedParameters OrderParameters(const Operation& operation, char type, const ParametersByName& given,
                                   const std::string& place);
 

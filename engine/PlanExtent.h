@@ -1,4 +1,4 @@
-// How large a plan may be, so that reading it ends soon and within the stack.
+// Limits on the size of a plan, so that parsing it is quick and does not overflow the stack.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@ namespace Vel::Engine {
 
 inline constexpr std::size_t mostPlanBytes = std::size_t{1} << 24;
 
-/// Throws Error for a text in TOML that is too long, or nests tables or lists too deeply. The TOML library makes a
-/// level of the stack of each part of a dotted name.
+/// Throws Error for a TOML text that is too long, or that nests tables or lists too deeply. The TOML library recurses
+/// for each part of a dotted name, too.
 void CheckExtent(std::string_view text, const std::string& name);
 
 } // namespace Vel::Engine

@@ -1,4 +1,4 @@
-/// Rows at even times, made from a recording whose rows come as they come.
+/// Resamples a recording with uneven times to rows at even times.
 #pragma once
 
 #include "engine/Engine.h"
@@ -11,43 +11,43 @@
 
 namespace Vel::Engine {
 
-/// Makes the rows of a raster from those of a recording, block by block.
+/// Computes the rows of a raster from those of a recording, block by block.
 ///
-/// Row k stands at origin + k * period, rounded once. It is made when the recording has a row behind it: rows with one
-/// time may follow one another, and a line needs both of its ends.
+/// Row k is at origin + k * period, rounded once. It is computed only once the recording has a later row: several rows
+/// may have the same time, and interpolation needs the sample on each side.
 class Raster {
 public:
-    /// `itsInputs` are the plan's inputs with the columns that the raster writes: room for so many rows in each.
+    /// `itsInputs` are the plan's inputs with the columns that the raster writes; each has room for `itsMostRows` rows.
     Raster(const Plan& plan, std::vector<ChannelAtWork> itsInputs, std::size_t itsMostRows);
 
-    /// Begins with the next rows of the recording. The columns must stay until Make has gone through them.
+    /// Takes the next rows of the recording. The columns must remain valid until Make has used them.
     void Take(std::span<const Column> columns, std::size_t rows);
-    /// The recording has ended.
+    /// Call it when the recording has ended.
     void End();
     bool HasEnded() const { return hasEnded; }
 
-    /// Makes the next rows of the raster, and returns how many: fewer than there is room for where the rows of the
-    /// recording end, or where the raster begins anew. Throws Error for a step in time that the plan does not allow.
+    /// Computes the next rows of the raster and returns how many. They are fewer than there is room for if the rows
+    /// taken run out or the raster restarts. Throws Error for a step in time that the plan does not allow.
     std::size_t Make();
-    /// Whether the rows that Make made last begin a raster, after another one.
+    /// Whether the rows of the last Make begin a new raster after a restart.
     bool IsRestart() const { return isRestart; }
 
-    /// For each row that Make made last: the last row of the recording that it has seen, from 0.
+    /// For each row of the last Make: the last row of the recording that it used, from 0.
     std::span<const std::uint64_t> Sources() const { return sources; }
-    /// The row that rows to come see, unless another one comes before.
+    /// The row that the next rows will use, unless a later one comes first.
     std::uint64_t LastSource() const { return lastSource; }
 
     std::vector<Warning> FindWarnings() const;
 
 private:
-    /// How an input comes onto the raster.
+    /// How an input is resampled.
     enum class Way {
         Last,    ///< the last sample
-        Line,    ///< the line between two samples
+        Line,    ///< linear interpolation between two samples
         Time,    ///< the time of the row
-        WallTime ///< the time of the row on the clocks of a zone
+        WallTime ///< the local time of the row in a time zone
     };
-    /// An input, and its last sample.
+    /// An input and its last sample.
     struct Track {
         ChannelAtWork input;
         Way way;
@@ -83,15 +83,15 @@ private:
     std::size_t mostRows;
 
     std::span<const Column> columns;
-    std::size_t given = 0;        ///< rows of the recording
-    std::size_t next = 0;         ///< of them, the one to be taken
-    std::uint64_t rowsBefore = 0; ///< those that are given
-    std::optional<double> last;   ///< the time of the last row that was taken
+    std::size_t given = 0;        ///< rows of the recording in `columns`
+    std::size_t next = 0;         ///< the next of them
+    std::uint64_t rowsBefore = 0; ///< rows of the recording before these
+    std::optional<double> last;   ///< time of the last row used
     std::uint64_t lastSource = 0;
     bool hasEnded = false;
     double origin = 0;
-    std::int64_t row = 0; ///< of the raster, the next one
-    double lastMade = 0;  ///< its time
+    std::int64_t row = 0; ///< number of the raster's next row
+    double lastMade = 0;  ///< time of the last row computed
     std::uint64_t madeBefore = 0;
     std::size_t made = 0;
     bool isRestart = false;
@@ -100,7 +100,7 @@ private:
     Count withoutTime;
     Count stale;
     Count unseen;
-    std::uint64_t taken = 0; ///< rows of the recording
+    std::uint64_t taken = 0; ///< rows of the recording used so far
 };
 
 } // namespace Vel::Engine

@@ -1,4 +1,4 @@
-/// Whether rows come at equal times, where a plan takes that for granted.
+/// Checks that rows come at equal steps in time if the plan assumes so.
 #pragma once
 
 #include "engine/Engine.h"
@@ -7,24 +7,24 @@
 
 namespace Vel::Engine {
 
-/// Looks at the steps of the input that tells the time, if there is one and an operation counts on equal steps.
+/// Checks the steps of the time input, if there is one and an operation relies on equal steps.
 class RowTime {
 public:
     explicit RowTime(const Plan& plan);
 
-    /// The rows of a block.
+    /// Checks the rows of a block.
     void Look(std::span<const Column> inputs, std::size_t rows);
     std::optional<Warning> FindWarning() const;
 
 private:
     void Look(double time);
 
-    std::string user; ///< a channel that counts on equal steps
+    std::string user; ///< a channel that relies on equal steps
     std::string inputName;
-    std::optional<std::size_t> input; ///< nothing: there is nothing to look at
+    std::optional<std::size_t> input; ///< empty if there is nothing to check
     AnySample noValue;
     std::optional<double> before;
-    std::uint64_t rowsSince = 0; ///< the time before
+    std::uint64_t rowsSince = 0; ///< rows since the last row with a time
     double firstStep = 0;
     double least = 0;
     double most = 0;

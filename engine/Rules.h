@@ -1,4 +1,4 @@
-/// What a plan puts around operations: when they begin anew, and how long a sample stands.
+/// The rules that a plan adds to operations: when they are reset, and how long a sample is held.
 #pragma once
 
 #include "engine/Samples.h"
@@ -10,12 +10,12 @@
 
 namespace Vel::Engine {
 
-/// The rows in which a channel is true: it has a sample, and that is not 0.
+/// Finds the rows in which a channel is true: it has a sample other than 0.
 class Truth {
 public:
     explicit Truth(const ChannelAtWork& itsChannel) : channel(itsChannel) {}
 
-    /// Calls a function with each of these rows of the block.
+    /// Calls `function` with each such row of the block.
     template <class TFunction>
     void ForEachRow(std::size_t rows, TFunction function) const {
         std::visit(
@@ -33,12 +33,13 @@ private:
     ChannelAtWork channel;
 };
 
-/// The rows in which a channel's sample differs from the last sample that there was. NaN equals NaN, and -0 equals 0.
+/// Finds the rows in which a channel's sample differs from the sample before. Missing samples are skipped. NaN equals
+/// NaN, and -0 equals 0.
 class Changes {
 public:
     explicit Changes(const ChannelAtWork& itsChannel) : channel(itsChannel) {}
 
-    /// Calls a function with each of these rows of the block, which follows the block before.
+    /// Calls `function` with each such row of the block. Blocks follow one another.
     template <class TFunction>
     void ForEachRow(std::size_t rows, TFunction function) {
         std::visit(
@@ -55,7 +56,7 @@ public:
             },
             channel.channel->noValue);
     }
-    /// No sample has been there yet.
+    /// Starts again, as if there had been no sample.
     void Forget() noexcept { hasLast = false; }
 
 private:
@@ -64,12 +65,12 @@ private:
     bool hasLast = false;
 };
 
-/// Lets the last sample stand in for missing ones, for so many rows.
+/// Replaces missing samples with the last sample for a limited number of rows.
 class Hold {
 public:
     explicit Hold(std::uint64_t itsRows) : rows(itsRows) {}
 
-    /// Takes the sample of the next row. Puts the held one in its place if it is missing, and tells whether it has.
+    /// Takes the sample of the next row. If it is missing, replaces it with the held one and returns true.
     template <Sample T>
     bool Apply(T& sample, T noValue) noexcept {
         if (!IsNoValue(sample, noValue)) {

@@ -1,4 +1,4 @@
-/// Samples and channels as the parts of a run hand them to one another.
+/// Samples and channels as the parts of a run exchange them.
 #pragma once
 
 #include "vocabulary/Columns.h"
@@ -10,19 +10,19 @@
 
 namespace Vel::Engine {
 
-/// A channel as a part of a run sees it: what it is, and where the samples of the block are.
+/// A channel within a run: its description, and its samples in the current block.
 struct ChannelAtWork {
     const ChannelType* channel;
     Column* column;
 };
 
-/// The samples of a column that the engine writes itself.
+/// The samples of a column that the engine writes.
 template <Sample T>
 T* Samples(const Column& column) {
-    return static_cast<T*>(const_cast<void*>(column.first)); // the memory is the engine's, or the host's for this
+    return static_cast<T*>(const_cast<void*>(column.first)); // memory of the engine, or of the host for this purpose
 }
 
-/// One sample of any type as the library sees it.
+/// One sample of any type, in memory that the library can point to.
 class SampleCell {
 public:
     SampleCell() = default;

@@ -1,4 +1,4 @@
-/// The rows of a result, where a plan wants but some of them.
+/// Chooses the rows of the result if the plan wants only some of them.
 #pragma once
 
 #include "engine/Rules.h"
@@ -9,16 +9,16 @@
 
 namespace Vel::Engine {
 
-/// Stands for the last row of the block before among the rows of a block.
+/// Among the rows of a block: the last row of the previous block.
 inline constexpr std::size_t rowBefore = static_cast<std::size_t>(-1);
 
-/// The rows in which a channel is true, or the last ones before another channel changes, and the very last.
+/// Chooses the rows in which a channel is true; or the last row before each change of a channel, and the last of all.
 class Selection {
 public:
     explicit Selection(const Truth& itsTruth) : truth(itsTruth) {}
     explicit Selection(const Changes& itsChanges) : changes(itsChanges) {}
 
-    /// Chooses from the next block. If it begins anew, what was before ends.
+    /// Chooses from the next block. On a restart, the last row before it is chosen as well.
     void Choose(std::size_t rows, bool isRestart) {
         chosen.clear();
         if (truth)
@@ -32,7 +32,7 @@ public:
         changes->ForEachRow(rows, [this](std::size_t row) { chosen.push_back(row == 0 ? rowBefore : row - 1); });
         isWaiting = isWaiting || rows != 0;
     }
-    /// There is no block any more: chooses the last row.
+    /// No more blocks follow: chooses the last row.
     void End() {
         chosen.clear();
         if (std::exchange(isWaiting, false))
@@ -40,13 +40,13 @@ public:
     }
 
     std::span<const std::size_t> Rows() const { return chosen; }
-    /// Whether the last row of a block may be chosen after it.
+    /// Whether the last row of the block may still be chosen later.
     bool IsWaiting() const { return isWaiting; }
 
 private:
     std::optional<Truth> truth;
     std::optional<Changes> changes;
-    bool isWaiting = false; ///< the last row so far may be one before a change
+    bool isWaiting = false; ///< the last row so far may precede a change
     std::vector<std::size_t> chosen;
 };
 
