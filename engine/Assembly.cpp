@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t noLine = std::numeric_limits<std::size_t>::max();
 
-/// The channels that must be there before a computation.
+/// The channels that a computation needs.
 std::vector<std::string> NeededBy(const ComputationPlan& plan) {
     std::vector<std::string> needed = plan.operands;
     for (const std::string& name : {plan.resetWhen, plan.resetOnChange})
@@ -56,10 +56,10 @@ public:
 
 private:
     enum class Kind { Input, Setting, Other };
-    /// What has a name.
+    /// Something that has a name.
     struct Named {
         std::string place;
-        std::size_t line; ///< that computes it, or noLine
+        std::size_t line; ///< the line that computes it, or noLine
         char type;
         Kind kind;
     };
@@ -85,7 +85,7 @@ private:
         }
     }
 
-    /// The lines in an order in which operands come first.
+    /// An order of the lines in which operands come first.
     std::vector<std::size_t> Sequence() const {
         std::vector<std::vector<std::size_t>> needs(lines.size());
         for (std::size_t line = 0; line < lines.size(); ++line) {
@@ -143,7 +143,7 @@ private:
         return computations;
     }
 
-    /// Wall time jumps when clocks change, so that it cannot measure time.
+    /// Local time jumps when clocks change, so it cannot measure durations.
     void RefuseWallTime(const ComputationPlan& computation) const {
         for (const Operation* const operation : FindOperations(computation.operation))
             if (operation->traits.endsWithTime && operation->operands == computation.operands.size())
@@ -166,7 +166,7 @@ private:
                                          : "did you mean " + Quoted(similar) + "?");
     }
 
-    /// Seconds from row to row, where the plan says it.
+    /// Seconds from row to row, if the plan gives them.
     std::optional<double> Period() const {
         return plan.raster ? std::optional(plan.raster->period) : plan.samplePeriod;
     }

@@ -12,18 +12,18 @@ namespace Vel::Engine {
 namespace {
 
 ffi_type* TypeOf(const Argument& argument) {
-    // In the order of the alternatives of Argument.
+    // In the order of Argument's alternatives.
     ffi_type* const types[] = {&ffi_type_double, &ffi_type_sint32, &ffi_type_uint32,
                                &ffi_type_sint64, &ffi_type_uint64, &ffi_type_pointer};
     return types[argument.index()];
 }
 
-/// A call with fixed and variable arguments, whose values stay with the caller.
+/// A call with fixed and variable arguments. The caller keeps the values.
 class VariadicCall {
 public:
     void Add(ffi_type& type, const void* value) {
         types.push_back(&type);
-        values.push_back(const_cast<void*>(value)); // libffi reads values only, but does not say so
+        values.push_back(const_cast<void*>(value)); // libffi only reads values, but lacks the const
     }
     void AddVariable(const std::vector<Argument>& arguments) {
         fixed = types.size();
@@ -44,12 +44,12 @@ private:
     std::size_t fixed = 0;
 };
 
-/// The C calling convention puts most variable arguments on the stack: 8 bytes each, and libffi copies them there.
+/// The C calling convention puts most variable arguments on the stack, 8 bytes each; libffi makes a copy there, too.
 constexpr std::size_t mostArgumentsOnThisStack = 4096;
 constexpr std::size_t stackForArgument = 16;
 constexpr std::size_t stackForTheRest = std::size_t{1} << 20;
 
-/// Calls a function on a stack that has room for so many arguments.
+/// Calls a function on a stack with room for this many arguments.
 void CallOnLargeStack(std::size_t arguments, const std::function<void()>& function) {
     struct Call {
         const std::function<void()>& function;

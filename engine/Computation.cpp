@@ -12,7 +12,7 @@ namespace Vel::Engine {
 
 namespace {
 
-/// The operation of a name with this number of operands, or a refusal that helps.
+/// Finds the operation by name and number of operands, or throws an Error that helps.
 const Operation& FindOperation(const ComputationPlan& plan) {
     const auto named = FindOperations(plan.operation);
     if (named.empty()) {
@@ -77,7 +77,7 @@ Computation::Computation(const ComputationPlan& plan, std::vector<ChannelAtWork>
     WithType(results.front().channel->Type().letter, [this]<class T>(T) { ChooseLoops<T>(); });
 }
 
-/// Each channel shows its NoValue meanwhile.
+/// Create reads each channel's NoValue, so the channels hold it meanwhile.
 void Computation::CreateOperation(const ComputationPlan& plan) {
     std::vector<ChannelAtWork> all = results;
     all.insert(all.end(), operands.begin(), operands.end());
@@ -118,7 +118,7 @@ void Computation::InitializeOperation(const ComputationPlan& plan) {
     ChooseRules(plan, parameters.list);
 }
 
-/// What the engine adds to the operation.
+/// Sets up the rules that the engine adds to the operation.
 void Computation::ChooseRules(const ComputationPlan& plan, const ArgumentList& parameters) {
     const Twin twin = description->traits.twin;
     if (twin == (plan.noValueAware ? Twin::OnlyPlain : Twin::OnlyAware))
@@ -128,7 +128,7 @@ void Computation::ChooseRules(const ComputationPlan& plan, const ArgumentList& p
     if (description->traits.writesOperand)
         ownOperand.emplace(operands.front().channel->noValue);
     mayFault = description->traits.divides && type.isSigned && !type.isFloating && type.size >= sizeof(int);
-    constexpr std::size_t windowPlace = 2; // behind the bounds
+    constexpr std::size_t windowPlace = 2; // after the bounds
     if (twin == Twin::ShowsAnother && plan.noValueAware && !plan.showsOwnResultOverGaps &&
         std::get<std::uint32_t>(parameters.arguments.at(windowPlace)) != 0)
         gapRule = GapRule{parameters.arguments[0], parameters.arguments[1]};
@@ -150,7 +150,7 @@ void Computation::ChooseLoops() {
     }
 }
 
-/// One result, and nothing but the operation: the loop that costs what the operation costs.
+/// The fastest loop: one result and no rules, only the operation.
 template <Sample T, std::size_t operandCount>
 void Computation::RunPlain(std::size_t rows) {
     T* result = Samples<T>(results.front());
@@ -173,7 +173,7 @@ void Computation::RunPlain(std::size_t rows) {
     last.front().Set(before);
 }
 
-/// The same for a block of one row, as live hosts feed it, without what a loop needs.
+/// The same without a loop, for blocks of one row as live hosts feed them.
 template <Sample T, std::size_t operandCount>
 void Computation::RunOneRow(std::size_t /*rows*/) {
     T* const result = Samples<T>(results.front());
@@ -186,7 +186,7 @@ void Computation::RunOneRow(std::size_t /*rows*/) {
     last.front().Set(*result);
 }
 
-/// One result and one operand of its type.
+/// For one result and one operand of the same type.
 template <Sample T>
 void Computation::RunWithGapRule(std::size_t rows) {
     T* const result = Samples<T>(results.front());
@@ -219,8 +219,8 @@ void Computation::RunWithStatuses(std::size_t rows) {
     rowsBefore += rows;
 }
 
-/// One row: the results start as the operation's own last ones, the operation computes, and the engine's rules follow.
-/// What the next row starts from stays the operation's own result.
+/// One row: the results start as the operation's own last ones, the operation computes, and then the engine applies its
+/// rules. The next row continues from the operation's own result.
 template <Sample T>
 void Computation::ExecuteWithStatus(std::size_t row) {
     step = {};
@@ -234,7 +234,7 @@ void Computation::ExecuteWithStatus(std::size_t row) {
     }
     for (std::size_t i = 0; i < operands.size(); ++i)
         pointers[results.size() + i].Aim(operands[i].column->AddressAt(row));
-    if (ownOperand) { // which has the type of the result
+    if (ownOperand) { // it has the type of the result
         ownOperand->Set(operands.front().column->At<T>(row));
         pointers[results.size()].Aim(ownOperand->Address());
     }
@@ -257,7 +257,7 @@ void Computation::ExecuteWithStatus(std::size_t row) {
         LookOut(row, isMissing);
 }
 
-/// What others see in the place of the operation's own results.
+/// Replaces the operation's own results with those that others see.
 template <Sample T>
 void Computation::ApplyRules(std::size_t row) {
     for (std::size_t i = 0; i < results.size(); ++i) {
@@ -299,7 +299,7 @@ void Computation::Restart() {
         resetOnChange->Forget();
 }
 
-/// Whether the processor faults: on the lowest integer by -1.
+/// Whether the processor would fault: the lowest integer divided by -1.
 template <Sample T>
 bool Computation::WouldFault(std::size_t row) const {
     if constexpr (std::is_signed_v<T> && std::is_integral_v<T>)
@@ -329,7 +329,7 @@ void Computation::ApplyGapRule(std::size_t row, bool isMissing) {
         Samples<T>(results.front())[row] = std::get<T>(results.front().channel->noValue);
 }
 
-/// Counts the rows that a user may not expect: for totals the gaps that a sample follows, for the others each row.
+/// Counts rows with unexpected results: for totals only gaps that end in a sample, otherwise each row.
 void Computation::LookOut(std::size_t row, bool isMissing) {
     const std::uint64_t number = rowsBefore + row + 1;
     const bool hasComputed = totals[static_cast<std::size_t>(Status::Computed)] != 0;

@@ -12,7 +12,7 @@ namespace Vel::Engine {
 
 namespace {
 
-/// A unit is `factor` seconds, or a second is `factor` units: both are whole, so that one operation rounds once.
+/// A unit is `factor` seconds, or a second is `factor` units. The factor is whole, so converting rounds only once.
 struct Unit {
     std::string_view name;
     double factor;
@@ -21,7 +21,7 @@ struct Unit {
 constexpr Unit units[] = {{"us", 1e6, true},  {"ms", 1e3, true},  {"s", 1, false},
                           {"min", 60, false}, {"h", 3600, false}, {"d", 86400, false}};
 
-/// A whole number that differs from this one by rounding alone.
+/// The whole number that differs from this one only by rounding, if there is one.
 std::optional<std::uint64_t> AsWhole(double number) {
     constexpr double most = 1e-9;
     constexpr double roundings = 4;

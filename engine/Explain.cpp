@@ -11,7 +11,7 @@ namespace Vel::Engine {
 
 namespace {
 
-/// A text of TOML in quotes.
+/// A text as a quoted TOML string.
 std::string TextInQuotes(std::string_view text) {
     std::string quoted = "\"";
     for (const char character : text) {
@@ -35,7 +35,7 @@ std::string List(const std::vector<std::string>& names) {
     return "[" + list + "]";
 }
 
-/// A number that reads back to the last bit and with its kind.
+/// Writes a number so that it reads back with all its bits and as the same kind.
 template <class T>
 std::string Number(T number) {
     std::array<char, 40> text{};
@@ -44,13 +44,13 @@ std::string Number(T number) {
         if (digits.find_first_of(".einf") == std::string::npos)
             digits += ".0";
     } else if constexpr (sizeof number == sizeof(std::uint64_t) && std::is_unsigned_v<T>) {
-        if (!std::in_range<std::int64_t>(number)) // which TOML does not have
+        if (!std::in_range<std::int64_t>(number)) // TOML does not have them
             digits = TextInQuotes(digits);
     }
     return digits;
 }
 
-/// Float32 as the Float64 that it is, which is what TOML has.
+/// Writes a Float32 as the equal Float64, since TOML has only that.
 std::string Written(const AnySample& sample) {
     return std::visit(
         []<class T>(T value) {
@@ -88,7 +88,7 @@ bool IsSame(const AnySample& a, const AnySample& b) {
     return std::visit([&b]<class T>(T sample) { return IsNoValue(sample, std::get<T>(b)); }, a);
 }
 
-/// The keys that all channels have.
+/// Writes the keys that all channels have.
 std::string TypeOfChannel(const Channel& channel, std::string_view type) {
     std::string text = "type = " + TextInQuotes(type) + "\n";
     if (!IsSame(channel.noValue, DefaultNoValue(channel.Type().letter)))
@@ -156,7 +156,7 @@ std::string Explain(const ComputationPlan& plan) {
     return text + (plan.isInner ? "inner = true\n" : "");
 }
 
-/// Of the first computation of a formula: the formula as a comment.
+/// For the first computation of a formula: the formula as a comment.
 std::string Heading(const std::vector<ComputationPlan>& computations, std::size_t index) {
     if (index != 0 && computations[index - 1].isInner)
         return {};

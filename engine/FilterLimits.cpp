@@ -8,12 +8,12 @@ namespace Vel::Engine {
 
 namespace {
 
-/// Of the product of the distances of a pole to the others, in radians, less what the sizes of the coefficients take of
-/// it. Found by trying all orders at many corners: right above, results are wrong by a few parts in a thousand at most,
-/// and right below they may grow without end.
+/// The least product of the distances from one pole to the others, in radians, divided by the largest coefficient.
+/// Found by trying all orders at many corners: just above this limit, results are off by a few parts in a thousand at
+/// most; just below it, they may grow without bound.
 constexpr double leastProduct = 5e-13;
 
-/// The largest coefficient of a polynomial whose roots lie together: that in the middle.
+/// The largest coefficient of a polynomial whose roots lie together on the unit circle: the middle binomial one.
 double LargestCoefficient(double roots) {
     const double middle = std::floor(roots / 2);
     return std::tgamma(roots + 1) / std::tgamma(middle + 1) / std::tgamma(roots - middle + 1);
@@ -45,7 +45,7 @@ bool IsComputable(const Operation& operation, const ParametersByName& parameters
     if (!parameters.contains("corner2"))
         return std::pow(std::min(first, pi - first), order) >= leastProduct * LargestCoefficient(order);
     const double second = 2 * pi * NumberIn(parameters, "corner2") / rate;
-    const double toMirror = std::min({1.0, 2 * first, 2 * (pi - second)}); // of the conjugate poles
+    const double toMirror = std::min({1.0, 2 * first, 2 * (pi - second)}); // distance to the conjugate poles
     return std::pow((second - first) * toMirror, order) >= leastProduct * LargestCoefficient(2 * order);
 }
 

@@ -13,13 +13,13 @@ namespace Vel::Engine {
 
 namespace {
 
-/// What calls of all operations take beside their parameters.
+/// The arguments that calls of all operations take besides their parameters.
 constexpr std::array<std::string_view, 7> argumentsOfAll{
     "no_value_aware", "no_value", "own_result_over_gaps", "reset_when", "reset_on_change", "hold", "when_refused"};
 
 std::string TypeName(char letter) { return std::string(TypeOf(letter).name); }
 
-/// A number as a sample, if the type holds it: whole numbers exactly, others as the nearest one.
+/// A number as a sample if the type can hold it: whole numbers exactly, others as the nearest one.
 template <Sample T>
 std::optional<AnySample> FitNumber(const Value& number) {
     const auto fitWhole = [](auto whole) -> std::optional<AnySample> {
@@ -56,7 +56,7 @@ std::optional<AnySample> FitNumber(const Value& number, char letter) {
     return WithType(letter, [&]<class T>(T) { return FitNumber<T>(number); });
 }
 
-/// A NoValue that this sample is not.
+/// A NoValue that differs from this sample.
 AnySample OtherNoValue(const AnySample& sample) {
     return std::visit(
         []<class T>(T value) {
@@ -66,13 +66,13 @@ AnySample OtherNoValue(const AnySample& sample) {
         sample);
 }
 
-/// What a piece of the formula has become.
+/// The channel or number that a node of the formula has become.
 struct Operand {
     std::string channel; ///< empty for a number
     char type = openType;
 };
 
-/// Makes the computations of one formula, piece by piece.
+/// Creates the computations of one formula, node by node.
 class Expansion {
 public:
     Expansion(const Formula& itsFormula, const FormulaText& itsText, const std::vector<FormulaNode>& itsNodes,
@@ -156,7 +156,7 @@ private:
         return inner;
     }
 
-    /// The operation of this name with this number of operands and one result.
+    /// Finds the operation with this name, this number of operands and one result.
     const Operation& OperationFor(const FormulaNode& node) const {
         const auto named = FindOperations(node.name);
         std::string counts;
@@ -187,7 +187,7 @@ private:
         text.Refuse(node.caret, "there are only numbers here, and no channel", "write the number that comes out");
     }
 
-    /// What stands there, without brackets around it.
+    /// The text of a node, without brackets around it.
     std::string Written(const FormulaNode& node) const {
         std::string_view piece = text.Text().substr(node.begin, node.end - node.begin);
         if (node.isBracketed)
@@ -210,7 +210,7 @@ private:
                         Written(node.operands[1]) + ") to lose it");
     }
 
-    /// Shows the types, the nearest rows and what would help.
+    /// Reports the types, the nearest rows of the operation and a remedy.
     [[noreturn]] void RefuseTypes(const FormulaNode& node, const Operation& operation, const std::string& types) const {
         std::string found;
         for (const std::size_t operand : node.operands)
@@ -318,7 +318,7 @@ private:
         return std::nullopt;
     }
 
-    /// Parameters, and the settings that blocks have.
+    /// Reads the parameters and the settings that blocks have, too.
     void TakeArguments(const FormulaNode& node, const Operation& operation, const std::string& row,
                        ComputationPlan& plan) const {
         for (const NamedArgument& argument : node.arguments) {
@@ -410,7 +410,7 @@ private:
     const FormulaScope& scope;
     std::vector<ConstantPlan>& constants;
     std::vector<ComputationPlan>& computations;
-    std::vector<Operand> operands; ///< what each node has become
+    std::vector<Operand> operands; ///< for each node
     std::size_t innerNames = 0;
 };
 

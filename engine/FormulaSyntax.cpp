@@ -23,10 +23,10 @@ struct BinaryOperator {
 
     std::string_view sign;
     std::string_view operation;
-    int rank; ///< binds stronger
+    int rank; ///< a higher one binds more tightly
     Group group;
 };
-/// C's order. All comparisons have one rank, as they do not chain.
+/// Precedence as in C, but all comparisons have the same rank, as they do not chain.
 constexpr BinaryOperator binaryOperators[] = {
     {"||", "LogicalOr", 1, BinaryOperator::Group::Logic},
     {"&&", "LogicalAnd", 2, BinaryOperator::Group::Logic},
@@ -54,7 +54,7 @@ const BinaryOperator* FindBinary(std::string_view sign) {
     return nullptr;
 }
 
-/// Nothing for the opposite of a whole number that no type holds.
+/// Negates a number. Empty if no type can hold the result.
 std::optional<Value> Opposite(const Value& value) {
     constexpr std::uint64_t lowest = std::uint64_t{1} << 63;
     if (const auto* whole = std::get_if<std::int64_t>(&value)) {
@@ -69,7 +69,7 @@ std::optional<Value> Opposite(const Value& value) {
     return std::nullopt;
 }
 
-/// Operator precedence by recursive descent, which goes no deeper than deepestFormula.
+/// A recursive descent parser with operator precedence. It recurses no deeper than deepestFormula.
 class Parser {
 public:
     Parser(const FormulaText& itsText, const ParametersByName& itsSettings)
@@ -102,7 +102,7 @@ private:
         Advance();
     }
 
-    /// An operand has ended, and no operator follows.
+    /// Reports that no operator follows an operand.
     [[noreturn]] void RefuseBehindOperand() const {
         if (IsWord("as"))
             formula.Refuse(token.begin, "\"as\" stands behind a call alone",
@@ -119,7 +119,7 @@ private:
         formula.Refuse(token.begin, "an operator is missing before this", remedy);
     }
 
-    /// Returns the place of the whole expression in `nodes`, which is the last one.
+    /// Returns the index of the whole expression in `nodes`, which is the last node.
     std::size_t ParseExpression(int leastRank) {
         std::size_t left = ParseUnary();
         while (token.kind == Token::Kind::Sign) {
@@ -166,7 +166,7 @@ private:
         return nodes.size() - 1;
     }
 
-    /// Counts how deep the formula is where it lives.
+    /// Counts the depth of the formula while it lives.
     class Level {
     public:
         explicit Level(Parser& itsParser) : parser(itsParser) {
@@ -364,7 +364,7 @@ private:
             node.arguments.push_back({name.text, name.begin, ParseValue(name.text)});
     }
 
-    /// The name of a channel, or a word, which may stand in quotes.
+    /// The name of a channel, or a word, which may be in quotes.
     std::string_view ParseWord(std::string_view name, bool isChannel) {
         const Token word = token;
         if (word.kind != Token::Kind::Name && word.kind != (isChannel ? Token::Kind::QuotedName : Token::Kind::Text))
@@ -451,7 +451,7 @@ private:
         formula.Refuse(position, "this is no number", "write pairs: [[0.0, 1.0], [2.5, 3.0]]");
     }
 
-    /// The number that the token is.
+    /// Converts the token to a number.
     Value ReadNumber() {
         const Token read = token;
         Advance();

@@ -15,7 +15,7 @@ bool IsLetter(char character) {
 }
 bool IsBlank(char character) { return character == ' ' || character == '\t' || character == '\n' || character == '\r'; }
 
-/// Characters and words that other languages have, and what to write here.
+/// Operators and words of other languages, and what to write here instead.
 struct Foreign {
     std::string_view text;
     const char* remedy;
@@ -95,7 +95,7 @@ std::size_t Lexer::EndOfName() const {
     return end;
 }
 
-/// 12, 1.5, 1e-3, 0x1F, 0b101. What does not end there is refused by the one who reads the number.
+/// 12, 1.5, 1e-3, 0x1F, 0b101. The parser refuses malformed numbers when it converts them.
 std::size_t Lexer::EndOfNumber() const {
     std::size_t end = position;
     while (end < text.size() && (IsLetter(text[end]) || IsDigit(text[end]) || text[end] == '.')) {

@@ -16,10 +16,10 @@ namespace Vel::Engine {
 
 namespace {
 
-constexpr std::size_t pieceLength = 80; // what the library reads at a time
-constexpr std::size_t mostPages = 256;  // of a pipe, for other users than root
+constexpr std::size_t pieceLength = 80; // the library reads this much at a time
+constexpr std::size_t mostPages = 256;  // the limit of a pipe for users other than root
 
-/// Blocks all signals for this thread, and for those that it starts meanwhile.
+/// Blocks all signals for this thread and for threads that it starts meanwhile.
 class SignalsHeldBack {
 public:
     SignalsHeldBack() {
@@ -69,7 +69,7 @@ void GearTable::Pipe::CloseReading() {
 
 GearTable::GearTable(const std::vector<std::array<double, 2>>& gears) {
     std::vector<std::string> packets = Packets(gears);
-    // Each packet takes a page of the pipe. Where so many are not allowed, the pipe keeps its size.
+    // Each packet takes a page of the pipe. If so many pages are not allowed, the pipe keeps its size.
     const std::size_t pages = std::min(packets.size(), mostPages);
     fcntl(pipe.ends[1], F_SETPIPE_SZ, static_cast<int>(pages * static_cast<std::size_t>(getpagesize())));
     std::size_t sent = 0;
@@ -80,7 +80,7 @@ GearTable::GearTable(const std::vector<std::array<double, 2>>& gears) {
 }
 
 GearTable::~GearTable() {
-    pipe.CloseReading(); // a sender that waits for room ends, since nobody can read any more
+    pipe.CloseReading(); // a sender waiting for room ends, since no reader is left
     if (sending.joinable())
         sending.join();
 }
@@ -88,7 +88,7 @@ GearTable::~GearTable() {
 void GearTable::SendInBackground(std::vector<std::string> packets, std::size_t sent) {
     if (fcntl(pipe.ends[1], F_SETFL, O_DIRECT) != 0) // the sender waits for room
         Fail();
-    const SignalsHeldBack none; // in the new thread for good: a pipe without reader would raise SIGPIPE
+    const SignalsHeldBack none; // the new thread keeps them blocked: a pipe without a reader would raise SIGPIPE
     sending = std::jthread([packets = std::move(packets), sent, file = pipe.ends[1]]() mutable {
         while (sent < packets.size() && Send(file, packets[sent]))
             ++sent;

@@ -9,11 +9,11 @@ Order OrderOf(const std::vector<std::vector<std::size_t>>& needs) {
     enum class State : std::uint8_t { New, Open, Done };
     struct Step {
         std::size_t thing;
-        std::size_t next; ///< of its needs
+        std::size_t next; ///< index into its needs
     };
     Order order;
     std::vector<State> states(needs.size(), State::New);
-    std::vector<Step> path; // a recursion would end at the end of the stack
+    std::vector<Step> path; // recursion could overflow the stack
     for (std::size_t first = 0; first < needs.size(); ++first) {
         if (states[first] == State::New)
             path.push_back({first, 0});

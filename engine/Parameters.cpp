@@ -13,7 +13,7 @@ namespace Vel::Engine {
 
 namespace {
 
-/// A number as T, if it is one of its values. Floating types take every number.
+/// A number as T, if T can hold it. Floating types accept every number.
 template <class T>
 std::optional<T> As(const Value& value) {
     if (const bool* flag = std::get_if<bool>(&value); flag != nullptr && std::is_integral_v<T>)
@@ -35,7 +35,7 @@ std::optional<T> As(const Value& value) {
     return std::nullopt;
 }
 
-/// The form in which a sample of type T travels as a variable argument.
+/// The form in which a sample of type T is passed as a variable argument.
 template <class T>
 Argument Promote(T value) {
     if constexpr (std::is_floating_point_v<T>)
@@ -50,7 +50,7 @@ Argument Promote(T value) {
 
 bool IsFinite(const std::array<double, 2>& pair) { return std::isfinite(pair[0]) && std::isfinite(pair[1]); }
 
-/// Puts one operation's parameters in order, one after the other.
+/// Puts the parameters of one operation in order.
 class Ordering {
 public:
     Ordering(const Operation& itsOperation, char itsType, const ParametersByName& itsValues,
@@ -86,7 +86,7 @@ private:
                 Refuse("unknown parameter " + Quoted(name));
     }
 
-    /// How many parameters are passed: up to the last one that is given or has a value otherwise.
+    /// How many parameters to pass: up to the last one that is given or has a default.
     std::size_t CountPassed() const {
         std::size_t count = 0;
         for (std::size_t i = 0; i < operation.parameters.size(); ++i) {
@@ -169,7 +169,7 @@ private:
         Add('S', static_cast<const void*>(name.c_str()));
     }
 
-    /// The number of a parameter, given or not; nothing for what is no number.
+    /// A parameter's number, given or default; empty if it is not a number.
     std::optional<double> NumberOf(std::string_view name) const {
         if (name.empty())
             return std::nullopt;
@@ -202,7 +202,7 @@ private:
             RefuseValue(parameter,
                         "has bits that the operand, of type " + std::string(TypeOf(type).name) + ", has not");
         if (const auto bound = NumberOf(range.notBelow);
-            bound && *number < *bound) // beyond 2^53 as far as doubles tell
+            bound && *number < *bound) // beyond 2^53 only as exact as a double
             RefuseValue(parameter, "is below \"" + std::string(range.notBelow) + "\", " + Text(*bound));
         if (const auto bound = NumberOf(range.above); bound && *number <= *bound)
             RefuseValue(parameter, "is not above \"" + std::string(range.above) + "\", " + Text(*bound));

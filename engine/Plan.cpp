@@ -15,7 +15,7 @@
 
 namespace Vel::Engine {
 
-/// What sections point into.
+/// A parsed plan. Sections point into its tables.
 struct PlanText {
     std::string name;
     toml::table table;
@@ -82,7 +82,7 @@ std::optional<std::uint64_t> QuotedWhole(const toml::node& node) {
     return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
 }
 
-/// A number of the plan as a sample; nothing if it is none of the type.
+/// A number of the plan as a sample; empty if the type cannot hold it.
 template <Sample T>
 std::optional<AnySample> ReadSample(const toml::node& node) {
     if constexpr (std::is_floating_point_v<T>) {
@@ -96,7 +96,7 @@ std::optional<AnySample> ReadSample(const toml::node& node) {
     }
 }
 
-/// The sample that a key says; `otherwise`, which has the wanted type, if the key is not there.
+/// The sample given by a key; `otherwise`, which has the wanted type, if the key is missing.
 AnySample ReadSample(const Reader& section, std::string_view key, const AnySample& otherwise) {
     const toml::node* const node = section.Find(key);
     if (node == nullptr)
@@ -128,7 +128,7 @@ std::vector<std::array<double, 2>> ReadPairs(const Reader& section, const toml::
     return pairs;
 }
 
-/// Nothing for what is no value.
+/// Reads a value. Empty if the node is not one.
 std::optional<Value> ReadValue(const Reader& section, const toml::node& node) {
     if (const auto* flag = node.as_boolean())
         return flag->get();
@@ -162,7 +162,7 @@ Value ReadParameter(const Reader& section, std::string_view name, const toml::no
     return setting->second;
 }
 
-/// A time in seconds: a number, a duration, or the name of a setting that is one of them.
+/// A time in seconds: a number, a duration, or the name of a setting that holds one of them.
 std::optional<double> ReadSeconds(const Reader& section, std::string_view key, const ParametersByName& settings) {
     const toml::node* const node = section.Find(key);
     if (node == nullptr)
@@ -210,7 +210,7 @@ TimeForm ReadTimeForm(const Reader& section) {
     return form;
 }
 
-/// What a plan says once, and its channels use.
+/// The parts of a plan that all its channels use.
 struct Frame {
     ParametersByName settings;
     std::optional<double> period; ///< seconds from row to row
@@ -301,7 +301,7 @@ ComputationPlan ReadComputation(const Section& table, const Frame& frame) {
     return plan;
 }
 
-/// A name of a table that has no keys of its own, where it stands in the file. The tables are sorted by name.
+/// An entry of a table with user-defined names, and its place in the file. The TOML library sorts tables by name.
 struct Entry {
     toml::source_position position;
     std::string name;
@@ -318,7 +318,7 @@ std::vector<Entry> EntriesOf(const Reader& section, std::string_view key) {
     return entries;
 }
 
-/// The settings of the plan, replaced where others are given.
+/// The settings of the plan, overridden by those given.
 ParametersByName ReadSettings(const Reader& section, const ParametersByName& given, std::vector<Setting>& places) {
     ParametersByName settings;
     for (const Entry& entry : EntriesOf(section, "settings")) {
@@ -534,7 +534,7 @@ Value ParseValue(std::string_view text, const std::string& place) {
 
 Plan LoadPlan(const std::string& file, const ParametersByName& settings) {
     std::error_code error;
-    if (std::filesystem::is_directory(file, error)) // which would read like an empty file
+    if (std::filesystem::is_directory(file, error)) // reading it would look like an empty file
         throw Error(file, "the plan is a folder", "name a TOML file");
     std::ifstream source(file, std::ios::binary);
     std::string text;

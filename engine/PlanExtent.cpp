@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t mostLevels = 64;
 
-/// The length of a string that the text begins with; a line's end ends one that lacks its quotes.
+/// The length of the string at the start of the text. A string without closing quotes ends with its line.
 std::size_t StringLength(std::string_view text) {
     const char quote = text[0];
     const bool hasEscapes = quote == '"';
@@ -19,7 +19,7 @@ std::size_t StringLength(std::string_view text) {
     for (std::size_t i = quotes; i < text.size(); ++i) {
         if (text.substr(i).starts_with(end)) {
             i += quotes;
-            while (quotes == 3 && i < text.size() && text[i] == quote) // up to two may stand before the closing ones
+            while (quotes == 3 && i < text.size() && text[i] == quote) // up to two more may precede the closing ones
                 ++i;
             return i;
         }
@@ -37,7 +37,7 @@ void CheckExtent(std::string_view text, const std::string& name) {
     if (text.size() > mostPlanBytes)
         throw Error(name, "the plan is longer than 16 MiB", "name a TOML file");
     std::size_t line = 1;
-    std::size_t dots = 0; // since a name may have begun
+    std::size_t dots = 0; // since the earliest possible start of a name
     std::size_t brackets = 0;
     for (std::size_t i = 0; i < text.size();) {
         const char character = text[i];

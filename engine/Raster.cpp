@@ -14,7 +14,7 @@ namespace {
 constexpr double never = -std::numeric_limits<double>::infinity();
 constexpr double stalePeriods = 10;
 constexpr double tolerance = 1e-9;     // of a time, beside the rounding of decimal times
-constexpr double mostUnseen = 1.0 / 3; // of all rows; jitter makes some of them come in pairs
+constexpr double mostUnseen = 1.0 / 3; // of all rows; with jitter some of them come in pairs
 
 /// How far apart two numbers may be that mean the same time.
 double RoundingOf(double time) { return 4 * std::numeric_limits<double>::epsilon() * std::abs(time); }
@@ -39,7 +39,7 @@ Raster::Raster(const Plan& itsPlan, std::vector<ChannelAtWork> itsInputs, std::s
     timeInput = static_cast<std::size_t>(found - itsPlan.inputs.begin());
     for (std::size_t i = 0; i < itsInputs.size(); ++i) {
         const InputPlan& input = itsPlan.inputs[i];
-        const bool isOfRaster = input.time && input.column == found->column; // the same times, perhaps on other clocks
+        const bool isOfRaster = input.time && input.column == found->column; // the same times, perhaps in local time
         tracks.push_back({itsInputs[i], isTime(input) || (isOfRaster && !input.time->isLocal) ? Way::Time
                                         : isOfRaster                                          ? Way::WallTime
                                         : input.isInterpolated                                ? Way::Line
@@ -73,7 +73,7 @@ std::size_t Raster::Make() {
         if (!last) {
             Begin(*time);
         } else if (IsLonger(std::min(*time, *last), std::max(*time, *last), plan.maxStep)) {
-            if (!MakeLast() || made != 0) // what is before the step belongs to a block of its own
+            if (!MakeLast() || made != 0) // the rows before the step get a block of their own
                 return made;
             if (!plan.beginsAnewOnStep)
                 throw Error(plan.place + ", row " + std::to_string(rowsBefore + next + 1) + " of the recording",
@@ -105,7 +105,7 @@ std::optional<double> Raster::NextTime() {
     return std::nullopt;
 }
 
-/// Rows of a raster must differ in time.
+/// Throws if the time is so large that rows of the raster would have equal times.
 void Raster::RefuseTooLate(double time) const {
     constexpr double leastSteps = 2;
     if (std::abs(time) * std::numeric_limits<double>::epsilon() * leastSteps <= plan.period)
@@ -117,7 +117,7 @@ void Raster::RefuseTooLate(double time) const {
                 "choose a longer period, or times that count from a later moment");
 }
 
-/// A raster whose first row is at this time, or is the first multiple of the period from there.
+/// Begins a raster at this time, or at the first multiple of the period from there on.
 void Raster::Begin(double time) {
     origin = plan.isAligned ? 0 : time;
     row = plan.isAligned ? static_cast<std::int64_t>(std::ceil(time / plan.period)) : 0;
@@ -161,7 +161,8 @@ void Raster::See(double time) {
     lastSource = rowsBefore + next;
 }
 
-/// Makes the rows before that of the recording which comes next. False: there is no room for all of them.
+/// Computes the rows before the next row of the recording, which is at `end`. False if there is no room for all of
+/// them.
 bool Raster::MakeBelow(double end) {
     while (IsBefore(TimeOf(row), end)) {
         if (made == mostRows)
@@ -171,7 +172,7 @@ bool Raster::MakeBelow(double end) {
     return true;
 }
 
-/// Makes the row at the last time of the recording, if there is one. False: there is no room for it.
+/// Computes the row at the last time of the recording, if there is one. False if there is no room for it.
 bool Raster::MakeLast() {
     if (IsBefore(*last, TimeOf(row)))
         return true;
@@ -181,7 +182,7 @@ bool Raster::MakeLast() {
     return true;
 }
 
-/// The next row. `end` is the time of the row of the recording that comes next, if one does.
+/// Computes the next row. `end` is the time of the next row of the recording, if there is one.
 void Raster::Write(double time, std::optional<double> end) {
     for (std::size_t input = 0; input < tracks.size(); ++input)
         std::visit(
@@ -209,7 +210,7 @@ T Raster::SampleAt(std::size_t input, T noValue, double time, std::optional<doub
     if (!IsBefore(track.time, time))
         return sample;
     if constexpr (std::is_floating_point_v<T>) {
-        if (track.way == Way::WallTime) // zones are off by whole seconds
+        if (track.way == Way::WallTime) // UTC offsets are whole seconds
             return static_cast<T>(time + std::nearbyint(sample - track.time));
         if (track.way == Way::Line) {
             if (!end || IsLonger(track.time, *end, plan.maxGap) || IsNoValue(columns[input].At<T>(next), noValue))

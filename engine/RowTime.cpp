@@ -12,12 +12,12 @@ namespace Vel::Engine {
 
 namespace {
 
-constexpr double tolerance = 0.1; // of a step: times are often rounded
+constexpr double tolerance = 0.1; // relative to a step: times are often rounded
 
 bool IsNameOfTime(std::string name) {
     std::transform(name.begin(), name.end(), name.begin(),
                    [](char letter) { return static_cast<char>(std::tolower(static_cast<unsigned char>(letter))); });
-    for (const std::string_view word : {"time", "zeit", "t"}) // perhaps with a unit behind it
+    for (const std::string_view word : {"time", "zeit", "t"}) // perhaps followed by a unit
         if (name.starts_with(word) &&
             (name.size() == word.size() || std::isalnum(static_cast<unsigned char>(name[word.size()])) == 0))
             return true;

@@ -16,7 +16,7 @@
 
 namespace Vel::Engine {
 
-/// All that a run owns, at addresses that stay.
+/// Everything that a run owns, at fixed addresses.
 class Run::Parts {
 public:
     Parts(const Plan& plan, std::size_t itsMostRows) : mostRows(itsMostRows), rowTime(plan) {
@@ -74,7 +74,7 @@ public:
         columns[channel].first = samples != nullptr ? samples : memory[channel].data();
     }
 
-    /// The columns of inputs of a block, held where the plan wants it.
+    /// Takes the input columns of a block, and holds samples where the plan says so.
     void TakeInputs(std::span<const Column> given) {
         if (holds.empty() && !raster) {
             std::copy(given.begin(), given.end(), columns.begin());
@@ -89,7 +89,7 @@ public:
                        channels[input].noValue);
     }
 
-    /// Computes the block whose inputs are there.
+    /// Computes the block from the inputs taken.
     void Compute(std::size_t itsRows) {
         rows = itsRows;
         const Computation::LoopKind kind = areStatusesWanted ? Computation::withStatuses
@@ -102,7 +102,7 @@ public:
         KeepRow();
     }
 
-    /// Keeps the last row of the block, if it may become one of the result later.
+    /// Stores the last row of the block if it may later become a row of the result.
     void KeepRow() {
         if (!selection || !selection->IsWaiting() || rows == 0)
             return;
@@ -115,23 +115,23 @@ public:
             for (std::size_t i = 0; i < computations.size(); ++i)
                 last.statuses[i] = computations[i].Statuses(rows).back();
     }
-    /// The block is over: its last row is one before the next block.
+    /// Ends the block: its last row becomes the row before the next block.
     void EndBlock() {
         if (std::exchange(isLastKept, false))
             std::swap(before, last);
     }
 
-    /// Of a row of the block.
+    /// The row of the recording that a row of the block comes from.
     std::uint64_t SourceOf(std::size_t row) const { return raster ? raster->Sources()[row] : rowsBefore + row; }
 
-    /// Calls a function with each row of the result: its number there, and that in the block.
+    /// Calls a function with each row of the result: its number in the result and its number in the block.
     template <class TFunction>
     void ForEachResultRow(TFunction function) const {
         for (std::size_t i = 0; i < (selection ? selection->Rows().size() : rows); ++i)
             function(i, selection ? selection->Rows()[i] : i);
     }
 
-    /// At the end: the last row, if it is one of the result.
+    /// At the end, chooses the last row if it belongs to the result.
     bool ChooseLast() {
         if (!selection)
             return false;
@@ -148,7 +148,7 @@ public:
             hold.Forget();
     }
 
-    /// Makes the next block of the raster and computes it. False: there is none.
+    /// Computes the next block of the raster. False if there is none.
     bool ComputeRaster() {
         EndBlock();
         rows = raster->Make();
@@ -169,26 +169,26 @@ public:
     std::optional<Raster> raster;
     std::optional<Selection> selection;
     struct KeptRow {
-        std::vector<SampleCell> samples; ///< of all channels
-        std::vector<Status> statuses;    ///< of all computations
+        std::vector<SampleCell> samples; ///< for each channel
+        std::vector<Status> statuses;    ///< for each computation
         std::uint64_t source = 0;
     };
-    KeptRow before; ///< the last row of the block before
-    KeptRow last;   ///< that of the block
+    KeptRow before; ///< the last row of the previous block
+    KeptRow last;   ///< the last row of this block
     bool isLastKept = false;
-    std::uint64_t rowsBefore = 0; ///< of the recording, those before the block
+    std::uint64_t rowsBefore = 0; ///< rows of the recording before this block
     std::size_t inputs = 0;
     std::vector<Channel> channels;
     std::vector<Column> columns;
     std::vector<std::size_t> output;
-    std::vector<bool> isInner; ///< of channels
+    std::vector<bool> isInner; ///< for each channel
     std::vector<Computation> computations;
-    std::vector<Computation*> order; ///< in which they are computed
-    std::vector<bool> isGuarded;     ///< of computations: not to be warned of
+    std::vector<Computation*> order; ///< the computations in the order of computing
+    std::vector<bool> isGuarded;     ///< for each computation: suppresses its warning
     std::vector<std::pair<std::size_t, std::size_t>> resultsOf;
     std::vector<std::vector<std::size_t>> operandsOf;
-    std::vector<std::vector<std::byte>> memory; ///< of what the engine makes; the library makes its samples of these
-    std::size_t rows = 0;                       ///< of the last block
+    std::vector<std::vector<std::byte>> memory; ///< for the samples that the engine writes
+    std::size_t rows = 0;                       ///< in the last block
     bool areStatusesWanted = false;
 
 private:
@@ -251,7 +251,7 @@ private:
         }
     }
 
-    /// All channels are there. Returns the computations that this one needs.
+    /// All channels exist by now. Returns the computations that this one needs.
     std::vector<std::size_t> AddComputation(const ComputationPlan& plan) {
         std::vector<std::size_t> needs;
         std::vector<ChannelAtWork> operands;
@@ -281,7 +281,7 @@ private:
         return needs;
     }
 
-    /// What surprises in an inner channel does no harm where all that read it expect it.
+    /// An unexpected sample in an inner channel does no harm if all its readers allow for it.
     void FindGuarded(const std::vector<std::vector<std::size_t>>& needs) {
         std::vector<bool> isRead(computations.size());
         isGuarded.assign(computations.size(), true);
@@ -298,10 +298,10 @@ private:
 
     ChannelAtWork At(std::size_t index) { return {&channels[index], &columns[index]}; }
 
-    std::vector<std::size_t> computedBy; ///< of channels: the computation
+    std::vector<std::size_t> computedBy; ///< for each channel: its computation
     std::unordered_map<std::string_view, std::size_t> indices;
     std::deque<SampleCell> constants;
-    std::vector<std::pair<std::size_t, Hold>> holds; ///< of inputs
+    std::vector<std::pair<std::size_t, Hold>> holds; ///< for inputs
 };
 
 Run::Run(const Plan& plan, std::size_t mostRows) : parts(std::make_unique<Parts>(plan, mostRows)) {}
@@ -432,7 +432,7 @@ std::vector<Warning> Run::Warnings() const {
         warnings.push_back(std::move(*warning));
     for (std::size_t i = 0; i < parts->computations.size(); ++i)
         if (auto warning = parts->isGuarded[i] ? std::nullopt : parts->computations[i].FindWarning()) {
-            if (IsInner(parts->resultsOf[i].first)) // "x#2" says little to who wrote the formula of x
+            if (IsInner(parts->resultsOf[i].first)) // "x#2" means little to the author of the formula for x
                 warning->channel.resize(std::min(warning->channel.rfind('#'), warning->channel.size()));
             warnings.push_back(std::move(*warning));
         }

@@ -1,22 +1,23 @@
-// How the numbers of an axis are shown, so that a plotter with six digits and no great range can draw any.
+// Scales the numbers of an axis, so that a plotter with six digits and a limited range can draw any of them.
 #pragma once
 
 #include <string>
 
 namespace Velreplay {
 
-/// Numbers far from 0 for their differences, as of Unix time, are shown less an offset, very large and very small ones
-/// as parts of a power of ten.
+/// Subtracts an offset from numbers whose differences are small compared with their size, such as Unix times. Divides
+/// very large and very small numbers by a power of ten.
 class Axis {
 public:
-    /// For numbers from the lowest to the highest, both finite.
+    /// For numbers from `lowest` to `highest`, both finite.
     Axis(double lowest, double highest);
 
     double Shown(double number) const;
     double Lowest() const { return shownLowest; }
     double Highest() const { return shownHighest; }
     bool HasOffset() const { return offset != 0; }
-    /// What the axis shows of what the text says, such as "time - 1700000000". The name stands for an empty text.
+    /// The label of the axis with its offset and power of ten, such as "time - 1700000000". If the text is empty, the
+    /// name is used.
     std::string Label(const std::string& text, const std::string& name) const;
 
 private:

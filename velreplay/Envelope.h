@@ -1,4 +1,4 @@
-// What a picture needs of a channel, in the same memory however long the recording is.
+// Summarizes a channel for a picture. Memory use does not grow with the recording.
 #pragma once
 
 #include "engine/Engine.h"
@@ -9,7 +9,7 @@
 
 namespace Velreplay {
 
-/// The smallest and the largest sample of a few neighbouring rows, and whether samples are missing there.
+/// The smallest and the largest sample of some consecutive rows, and whether samples are missing there.
 struct Span {
     double x = 0;
     double smallest = 0;
@@ -18,16 +18,16 @@ struct Span {
     bool hasGap = false;
 };
 
-/// A part of an axis, both ends included.
+/// A part of an axis, including both ends.
 struct Extent {
     double from = -std::numeric_limits<double>::infinity();
     double to = std::numeric_limits<double>::infinity();
 };
 
-/// A channel over x as spans of equal numbers of rows. When there are too many, neighbours become one.
+/// A channel over x as spans with equal numbers of rows. When there are too many spans, neighbours are merged.
 class Envelope {
 public:
-    /// Of the channels of a run with these indices, where x is in the extent.
+    /// For the channels of the run with these indices. Ignores rows whose x is outside the extent.
     Envelope(const Vel::Engine::Run& itsRun, std::size_t itsX, std::size_t itsY, const Extent& itsExtent)
         : run(itsRun), x(itsX), y(itsY), extent(itsExtent) {}
 
@@ -35,7 +35,7 @@ public:
     const std::vector<Span>& Spans() const { return spans; }
     const Vel::ChannelType& Y() const { return run.Channels()[y]; }
     bool HasSample() const;
-    /// Only whole samples 0 and 1.
+    /// Whether all samples are the integers 0 and 1.
     bool IsBoolean() const;
 
 private:

@@ -20,16 +20,16 @@ namespace {
 
 constexpr int widthPixels = 1200;
 constexpr int panelPixels = 190;
-constexpr int lanePixels = 38; // of a boolean channel
+constexpr int lanePixels = 38; // for a boolean channel
 constexpr int framePixels = 100;
 constexpr double labelPixels = 31; // from the numbers beside an axis to the middle of its label
 constexpr double digitPixels = 7.5;
 constexpr double laneDistance = 1.5;
-constexpr double leastShareOfZero = 0.3; // of the largest value: from there on an axis need not show 0
-constexpr double mostCountedTics = 10;   // of whole numbers: each has a tic up to here
+constexpr double leastShareOfZero = 0.3; // of the largest value; above it an axis need not show 0
+constexpr double mostCountedTics = 10;   // up to this many whole numbers have a tic each
 constexpr std::array colours{"#0b5394", "#cc4125", "#38761d", "#b45f06", "#674ea7", "#45818e"};
 
-/// A text for gnuplot, within double quotes.
+/// A text for gnuplot in double quotes.
 std::string Quoted(const std::string& text) {
     std::string quoted = "\"";
     for (const char character : text) {
@@ -55,7 +55,7 @@ void WriteCurve(std::ostream& script, const Envelope& curve, const Axis& x, cons
     script << "e\n";
 }
 
-/// Samples between gaps, of which a line shows nothing.
+/// Samples between gaps, which a line would not show.
 std::vector<Span> LoneSamples(const Envelope& curve) {
     std::vector<Span> lone;
     const std::vector<Span>& spans = curve.Spans();
@@ -74,7 +74,7 @@ void WriteDots(std::ostream& script, const std::vector<Span>& samples, const Axi
     script << "e\n";
 }
 
-/// Somewhat more than from the lowest to the highest, and exactly from 0 where all lies on one side of it and not far.
+/// The range of the axis plus a margin. It starts exactly at 0 if all numbers are on one side of 0 and near it.
 std::pair<double, double> WithMargin(const Axis& axis) {
     const double lowest = axis.Lowest();
     const double highest = axis.Highest();
@@ -85,7 +85,7 @@ std::pair<double, double> WithMargin(const Axis& axis) {
     return {bottom, top};
 }
 
-/// gnuplot does not always say that it could not write all.
+/// gnuplot does not always report that it could not write the whole file.
 bool IsWhole(std::string_view picture, bool isSvg) {
     if (!isSvg)
         return picture.ends_with("IEND\xAE\x42\x60\x82");
@@ -152,7 +152,7 @@ bool Picture::Panel::IsBoolean() const {
     return std::all_of(curves.begin(), curves.end(), [](const Envelope& curve) { return curve.IsBoolean(); });
 }
 
-/// Boolean channels lie one below the other.
+/// Boolean channels are drawn one below the other.
 double Picture::Panel::Lane(std::size_t curve) const {
     return laneDistance * static_cast<double>(curves.size() - 1 - curve);
 }
@@ -169,7 +169,7 @@ Axis Picture::Panel::YAxis() const {
     return lowest <= highest ? Axis(lowest, highest) : Axis(0, 1);
 }
 
-/// About the width of what stands beside the axis.
+/// The approximate width of the labels beside the axis.
 double Picture::Panel::TicPixels() const {
     std::size_t characters = 0;
     if (IsBoolean()) {
@@ -251,7 +251,7 @@ set key at graph 1.01, graph 1 left top reverse Left noenhanced samplen 1.5
     script << "unset multiplot\n";
 }
 
-/// Only the lowest panel has labels below it. Times have tics of their own.
+/// Only the lowest panel has labels. Times get their own tics.
 void Picture::WriteXAxis(std::ostream& script, const Axis& x, const std::vector<Tic>& times, bool isLabelled) const {
     const std::string title = plan.xTitle.empty() ? plan.x : plan.xTitle;
     if (times.empty()) {
@@ -273,7 +273,7 @@ void Picture::WriteXAxis(std::ostream& script, const Axis& x, const std::vector<
                << " offset 0,-0.7 noenhanced\n";
 }
 
-/// The same for all panels. A recording without rows has none.
+/// All panels share one range. A recording without rows has none.
 std::optional<std::pair<double, double>> Picture::XRange() const {
     const std::vector<Span>& spans = panels.front().curves.front().Spans();
     if (spans.empty())
@@ -314,7 +314,7 @@ void Picture::WriteYRange(std::ostream& script, const Panel& panel, const Axis& 
     script << "set yrange [" << bottom << ':' << top << "]\nset ytics " << (isCounted ? "1" : "auto") << '\n';
 }
 
-/// gnuplot complains about data without a point, but draws a function that is nowhere.
+/// gnuplot rejects data without a point, but accepts a function that is undefined everywhere.
 void Picture::WriteCurves(std::ostream& script, const Panel& panel, const Axis& x, const Axis& y) {
     script << "plot ";
     std::ostringstream data;

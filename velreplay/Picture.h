@@ -22,35 +22,35 @@ struct PanelPlan {
     std::vector<std::string> channels;
 };
 
-/// What a plan says about its picture, in its table "plot".
+/// The plan's table "plot", which describes the picture.
 struct PicturePlan {
     std::string place;
     std::string title;
     std::string x;
     std::string xTitle;
-    std::optional<Vel::TimeForm> xTime; ///< x is times
+    std::optional<Vel::TimeForm> xTime; ///< if x holds times: their form
     Extent extent = {};                 ///< the part of x that is shown
     std::vector<PanelPlan> panels;
 };
 
-/// Throws Vel::Error for what is wrong in the table. Without it there is no panel.
+/// Throws Vel::Error for faults in the table. Without the table there are no panels.
 PicturePlan ReadPicturePlan(const Vel::Engine::Plan& plan);
 
-/// Shows the part of x between two numbers, or two times written as in the recording. Empty: no bound. Throws
-/// Vel::Error.
+/// Limits the picture to the part of x between two numbers, or two times written as in the recording. Empty means no
+/// bound. Throws Vel::Error.
 void Bound(PicturePlan& plan, const std::string& from, const std::string& to);
 
-/// Throws Vel::Error for a channel that there is not.
+/// Throws Vel::Error for unknown channels.
 void CheckChannels(const PicturePlan& plan, const Vel::Engine::Run& run);
 
 class Picture {
 public:
-    /// A file with the ending .svg or .png. Refuses at once what would keep gnuplot from drawing it.
+    /// `itsName` is a file that ends in .svg or .png. Throws at once if anything would keep gnuplot from drawing it.
     Picture(std::string itsName, const PicturePlan& itsPlan, const Vel::Engine::Run& run);
 
     /// Takes the rows of a block.
     void Take(std::size_t rows);
-    /// Runs gnuplot, and puts the picture in its place.
+    /// Runs gnuplot, then gives the picture its final name.
     void Draw();
 
 private:

@@ -20,7 +20,7 @@ constexpr sys_days epoch = year(2000) / 1 / 1;
 constexpr std::int64_t mostTics = 10;
 constexpr double furthest = 250e9; // s, some 8000 years
 
-/// From tic to tic: some months, or, if they are 0, a time.
+/// The step from tic to tic: a number of months, or a time if that is 0.
 struct Step {
     microseconds time{0};
     months calendar{0};
@@ -42,7 +42,7 @@ Step StepFor(microseconds range) {
     return {{}, months(12000)};
 }
 
-/// Wall times since the epoch, in order.
+/// Local times since the epoch, in order.
 std::vector<microseconds> RoundTimes(microseconds first, microseconds last, const Step& step) {
     std::vector<microseconds> times;
     if (step.time != 0s) {
@@ -102,8 +102,8 @@ std::vector<Tic> TimeTics(double lowest, double highest, const Vel::TimeForm& fo
         return seconds(zone.OffsetAt(static_cast<std::int64_t>(std::floor(time))));
     };
     const microseconds range = Rounded(highest) - Rounded(lowest);
-    const Step step = StepFor(range == 0s ? 10ms : range); // milliseconds of a time that is alone
-    const bool isFine = step.time != 0s && step.time < 1s; // then one offset serves the whole axis
+    const Step step = StepFor(range == 0s ? 10ms : range); // a single time is shown with milliseconds
+    const bool isFine = step.time != 0s && step.time < 1s; // then one UTC offset serves the whole axis
     const seconds atStart = offsetAt(lowest);
     const seconds atEnd = isFine ? atStart : offsetAt(highest);
     const auto times =

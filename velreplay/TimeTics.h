@@ -1,4 +1,4 @@
-// What an axis of times shows in the place of numbers.
+// Tics for an axis of times.
 #pragma once
 
 #include "vocabulary/TimeForm.h"
@@ -10,14 +10,14 @@ namespace Velreplay {
 
 struct Tic {
     double at;
-    std::string time; ///< of day; empty where only days are shown
-    std::string date; ///< where it is another one than at the tic before
+    std::string time; ///< time of day; empty if only days are shown
+    std::string date; ///< empty if it is the same as at the tic before
 };
 
-/// Round times of the form's zone between two times: up to about ten. None for times that no calendar has.
+/// Up to about ten round times in the form's time zone between two times. None if the times are outside the calendar.
 std::vector<Tic> TimeTics(double lowest, double highest, const Vel::TimeForm& form);
 
-/// "Europe/Berlin", "UTC"; empty for what clocks on the wall show.
+/// "Europe/Berlin", "UTC"; empty for local time.
 std::string ZoneName(const Vel::TimeForm& form);
 
 } // namespace Velreplay

@@ -1,6 +1,6 @@
 // Writes an electrocardiogram to standard output: 5 minutes at 250 Hz, in mV, with early beats, a pause, mains hum, a
-// wandering baseline and an electrode that comes off. `ecg --beats` writes the times of the beats instead. All of it is
-// integer arithmetic, so that the recording is the same on every machine.
+// wandering baseline and an electrode that comes off. `ecg --beats` writes the times of the beats instead. The program
+// uses only integer arithmetic, so the recording is the same on every machine.
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -16,14 +16,14 @@ constexpr int electrodeOnMs = 206'000;
 
 /// One wave of a beat: a parabola.
 struct Wave {
-    int atMs; ///< from the beat's R wave
+    int atMs; ///< relative to the beat's R wave
     int halfWidthMs;
     int height; ///< in uV
 };
 
 constexpr std::array<Wave, 5> usualBeat{
     {{-170, 50, 120}, {-28, 14, -100}, {0, 24, 1100}, {30, 20, -260}, {260, 90, 300}}};
-/// From the ventricle: no wave of the atria before it, a wide main wave, a last wave that points down.
+/// A ventricular beat: no P wave, a wide QRS complex, an inverted T wave.
 constexpr std::array<Wave, 3> earlyBeat{{{0, 60, 1400}, {80, 50, -500}, {300, 100, -350}}};
 
 struct Beat {
@@ -31,7 +31,7 @@ struct Beat {
     bool isEarly;
 };
 
-/// Rest, exertion, recovery; an early beat now and then, and one pause.
+/// Rest, exertion and recovery, with a few early beats and one pause.
 std::vector<Beat> Beats() {
     std::vector<Beat> beats;
     int at = 500;
@@ -76,7 +76,7 @@ int HeightOf(const Beat& beat, int atMs) {
     return height;
 }
 
-/// Between -300 and 300 uV, slowly.
+/// Varies slowly between -300 and 300 uV.
 int Baseline(int atMs) {
     constexpr int halfPeriodMs = 3700;
     const int phase = atMs % halfPeriodMs;

@@ -1,6 +1,6 @@
-// Writes four days of an energy meter to standard output, as such meters do: local time without an offset, over the
-// night in which clocks are put back, a row every 20 seconds or so, decimal commas, an outage, cells without a number.
-// All of it is integer arithmetic, so that the recording is the same on every machine.
+// Writes four days of an energy meter to standard output, in the usual form of meters: local time without a UTC offset,
+// including the night when clocks go back, a row about every 20 seconds, decimal commas, an outage, and cells without a
+// number. The program uses only integer arithmetic, so the recording is the same on every machine.
 #include <cstdint>
 #include <cstdio>
 
@@ -11,7 +11,7 @@ constexpr int day = 24 * hour;
 constexpr int clocksPutBack = 2 * day + 3 * hour; // in s from the start, 25 October 2024 0:00 in Berlin
 constexpr int end = 4 * day + hour;
 
-/// Numbers below `count`.
+/// Pseudo-random numbers.
 class Random {
 public:
     int Below(int count) {
@@ -23,7 +23,7 @@ private:
     std::uint32_t state = 4;
 };
 
-/// In W, by the hour of the day: a household.
+/// The power of a household in W, by the hour of the day.
 int BasePower(int secondOfDay) {
     const int inHours = secondOfDay / hour;
     if (inHours < 6 || inHours >= 23)
@@ -37,7 +37,7 @@ int BasePower(int secondOfDay) {
 
 int main() {
     Random random;
-    int kettle = 0; // s for which it still boils
+    int kettle = 0; // remaining time in s
     int oven = 0;
     std::puts("Meter 4711;;\nTimestamp;Power;State\n;kW;");
     for (int time = 7, step = 0; time < end; time += step) {
