@@ -200,7 +200,7 @@ private:
 };
 
 TEST(Documentation, ShowsWhatVelreplayDoes) {
-    for (const char* const page : {"docs/velreplay.md", "docs/plans.md", "docs/days.md"}) {
+    for (const char* const page : {"README.md", "docs/velreplay.md", "docs/plans.md", "docs/days.md"}) {
         PageRun run;
         for (const auto& [language, text] : Fences(source / page)) {
             if (language == "text") {
