@@ -75,9 +75,9 @@ std::uint64_t RowsIn(const Duration& duration, std::optional<double> period, con
     if (!period)
         throw Error(place, owner + " cannot be " + duration.text + ", since nothing says how far rows are apart",
                     "add sample_period to [plan], or a [raster]; or write the number of rows");
-    if (const auto rows = AsWhole(duration.seconds / *period))
+    if (const auto rows = AsWhole(duration.seconds / *period); rows && *rows != 0)
         return *rows;
-    throw Error(place, owner + " is no whole number of rows: " + duration.text,
+    throw Error(place, owner + " is no whole number of rows above 0: " + duration.text,
                 "rows are " + Text(*period) + " s apart; write a multiple");
 }
 

@@ -108,6 +108,8 @@ private:
             return;
         }
         CheckRange(parameter, *given);
+        if (std::holds_alternative<bool>(*given) && parameter.kind != ParameterKind::Flag)
+            RefuseValue(parameter, "is no flag, so it cannot be true or false");
         switch (parameter.kind) {
         case ParameterKind::Number:
             return Add('D', Need<double>(parameter, *given));

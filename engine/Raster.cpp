@@ -13,7 +13,16 @@ namespace {
 
 constexpr double never = -std::numeric_limits<double>::infinity();
 constexpr double stalePeriods = 10;
+constexpr double tolerance = 1e-9;     // of a time, beside the rounding of decimal times
 constexpr double mostUnseen = 1.0 / 3; // of all rows; with jitter some of them come in pairs
+
+/// How far apart two numbers may be that mean the same time.
+double RoundingOf(double time) { return 4 * std::numeric_limits<double>::epsilon() * std::abs(time); }
+
+/// Whether more time passes than so much: 0.3 s do not from 0.6 to 0.9, whose difference is a little more.
+bool IsLonger(double from, double to, double most) {
+    return to - from > most * (1 + tolerance) + std::max(RoundingOf(from), RoundingOf(to));
+}
 
 } // namespace
 
@@ -63,7 +72,7 @@ std::size_t Raster::Make() {
         RefuseTooLate(*time);
         if (!last) {
             Begin(*time);
-        } else if (std::abs(*time - *last) > plan.maxStep) {
+        } else if (IsLonger(std::min(*time, *last), std::max(*time, *last), plan.maxStep)) {
             if (!MakeLast() || made != 0) // the rows before the step get a block of their own
                 return made;
             if (!plan.beginsAnewOnStep)
@@ -112,18 +121,24 @@ void Raster::RefuseTooLate(double time) const {
 void Raster::Begin(double time) {
     origin = plan.isAligned ? 0 : time;
     row = plan.isAligned ? static_cast<std::int64_t>(std::ceil(time / plan.period)) : 0;
-    while (TimeOf(row - 1) >= time)
+    while (!IsBefore(TimeOf(row - 1), time))
         --row;
-    while (TimeOf(row) < time)
+    while (IsBefore(TimeOf(row), time))
         ++row;
     lastMade = never;
     for (Track& track : tracks)
         track.isThere = false;
 }
 
-/// Takes the samples of the next row. A missing one ends the sample before it, if a row of the raster has used that.
+/// Whether a row of the raster comes before this time. Rows such as 3 * 0.3 may be a rounding below 0.9.
+bool Raster::IsBefore(double rowTime, double time) const {
+    return time - rowTime > plan.period * tolerance + RoundingOf(time);
+}
+
+/// Takes the samples of the next row. A missing one ends the sample before, once a row of the raster has seen that. It
+/// ends a line at once.
 void Raster::See(double time) {
-    if (last && lastMade < *last && *last < time)
+    if (last && IsBefore(lastMade, *last) && *last < time)
         unseen.Add(lastSource + 1);
     ++taken;
     for (std::size_t i = 0; i < tracks.size(); ++i)
@@ -134,8 +149,11 @@ void Raster::See(double time) {
                     track.sample.Set(sample);
                     track.time = time;
                     track.isThere = true;
-                } else if (track.time <= lastMade) {
+                    track.isEnding = false;
+                } else if (track.way == Way::Line || !IsBefore(lastMade, track.time)) {
                     track.isThere = false;
+                } else {
+                    track.isEnding = true;
                 }
             },
             tracks[i].input.channel->noValue);
@@ -146,7 +164,7 @@ void Raster::See(double time) {
 /// Computes the rows before the next row of the recording, which is at `end`. False if there is no room for all of
 /// them.
 bool Raster::MakeBelow(double end) {
-    while (TimeOf(row) < end) {
+    while (IsBefore(TimeOf(row), end)) {
         if (made == mostRows)
             return false;
         Write(TimeOf(row), end);
@@ -156,7 +174,7 @@ bool Raster::MakeBelow(double end) {
 
 /// Computes the row at the last time of the recording, if there is one. False if there is no room for it.
 bool Raster::MakeLast() {
-    if (TimeOf(row) > *last)
+    if (IsBefore(*last, TimeOf(row)))
         return true;
     if (made == mostRows)
         return false;
@@ -172,6 +190,8 @@ void Raster::Write(double time, std::optional<double> end) {
                 Samples<T>(*tracks[input].input.column)[made] = SampleAt(input, noValue, time, end);
             },
             tracks[input].input.channel->noValue);
+    for (Track& track : tracks)
+        track.isThere = track.isThere && !track.isEnding;
     sources.push_back(lastSource);
     lastMade = time;
     ++made;
@@ -187,21 +207,21 @@ T Raster::SampleAt(std::size_t input, T noValue, double time, std::optional<doub
     if (!track.isThere)
         return noValue;
     const T sample = track.sample.Get<T>();
-    if (track.time == time)
+    if (!IsBefore(track.time, time))
         return sample;
     if constexpr (std::is_floating_point_v<T>) {
         if (track.way == Way::WallTime) // UTC offsets are whole seconds
             return static_cast<T>(time + std::nearbyint(sample - track.time));
         if (track.way == Way::Line) {
-            if (!end || *end - track.time > plan.maxGap || IsNoValue(columns[input].At<T>(next), noValue))
+            if (!end || IsLonger(track.time, *end, plan.maxGap) || IsNoValue(columns[input].At<T>(next), noValue))
                 return noValue;
             const double share = (time - track.time) / (*end - track.time);
             return static_cast<T>(std::lerp(double{sample}, double{columns[input].At<T>(next)}, share));
         }
     }
-    if (time - track.time > plan.maxGap)
+    if (IsLonger(track.time, time, plan.maxGap))
         return noValue;
-    if (std::isinf(plan.maxGap) && time - track.time > stalePeriods * plan.period)
+    if (std::isinf(plan.maxGap) && IsLonger(track.time, time, stalePeriods * plan.period))
         stale.Add(madeBefore + made + 1);
     return sample;
 }

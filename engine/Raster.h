@@ -54,6 +54,7 @@ private:
         SampleCell sample = {};
         double time = -std::numeric_limits<double>::infinity(); ///< of the sample
         bool isThere = false;
+        bool isEnding = false; ///< a missing sample has followed: one row of the raster still sees this one
     };
     struct Count {
         std::uint64_t firstRow = 0; ///< from 1
@@ -67,6 +68,7 @@ private:
     std::optional<double> NextTime();
     void RefuseTooLate(double time) const;
     void Begin(double time);
+    bool IsBefore(double rowTime, double time) const;
     void See(double time);
     bool MakeBelow(double end);
     bool MakeLast();

@@ -50,12 +50,9 @@ constexpr std::array wideEncodings{
 /// The name of such an encoding; empty: it is none.
 std::string WideEncodingOf(std::string_view text) {
     const auto hasZeros = [text](std::string_view zeros) {
-        if (zeros.empty() || text.size() < zeros.size())
-            return false;
-        for (std::size_t i = 0; i < zeros.size(); ++i)
-            if ((text[i] == 0) != (zeros[i] == '0'))
-                return false;
-        return true;
+        return !zeros.empty() && text.size() >= zeros.size() &&
+               std::equal(zeros.begin(), zeros.end(), text.begin(),
+                          [](char wanted, char byte) { return (wanted == '0') == (byte == 0); });
     };
     for (const WideEncoding& encoding : wideEncodings)
         if ((!encoding.mark.empty() && text.starts_with(encoding.mark)) || hasZeros(encoding.zeros))
@@ -178,7 +175,7 @@ void RefuseOtherThanText(std::string_view beginning, const std::string& name) {
 std::string AdviceOnHeader(std::string_view beginning, std::size_t headerOffset, const CsvFormat& format,
                            std::span<const std::string> wanted, std::span<const std::string> header,
                            const std::string& missing) {
-    if (const std::string options = FittingOptions(beginning, headerOffset, format, wanted); !options.empty())
+    if (std::string options = FittingOptions(beginning, headerOffset, format, wanted); !options.empty())
         return options;
     if (!std::all_of(missing.begin(), missing.end(), IsAscii) && !std::all_of(header.begin(), header.end(), IsUtf8))
         return "the header is not in UTF-8; for most Windows programs: iconv -f WINDOWS-1252 -t UTF-8 RECORDING | "

@@ -130,6 +130,11 @@ TimePattern::TimePattern(const std::string& pattern, const std::string& place) {
     bool hasHalfOfDay = false;
     for (std::size_t i = 0; i < pattern.size(); ++i) {
         std::string& part = hasSeconds ? tail : head;
+        if (pattern.compare(i, 3, "%Y%") == 0) { // %Y alone would take the digits behind the year, too
+            part += "%E4Y";
+            ++i;
+            continue;
+        }
         if (pattern[i] != '%' || i + 1 == pattern.size()) {
             part += pattern[i];
             continue;
@@ -256,24 +261,27 @@ TimeFault TimeReader::ToUtc(std::int64_t wall, std::int64_t& utc) {
     if (moments.count == 0)
         return TimeFault::Skipped;
     if (moments.count == 2) {
-        const TimeFault fault = Choose(moments, utc);
-        if (fault != TimeFault::None && !form.isLocal)
-            return fault;
+        utc = order.Choose(moments);
+        if (order.GoesBackTo(utc) && !form.isLocal)
+            return TimeFault::Ambiguous;
     }
+    order.Take(utc);
+    return TimeFault::None;
+}
+
+std::int64_t MomentOrder::Choose(const Zone::Moments& moments) const {
+    const bool isBack = GoesBackTo(moments.earlier);
+    const bool isNext = hasLast && last == moments.earlier && step * 2 >= moments.later - moments.earlier;
+    return isBack || isNext ? moments.later : moments.earlier;
+}
+
+bool MomentOrder::GoesBackTo(std::int64_t utc) const { return hasLast && last > utc + mostSecondsBack; }
+
+void MomentOrder::Take(std::int64_t utc) {
     if (hasLast)
         step = utc - last;
     last = utc;
     hasLast = true;
-    return TimeFault::None;
-}
-
-/// The first pass through the hour is the earlier one. The text goes back where the second begins, or stays where the
-/// rows are an hour apart. Rows may stand some seconds out of order.
-TimeFault TimeReader::Choose(const Zone::Moments& moments, std::int64_t& utc) const {
-    const bool isBack = hasLast && last > moments.earlier + mostSecondsBack;
-    const bool isNext = hasLast && last == moments.earlier && step * 2 >= moments.later - moments.earlier;
-    utc = isBack || isNext ? moments.later : moments.earlier;
-    return hasLast && last > utc + mostSecondsBack ? TimeFault::Ambiguous : TimeFault::None;
 }
 
 bool TimeReader::ReadIso(std::string_view text, Parts& parts) {
@@ -463,13 +471,21 @@ std::string_view TimeWriter::Write(double value) {
     return text;
 }
 
+/// The moment at which the clocks show this wall time.
+std::int64_t TimeWriter::MomentOf(std::int64_t wall) {
+    const Zone::Moments moments = zone.MomentsOf(wall);
+    const std::int64_t utc = moments.count == 2 ? order.Choose(moments) : moments.earlier;
+    order.Take(utc);
+    return utc;
+}
+
 /// Local time has the offset that the clocks have then.
 void TimeWriter::WriteIso(const Decimal& time) {
     std::int64_t wall = time.whole;
     std::int64_t offset = 0;
     const bool hasOffset = style.offset != TimeStyle::Offset::None;
     if (form.isLocal) {
-        offset = hasOffset ? wall - zone.MomentsOf(wall).earlier : 0;
+        offset = hasOffset ? wall - MomentOf(wall) : 0;
         wall -= style.offset == TimeStyle::Offset::Utc ? offset : 0;
     } else if (style.offset != TimeStyle::Offset::Utc) {
         offset = hasOffset && form.zone.empty() ? style.offsetSeconds : zone.OffsetAt(wall);
@@ -526,13 +542,14 @@ void TimeWriter::WriteDay(std::int64_t days) {
 void TimeWriter::WritePattern(const Decimal& time) {
     AppendFraction(time.digits, time.decimals);
     const std::string fraction = std::exchange(text, {});
-    const std::int64_t utc = form.isLocal ? zone.MomentsOf(time.whole).earlier : time.whole;
+    const std::int64_t utc = form.isLocal ? MomentOf(time.whole) : time.whole;
     text = zone.Format(pattern->head + (pattern->hasSeconds ? "%S" + fraction + pattern->tail : ""), utc);
 }
 
 /// What is below 0 counts downwards.
 void TimeWriter::WriteUnix(const Decimal& time) {
-    Decimal unixTime{time.whole + epoch, time.digits, time.decimals};
+    const std::int64_t utc = form.isLocal ? MomentOf(time.whole) : time.whole;
+    Decimal unixTime{utc + epoch, time.digits, time.decimals};
     if (form.kind == TimeForm::Kind::UnixMilliseconds) {
         const int decimals = std::max(time.decimals, decimalsOfMilliseconds);
         const std::uint64_t digits = time.digits * PowerOfTen(decimals - time.decimals);

@@ -67,6 +67,22 @@ private:
     Quarter ofUtc;
 };
 
+/// Tells by the moments before which of two moments a wall time means.
+class MomentOrder {
+public:
+    /// The first pass through the hour is the earlier one. The wall time goes back where the second begins, or stays
+    /// where the rows are an hour apart. Rows may be some seconds out of order.
+    std::int64_t Choose(const Zone::Moments& moments) const;
+    /// Whether a moment lies further back than rows out of order do.
+    bool GoesBackTo(std::int64_t utc) const;
+    void Take(std::int64_t utc);
+
+private:
+    bool hasLast = false;
+    std::int64_t last = 0;
+    std::int64_t step = 0; ///< to it, from the one before
+};
+
 /// A pattern of strptime, cut at its seconds, which may have decimals.
 struct TimePattern {
     /// Throws Error, with this place, for a pattern without a date, or whose times could not be read back.
@@ -104,7 +120,6 @@ private:
     bool ReadPatternWith(char point, std::string_view text, Parts& parts) const;
     bool ReadUnix(std::string_view text, Parts& parts) const;
     TimeFault ToUtc(std::int64_t wall, std::int64_t& utc);
-    TimeFault Choose(const Zone::Moments& moments, std::int64_t& utc) const;
 
     TimeForm form;
     Zone zone;
@@ -114,9 +129,7 @@ private:
     bool hasFraction = false;       ///< in a text so far, so that its point is known
     std::array<char, 10> dayText{}; ///< of the last text
     std::int64_t day = 0;           ///< its seconds
-    bool hasLast = false;
-    std::int64_t last = 0; ///< time that had to be read with the zone
-    std::int64_t step = 0; ///< to it, from the one before
+    MomentOrder order;              ///< of the times that had to be read with the zone
 };
 
 /// Writes times in the form and style of a column. What it writes reads back to the same value, except fractions that
@@ -132,6 +145,7 @@ public:
 private:
     struct Decimal;
     static Decimal Split(double value, int leastDecimals, int mostDecimals);
+    std::int64_t MomentOf(std::int64_t wall);
     void WriteIso(const Decimal& time);
     void WriteIsoOffset(std::int64_t offset);
     void WriteDay(std::int64_t days);
@@ -144,6 +158,7 @@ private:
     Zone zone;
     std::optional<TimePattern> pattern;
     TimeStyle style;
+    MomentOrder order; ///< of the wall times
     std::int64_t writtenDay = INT64_MIN;
     std::array<char, 10> dayText{};
     std::string text;

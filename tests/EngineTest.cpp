@@ -355,6 +355,28 @@ TEST(Engine, BringsARecordingOntoARaster) {
     }
 }
 
+TEST(Engine, EndsSamplesOfARasterWhereTheRecordingDoes) {
+    const auto onto = [](const std::string& keys, const std::string& input,
+                         const std::vector<std::vector<double>>& rows) {
+        const std::string plan = "[raster]\ntime = \"t\"\nperiod = " + keys + "\n" + InputNamed("t") +
+                                 InputNamed("v", input) + "[compute]\nmost = \"Max(v)\"\n";
+        const std::string result = ResultOf(plan, rows, 1);
+        EXPECT_EQ(ResultOf(plan, rows, 4), result);
+        return result;
+    };
+    // What a missing cell ends, one row of the raster still sees; a line ends at once.
+    EXPECT_EQ(onto("1", "", {{0, 0}, {0.1, 1}, {0.2, gap}, {0.3, gap}, {3, 6}}),
+              "0 0 0 @0\n1 1 1 @3\n2 - 1 @3\n3 6 6 @4\n");
+    EXPECT_EQ(onto("1", "resample = \"linear\"", {{0, 0}, {0.1, 1}, {0.2, gap}, {0.3, gap}, {3, 6}}),
+              "0 0 0 @0\n1 - 0 @3\n2 - 0 @3\n3 6 6 @4\n");
+    // Sums of decimal numbers are off by a rounding.
+    EXPECT_EQ(onto("0.3", "", {{0, 0}, {0.3, 1}, {0.6, 2}, {0.9, 3}, {1.2, 4}}),
+              "0 0 0 @0\n0.3 1 1 @1\n0.6 2 2 @2\n0.9 3 3 @3\n1.2 4 4 @4\n");
+    EXPECT_EQ(onto("0.1\nmax_gap = 0.3", "resample = \"linear\"", {{0.3, 3}, {0.6, 6}, {0.9, 9}}),
+              "0.3 3 3 @0\n0.4 4 4 @0\n0.5 5 5 @0\n0.6 6 6 @1\n0.7 7 7 @1\n0.8 8 8 @1\n0.9 9 9 @2\n");
+    EXPECT_EQ(onto("0.1\nmax_step = 0.1", "", {{0.2, 2}, {0.3, 3}, {0.4, 4}}), "0.2 2 2 @0\n0.3 3 3 @1\n0.4 4 4 @2\n");
+}
+
 TEST(Engine, ChoosesRowsOfTheResult) {
     const std::vector<std::vector<double>> rows{{1, 5}, {1, 2}, {gap, 7}, {2, 1}, {2, 3}, {3, 0}};
     const std::string channels = InputNamed("day") + InputNamed("v") + "[compute]\n";

@@ -256,7 +256,11 @@ TEST_F(HostTest, RefusesTimesAndHoldsWithARemedy) {
     const std::string raster = "[raster]\ntime = \"t\"\nperiod = ", rate = "[plan]\nsample_period = 0.1";
     refuse(number, "", "Max(v, window = '10 s')", "since nothing says how far rows are apart\n    Max(v, window");
     refuse(number, rate, "Max(v, window = '10 miles')", "a duration is a number with us, ms, s, min, h or d behind it");
-    refuse(number, rate, "Max(v, window = '10.05 s')", "no whole number of rows: 10.05 s");
+    refuse(number, rate, "Max(v, window = '10.05 s')", "no whole number of rows above 0: 10.05 s");
+    refuse(number, rate, "Max(v, window = '1 ns')", "is no duration");
+    refuse(number, "[plan]\nsample_period = \"1 h\"", "Max(v, window = '1 us')",
+           "no whole number of rows above 0: 1 us");
+    refuse(number, "", "Max(v, window = true)", "parameter \"window\" is no flag, so it cannot be true or false");
     refuse(number, rate, "NoValueAlarm(v, limit = '0.5 ms')", "no whole number of milliseconds: 0.5 ms");
     refuse(number, "", "Max(v, hold = '1 s')", "\"hold\" cannot be 1 s, since nothing says how far rows are apart");
     refuse(number, "", "Max(v, hold = 1.5)", "\"hold\" is no number of rows above 0\n    Max(v, hold = 1.5)");

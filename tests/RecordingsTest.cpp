@@ -59,6 +59,30 @@ TEST(Times, ReadAndWriteEachForm) {
               (Hours{0, 0}));
 }
 
+TEST(Times, OfLocalClocksAreWrittenAsTheyCame) {
+    const std::string berlin = "Europe/Berlin";
+    const std::string compact = "%Y%m%d%H%M%S%z";
+    for (const auto& [form, texts] : std::initializer_list<std::pair<TimeForm, std::vector<std::string>>>{
+             {{TimeForm::Kind::Iso, "", berlin, true},
+              {"2024-10-26T23:30:00Z", "2024-10-27T00:30:00Z", "2024-10-27T01:30:00Z", "2024-10-27T01:30:00Z"}},
+             {{TimeForm::Kind::Iso, "", berlin, true},
+              {"2024-10-27T01:30:00+02:00", "2024-10-27T02:30:00+02:00", "2024-10-27T02:30:00+01:00"}},
+             {{TimeForm::Kind::UnixSeconds, "", berlin, true},
+              {"1729987200", "1729989000", "1729990800", "1729992600", "1730000000"}},
+             {{TimeForm::Kind::UnixMilliseconds, "", berlin, true}, {"1720000000250", "1730000000500"}},
+             {{TimeForm::Kind::Pattern, compact, berlin, true},
+              {"20241027015959+0200", "20241027025959+0200", "20241027020000+0100"}}}) {
+        Vel::Recordings::TimeReader reader(form, "place");
+        Vel::Recordings::TimeWriter writer(form);
+        for (const std::string& text : texts) {
+            double time = 0;
+            ASSERT_EQ(reader.Read(text, time), Vel::Recordings::TimeFault::None) << text;
+            writer.SetStyle(*reader.Style());
+            EXPECT_EQ(writer.Write(time), text);
+        }
+    }
+}
+
 /// Writes columns of random samples and texts, and reads them back.
 class RoundTrip {
 public:

@@ -129,6 +129,8 @@ def test_mistakes_are_told_where_they_are_made() -> None:
         _ = 1 < v < 2
     with pytest.raises(TypeError, match="unsupported operand"):
         v + "1"  # type: ignore[operator]
+    with pytest.raises(TypeError, match="__array_ufunc__"):
+        v + np.arange(3.0)  # type: ignore[operator]
     with pytest.raises(vel.Error, match="no number of a formula"):
         v + float("nan")
     with pytest.raises(vel.Error, match="is taken"):

@@ -39,6 +39,7 @@ class Channel:
     """
 
     __hash__ = object.__hash__
+    __array_ufunc__ = None  # NumPy would make an array of formulas
 
     def __init__(
         self, plan: Plan, text: str, *, binding: int = 0, is_condition: bool = False, call: Call | None = None
