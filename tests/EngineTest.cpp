@@ -364,12 +364,12 @@ TEST(Engine, EndsSamplesOfARasterWhereTheRecordingDoes) {
         EXPECT_EQ(ResultOf(plan, rows, 4), result);
         return result;
     };
-    // What a missing cell ends, one row of the raster still sees; a line ends at once.
+    // One row of the raster still gets the sample that a missing cell ends; interpolation ends at once.
     EXPECT_EQ(onto("1", "", {{0, 0}, {0.1, 1}, {0.2, gap}, {0.3, gap}, {3, 6}}),
               "0 0 0 @0\n1 1 1 @3\n2 - 1 @3\n3 6 6 @4\n");
     EXPECT_EQ(onto("1", "resample = \"linear\"", {{0, 0}, {0.1, 1}, {0.2, gap}, {0.3, gap}, {3, 6}}),
               "0 0 0 @0\n1 - 0 @3\n2 - 0 @3\n3 6 6 @4\n");
-    // Sums of decimal numbers are off by a rounding.
+    // Sums of decimal numbers have rounding errors.
     EXPECT_EQ(onto("0.3", "", {{0, 0}, {0.3, 1}, {0.6, 2}, {0.9, 3}, {1.2, 4}}),
               "0 0 0 @0\n0.3 1 1 @1\n0.6 2 2 @2\n0.9 3 3 @3\n1.2 4 4 @4\n");
     EXPECT_EQ(onto("0.1\nmax_gap = 0.3", "resample = \"linear\"", {{0.3, 3}, {0.6, 6}, {0.9, 9}}),
