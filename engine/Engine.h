@@ -199,7 +199,7 @@ public:
     /// Indices of the channels in the plan's output.
     std::vector<std::size_t> Output() const;
 
-    /// Turns statuses, their counts and warnings on or off from the next block on. They are off at first.
+    /// From the next block on, turns statuses, their counts and the checks for warnings on or off. Off at first.
     void MakeStatuses(bool areWanted);
 
     /// Whether the engine writes the samples of a channel: true for results, and for inputs that are held or resampled.

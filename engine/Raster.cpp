@@ -13,13 +13,14 @@ namespace {
 
 constexpr double never = -std::numeric_limits<double>::infinity();
 constexpr double stalePeriods = 10;
-constexpr double tolerance = 1e-9;     // of a time, beside the rounding of decimal times
+constexpr double tolerance = 1e-9;     // of a step, in addition to the rounding of the times
 constexpr double mostUnseen = 1.0 / 3; // of all rows; with jitter some of them come in pairs
 
-/// How far apart two numbers may be that mean the same time.
+/// The largest difference between two numbers that represent the same time.
 double RoundingOf(double time) { return 4 * std::numeric_limits<double>::epsilon() * std::abs(time); }
 
-/// Whether more time passes than so much: 0.3 s do not from 0.6 to 0.9, whose difference is a little more.
+/// Whether a step in time is longer than `most`. From 0.6 to 0.9 is not longer than 0.3, though the difference is
+/// larger by a rounding error.
 bool IsLonger(double from, double to, double most) {
     return to - from > most * (1 + tolerance) + std::max(RoundingOf(from), RoundingOf(to));
 }
@@ -130,13 +131,13 @@ void Raster::Begin(double time) {
         track.isThere = false;
 }
 
-/// Whether a row of the raster comes before this time. Rows such as 3 * 0.3 may be a rounding below 0.9.
+/// Whether a row of the raster is before this time. Row times such as 3 * 0.3 may be below 0.9 by a rounding error.
 bool Raster::IsBefore(double rowTime, double time) const {
     return time - rowTime > plan.period * tolerance + RoundingOf(time);
 }
 
-/// Takes the samples of the next row. A missing one ends the sample before, once a row of the raster has seen that. It
-/// ends a line at once.
+/// Takes the samples of the next row. A missing one ends the sample before it, once a row of the raster has used that.
+/// It ends interpolation at once.
 void Raster::See(double time) {
     if (last && IsBefore(lastMade, *last) && *last < time)
         unseen.Add(lastSource + 1);

@@ -54,7 +54,7 @@ private:
         SampleCell sample = {};
         double time = -std::numeric_limits<double>::infinity(); ///< of the sample
         bool isThere = false;
-        bool isEnding = false; ///< a missing sample has followed: one row of the raster still sees this one
+        bool isEnding = false; ///< a missing sample has followed, but one row of the raster may still use this one
     };
     struct Count {
         std::uint64_t firstRow = 0; ///< from 1

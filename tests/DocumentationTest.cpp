@@ -1,5 +1,5 @@
-// The pages of the documentation: links lead somewhere, code comes from the examples, and velreplay does what they say.
-// The reference of the operations is compared with the vocabulary, and its examples are run.
+// The documentation: links have targets, code comes from the examples, and velreplay behaves as the pages say. The
+// reference of operations is compared with the vocabulary, and its examples are run.
 #include "checks/Subject.h"
 #include "engine/Parameters.h"
 #include "recordings/Numbers.h"
@@ -30,7 +30,7 @@ using Vel::Operation;
 
 const fs::path source = VEL_SOURCE;
 
-/// A folder that lives as long as a test.
+/// A folder that exists during a test.
 struct TemporaryFolder {
     TemporaryFolder() {
         std::string pattern = testing::TempDir() + "pagesXXXXXX";
@@ -57,7 +57,7 @@ std::vector<fs::path> Pages() {
     return pages;
 }
 
-/// What a page has between fences: the language and the text.
+/// The fenced blocks of a page: language and text.
 std::vector<std::pair<std::string, std::string>> Fences(const fs::path& page) {
     std::vector<std::pair<std::string, std::string>> fences;
     std::ifstream file(page);
@@ -75,7 +75,7 @@ std::vector<std::pair<std::string, std::string>> Fences(const fs::path& page) {
     return fences;
 }
 
-/// The blocks of a page in fences of this language.
+/// The fenced blocks of a page in one language.
 std::vector<std::string> Blocks(const fs::path& page, const std::string& language) {
     std::vector<std::string> blocks;
     for (const auto& [name, text] : Fences(page))
@@ -149,10 +149,10 @@ TEST(Documentation, ShowsCodeOfTheExamples) {
     EXPECT_EQ(Blocks(source / "docs/hosting.md", "text"), outputs);
 }
 
-/// velreplay on the plan, recording and result of a page. A page that begins with a recording goes on with it.
+/// Runs velreplay on a page's plans, recordings and results. A page that begins with a recording uses it throughout.
 class PageRun {
 public:
-    /// A plan without inputs is a part that may be added to the plan before it.
+    /// A plan without inputs is a part, which is added to the plan before it.
     void TakePlan(const std::string& text) {
         keepsRecording = keepsRecording || (plan.empty() && hasRecording);
         const bool isPart = text.find("[[inputs]]") == std::string::npos;
@@ -182,7 +182,7 @@ public:
         EXPECT_EQ(Output(), text);
         isLoaded = true;
     }
-    /// A plan that is refused is followed by its message.
+    /// False after a plan that velreplay refuses; its message must follow.
     bool IsLoaded() const { return isLoaded; }
     std::string Output() const { return Read(folder.path / "out"); }
 
@@ -196,7 +196,7 @@ private:
     std::string plan;
     bool isLoaded = true;
     bool hasRecording = false;
-    bool keepsRecording = false; ///< as long as there are results of it
+    bool keepsRecording = false; ///< while results of it follow
 };
 
 TEST(Documentation, ShowsWhatVelreplayDoes) {
@@ -227,7 +227,7 @@ std::vector<std::string> Split(const std::string& text, const std::string& separ
     return parts;
 }
 
-/// "1 - 3", a column of a table.
+/// The cells of one table column, written as "1 - 3"; "-" is an empty cell.
 std::vector<std::string> Cells(const std::string& text) {
     std::vector<std::string> cells = Split(text, " ");
     std::replace(cells.begin(), cells.end(), std::string("-"), std::string());
@@ -268,26 +268,26 @@ TEST(Documentation, SolvesTasksAsItSays) {
         for (const std::string& line : lines)
             recording += line + "\n";
         for (const std::string& cell : results)
-            result += (cell.empty() ? "\"\"" : cell) + "\n"; // an empty line would be no row
+            result += (cell.empty() ? "\"\"" : cell) + "\n"; // an empty line would not be a row
         run.TakeTable(recording);
         run.TakeTable(result);
     }
     EXPECT_EQ(count, std::ssize(Split(tasks, "```toml")) - 1);
 }
 
-/// NoValue-aware operations that answer true and write nothing: what stands in the result before the last sample stays.
+/// NoValue-aware operations that return true but write nothing: a mark in the result before the last sample remains.
 std::set<std::string_view> OperationsThatKeepTheirValue() {
     std::set<std::string_view> names;
     SeededChoice choice(1);
     for (const Row& row : AllRows())
         for (int life = 0; life < 60; ++life) {
-            SeededChoice same = choice; // a gear table can be read once only
+            SeededChoice same = choice; // a gear table can be read only once
             Subject subject(row, true), other(row, true);
             EXPECT_TRUE(subject.Initialize(ChooseParameters(row, std::ref(choice))));
             EXPECT_TRUE(other.Initialize(ChooseParameters(row, std::ref(same))));
             bool haveAnswered = true;
             SampleBits before = 0;
-            const char letter = row.signature[0]; // of a signalling NaN no sum is made that is the same
+            const char letter = row.signature[0]; // no sum can equal a signalling NaN
             const SampleBits mark = letter == 'D'   ? SampleBits{0x7ff4000000000077}
                                     : letter == 'F' ? SampleBits{0x7fa00077}
                                                     : SampleOf(letter, 77);
@@ -319,7 +319,7 @@ TEST(Documentation, TellsWhichOperationsKeepTheirValue) {
     EXPECT_EQ(names, OperationsThatKeepTheirValue()) << "in docs/plans.md, the table Keeps its value";
 }
 
-/// An entry of the reference: the operation that it describes, and what it says.
+/// An entry of the reference and the operation that it describes.
 struct Entry {
     const Operation* operation;
     std::string heading;
@@ -332,7 +332,7 @@ struct Reference {
     std::vector<std::string> table;
     std::vector<Entry> entries;
 
-    /// Paragraph by paragraph. The entries are in the order of the operations.
+    /// Reads the page paragraph by paragraph. The entries are in the order of the operations.
     Reference() {
         std::ifstream file(source / "docs/operations.md");
         std::string paragraph;
@@ -406,7 +406,7 @@ TEST(OperationReference, HasTheSignaturesAndParameters) {
             patterns += part == ", " || part == " or " ? " " : part;
         EXPECT_EQ(patterns, entry.operation->patterns) << entry.heading;
 
-        std::string described; // as velreplay describes them, but for their meaning
+        std::string described; // as velreplay describes them, without their meaning
         for (std::string part : Split(entry.cells.at(1).second, "<br>")) {
             if (std::isdigit(static_cast<unsigned char>(part[0])) == 0 || part.find(". `") != 1)
                 continue;
@@ -420,7 +420,7 @@ TEST(OperationReference, HasTheSignaturesAndParameters) {
     }
 }
 
-/// One operation on channels of one sample each, whose numbers are text.
+/// One operation on channels of one sample each. Numbers are texts.
 class Bench {
 public:
     Bench(const VelChecks::Row& itsRow, bool noValueAware, const std::string& noValue,
@@ -430,7 +430,7 @@ public:
             Vel::Engine::OrderParameters(*itsRow.operation, signature.back(), parameters, "example")));
     }
 
-    /// What the reference says of it: the results, or a word.
+    /// The outcome as the reference writes it: the results, or a word.
     std::string Outcome(const std::vector<std::string>& operands) {
         const auto results = subject.Results();
         EXPECT_EQ(results.size() + operands.size(), signature.size());
@@ -453,7 +453,7 @@ public:
     }
 
 private:
-    static inline const std::string untouched = "77"; // no example gives this
+    static inline const std::string untouched = "77"; // no example has this value
 
     static VelChecks::SampleBits Sample(char letter, const std::string& number) {
         return VelChecks::WithType(letter, [&](auto sample) {
@@ -482,7 +482,7 @@ private:
     VelChecks::Subject subject;
 };
 
-/// The parameters of an example as velreplay reads them from a plan.
+/// Reads the parameters of an example as velreplay reads them from a plan.
 Vel::Engine::ParametersByName ParametersOf(const std::string& table) {
     const std::string plan = "inputs = [{ name = \"x\", type = \"UInt8\" }]\n[[channels]]\nname = \"z\"\n"
                              "operation = \"\"\ntype = \"UInt8\"\nparameters = " +

@@ -1,5 +1,5 @@
-/// The engine: every row of the vocabulary as a plan, cut into blocks anywhere, beside the bare operation; what the
-/// engine keeps from operations and makes of their results; what it refuses and warns of.
+/// The engine: every row of the vocabulary as a plan in blocks of any sizes, compared with the bare operation; the
+/// rules that the engine adds to operations; its errors and warnings.
 
 #include "engine/Engine.h"
 #include "checks/Allocations.h"
@@ -42,11 +42,11 @@ Plan PlanOf(const Row& row, bool noValueAware, const ParametersByName& parameter
     return plan;
 }
 
-using PlanRun = Vel::Engine::Run; // a test is a class with a function of the shorter name
+using PlanRun = Vel::Engine::Run; // test classes have a member function called Run
 
 constexpr std::size_t length = 300;
 
-/// Samples of all operands, row by row, and what the bare operation makes of them.
+/// Samples of all operands, row by row, and the results of the bare operation.
 struct Expected {
     std::vector<std::vector<SampleCell>> operands;
     std::vector<std::vector<SampleBits>> results;
@@ -67,10 +67,10 @@ struct Expected {
     }
 };
 
-/// Operations on the clock see another time in each row.
+/// Operations that read the clock get a different time in each row.
 bool CanBeCut(const Row& row) { return !row.operation->traits.readsClock; }
 
-/// Feeds all rows in blocks of the lengths that a function gives.
+/// Feeds all rows in blocks whose lengths come from a function.
 void ExpectInBlocks(const Row& row, bool noValueAware, const ParametersByName& parameters, const Expected& expected,
                     bool withStatuses, const std::function<std::size_t()>& blockLength) {
     PlanRun run(PlanOf(row, noValueAware, parameters), length);
@@ -79,7 +79,7 @@ void ExpectInBlocks(const Row& row, bool noValueAware, const ParametersByName& p
         const std::size_t rows = std::min(blockLength(), length - begin);
         std::vector<Column> columns;
         for (const auto& operand : expected.operands)
-            columns.push_back({operand[begin].Address(), sizeof(SampleCell)}); // 8 bytes apart, whatever the type
+            columns.push_back({operand[begin].Address(), sizeof(SampleCell)}); // 8 bytes apart for every type
         run.Feed(columns, rows);
         for (std::size_t result = 0; result < expected.results.size(); ++result)
             for (std::size_t i = 0; i < rows; ++i) {
@@ -93,7 +93,7 @@ void ExpectInBlocks(const Row& row, bool noValueAware, const ParametersByName& p
     }
 }
 
-/// Calls a function with each form of a row that a plan may have, and with parameters for it.
+/// Calls a function with each form in which a plan may use a row, and with parameters for it.
 void ForEachForm(const Choose& choose, const std::function<void(const Row&, bool, const ParametersByName&)>& function) {
     for (const Row& row : AllRows())
         for (const bool noValueAware : {false, true}) {
@@ -123,7 +123,7 @@ TEST(Engine, ComputesEveryRowAsTheBareOperationHoweverItIsCut) {
     });
 }
 
-/// The results of the rows from one on, each as its bits.
+/// The results of the rows from `first` on, each as its bits.
 std::vector<SampleBits> ResultsFrom(std::size_t first, PlanRun& run, const Expected& expected,
                                     const std::vector<std::uint8_t>& begins) {
     std::vector<Column> columns;
@@ -165,7 +165,7 @@ TEST(Engine, BeginsAnewAsARecordingThatBeginsThere) {
 
 const std::string inputs = "[[inputs]]\nname = \"a\"\ntype = \"TYPE\"\n[[inputs]]\nname = \"b\"\ntype = \"TYPE\"\n";
 
-/// A plan of one computation on the inputs a and b of a type.
+/// A plan with one computation on the inputs a and b of one type.
 Plan Single(std::string type, const std::string& operation, const std::string& operands, const std::string& more = "",
             const std::string& resultType = "") {
     std::string text = inputs;
@@ -176,7 +176,7 @@ Plan Single(std::string type, const std::string& operation, const std::string& o
                      "plan");
 }
 
-/// Both inputs get the same samples unless others are given. The results, in text; statuses behind them.
+/// Returns the results as text, followed by the initials of their statuses.
 template <class TResult, class T>
 std::string Computed(const Plan& plan, const std::vector<T>& a, const std::vector<T>& b) {
     std::string text;
@@ -209,16 +209,16 @@ TEST(Engine, ShowsNoExtremeOverAGap) {
         made.inputs[0].channel.noValue = std::uint8_t{0};
         return made;
     };
-    // 0 is the missing sample, 255 out of bounds: it writes nothing, and the row shows what the row before it shows.
+    // 0 is a missing sample. 255 is out of bounds: it writes nothing, so its row repeats the row before.
     const std::vector<std::uint8_t> samples{7, 0, 255, 9, 255, 0, 0, 254};
     EXPECT_EQ((Computed<std::uint8_t>(plan("Min", window), samples, samples)), "7 - - 7 7 - - 9 | c n n c c n n c");
     EXPECT_EQ((Computed<std::uint8_t>(plan("Min", window + "\nown_result_over_gaps = true"), samples, samples)),
               "7 255 255 7 7 255 255 9 | c c c c c c c c");
-    // The highest sample is data where it is one.
+    // The highest value counts as data if it is a sample.
     const std::vector<std::uint8_t> highest{255, 0, 255, 255};
     EXPECT_EQ((Computed<std::uint8_t>(plan("Min", "no_value = 0\nparameters = { window = 2 }"), highest, highest)),
               "255 - 255 255 | c n c c");
-    // Without a window the extreme so far is a fact.
+    // Without a window the extreme so far remains valid.
     EXPECT_EQ((Computed<std::uint8_t>(plan("Max", "no_value = 0"), samples, samples)),
               "7 7 255 255 255 255 255 255 | c c c c c c c c");
     const double none = Vel::defaultNoValue<double>;
@@ -261,7 +261,7 @@ std::string ErrorOf(const std::function<void()>& function) {
     return "no error";
 }
 
-/// What a plan over Float64 inputs makes of rows, which are fed in blocks: the rows of its result, each as a text.
+/// Feeds rows to a plan over Float64 inputs in blocks. Returns the rows of the result as text.
 std::string ResultOf(const std::string& text, const std::vector<std::vector<double>>& rows, std::size_t rowsOfBlock) {
     PlanRun run(ParsePlan(text, "plan"), rowsOfBlock);
     run.MakeStatuses(true);
@@ -309,7 +309,7 @@ std::string InputNamed(const std::string& name, const std::string& more = "") {
 }
 
 TEST(Engine, ComputesARowInItsOrder) {
-    // Held input, reset, own last result, refusal, hold; operands see what others see.
+    // A held input, resets, own last results, refusals and holds; operands get the samples that all others get.
     const std::string plan = InputNamed("v", "hold = 1") + InputNamed("d") +
                              "[compute]\ntotal = \"Max(v, reset_on_change = d)\"\n"
                              "q = \"Divide(v, d, when_refused = no_value, hold = 1)\"\ntwice = \"q + q\"\n"
@@ -317,9 +317,9 @@ TEST(Engine, ComputesARowInItsOrder) {
     const std::vector<std::vector<double>> rows{{4, 2},   {1, 0},   {gap, 0}, {gap, 2},
                                                 {3, gap}, {6, 3.0}, {7, 3},   {1, -0.0}};
     const std::string expected = "4 2 4 2 4 - @0\n"
-                                 "1 0 1 2 4 2 @1\n" // refused, and held
-                                 "1 0 1 - - - @2\n" // the input is held, the hold of q has ended
-                                 "- 2 - - - - @3\n" // begins anew, without a sample
+                                 "1 0 1 2 4 2 @1\n" // refused and held
+                                 "1 0 1 - - - @2\n" // the input is held, q no longer is
+                                 "- 2 - - - - @3\n" // reset, without a sample
                                  "3 - 3 - - - @4\n" // a missing sample is no change
                                  "6 3 6 2 4 - @5\n"
                                  "7 3 7 2.33333 4.66667 - @6\n"
@@ -364,12 +364,12 @@ TEST(Engine, EndsSamplesOfARasterWhereTheRecordingDoes) {
         EXPECT_EQ(ResultOf(plan, rows, 4), result);
         return result;
     };
-    // What a missing cell ends, one row of the raster still sees; a line ends at once.
+    // One row of the raster still gets the sample that a missing cell ends; interpolation ends at once.
     EXPECT_EQ(onto("1", "", {{0, 0}, {0.1, 1}, {0.2, gap}, {0.3, gap}, {3, 6}}),
               "0 0 0 @0\n1 1 1 @3\n2 - 1 @3\n3 6 6 @4\n");
     EXPECT_EQ(onto("1", "resample = \"linear\"", {{0, 0}, {0.1, 1}, {0.2, gap}, {0.3, gap}, {3, 6}}),
               "0 0 0 @0\n1 - 0 @3\n2 - 0 @3\n3 6 6 @4\n");
-    // Sums of decimal numbers are off by a rounding.
+    // Sums of decimal numbers have rounding errors.
     EXPECT_EQ(onto("0.3", "", {{0, 0}, {0.3, 1}, {0.6, 2}, {0.9, 3}, {1.2, 4}}),
               "0 0 0 @0\n0.3 1 1 @1\n0.6 2 2 @2\n0.9 3 3 @3\n1.2 4 4 @4\n");
     EXPECT_EQ(onto("0.1\nmax_gap = 0.3", "resample = \"linear\"", {{0.3, 3}, {0.6, 6}, {0.9, 9}}),

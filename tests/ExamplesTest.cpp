@@ -1,4 +1,4 @@
-// The examples: what velreplay makes of their recordings is what a calculation of another kind makes of them.
+// The examples: velreplay's results are compared with independent calculations.
 #include "HostFixture.h"
 
 #include <algorithm>
@@ -29,7 +29,7 @@ Table RowsOf(std::istream& file, char separator = ',') {
 
 class ExamplesTest : public HostTest {
 protected:
-    /// Of an example; also made of its plan without formulas.
+    /// The result of an example. The plan with its formulas replaced by blocks must give the same.
     static Table ResultOf(const std::string& name, char separator = ',') {
         const std::string recording = " " VEL_RECORDINGS "/" + name + "-result/recording.csv ";
         EXPECT_EQ(Run("cp " VEL_SOURCE "/examples/" + name + "/plan.toml . && $V --strict plan.toml" + recording +
@@ -43,7 +43,7 @@ protected:
     }
 };
 
-// The key figures of the cycle: 1180 s, 11.03 km, at most 120 km/h, 33.6 km/h in the mean.
+// The key figures of the cycle: 1180 s, 11.03 km, at most 120 km/h, 33.6 km/h on average.
 TEST_F(ExamplesTest, DrivesTheCycle) {
     const Table rows = ResultOf("drive");
     double highest = 0;
@@ -58,7 +58,7 @@ TEST_F(ExamplesTest, DrivesTheCycle) {
     EXPECT_NEAR(std::stod(rows.back()[2]), 0, 1e-6);
 }
 
-// The program that makes the recording knows where it has put the beats.
+// The program that generates the recording also tells the times of the beats.
 TEST_F(ExamplesTest, FindsTheBeatsOfAHeart) {
     const Table found = ResultOf("ecg");
     ASSERT_EQ(Run(VEL_RECORDINGS "/ecg --beats >beats.csv"), 0);
@@ -72,7 +72,7 @@ TEST_F(ExamplesTest, FindsTheBeatsOfAHeart) {
         EXPECT_NEAR(std::stod(found[i][0]), time + 0.025, 0.035); // its steepest part
         EXPECT_EQ(found[i][3] == "1", isEarly) << time;
         const double interval = i == 0 ? 0 : time - std::stod(beats[i - 1][0]);
-        if (i == 0 || interval > 5) { // an electrode was off
+        if (i == 0 || interval > 5) { // after an electrode was off
             EXPECT_EQ(found[i][2], "");
             continue;
         }
@@ -87,12 +87,12 @@ TEST_F(ExamplesTest, FindsTheBeatsOfAHeart) {
     }
 }
 
-// Every 10 seconds, from the rows as they stand: the clocks are put back on the third day.
+// Computed every 10 s directly from the rows. Clocks go back on the third day.
 TEST_F(ExamplesTest, AddsUpTheDaysOfAMeter) {
     const Table days = ResultOf("meter", ';');
     EXPECT_EQ(Run("$V plan.toml " VEL_RECORDINGS "/meter-result/recording.csv --trace 300 power | head -2"), 0);
     EXPECT_EQ(Read("out"), "row 300 of the raster, behind row 148 of the recording\npower = 0.236\n");
-    std::map<int, std::optional<double>> samples; // by seconds since the first midnight
+    std::map<int, std::optional<double>> samples; // key: seconds since the first midnight
     std::ifstream file(VEL_RECORDINGS "/meter-result/recording.csv");
     std::string line;
     std::getline(file, line);

@@ -1,5 +1,5 @@
-// Formulas: the blocks that they stand for, what is said of those that mean nothing, and that no text of any size does
-// harm. The types against the whole vocabulary.
+// Formulas: the blocks that they become, the messages for invalid ones, and texts of any size, which must do no harm.
+// Types are compared with the whole vocabulary.
 #include "engine/Engine.h"
 #include "vocabulary/Vocabulary.h"
 
@@ -35,7 +35,7 @@ std::string Text(const Vel::AnySample& sample) {
     return std::visit([](auto value) { return std::to_string(value); }, sample);
 }
 
-/// The computations in their order as calls, constants by their type and value: "z#1 = D:Plus(a, D2.0); ...".
+/// The computations in order, written as calls. Constants have a type and a value: "z#1 = D:Plus(a, D2.0); ...".
 std::string Blocks(const Plan& plan) {
     const auto operand = [&](const std::string& name) {
         for (const ConstantPlan& constant : plan.constants)
@@ -71,7 +71,7 @@ TEST(Formulas, StandForBlocks) {
                                   "z#4 = W:LogicalAnd(z#2, z#3); z = W:LogicalOr(z#1, z#4)"},
         {"(w & v) == v", "z#1 = W:BitwiseAnd(w, v); z = W:Equal(z#1, v)"},
         {"Max(Min(a, b), window = 3)", "z#1 = D:Min(a, b); z = D:Max(z#1, window)"},
-        // numbers take the type of their neighbour
+        // numbers take the type of the other operand
         {"w % 0x10 + 1", "z#2 = W:Modulo(w, W16); z = W:Plus(z#2, W1)"},
         {"4.0 - u", "z = B:Minus(B4, u)"},
         {"u == 255", "z = W:Equal(u, B255)"},
@@ -83,7 +83,7 @@ TEST(Formulas, StandForBlocks) {
         {"- -2e0 * `Temp [V]`", "z = D:Multiply(D2.000000, Temp [V])"},
         {"Timeout(w, 5, a)", "z = W:Timeout(w, D5.000000, a)"},
         {"Count(w, 0)", "z = D:Count(w, W0)"},
-        // results that are free, and those that are asked for
+        // types of results: open and requested ones
         {"a", "z = D:Assignment(a)"},
         {"Cast(w)", "z = D:Cast(w)"},
         {"Cast(w) as Float32 * f", "z#1 = F:Cast(w); z = F:Multiply(z#1, f)"},
@@ -105,10 +105,10 @@ TEST(Formulas, StandForBlocks) {
         EXPECT_EQ(Blocks(Parsed(formula)), blocks) << formula;
     const Plan plan = Parsed("Max(u, no_value = 7) + 255");
     EXPECT_EQ(Text(plan.computations.at(0).results.at(0).noValue), "7");
-    EXPECT_EQ(Text(plan.constants.at(0).channel.noValue), "0"); // as 255 is a sample here
+    EXPECT_EQ(Text(plan.constants.at(0).channel.noValue), "0"); // since 255 is a sample here
 }
 
-/// The fault, where the caret stands in the formula, and a part of what helps.
+/// Checks the fault, the position of the caret and part of the remedy.
 TEST(Formulas, SayWhereAndWhatAndWhatWouldHelp) {
     struct Case {
         std::string formula;
@@ -207,15 +207,15 @@ TEST(Formulas, OfAnySizeDoNoHarm) {
           std::string(), repeated("a - -", 10000), repeated(" ", 60000)})
         EXPECT_THROW(Parsed(formula), Vel::Error) << formula.substr(0, 20);
     EXPECT_EQ(Parsed(repeated("a + ", 16000) + "a").computations.size(), 16000U);
-    std::string chain; // each channel needs the one below it
+    std::string chain; // each channel needs the one below
     for (int i = 0; i < 20000; ++i)
         chain += "c" + std::to_string(i) + " = \"-c" + std::to_string(i + 1) + "\"\n";
     EXPECT_EQ(Vel::Engine::Run(ParsePlan(PlanWith(chain + "c20000 = \"a\""), "plan"), 1).Computations(), 20001U);
     EXPECT_THROW(ParsePlan(PlanWith(chain + "c20000 = \"c0\""), "plan"), Vel::Error);
 }
 
-/// Every row of the vocabulary is found from its types. Without the type of the result: the only one that there is, or
-/// Float64, or what the operand has; none stands for a cast to nowhere.
+/// Every row of the vocabulary is found from its types. If the type of the result is left open, it is the only one
+/// possible, or Float64, or the type of the operand. Otherwise the call needs a type.
 TEST(Formulas, FindEveryRow) {
     for (const Vel::Operation& operation : Vel::AllOperations())
         for (const std::string& row : SignaturesOf(operation)) {

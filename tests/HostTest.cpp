@@ -1,4 +1,4 @@
-// velreplay as its user runs it: plans, recordings, what is written and what is said.
+// velreplay as its users run it: plans, recordings, results and messages.
 #include "HostFixture.h"
 #include "recordings/Numbers.h"
 
@@ -18,7 +18,7 @@ TEST_F(HostTest, ReadsAndWritesEveryFormOfTable) {
               std::string::npos);
 }
 
-// The first cells of a row may come in one piece of the recording and the others in the next.
+// The first cells of a row may be in one block of the recording and the rest in the next.
 TEST_F(HostTest, KeepsRowsThatStraddleBlocks) {
     std::string recording = "a,b\n";
     std::string expected = "a,b,z\n";
@@ -99,7 +99,7 @@ TEST_F(HostTest, RefusesPlansWithARemedy) {
     parameters("Linea", "{ points = [[1, 2], [0, 3]] }", "is not in ascending order");
 }
 
-// Every way in which parameters travel: doubles, samples of narrow types, masks, defaults, curves, the packed duration.
+// Every form of parameter: doubles, samples of narrow types, masks, defaults, curves, the packed duration.
 TEST_F(HostTest, PassesParametersInTheirForms) {
     const std::string plan = R"(
 [[inputs]]
@@ -172,7 +172,7 @@ parameters = { mask = "0xFF00000000000000" }
               "9223372036854775808,9223372036854775808,128\n");
 }
 
-// Channels in any order, columns in that of the lines; two inputs of one column; settings; inner names that are taken.
+// Channels in any order, columns in the order of the lines; two inputs from one column; settings; inner names in use.
 TEST_F(HostTest, ComputesFormulasAsTheBlocksThatTheyStandFor) {
     Write("plan.toml", R"plan(
 [settings]
@@ -316,7 +316,7 @@ panels = [{ channels = ["v"] }])");
             0);
         return Read("out");
     };
-    EXPECT_EQ(labels("2024-03-31 00:10", "2024-03-31 04:20"), // the clock is put forward
+    EXPECT_EQ(labels("2024-03-31 00:10", "2024-03-31 04:20"), // clocks go forward
               "00:30 2024-03-31 01:00 01:30 03:00 03:30 04:00 t (Europe/Berlin)\n");
     EXPECT_EQ(
         labels("2024-12-31 23:59:59.9985", "2025-01-01 00:00:00.0035"),
@@ -330,7 +330,7 @@ panels = [{ channels = ["v"] }])");
     Write("rec.csv", "t,v\n2024-03-31 00:10,1\n2024-03-31 00:40,9\n2024-03-31 04:20,5\n");
     EXPECT_EQ(Run("$V -q plan.toml rec.csv -o result.csv --plot x.svg --from 2024-03-31T00:30 --to 2024-03-31T00:50;"
                   "wc -l <result.csv; grep -c '> 9<' x.svg; grep -c '> 5<\\|> 1<' x.svg"),
-              1); // neither 1 nor 5 is on the axis of the values
+              1); // neither 1 nor 5 is on the value axis
     EXPECT_EQ(Read("out"), "4\n1\n0\n");
     for (const auto& [options, message] : {std::pair("--from noon", "\"noon\" is not a time of ISO 8601"),
                                            std::pair("--from 2150-01-01 --to 2149-01-01", "ends before it begins")}) {
@@ -358,9 +358,9 @@ TEST_F(HostTest, StopsInFilesAndShowsProgressOnTerminals) {
     EXPECT_EQ(Run("(ulimit -f 100; $V plan.toml rec.csv -o result.csv)"), 1);
     EXPECT_NE(Read("err").find("File too large"), std::string::npos);
     EXPECT_EQ(Run("$V plan.toml rec.csv -o result.csv & until find . -name 'result.csv.*.part' -size +0 | grep -q . || "
-                  "! kill -0 $!; do :; done; kill -INT $!; wait $!"), // as soon as the first rows are there
+                  "! kill -0 $!; do :; done; kill -INT $!; wait $!"), // as soon as the first rows are written
               130);
-    EXPECT_EQ(Read("err").find('\r'), std::string::npos); // no terminal, no bar
+    EXPECT_EQ(Read("err").find('\r'), std::string::npos); // no progress bar without a terminal
     EXPECT_EQ(Run("sort -u result.csv"), 0);
     EXPECT_EQ(Read("out"), "6,3,2\na,b,z\n");
     EXPECT_EQ(

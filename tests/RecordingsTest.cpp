@@ -1,4 +1,4 @@
-// Recordings as loggers and spreadsheets write them: what velreplay makes of them.
+// Recordings as loggers and spreadsheets write them, read by velreplay.
 #include "HostFixture.h"
 #include "recordings/CsvWriter.h"
 
@@ -16,7 +16,7 @@ using Vel::Recordings::TimeFault;
 using Vel::Recordings::TimeReader;
 using Vel::Recordings::TimeWriter;
 
-/// The times of texts, in hours from the first; -1 for a text that is none. What is written reads back.
+/// The times in texts, in hours since the first; -1 for a text that is not a time. Also checks the round trip.
 std::vector<double> HoursOf(const TimeForm& form, const std::vector<std::string>& texts) {
     TimeReader reader(form, "here");
     TimeReader again(form, "here");
@@ -47,14 +47,14 @@ TEST(Times, ReadAndWriteEachForm) {
               (Hours{0, 1, 2, -1, -1, 25}));
     EXPECT_EQ(HoursOf({TimeForm::Kind::UnixMilliseconds}, {"-1800000.0", "1800000", "1e5"}), (Hours{0, 1, -1}));
     const std::string berlin = "Europe/Berlin";
-    // The clock is put back from 03:00 to 02:00, and forward from 02:00 to 03:00.
+    // Clocks go back from 03:00 to 02:00, and forward from 02:00 to 03:00.
     EXPECT_EQ(HoursOf({TimeForm::Kind::Iso, "", berlin},
                       {"2024-10-27 01:45", "2024-10-27 02:45", "2024-10-27 02:15", "2024-10-27 02:45",
                        "2024-10-27 03:15", "2024-10-27 02:15", "2024-03-31 02:30"}),
               (Hours{0, 1, 1.5, 2, 2.5, -1, -1}));
     EXPECT_EQ(HoursOf({TimeForm::Kind::Pattern, "%d.%m.%Y %H:%M:%S", berlin},
                       {"27.10.2024 01:00:00", "27.10.2024 02:00:00", "27.10.2024 02:00:00", "27.10.2024 03:00:00,0"}),
-              (Hours{0, 1, 2, 3})); // rows an hour apart
+              (Hours{0, 1, 2, 3})); // one row per hour
     EXPECT_EQ(HoursOf({TimeForm::Kind::Iso, "", berlin, true}, {"2024-10-27T00:30Z", "2024-10-27T01:30Z"}),
               (Hours{0, 0}));
 }
@@ -83,7 +83,7 @@ TEST(Times, OfLocalClocksAreWrittenAsTheyCame) {
     }
 }
 
-/// Columns of random samples and texts, written, and read from what was written.
+/// Writes columns of random samples and texts, and reads them back.
 class RoundTrip {
 public:
     explicit RoundTrip(std::uint64_t seed) : random(seed) {
@@ -224,7 +224,7 @@ protected:
               "01.05.2024 00:00:01;-;0x10; x \r\n;-1e-400;FALSE;");
         Write("b.csv", "\xEF\xBB\xBF#\nn;note;Time;p\n;;;kW\n7;;01.05.2024 00:05:00;-1\n");
     }
-    /// Kilobytes that a run takes at most.
+    /// Peak memory of a run in kB.
     static long PeakOf(int wantedStatus, const std::string& commandLine) {
         EXPECT_EQ(Run("/usr/bin/time -q -o peak -f %M " + commandLine), wantedStatus) << commandLine << Read("err");
         return std::stol(Read("peak"));
@@ -242,7 +242,7 @@ TEST_F(RecordingsTest, SeveralFilesOfALoggerAreOneRecording) {
     }
 }
 
-/// Each folder of tests/recordings has a plan, a recording as one program writes it, and what comes out.
+/// Each folder of tests/recordings has a plan, a recording as one program writes it, and the expected result.
 TEST_F(RecordingsTest, OtherProgramsRecordingsAreRead) {
     std::size_t folders = 0;
     for (const auto& entry : std::filesystem::directory_iterator(VEL_SOURCE "/tests/recordings")) {
@@ -272,7 +272,7 @@ TEST_F(RecordingsTest, MemoryDoesNotGrowWithTheRecording) {
         const long peak = PeakOf(0, "$V plan.toml short" + ending + " -o result.csv");
         EXPECT_LE(PeakOf(0, "$V plan.toml long" + ending + " -o result.csv"), peak * 6 / 5) << ending;
     }
-    // Small files of gzip that hold one endless line: of names, of a cell, of kept cells.
+    // Small gzip files with one endless line: of names, of one cell, of kept cells.
     std::string names = "a,b";
     for (int i = 0; i < 100; ++i)
         names += "," + std::to_string(i);
@@ -295,7 +295,7 @@ TEST_F(RecordingsTest, PicturesKnowTheUnitsOfTheRecording) {
                            "{ channels = [\"p\", \"r\"] }, { channels = [\"q\"], unit = \"W\" }]\n");
     Write("rec.csv", "q,t,p\nkW,s,kW\n1,0,2\n3,1,4\n");
     EXPECT_EQ(Run("$V -q plan.toml rec.csv --plot p.svg && grep -o '>[^<]*\\[[^<]*<' p.svg"), 0) << Read("err");
-    EXPECT_EQ(Read("out"), "t,p,q,r\n0,2,1,3\n1,4,3,7\n> [kW]<\n>q [W]<\n>t [s]<\n"); // r has no unit of the recording
+    EXPECT_EQ(Read("out"), "t,p,q,r\n0,2,1,3\n1,4,3,7\n> [kW]<\n>q [W]<\n>t [s]<\n"); // the recording has no unit for r
 }
 
 TEST_F(RecordingsTest, WhatIsBadIsRefusedOrCounted) {

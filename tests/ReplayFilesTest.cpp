@@ -1,4 +1,4 @@
-// What velreplay does with files: nothing is lost, nothing is half, whatever goes wrong.
+// velreplay and files: whatever goes wrong, no data is lost and no file is left incomplete.
 #include "HostFixture.h"
 
 #include <algorithm>
@@ -17,8 +17,8 @@ protected:
         Write("drawn.toml", std::string(dividePlan) + "[plot]\nx = \"a\"\npanels = [{ channels = [\"b\", \"z\"] }]\n");
         Write("rec.csv", "a,b\n6,3\n");
     }
-    /// Replays a live source, and sends the run a signal after a row and a half. Whoever opens a pipe to write waits
-    /// for the reader, which handles signals by then.
+    /// Replays a live source, and sends velreplay a signal after a row and a half. The writer's open() waits for the
+    /// reader, which has installed its signal handlers by then.
     static int RunAndSignal(const std::string& signal, const std::string& before = "") {
         return Run("rm -f live started; mkfifo live; "
                    "(printf 'a,b\\n6,3\\n8,'; touch started; sleep 1; echo 2) >live & " +
@@ -27,7 +27,7 @@ protected:
                    "until [ -e started ]; do sleep 0.02; done; sleep 0.3; kill -" +
                    signal + " $!; wait $!");
     }
-    /// What the files hold that a run has left beside its result.
+    /// The contents of partial files that runs have left beside the result.
     static std::multiset<std::string> Parts() {
         std::multiset<std::string> parts;
         for (const auto& entry : std::filesystem::directory_iterator("."))
@@ -42,7 +42,7 @@ TEST_F(ReplayFilesTest, TakesNoNameThatIsInUse) {
     EXPECT_EQ(Run("$V plan.toml x.csv.part -o x.csv"), 0) << Read("err");
     EXPECT_EQ(Read("x.csv.part"), "a,b\n8,2\n");
     EXPECT_EQ(Read("x.csv"), "a,b,z\n8,2,4\n");
-    // Two runs at once: each has a file of its own, and one of them gives its own the name last.
+    // Two runs at once: each writes its own file, and the one that renames it last wins.
     EXPECT_EQ(Run("(echo a,b; echo 1,1; sleep 0.3; echo 2,1; sleep 0.3) | $V plan.toml -o same.csv & "
                   "(echo a,b; sleep 0.1; echo 3,1; sleep 0.3; echo 4,1) | $V plan.toml -o same.csv; wait"),
               0);
@@ -63,16 +63,16 @@ TEST_F(ReplayFilesTest, KeepsTheRowsBeforeABadCell) {
         EXPECT_NE(Read("err").find("\n  the rows before are in "), std::string::npos) << Read("err");
         EXPECT_EQ(Read("result.csv"), "old\n");
     }
-    EXPECT_EQ(Parts(), (std::multiset<std::string>{"a,b,z\n6,3,2\n", "a,b,z\n6,3,2\n"})); // the next run took no name
+    EXPECT_EQ(Parts(), (std::multiset<std::string>{"a,b,z\n6,3,2\n", "a,b,z\n6,3,2\n"})); // one file for each run
     EXPECT_EQ(Run("rm *.part; (echo a,b; echo x,1; echo 1,1) >bad.csv; $V plan.toml bad.csv -o result.csv"), 1);
-    EXPECT_TRUE(Parts().empty()); // there were no rows before
+    EXPECT_TRUE(Parts().empty()); // there were no rows before the bad cell
 }
 
 TEST_F(ReplayFilesTest, LeavesTheOldResultWhenItIsKilledOrTheDiskIsFull) {
     Write("result.csv", "old\n");
     RunAndSignal("KILL");
     EXPECT_EQ(Read("result.csv"), "old\n");
-    EXPECT_EQ(Parts(), std::multiset<std::string>{"a,b,z\n6,3,2\n"}); // flushed, and still there to be rescued
+    EXPECT_EQ(Parts(), std::multiset<std::string>{"a,b,z\n6,3,2\n"}); // flushed, so a user can rescue the rows
     EXPECT_EQ(Run("rm *.part; (echo a,b; yes 6,3 | head -c 1M) >large.csv; ulimit -f 100; "
                   "$V plan.toml large.csv -o result.csv"),
               1);
@@ -92,7 +92,7 @@ TEST_F(ReplayFilesTest, DrawsAPictureWholeOrNotAtAll) {
     }
     EXPECT_EQ(Read("p.svg") + Read("p.png"), "old\nold\n");
     EXPECT_TRUE(Parts().empty());
-    Write("gnuplot", "#!/bin/sh\necho '<svg>'\n"); // ends too early, and does not know it
+    Write("gnuplot", "#!/bin/sh\necho '<svg>'\n"); // an incomplete picture, but no error
     EXPECT_EQ(Run("chmod +x gnuplot; PATH=.:$PATH; $V -q drawn.toml rec.csv --plot p.svg"), 1);
     EXPECT_EQ(Read("p.svg"), "old\n");
 }
@@ -100,7 +100,7 @@ TEST_F(ReplayFilesTest, DrawsAPictureWholeOrNotAtAll) {
 TEST_F(ReplayFilesTest, HandsOnPermissionsAndFollowsLinks) {
     Write("result.csv", "old\n");
     ASSERT_EQ(chmod("result.csv", 0640), 0);
-    const bool isRoot = geteuid() == 0; // who may give files away
+    const bool isRoot = geteuid() == 0; // only root may change the owner of files
     ASSERT_TRUE(!isRoot || chown("result.csv", 1234, 2345) == 0);
     ASSERT_EQ(symlink("new.csv", "dangling"), 0);
     EXPECT_EQ(Run("$V plan.toml rec.csv -o result.csv && $V plan.toml rec.csv -o dangling"), 0) << Read("err");
@@ -136,7 +136,7 @@ TEST_F(ReplayFilesTest, ComparesFilesAndNotNames) {
 TEST_F(ReplayFilesTest, EndsInGoodOrderWhenTheTerminalGoes) {
     EXPECT_EQ(RunAndSignal("HUP"), 130);
     EXPECT_EQ(Read("result.csv"), "a,b,z\n6,3,2\n");
-    EXPECT_EQ(RunAndSignal("HUP", "trap '' HUP;"), 0); // as nohup starts it
+    EXPECT_EQ(RunAndSignal("HUP", "trap '' HUP;"), 0); // as nohup does
     EXPECT_EQ(Read("result.csv"), "a,b,z\n6,3,2\n8,2,4\n");
 }
 
@@ -144,7 +144,7 @@ TEST_F(ReplayFilesTest, DrawsAnyRangeOfNumbers) {
     const auto drawn = [](const std::string& rows) {
         Write("rec.csv", "a,b\n" + rows);
         EXPECT_EQ(Run("$V -q drawn.toml rec.csv --plot x.svg"), 0);
-        EXPECT_EQ(Read("err"), "") << rows; // gnuplot says nothing
+        EXPECT_EQ(Read("err"), "") << rows; // gnuplot reports nothing
         return Read("x.svg");
     };
     EXPECT_NE(drawn("1,1.797e308\n2,-1.797e308\n3,inf\n").find(">value / 1e308<"), std::string::npos);
@@ -173,7 +173,7 @@ TEST_F(ReplayFilesTest, ReadsOneColumnForManyInputs) {
         plan += "[[inputs]]\nname = \"" + name + "\"\ncolumn = \"\"\ntype = \"Float64\"\n";
     Write("plan.toml", plan);
     std::string recording = "\"\"\n", wanted = "a,b,c,d,e\n";
-    for (int row = 0; row < 40000; ++row) { // more rows than fit into a block by the number of inputs
+    for (int row = 0; row < 40000; ++row) { // more rows than a block of one input holds
         recording += "1\n";
         wanted += "1,1,1,1,1\n";
     }

@@ -1,4 +1,4 @@
-// What velreplay says about recordings, plans and arguments that it cannot take.
+// velreplay's messages about recordings, plans and arguments that it cannot use.
 #include "HostFixture.h"
 
 #include <algorithm>
@@ -27,7 +27,7 @@ protected:
 
 TEST_F(ReplayMessagesTest, SuggestsTheSeparatorThatFits) {
     ExpectIn("separated otherwise: --separator ';'", Said("a;b\n6;3.5\n"));
-    ExpectIn("separated otherwise: --separator ';'", Said("\"a\";\"b\"\n6;3\n")); // no CSV with commas
+    ExpectIn("separated otherwise: --separator ';'", Said("\"a\";\"b\"\n6;3\n")); // not CSV with commas
     ExpectIn("separated otherwise: --decimal-comma", Said("\xEF\xBB\xBF"
                                                           "a;b\r\n6,5;3\r\n"));
     ExpectIn("separated otherwise: --separator tab", Said("other\ta\tb\n1\t6\t3\n"));
@@ -52,7 +52,7 @@ TEST_F(ReplayMessagesTest, KnowsWhatIsNoPlainText) {
     ExpectIn("zstdcat", Said("\x28\xB5\x2F\xFD,\n"));
     ExpectIn("xzcat", Said("\xFD\x37zXZ\0"s));
     ExpectIn("bzcat", Said("BZh91AY&SY\x01"));
-    ExpectIn("there is no channel \"a\"", Said("BZh")); // no bzip2
+    ExpectIn("there is no channel \"a\"", Said("BZh")); // not bzip2
     ExpectIn("ZIP archive or a workbook", Said("PK\x03\x04"));
     ExpectIn("in UTF-16\n  convert it in a pipe: iconv -f UTF-16 -t UTF-8", Said("\xFF\xFE"
                                                                                  "a\0,\0b\0\n\0"s));
@@ -76,7 +76,7 @@ TEST_F(ReplayMessagesTest, ShortensWhatItQuotes) {
     ExpectIn("perhaps the logger lost power here; to leave these bytes out: tr -d '\\0' <RECORDING", Read("err"));
     ExpectIn(R"("\x9b1m\xc2\x9b\xe2\x80\xaeü\xff\xc0\x80" is not)",
              Said("a,b\n1,\x9B"
-                  "1m\xC2\x9B\xE2\x80\xAE\u00FC\xFF\xC0\x80\n")); // what terminals obey, and no UTF-8
+                  "1m\xC2\x9B\xE2\x80\xAE\u00FC\xFF\xC0\x80\n")); // control sequences of terminals, and invalid UTF-8
     Write("\x1B[31m.csv", "a,b\n");
     EXPECT_EQ(Run("$V plan.toml *m.csv *m.csv --skip 1"), 1);
     ExpectIn(R"(\x1b[31m.csv:2: there is no header after)", Read("err"));
@@ -95,7 +95,7 @@ TEST_F(ReplayMessagesTest, CountsAllBadCellsAndListsTwenty) {
     EXPECT_EQ(std::count(said.begin(), said.end(), 'F'), 20);
     ExpectIn("\n  what follows could not be read: rec.csv:4: not CSV", Said("a,b\nx,1\n1,1\n1\"1,1\n"));
     ExpectIn("rec.csv:2: more cells than", Said("a,b\n1,1,1,1\n1\n"));
-    // Lines are counted, however they end, also within cells that nobody wants.
+    // Lines are counted for all line endings, also inside cells that the plan does not use.
     ExpectIn("rec.csv:6,", Said("a,b,c\r1,1,2\r\r1,1,\"x\ry\"\rx,1,2\r"));
     ExpectIn("rec.csv:5,", Said("a,b,\"c\r\n\"\r\n1,1,2\r\n\r\nx,1,2\r\n"));
 }
@@ -122,7 +122,7 @@ TEST_F(ReplayMessagesTest, ReadsPlansFromPipesAndOnlyThoseOfAnExtent) {
         EXPECT_EQ(Run("$V deep.toml rec.csv"), 1);
         ExpectIn("the plan nests tables or lists too deeply", Read("err"));
     }
-    Write("flat.toml", strings + dividePlan + "#" + repeated(".[", 100)); // none of it is nested
+    Write("flat.toml", strings + dividePlan + "#" + repeated(".[", 100)); // not nested
     EXPECT_EQ(Run("$V flat.toml rec.csv"), 1);
     ExpectIn("unknown channel", Read("err"));
     EXPECT_EQ(Run("$V /dev/zero rec.csv"), 1);
@@ -142,7 +142,7 @@ TEST_F(ReplayMessagesTest, RefusesArgumentsWithARemedy) {
     refuse("--operations butterworth", "did you mean FilterButterworthLowPass, FilterButterworthHighPass, ");
 }
 
-// R writes tables whose first name is empty.
+// R writes tables in which the first name is empty.
 TEST_F(ReplayMessagesTest, LosesNoColumnWhateverItsName) {
     const std::string plan = "[[inputs]]\nname = \"\"\ntype = \"UInt8\"\n[[inputs]]\nname = \" b\"\ntype = \"UInt8\"\n"
                              "[[inputs]]\nname = \"c,\\\"\\n\"\ntype = \"UInt8\"\n";
@@ -270,7 +270,7 @@ TEST_F(ReplayMessagesTest, TracesASampleToWhatItIsMadeOf) {
     EXPECT_EQ(Run("$V --trace 3 peak plan.toml rec.csv && $V plan.toml --trace 3 peak rec.csv"), 0) << Read("err");
     EXPECT_EQ(Run("$V plan.toml rec.csv --trace 5 peak"), 1);
     EXPECT_EQ(Read("err"), "--trace: there is no row 5\n  there are 4; the first is 1\n");
-    // A row behind many blocks is the one that the result has there.
+    // A row after many blocks is the same one as in the result.
     std::string rows = "time,power,state\n";
     for (int row = 1; row <= 30000; ++row)
         rows += std::to_string(row) + "," + std::to_string(row * 7 % 11) + ",1\n";

@@ -1,4 +1,5 @@
-/// The Arrow C data and stream interfaces: the structures as their specification defines them, and owners for them.
+/// The structures of the Arrow C data and stream interfaces, as Arrow's specification defines them, and owners for
+/// them.
 #pragma once
 
 #include <cstdint>
@@ -60,12 +61,12 @@ struct ArrowArrayStream {
 
 namespace VelPython {
 
-/// Owns one of these structures, and releases it once. A structure without `release` holds nothing.
+/// Owns one of these structures and releases it once. A structure whose `release` is null is empty.
 template <class T>
 class Owned {
 public:
     Owned() = default;
-    /// Takes what a structure of a producer holds, which holds nothing then.
+    /// Moves the contents out of a producer's structure, which is empty afterwards.
     explicit Owned(T& given) : value(std::exchange(given, T{})) {}
     Owned(Owned&& other) noexcept : value(std::exchange(other.value, T{})) {}
     Owned& operator=(Owned&& other) noexcept {
@@ -83,7 +84,7 @@ public:
     const T& operator*() const { return value; }
     explicit operator bool() const { return value.release != nullptr; }
 
-    /// Hands it to a consumer, whose structure holds nothing yet.
+    /// Moves the contents to a consumer's structure, which must be empty.
     void MoveTo(T* to) { *to = std::exchange(value, T{}); }
 
 private:

@@ -26,7 +26,7 @@ bool IsNumber(const ArrowType& type) {
     return type.bytes != 0 && (type.kind == ArrowType::Kind::Integer || type.kind == ArrowType::Kind::Floating);
 }
 
-/// The values as they lie there, of an array that lives as long as they do.
+/// The values of an array without a copy. They keep the array alive.
 nb::object BytesOf(OwnedArray array, const ArrowType& type) {
     auto* const held = new OwnedArray(std::move(array));
     const nb::capsule owner(held, [](void* data) noexcept { delete static_cast<OwnedArray*>(data); });

@@ -19,7 +19,7 @@ using Vel::Error, Vel::Quoted, Vel::Sample;
 constexpr std::int64_t epoch = 946'684'800; ///< 2000-01-01 in seconds since 1970
 constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
 
-/// A value of 16 bits as Arrow holds it.
+/// A 16-bit floating value as Arrow stores it.
 struct Half {
     std::uint16_t bits;
 };
@@ -39,7 +39,7 @@ float Widened(Half half) {
                              static_cast<int>(exponent) - bias - static_cast<int>(fractionBits));
 }
 
-/// Whether a number of one type is one of another type as well, and which.
+/// Converts a number to another type if that can hold it exactly.
 template <Sample TTo, class TFrom>
 bool Convert(TFrom from, TTo& to) {
     if constexpr (std::is_integral_v<TFrom> && std::is_integral_v<TTo>) {
@@ -47,7 +47,7 @@ bool Convert(TFrom from, TTo& to) {
         return std::in_range<TTo>(from);
     } else if constexpr (std::is_integral_v<TFrom>) {
         to = static_cast<TTo>(from);
-        const TTo bound = std::ldexp(TTo{1}, std::numeric_limits<TFrom>::digits); // the first that TFrom does not have
+        const TTo bound = std::ldexp(TTo{1}, std::numeric_limits<TFrom>::digits); // the first number beyond TFrom
         return to < bound && static_cast<TFrom>(to) == from;
     } else if constexpr (std::is_integral_v<TTo>) {
         const TFrom bound = std::ldexp(TFrom{1}, std::numeric_limits<TTo>::digits);
@@ -70,7 +70,7 @@ std::string TextOf(T value) {
         return std::to_string(value);
 }
 
-/// Values in a buffer, which need not be aligned.
+/// Values in a buffer, possibly unaligned.
 template <class T>
 struct Plain {
     const std::byte* bytes;
@@ -96,7 +96,7 @@ struct Nothing {
     std::uint8_t operator[](std::size_t /*row*/) const { return 0; }
 };
 
-/// Calls a function with a reader of an array's values, from `first` on.
+/// Calls a function with a reader for an array's values from `first` on.
 template <class TFunction>
 void WithValues(const ArrowArray& array, const ArrowType& type, std::int64_t first, TFunction function) {
     const auto plain = [&]<class T>(T) { function(Plain<T>(array.buffers[1], first)); };
@@ -124,7 +124,7 @@ void WithValues(const ArrowArray& array, const ArrowType& type, std::int64_t fir
     }
 }
 
-/// The letter of the samples that an Arrow type stands for; 0 if its values are no such samples.
+/// The letter of the sample type that equals an Arrow type; 0 if there is none.
 char LetterOf(const ArrowType& type) {
     if (type.kind == Kind::Integer || (type.kind == Kind::Floating && type.bytes >= sizeof(float)))
         for (const Vel::SampleType& sample : Vel::sampleTypes)
@@ -134,7 +134,7 @@ char LetterOf(const ArrowType& type) {
     return 0;
 }
 
-/// The floor of a quotient, and what is left.
+/// The floor of the quotient, and the remainder.
 std::pair<std::int64_t, std::int64_t> Split(std::int64_t value, std::int64_t by) {
     std::int64_t whole = value / by;
     std::int64_t rest = value % by;
@@ -212,7 +212,7 @@ private:
                wanted.time->kind == Vel::TimeForm::Kind::UnixMilliseconds;
     }
 
-    /// Times with a zone are moments. Those without one are taken for UTC, unless the plan has something to say.
+    /// Times with a zone are points in time. Those without one are taken as UTC, unless the plan gives a zone.
     void TakeZone(const std::string& place) {
         if (!wanted.time || wanted.time->zone.empty())
             return;
@@ -240,7 +240,7 @@ private:
         return {Vel::Over(samples), done};
     }
 
-    /// Whether a value is what the engine would take for a missing sample.
+    /// Whether one of the values is the NoValue, which the engine would take for a missing sample.
     template <Sample T>
     static bool Holds(const T* values, std::size_t count, T noValue) {
         bool found = false;
@@ -286,7 +286,7 @@ private:
         return row;
     }
 
-    /// False: the value is no sample.
+    /// False if the value is not a valid sample.
     template <Sample T, class TValue>
     bool TakeValue(TValue value, T& sample, T noValue) {
         if constexpr (std::is_floating_point_v<TValue>)
@@ -325,7 +325,7 @@ private:
     double Seconds(std::int64_t units, std::int64_t perSecond, std::int64_t origin) {
         auto [seconds, rest] = Split(units, perSecond);
         constexpr std::int64_t mostExact = std::int64_t{1} << std::numeric_limits<double>::digits;
-        if (seconds < -mostExact || seconds > mostExact) // further off than a Float64 tells seconds
+        if (seconds < -mostExact || seconds > mostExact) // beyond this a Float64 is less exact than a second
             return static_cast<double>(seconds) - static_cast<double>(origin);
         seconds -= origin;
         if (zone)
@@ -398,7 +398,7 @@ private:
     bool isDictionary;
     ArrowType indexType;
     bool isInPlace = false;
-    std::optional<Vel::Recordings::Zone> zone; ///< whose clocks are wanted
+    std::optional<Vel::Recordings::Zone> zone; ///< for local time
     const ArrowArray* array = nullptr;
     std::int64_t first = 0;
     std::uint64_t rowsBefore = 0;

@@ -1,4 +1,4 @@
-/// Arrow columns as columns of samples.
+/// Reads Arrow columns as columns of samples.
 #pragma once
 
 #include "ArrowType.h"
@@ -17,52 +17,53 @@
 
 namespace VelPython {
 
-/// What a column is read as.
+/// How to read a column.
 struct WantedSamples {
     Vel::ChannelType channel;
-    std::string column;                     ///< its name, for messages
-    std::optional<Vel::TimeForm> time = {}; ///< the samples are times
-    bool takesNoValues = false;             ///< a value that equals the NoValue means that there is no sample
+    std::string column;                     ///< name, for messages
+    std::optional<Vel::TimeForm> time = {}; ///< set if the samples are times
+    bool takesNoValues = false;             ///< a value equal to the NoValue counts as missing
 };
 
-/// Reads one column, array by array. Samples that have the wanted type and no gaps are read where they lie; others are
-/// converted, where the value fits exactly.
+/// Reads one column, array by array. Columns of the wanted type without gaps are read without a copy. Other values are
+/// converted if that is exact.
 ///
 ///     ArrowReader reader(wanted, schema);
 ///     reader.Take(array, 0, rows, 0);
 ///     const ArrowReader::Block block = reader.Read(0, rows);
 ///
-/// `block.column` has `block.rows` samples; fewer than asked for where a value does not fit, and Fault() says why.
+/// `block.column` has `block.rows` samples. If these are fewer than requested, a value cannot be converted, and Fault()
+/// says why.
 class ArrowReader {
 public:
-    /// Throws Vel::Error for a type that samples cannot be made of.
+    /// Throws Vel::Error for a type that cannot be converted to samples.
     ArrowReader(WantedSamples itsWanted, const ArrowSchema& schema);
     ArrowReader(ArrowReader&&) noexcept;
     ArrowReader& operator=(ArrowReader&&) noexcept;
     ~ArrowReader();
 
-    /// Goes on with an array: its rows from `first` on. It must stay until the next one is taken. `rowsBefore` counts
-    /// the rows before this array, for messages.
+    /// Takes the next array, from row `first` on. It must remain valid until the next call. `rowsBefore` counts the
+    /// rows before this array, for messages.
     void Take(const ArrowArray& array, std::int64_t first, std::int64_t rows, std::uint64_t rowsBefore);
 
     struct Block {
         Vel::Column column;
         std::size_t rows;
     };
-    /// The samples of so many rows of the array, from `begin` on. They stay until the next call.
+    /// The samples of `count` rows of the array from `begin` on. Valid until the next call.
     Block Read(std::size_t begin, std::size_t count);
-    /// What is wrong with the value behind the last block.
+    /// The error of the value after the last block.
     const std::optional<Vel::Error>& Fault() const;
 
-    /// Values so far that were taken for missing samples, since they are the NoValue of an integer type; the row of the
-    /// first, from 1.
+    /// Counts the values so far that were read as missing because they equal the NoValue of an integer type, with the
+    /// row of the first, from 1.
     struct NoValues {
         std::uint64_t count = 0;
         std::uint64_t firstRow = 0;
     };
     NoValues TakenNoValues() const;
 
-    /// Whether the values are nanoseconds, which a Float64 cannot tell in our days.
+    /// Whether the values are nanoseconds, which a Float64 cannot resolve for present times.
     bool Rounds() const;
 
 private:

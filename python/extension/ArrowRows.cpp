@@ -85,7 +85,7 @@ void ArrowRows::AppendValue(const ArrowArray& array, std::size_t row) {
             text(ValueAt<std::int64_t>(buffer, row), ValueAt<std::int64_t>(buffer, row + 1));
         break;
     case Kind::View: {
-        const auto view = ValueAt<std::array<std::int32_t, 4>>(buffer, row); // length, beginning, buffer, offset
+        const auto view = ValueAt<std::array<std::int32_t, 4>>(buffer, row); // length, prefix, buffer, offset
         constexpr std::int32_t longestInView = 12;
         const auto* const data = view[0] <= longestInView
                                      ? static_cast<const std::byte*>(buffer) + row * sizeof view + sizeof(std::int32_t)

@@ -1,4 +1,4 @@
-/// Rows of Arrow columns, one by one, as a new column.
+/// Copies single rows of Arrow columns to a new column.
 #pragma once
 
 #include "ArrowType.h"
@@ -10,21 +10,20 @@
 
 namespace VelPython {
 
-/// Copies values out of arrays of one schema. A dictionary's values stand for its indices; texts have offsets of 64
-/// bits.
+/// Copies values from arrays of one schema. Dictionary indices are replaced by their values; texts get 64-bit offsets.
 class ArrowRows {
 public:
     /// Throws Vel::Error for a type whose values cannot be copied one by one, such as a list.
     ArrowRows(const ArrowSchema& schema, std::string itsName);
 
-    /// Of the new column.
+    /// The Arrow format of the new column.
     const std::string& Format() const { return format; }
 
-    /// Checks an array that rows up to `length` are taken from.
+    /// Checks an array before rows up to `length` are copied from it.
     void Check(const ArrowArray& array, std::int64_t length) const;
     void Append(const ArrowArray& array, std::int64_t row);
     std::size_t Rows() const { return rows; }
-    /// The rows since the last time.
+    /// The rows since the last call.
     OwnedArray Finish();
 
 private:
@@ -40,7 +39,7 @@ private:
     std::size_t rows = 0;
     std::size_t nulls = 0;
     Buffer validity;
-    Buffer values; ///< or the ends of texts
+    Buffer values; ///< for texts their end offsets
     Buffer texts;
 };
 

@@ -25,7 +25,7 @@ ArrowType Fixed(Kind kind, std::size_t bytes, std::string name, bool isSigned = 
     return type;
 }
 
-/// Formats of one letter.
+/// Formats with one letter.
 std::optional<ArrowType> Simple(char letter) {
     switch (letter) {
     case 'n':
@@ -67,7 +67,7 @@ std::optional<ArrowType> Simple(char letter) {
     }
 }
 
-/// Units in a second, for s, m, u and n.
+/// Units per second for s, m, u and n.
 std::optional<std::int64_t> UnitsOf(char letter) {
     switch (letter) {
     case 's':
@@ -181,7 +181,7 @@ void CheckArray(const ArrowArray& array, const ArrowType& type, std::int64_t len
         fail("has fewer rows than its batch");
     if (type.kind == Kind::Other)
         return;
-    const bool hasBytes = type.kind == Kind::Text || type.kind == Kind::View; // in a buffer behind the values
+    const bool hasBytes = type.kind == Kind::Text || type.kind == Kind::View; // in a buffer after the values
     const std::int64_t buffers = type.kind == Kind::Null ? 0 : hasBytes ? 3 : 2;
     if (array.n_buffers < buffers)
         fail("has too few buffers");

@@ -1,4 +1,4 @@
-/// What an Arrow column holds, from the format in its schema.
+/// The type of an Arrow column, from the format in its schema.
 #pragma once
 
 #include "ArrowAbi.h"
@@ -13,46 +13,46 @@ namespace VelPython {
 struct ArrowType {
     enum class Kind : std::uint8_t {
         Integer,
-        Floating, ///< of 2, 4 or 8 bytes
+        Floating, ///< 2, 4 or 8 bytes
         Bool,     ///< bits
         Null,     ///< no sample in any row
         Date,
         Timestamp,
         Duration,
-        FixedWidth, ///< other values of equally many bytes
+        FixedWidth, ///< other values of fixed size
         Text,       ///< bytes of any length, with offsets of `bytes` bytes
         View,       ///< bytes of any length, with views
         Other
     };
 
     Kind kind = Kind::Other;
-    std::size_t bytes = 0; ///< of a value, or of an offset
+    std::size_t bytes = 0; ///< per value, or per offset
     bool isSigned = false;
     bool isBinary = false;           ///< Text and View: bytes rather than UTF-8
-    std::int64_t perSecond = 1;      ///< Timestamp and Duration: units
-    std::int64_t secondsPerUnit = 0; ///< of a Date of days
-    std::string zone;                ///< Timestamp; empty: of the clocks of a zone that is not known
+    std::int64_t perSecond = 1;      ///< Timestamp and Duration: units per second
+    std::int64_t secondsPerUnit = 0; ///< for a Date in days
+    std::string zone;                ///< Timestamp; empty: local time in an unknown zone
     std::string name;                ///< for messages: "timestamp[ns, UTC]"
 
     bool IsTime() const { return kind == Kind::Date || kind == Kind::Timestamp; }
 };
 
-/// Of the values; a dictionary's schema tells the type of its indices.
+/// The type of the values. For a dictionary the schema gives the type of the indices.
 ArrowType TypeOf(const ArrowSchema& schema);
 
-/// Checks that an array has the buffers that its type needs, and rows up to `length`. Throws Vel::Error that names the
-/// column.
+/// Checks that an array has the buffers that its type needs, and rows up to `length`. Throws a Vel::Error that names
+/// the column.
 void CheckArray(const ArrowArray& array, const ArrowType& type, std::int64_t length, const std::string& column);
 
-/// One of Arrow's bits, whose first is the lowest of its byte.
+/// Reads one bit from a bitmap of Arrow, lowest bit of a byte first.
 inline bool BitAt(const std::uint8_t* bits, std::size_t bit) {
     return ((unsigned{bits[bit / 8]} >> (bit % 8)) & 1U) != 0;
 }
 
-/// An integer in a buffer, which need not be aligned. UInt64 from 2^63 on are negative.
+/// Reads an integer from a buffer, possibly unaligned. UInt64 from 2^63 on become negative.
 std::int64_t IntegerAt(const void* buffer, std::size_t index, const ArrowType& type);
 
-/// Bits that say which rows have a value. Without bits all of them have.
+/// A bitmap of the rows that have a value. Without a bitmap all rows have one.
 class Validity {
 public:
     Validity() = default;
@@ -63,7 +63,7 @@ public:
           first(static_cast<std::size_t>(offset)) {}
 
     bool operator[](std::size_t row) const { return bits == nullptr || BitAt(bits, first + row); }
-    /// Whether each of these rows has a value.
+    /// Whether all of these rows have a value.
     bool AreAll(std::size_t begin, std::size_t count) const;
 
 private:

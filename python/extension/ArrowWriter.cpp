@@ -9,7 +9,7 @@ namespace VelPython {
 
 namespace {
 
-/// What a schema of ours points to.
+/// The memory that our schemas point to.
 struct SchemaContents {
     std::string format;
     std::string name;
@@ -19,17 +19,17 @@ struct SchemaContents {
     OwnedSchema dictionary;
 };
 
-/// What an array of ours points to.
+/// The memory that our arrays point to.
 struct ArrayContents {
     std::vector<Buffer> buffers;
     std::vector<const void*> pointers;
     std::vector<OwnedArray> children;
     std::vector<ArrowArray*> childPointers;
     OwnedArray dictionary;
-    std::shared_ptr<const void> owner; ///< of buffers that are not ours
+    std::shared_ptr<const void> owner; ///< owner of buffers that are not ours
 };
 
-/// Consumers may have moved children away; what they have left is released with the contents.
+/// Consumers may have moved children out. Releasing the contents releases the children that remain.
 template <class TContents, class T>
 void Release(T* value) {
     delete static_cast<TContents*>(value->private_data);
@@ -97,7 +97,7 @@ std::string Written(const Metadata& metadata) {
     return text;
 }
 
-/// Metadata tell their length piece by piece.
+/// Metadata have no total length: each key and value has its own.
 std::string CopyMetadata(const char* metadata) {
     if (metadata == nullptr)
         return {};
@@ -121,7 +121,7 @@ bool IsMissing(T sample, T noValue, bool isNaN) {
         return sample == noValue;
 }
 
-/// The bits of the rows that have a sample, and how many have none.
+/// The bitmap of the rows that have a sample, and the number of rows that have none.
 template <Vel::Sample T>
 std::pair<Buffer, std::size_t> FindNulls(const T* samples, std::size_t rows, T noValue) {
     constexpr std::size_t bits = 8;

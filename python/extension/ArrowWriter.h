@@ -1,4 +1,4 @@
-/// Makes Arrow arrays and schemas for consumers. Each is released once, in any order, by any thread.
+/// Creates Arrow arrays and schemas for consumers. Each is released once, in any order, by any thread.
 #pragma once
 
 #include "ArrowAbi.h"
@@ -18,7 +18,7 @@
 
 namespace VelPython {
 
-/// Bytes that grow, aligned as Arrow recommends.
+/// A growing buffer, aligned as Arrow recommends.
 class Buffer {
 public:
     Buffer() = default;
@@ -35,7 +35,7 @@ public:
     std::byte* Data() { return data.get(); }
     const std::byte* Data() const { return data.get(); }
     std::size_t Size() const { return size; }
-    /// New bytes are not set.
+    /// New bytes are uninitialized.
     void Resize(std::size_t bytes);
     void Append(const void* from, std::size_t bytes) {
         const std::size_t end = size;
@@ -55,28 +55,28 @@ private:
     std::size_t room = 0;
 };
 
-/// Text for a schema's metadata, by key.
+/// Keys and values for a schema's metadata.
 using Metadata = std::vector<std::pair<std::string, std::string>>;
 
 OwnedSchema MakeField(const std::string& name, const std::string& format, const Metadata& metadata = {});
-/// A dictionary of texts with indices of 8 bits.
+/// A dictionary of texts with 8-bit indices.
 OwnedSchema MakeTextsField(const std::string& name);
-/// A table of these columns.
+/// The schema of a table with these columns.
 OwnedSchema MakeTableSchema(std::vector<OwnedSchema> columns, const Metadata& metadata = {});
 OwnedSchema CopySchema(const ArrowSchema& schema);
 OwnedSchema CopySchema(const ArrowSchema& schema, const std::string& name);
 
-/// An array with these buffers, the bits of its nulls first. Those are left out where there are none.
+/// An array with these buffers. The first is the validity bitmap, which is omitted if there are no nulls.
 OwnedArray MakeArray(std::size_t rows, std::size_t nulls, std::vector<Buffer> buffers);
-/// Numbers as a column; those that are the NoValue are null.
+/// A column of numbers. Those equal to the NoValue become null.
 OwnedArray MakeSamples(std::size_t rows, Buffer samples, const Vel::AnySample& noValue);
-/// Statuses as indices of the dictionary of their texts.
+/// Statuses as indices into the dictionary of their texts.
 OwnedArray MakeStatuses(std::span<const Vel::Status> statuses);
-/// Texts one behind another, and where they end.
+/// A column of texts: `texts` holds them one after another, `ends` their end offsets.
 OwnedArray MakeTexts(std::size_t rows, Buffer ends, Buffer texts);
 OwnedArray MakeTable(std::size_t rows, std::vector<OwnedArray> columns);
 
-/// Rows of an array that belongs to somebody else, whom `owner` keeps alive.
+/// Rows of an array that is not ours. `owner` keeps it alive.
 OwnedArray ShareArray(const ArrowArray& array, std::int64_t first, std::int64_t rows,
                       std::shared_ptr<const void> owner);
 

@@ -23,7 +23,7 @@ nb::object CapsuleOf(Owned<T> owned, const char* name) {
     auto held = std::make_unique<Owned<T>>(std::move(owned));
     PyObject* const capsule = PyCapsule_New(&**held, name, [](PyObject* object) {
         auto* const value = static_cast<T*>(PyCapsule_GetPointer(object, PyCapsule_GetName(object)));
-        delete reinterpret_cast<Owned<T>*>(value); // it begins with the structure
+        delete reinterpret_cast<Owned<T>*>(value); // the structure is its first member
     });
     if (capsule == nullptr)
         throw nb::python_error();
@@ -31,7 +31,7 @@ nb::object CapsuleOf(Owned<T> owned, const char* name) {
     return nb::steal(capsule);
 }
 
-/// Takes a structure out of the capsule of a producer.
+/// Takes a structure out of a producer's capsule.
 template <class T>
 Owned<T> Take(nb::handle capsule, const char* name) {
     auto* const value = static_cast<T*>(PyCapsule_GetPointer(capsule.ptr(), name));
@@ -43,7 +43,7 @@ Owned<T> Take(nb::handle capsule, const char* name) {
     return Owned<T>(*value);
 }
 
-/// Lets other Python threads go on, where this one holds the GIL.
+/// Releases the GIL, if this thread holds it, so that other Python threads can run.
 class WithoutGil {
 public:
     WithoutGil() : state(Py_IsInitialized() != 0 && PyGILState_Check() != 0 ? PyEval_SaveThread() : nullptr) {}
@@ -58,7 +58,7 @@ private:
     PyThreadState* state;
 };
 
-/// A stream over something that makes tables. What it throws becomes the stream's error.
+/// A stream over a producer of tables. Its exceptions become errors of the stream.
 template <class TTables>
 class Exported {
 public:
@@ -123,7 +123,7 @@ struct KeptTables {
     }
 };
 
-/// Nobody reads the result on once the stream is released.
+/// Closes the result when the stream is released.
 struct ResultTables {
     std::shared_ptr<Replay> replay;
 
@@ -136,13 +136,13 @@ struct ResultTables {
     OwnedArray Next() { return replay->Next(); }
 };
 
-/// Memory of Python objects.
+/// Views of the memory of Python objects.
 class Views {
 public:
     Views() = default;
     Views(const Views&) = delete;
     Views& operator=(const Views&) = delete;
-    /// Any thread may be the last one that reads the memory. At the end of the interpreter it stays.
+    /// Any thread may be the last reader of the memory. After the interpreter has ended, the memory is not released.
     ~Views() {
         if (Py_IsInitialized() == 0)
             return;

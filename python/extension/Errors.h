@@ -1,4 +1,4 @@
-/// Errors, as Python sees them.
+/// Errors in Python.
 #pragma once
 
 #include "vocabulary/Error.h"
@@ -7,7 +7,7 @@
 
 namespace VelPython {
 
-/// Makes the exception veloperation.Error, which stands for Vel::Error from now on.
+/// Adds the exception veloperation.Error, to which Vel::Error is translated.
 void AddErrors(nanobind::module_& module);
 
 } // namespace VelPython

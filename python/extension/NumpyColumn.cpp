@@ -31,8 +31,8 @@ bool HasBytes(const ArrowType& type) {
            (type.kind == Kind::Integer || type.kind == Kind::Floating || type.IsTime() || type.kind == Kind::Duration);
 }
 
-/// Calls a function with the part of each table that lies between two rows: the column, its first row in the buffers,
-/// and how many rows.
+/// Calls a function with the part of each table between two rows: the column, its first row in the buffers, and the
+/// number of rows.
 template <class TFunction>
 void ForEachPart(const std::vector<SharedArray>& tables, std::size_t column, std::size_t begin, std::size_t end,
                  TFunction function) {

@@ -1,4 +1,4 @@
-/// Operations on columns, and the table of all operations.
+/// Operations on columns, and the table of operations.
 #include "ArrowOperand.h"
 #include "Module.h"
 #include "Values.h"
@@ -37,7 +37,7 @@ namespace Engine = Vel::Engine;
 using Parameters = nb::typed<nb::dict, nb::str, nb::object>;
 using Columns = nb::typed<nb::list, nb::object>;
 
-/// Memory of a Python object, one sample for each row; the object stays as it is so long.
+/// The memory of a Python object with one sample per row. The object cannot be resized meanwhile.
 class Buffer {
 public:
     Buffer(nb::handle object, bool isWritable) {
@@ -50,14 +50,14 @@ public:
     Buffer& operator=(Buffer&&) = delete;
     ~Buffer() { PyBuffer_Release(&view); }
 
-    /// The caller has looked at the types; this keeps memory safe.
+    /// The caller has checked the types; this checks only that memory access is safe.
     Vel::Column Samples(std::size_t size, std::size_t rows) const {
         if (view.ndim != 1 || static_cast<std::size_t>(view.itemsize) != size ||
             static_cast<std::size_t>(view.shape[0]) != rows)
             throw std::invalid_argument("a column has another shape or type than agreed");
         return {view.buf, rows < 2 ? static_cast<std::ptrdiff_t>(size) : view.strides[0]};
     }
-    /// What is written must be contiguous.
+    /// Writable memory must be contiguous.
     std::byte* Destination(std::size_t size, std::size_t rows) const {
         if (Samples(size, rows).stride != static_cast<std::ptrdiff_t>(size))
             throw std::invalid_argument("a column that is written is not contiguous");
@@ -68,7 +68,7 @@ private:
     Py_buffer view{};
 };
 
-/// Of a row of the vocabulary with so many letters; 1 where there is none, which the engine explains.
+/// The number of results in a signature with this many letters; 1 for an unknown one, for which the engine then throws.
 std::size_t ResultsOf(const std::string& name, std::size_t letters) {
     for (const Vel::Operation* const operation : Vel::FindOperations(name))
         if (operation->results + operation->operands == letters)
@@ -83,7 +83,7 @@ Engine::Channel ChannelOf(const std::string& name, char letter, const std::strin
     return {name, Vel::DefaultNoValue(letter)};
 }
 
-/// A remedy in the words of Python, where the engine has those of a plan.
+/// Turns a remedy of the engine, worded for plans, into one for Python.
 std::string InPython(std::string remedy) {
     constexpr std::array<std::pair<std::string_view, std::string_view>, 3> words{{
         {"no_value_aware = false", "aware=False"},
@@ -99,7 +99,7 @@ std::string InPython(std::string remedy) {
     return std::regex_replace(remedy, ofOne, "veloperation.operations(\"$1\") lists all");
 }
 
-/// A plan with one operation, whose operands are its inputs.
+/// A plan with one operation. Its operands are the inputs.
 Engine::Plan PlanOf(const std::string& name, const std::string& signature, bool aware, bool ownResultOverGaps,
                     nb::handle samplePeriod, const Parameters& parameters) {
     const std::string place = name + " " + signature;
@@ -157,8 +157,8 @@ public:
 
     std::size_t Results() const { return results; }
 
-    /// Computes all rows: from the operands into the results and, if they are wanted, the statuses. Tells of each
-    /// result whether NoValue is among it, but for floating types, where nobody asks.
+    /// Computes all rows from the operands into the results and, if wanted, the statuses. Returns for each result
+    /// whether it contains NoValue. Floating types are not checked, since nobody asks.
     std::vector<bool> Execute(const Columns& operands, const Columns& itsResults, nb::handle statuses,
                               std::size_t rows) {
         const Use use(*this);
@@ -216,7 +216,7 @@ private:
         Operation& operation;
     };
 
-    /// In the block, while the processor has it at hand.
+    /// Checks the block while it is still in the processor's cache.
     bool HasGaps(std::size_t channel, std::size_t rows) const {
         return std::visit(
             [&]<class T>(T noValue) {
@@ -228,7 +228,7 @@ private:
 
     std::size_t SizeOf(std::size_t channel) const { return run.Channels()[channel].Type().size; }
 
-    static constexpr std::size_t mostRows = 8192; ///< of a block: the samples stay in the processor's caches
+    static constexpr std::size_t mostRows = 8192; ///< per block, so that the samples fit in the processor's caches
     const std::string name;
     Engine::Run run;
     const std::size_t results;

@@ -37,7 +37,7 @@ using Vel::Error;
 using Vel::Engine::Plan, Vel::Engine::Value, Vel::Engine::Warning;
 using Vel::Recordings::FormatOptions;
 
-/// A Python object as the value of a setting. Texts are as on velreplay's command line.
+/// Converts a Python object to the value of a setting. Texts are read as on velreplay's command line.
 Value ValueOf(nb::handle object, const std::string& name) {
     const std::string place = "setting \"" + name + "\"";
     if (nb::isinstance<nb::str>(object))
@@ -69,7 +69,7 @@ std::string TextOf(const Vel::Engine::ConstantPlan& constant) {
         constant.value);
 }
 
-/// Name, type, kind, and how it comes about, of all channels but inner ones.
+/// Name, type, kind and origin of all channels except inner ones.
 std::vector<std::tuple<std::string, std::string, std::string, std::string>> Describe(const Plan& plan) {
     std::vector<std::tuple<std::string, std::string, std::string, std::string>> rows;
     const auto add = [&](const Vel::ChannelType& channel, bool isTime, const char* kind, const std::string& how) {
@@ -91,8 +91,8 @@ std::vector<std::tuple<std::string, std::string, std::string, std::string>> Desc
     return rows;
 }
 
-/// Ends what waits or takes long once the user presses Ctrl-C. Asks Python now and then, as that has to wait for other
-/// threads.
+/// Ends a wait or a long computation when the user presses Ctrl-C. Asks Python only now and then, as that has to wait
+/// for other threads.
 class Interruption {
 public:
     bool IsThere() {
@@ -103,7 +103,7 @@ public:
         const nb::gil_scoped_acquire gil;
         return PyErr_CheckSignals() != 0 && Keep();
     }
-    /// Raises what a signal handler has raised.
+    /// Raises the exception of a signal handler.
     void Raise() {
         if (error)
             throw nb::python_error(std::move(*std::exchange(error, nullptr)));
@@ -118,12 +118,12 @@ private:
     std::unique_ptr<nb::python_error> error;
 };
 
-/// A result: a stream that is read once, or tables that are kept.
+/// A result: a stream that can be read once, or stored tables.
 class Result {
 public:
     Result(std::shared_ptr<Replay> itsReplay, std::shared_ptr<Interruption> itsInterruption)
         : replay(std::move(itsReplay)), interruption(std::move(itsInterruption)) {}
-    /// Tables that are there already.
+    /// Stores tables that exist already.
     Result(std::shared_ptr<Replay> itsReplay, std::vector<SharedArray> tables)
         : replay(std::move(itsReplay)), kept(std::move(tables)), state(State::Kept) {}
 
@@ -178,7 +178,7 @@ public:
     }
 
     std::vector<Warning> Warnings() const {
-        const nb::gil_scoped_release noGil; // who reads may wait for it
+        const nb::gil_scoped_release noGil; // a reader in another thread may wait for the GIL
         return replay->Warnings();
     }
 
@@ -249,13 +249,13 @@ std::unique_ptr<Result> ReplayFiles(const Plan& plan, const std::vector<std::str
     return Begin(plan, std::move(recording), {hasStatuses, hasWarnings}, progress, std::move(interruption));
 }
 
-/// A plan at work on data that come bit by bit.
+/// Runs a plan on data that arrive in batches.
 class Session {
 public:
     Session(Plan itsPlan, bool hasStatuses, bool hasWarnings)
         : plan(std::move(itsPlan)), looks{hasStatuses, hasWarnings} {
         const nb::gil_scoped_release noGil;
-        const Vel::Engine::Run tried(plan, 1); // so that a wrong plan is found at once
+        const Vel::Engine::Run tried(plan, 1); // finds errors in the plan at once
     }
 
     std::unique_ptr<Result> Feed(const nb::object& data) {
@@ -310,7 +310,7 @@ private:
             while (OwnedArray table = replay->Next())
                 tables.push_back(std::make_shared<const OwnedArray>(std::move(table)));
         } catch (const Error&) {
-            if (tables.empty()) // else the rows before come first, and the next call throws
+            if (tables.empty()) // otherwise return the rows before the error; the next call throws
                 throw;
         }
         return std::make_unique<Result>(replay, std::move(tables));

@@ -19,14 +19,14 @@ constexpr const char* ofProducer = "its producer breaks the Arrow C data interfa
 
 std::string ColumnOf(const InputPlan& input) { return input.column.value_or(input.channel.name); }
 
-/// Microseconds, the finest unit that all times of our days have as Float64.
+/// Microseconds: the finest unit in which a Float64 can represent all present times.
 std::string FormatOfTimes(const std::optional<Vel::TimeForm>& form, const std::string& zone) {
     if (form && form->isLocal)
         return "tsu:";
     return "tsu:" + zone;
 }
 
-/// What counts as missing, since it holds the NoValue of an integer type.
+/// Warns of values that count as missing because they equal the NoValue of an integer type.
 void WarnOfNoValues(std::vector<Warning>& warnings, const Vel::ChannelType& channel, std::uint64_t count,
                     std::uint64_t firstRow) {
     if (count == 0)
@@ -36,7 +36,7 @@ void WarnOfNoValues(std::vector<Warning>& warnings, const Vel::ChannelType& chan
         {channel.name, "cells that hold " + noValue + ", its NoValue, count as missing", firstRow, count});
 }
 
-/// Failures of a producer, with what it says of them.
+/// Throws if a producer failed, with its message.
 void Check(int failure, Owned<ArrowArrayStream>& stream) {
     if (failure == 0)
         return;
@@ -117,7 +117,7 @@ std::size_t ArrowRecording::Find(const std::string& name, const std::string& pla
                 list + (names.size() > mostNames ? " ... (" + std::to_string(names.size()) + " names)" : ""));
 }
 
-/// A table that has all that its schema promises; an empty one at the end.
+/// Reads a table and checks it against the schema. Returns an empty one at the end.
 OwnedArray ArrowRecording::ReadNext() {
     if (hasAll || !stream)
         return {};
@@ -194,7 +194,7 @@ std::vector<Warning> ArrowRecording::Warnings() const {
 
 namespace {
 
-/// A block of so many bytes that the samples of all inputs stay within bounds.
+/// A block size that limits the memory for the samples of all inputs.
 std::size_t BlockBytesFor(const Plan& plan) {
     constexpr std::size_t mostSamples = std::size_t{1} << 19;
     return std::max<std::size_t>(mostSamples / plan.inputs.size(), 64) * std::max<std::size_t>(2, plan.inputs.size());

@@ -1,4 +1,4 @@
-/// What plans are replayed over: a stream of Arrow tables, or CSV.
+/// The recordings that plans are replayed over: a stream of Arrow tables, or CSV files.
 #pragma once
 
 #include "ArrowReader.h"
@@ -18,30 +18,30 @@
 
 namespace VelPython {
 
-/// The schema and the next array of a stream; at its end an empty one. Throws Vel::Error with what its producer says.
+/// The schema of a stream, and its next array; an empty one at the end. Throws Vel::Error with the producer's message.
 OwnedSchema ReadSchema(OwnedStream& stream);
 OwnedArray ReadArray(OwnedStream& stream);
 
-/// A recording, batch by batch. Columns that a result passes on as they came are children of a batch.
+/// A recording, batch by batch. Columns that the result passes on unchanged are children of a batch.
 class Recording {
 public:
     virtual ~Recording() = default;
 
-    /// Goes on to the next batch. False: there is none.
+    /// Moves to the next batch. False if there is none.
     virtual bool Next() = 0;
     virtual std::size_t Rows() const = 0;
 
-    /// Samples of an input in rows of the batch; fewer than asked for where a value is no sample. They stay until the
-    /// next call for this input.
+    /// Samples of an input in rows of the batch; fewer than requested if a value is not a valid sample. They are valid
+    /// until the next call for this input.
     virtual ArrowReader::Block Read(std::size_t input, std::size_t begin, std::size_t count) = 0;
-    /// Why Read gave fewer samples.
+    /// Why Read returned fewer samples.
     virtual std::optional<Vel::Error> FaultOf(std::size_t input) const = 0;
 
-    /// The child that an input's samples come from; nothing where they are all that there is.
+    /// The child that an input's samples come from; empty if there are only samples.
     virtual std::optional<std::size_t> ChildOf(std::size_t input) const = 0;
-    /// The format of an input whose samples are times, for a result that cannot pass on its column; empty for others.
+    /// The format for an input of times, if the result cannot pass on its column; empty for other inputs.
     virtual std::string TimeFormatOf(std::size_t input) const = 0;
-    /// Whether the samples of an input are but near to its values.
+    /// Whether the samples of an input are rounded.
     virtual bool Rounds(std::size_t input) const = 0;
 
     struct Kept {
@@ -50,23 +50,23 @@ public:
     };
     virtual const std::vector<Kept>& KeptColumns() const = 0;
     virtual const ArrowSchema& SchemaOf(std::size_t child) const = 0;
-    /// The batch, which stays for as long as somebody holds it.
+    /// The batch. It lives as long as a reference to it.
     virtual std::shared_ptr<const OwnedArray> Batch() const = 0;
 
-    /// Whether its rows are wanted as they come.
+    /// Whether rows should be delivered as they arrive.
     virtual bool IsLive() const = 0;
-    /// How much has been read, from 0 to 1, if that is known.
+    /// The share read so far, from 0 to 1, if known.
     virtual std::optional<double> Share() const = 0;
     virtual std::vector<Vel::Engine::Warning> Warnings() const = 0;
 };
 
 class ArrowRecording final : public Recording {
 public:
-    /// Tables of a stream. `rowsBefore` counts rows of the same recording before them, for messages. Throws Vel::Error
-    /// where the plan's columns are missing or of other types.
+    /// Reads tables from a stream. `itsRowsBefore` counts earlier rows of the same recording, for messages. Throws
+    /// Vel::Error if the plan's columns are missing or have unsuitable types.
     ArrowRecording(OwnedStream itsStream, const Vel::Engine::Plan& plan, std::uint64_t itsRowsBefore = 0);
 
-    /// Reads all tables, and throws Vel::Error for the first value that is no sample, before any is used.
+    /// Reads all tables. Throws Vel::Error for the first value that is not a valid sample, before any is used.
     void ReadAll();
 
     bool Next() override;
@@ -97,7 +97,7 @@ private:
     std::vector<std::size_t> children;
     std::vector<std::string> timeFormats;
     std::vector<Kept> kept;
-    std::vector<OwnedArray> waiting; ///< tables that ReadAll has read, the last one first
+    std::vector<OwnedArray> waiting; ///< tables from ReadAll in reverse order
     bool hasAll = false;
     std::shared_ptr<const OwnedArray> batch;
     std::size_t rows = 0;
@@ -106,7 +106,7 @@ private:
 
 class CsvRecording final : public Recording {
 public:
-    /// Throws Vel::Error for files that cannot be read, and where the plan's columns are missing.
+    /// Throws Vel::Error if a file cannot be read or a column of the plan is missing.
     CsvRecording(std::vector<std::string> files, const Vel::Recordings::FormatOptions& options,
                  const Vel::Engine::Plan& plan, std::function<bool()> isInterrupted);
 

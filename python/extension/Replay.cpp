@@ -16,7 +16,7 @@ using Vel::Engine::Plan, Vel::Engine::Warning;
 
 constexpr std::size_t tableRows = std::size_t{1} << 16;
 
-/// Blocks whose samples of all channels stay in the processor's cache.
+/// A block size for which the samples of all channels fit in the processor's cache.
 std::size_t BlockRowsFor(const Plan& plan) {
     constexpr std::size_t samples = std::size_t{1} << 15;
     std::size_t channels = plan.inputs.size();
@@ -150,7 +150,7 @@ OwnedArray Replay::Next() {
 
 std::uint64_t Replay::RowsRead() const { return rowsBefore + position; }
 
-/// A batch with rows that have not been read.
+/// Finds a batch with unread rows.
 bool Replay::FindBatch() {
     while (!hasEnded && position == recording->Rows()) {
         EndBatch();
@@ -164,7 +164,7 @@ bool Replay::FindBatch() {
     return !hasEnded;
 }
 
-/// Saves what later rows of the result may show of the batch.
+/// Saves the rows of the batch that later rows of the result may need.
 void Replay::EndBatch() {
     if (!isDirect) {
         std::map<std::uint64_t, SavedRow> stillUsed;
@@ -178,7 +178,7 @@ void Replay::EndBatch() {
     rowsBefore += std::exchange(position, 0);
 }
 
-/// Samples of all inputs; fewer rows where a value is no sample.
+/// Reads the samples of all inputs. Returns fewer rows if a value is not a valid sample.
 std::size_t Replay::ReadBlock(std::size_t begin, std::size_t count) {
     for (std::size_t input = 0; input < inputs.size(); ++input) {
         const ArrowReader::Block block = recording->Read(input, begin, count);
@@ -228,7 +228,7 @@ void Replay::CopySamples(OutputColumn& column, std::size_t done, std::size_t row
             std::memcpy(to + row * size, from.AddressAt(row), size);
 }
 
-/// Of the rows that the engine has made last, behind those that are there.
+/// Appends the statuses of the rows that the engine computed last.
 void Replay::CopyStatuses(std::size_t done) {
     for (std::size_t i = 0; i < computations.size(); ++i) {
         statuses[i].resize(done + run.ResultRows());
@@ -240,7 +240,7 @@ OwnedArray Replay::NextTaken() {
     try {
         while (taken < tableRows && !fault && TakeBlock())
             ;
-    } catch (const Error& error) { // of the engine; the rows before come first
+    } catch (const Error& error) { // from the engine; the rows before it come first
         fault = error;
     }
     if (taken == 0 && fault)
@@ -248,7 +248,7 @@ OwnedArray Replay::NextTaken() {
     return taken == 0 ? OwnedArray() : Table(std::exchange(taken, 0), 0);
 }
 
-/// False: there are no more rows, or those so far should not wait for them.
+/// False if there are no more rows, or if the rows so far should not wait for more.
 bool Replay::TakeBlock() {
     if (!hasEnded && position == recording->Rows() && taken != 0 && recording->IsLive())
         return false;
@@ -266,7 +266,7 @@ bool Replay::TakeBlock() {
     return true;
 }
 
-/// Takes the rows of the result that the engine has made last.
+/// Takes the rows of the result that the engine computed last.
 void Replay::TakeRows() {
     const std::size_t rows = run.ResultRows();
     const std::shared_ptr<const OwnedArray> batch = recording->Batch();
@@ -351,7 +351,7 @@ void Replay::GoOn(std::unique_ptr<Recording> more) {
         if (column.way != Way::Passed)
             continue;
         const std::size_t child = i < kept ? *more->ChildOf(column.channel) : more->KeptColumns()[i - kept].child;
-        if (child != column.child) // rows of the batch before may still be taken
+        if (child != column.child) // rows of the previous batch may still be needed
             refuse("the column " + Quoted(column.name) + " stands at another place than in the rows before");
         const ArrowSchema& before = recording->SchemaOf(child);
         const ArrowSchema& now = more->SchemaOf(child);

@@ -1,4 +1,4 @@
-/// A plan over a recording: tables of its result, made one by one as they are asked for.
+/// Runs a plan over a recording and produces the tables of the result on demand.
 #pragma once
 
 #include "ArrowRows.h"
@@ -20,58 +20,58 @@
 
 namespace VelPython {
 
-/// Called with the rows so far, and with how much of the recording has been read, if that is known.
+/// Called with the number of rows so far, and with the share of the recording that has been read, if known.
 using Progress = std::function<void(std::uint64_t rows, std::optional<double> share)>;
 
-/// What to look at beside the samples.
+/// What to produce besides samples.
 struct Looks {
-    bool atStatuses; ///< for columns of the result
+    bool atStatuses; ///< as columns of the result
     bool atWarnings;
 };
 
 class Replay {
 public:
-    /// `itsEndsRun`: what comes is the whole recording, not the beginning of it.
+    /// `itsEndsRun`: this is the whole recording, not just its beginning.
     Replay(Vel::Engine::Plan itsPlan, std::unique_ptr<Recording> itsRecording, Looks looks, bool itsEndsRun);
 
     void Report(Progress itsProgress) { progress = std::move(itsProgress); }
     const std::vector<std::string>& Names() const { return names; }
-    /// Whether a column is one of statuses.
+    /// Whether a column holds statuses.
     bool IsStatus(std::size_t column) const;
     const ArrowSchema& Schema() const { return *schema; }
 
-    /// The next table; it holds nothing where the recording, or what there is of it so far, has ended. Throws
-    /// Vel::Error for a value that is no sample after the rows before it.
+    /// The next table; empty at the end of the recording or of the part available so far. For a value that is not a
+    /// valid sample, returns the rows before it first and then throws Vel::Error.
     OwnedArray Next();
 
-    /// The rows so far that have been read.
+    /// The number of rows read so far.
     std::uint64_t RowsRead() const;
-    /// More rows of the same recording, which has the same columns.
+    /// Continues with more rows of the same recording. The columns must be the same.
     void GoOn(std::unique_ptr<Recording> more);
-    /// Rows that have waited for more come next, and the recording has ended.
+    /// Ends the recording. The rows still pending come next.
     void EndRecording();
-    /// Nothing more will be read: lets go of the recording.
+    /// Stops reading and releases the recording.
     void Close();
 
     std::vector<Vel::Engine::Warning> Warnings() const;
 
 private:
-    /// How a column of the result comes about.
+    /// How a column of the result is produced.
     enum class Way : std::uint8_t {
         Made,   ///< the engine writes its samples
-        Copied, ///< from where the samples of a block are
-        Passed  ///< it is one of the recording's
+        Copied, ///< copied from the samples of a block
+        Passed  ///< a column of the recording, passed on
     };
     struct OutputColumn {
         std::string name;
         Way way = Way::Made;
         std::size_t channel = 0;
-        std::size_t child = 0;            ///< Passed: of the recording's batch
-        std::string timeFormat = {};      ///< the samples are written as times
+        std::size_t child = 0;            ///< Passed: child of the recording's batch
+        std::string timeFormat = {};      ///< set if samples are written as times
         Buffer samples = {};              ///< not Passed
-        std::vector<ArrowRows> rows = {}; ///< Passed, where the rows of a result are not those of the recording: one
+        std::vector<ArrowRows> rows = {}; ///< Passed, if result rows differ from those of the recording: one
     };
-    /// A row of a batch that rows of the result may still come from.
+    /// A row of a batch that the result may still need.
     struct SavedRow {
         std::shared_ptr<const OwnedArray> batch;
         std::int64_t row;
@@ -99,21 +99,21 @@ private:
     std::size_t blockRows;
     Vel::Engine::Run run;
     std::unique_ptr<Recording> recording;
-    bool isDirect; ///< the rows of the result are those of the recording
+    bool isDirect; ///< result rows are the rows of the recording
     Progress progress;
     std::vector<OutputColumn> columns;
-    std::size_t kept = 0;                  ///< the first of the columns that the plan keeps
+    std::size_t kept = 0;                  ///< index of the first column that the plan keeps
     std::vector<std::size_t> computations; ///< with a column of statuses
     std::vector<std::vector<Vel::Status>> statuses;
     std::vector<std::string> names;
     OwnedSchema schema;
     std::vector<Vel::Column> inputs;
-    std::size_t position = 0;        ///< in the batch
-    std::uint64_t rowsBefore = 0;    ///< the batch
-    std::size_t taken = 0;           ///< rows of the next table
-    bool hasEnded = false;           ///< the batches
-    bool endsRun;                    ///< then
-    std::optional<Vel::Error> fault; ///< behind the rows so far
+    std::size_t position = 0;        ///< next row of the batch
+    std::uint64_t rowsBefore = 0;    ///< rows before the batch
+    std::size_t taken = 0;           ///< rows for the next table so far
+    bool hasEnded = false;           ///< no more batches
+    bool endsRun;                    ///< the end of the batches ends the run
+    std::optional<Vel::Error> fault; ///< to be thrown after the rows so far
     std::map<std::uint64_t, SavedRow> saved;
     std::vector<Vel::Engine::Warning> closedWarnings;
     mutable std::mutex mutex;

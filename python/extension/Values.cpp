@@ -29,7 +29,7 @@ std::optional<Value> WholeFrom(nb::handle object) {
     return std::nullopt;
 }
 
-/// What NumPy makes of lists and arrays, if that has two columns of numbers.
+/// Converts lists and arrays with NumPy, if they have two columns of numbers.
 std::optional<Pairs> PairsFrom(nb::handle object) {
     nb::object array;
     try {

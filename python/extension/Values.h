@@ -1,4 +1,4 @@
-/// Values of parameters and settings, from Python.
+/// Converts Python objects to values of parameters and settings.
 #pragma once
 
 #include "engine/Engine.h"
@@ -9,8 +9,8 @@
 
 namespace VelPython {
 
-/// Takes bool, int, float, what NumPy has of them, "10 s", datetime.timedelta, and pairs of numbers as lists or as an
-/// array. Throws Vel::Error with `place`, and the name of what the value is for, for anything else.
+/// Accepts bool, int, float, their NumPy types, "10 s", datetime.timedelta, and pairs of numbers as lists or as an
+/// array. Throws Vel::Error with `place` and the name of the parameter or setting for anything else.
 Vel::Engine::Value ValueFrom(nanobind::handle object, const std::string& place, const std::string& name);
 
 Vel::Engine::ParametersByName ValuesFrom(const nanobind::dict& objects, const std::string& place);
