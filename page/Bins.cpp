@@ -157,9 +157,10 @@ void Bins::Take() {
                            computations[i] ? run.StatusesOf(*computations[i]) : std::span<const Status>(),
                            std::span(chosen).subspan(done, count));
         for (std::size_t i = done; i < done + count; ++i) {
-            isSorted = isSorted && chosenX[i] >= last.back();
-            last.back() = chosenX[i];
+            isSorted = isSorted && chosenX[i] >= latest;
+            latest = chosenX[i];
         }
+        last.back() = latest;
         rowsInLast += count;
         rows += count;
         done += count;

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -84,6 +85,7 @@ private:
     std::uint64_t rowsSeen = 0; ///< of blocks
     std::uint64_t rowsWithoutX = 0;
     bool isSorted = true;
+    double latest = -std::numeric_limits<double>::infinity(); ///< x
     std::vector<std::uint32_t> chosen; ///< rows of the block
     std::vector<double> chosenX;
 };

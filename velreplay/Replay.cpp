@@ -53,6 +53,7 @@ void RefuseSameFiles(const Options& options) {
     };
     refuseSame(options.picture, result, "result and picture");
     refuseSame(options.page, result, "result and page");
+    refuseSame(options.page, options.picture, "picture and page");
 }
 
 /// How many bytes of a recording are read and computed at a time. Bounds the memory for the samples of all channels,
