@@ -86,7 +86,7 @@ private:
     std::uint64_t rowsWithoutX = 0;
     bool isSorted = true;
     double latest = -std::numeric_limits<double>::infinity(); ///< x
-    std::vector<std::uint32_t> chosen; ///< rows of the block
+    std::vector<std::uint32_t> chosen;                        ///< rows of the block
     std::vector<double> chosenX;
 };
 
