@@ -43,5 +43,5 @@ def test_is_velreplays_and_needs_data_that_can_be_read_again(tmp_path: Path) -> 
     vel.Plan.load(drive, settings={"speed_limit": 90.0}).replay(vel.open(recording)).page(page)
     here = tmp_path / "velreplay.html"
     options = ["-q", "--set", "speed_limit=90.0", "-o", tmp_path / "r.csv", "--page", here]
-    subprocess.run([REPLAY, drive, recording, *options], check=True)
+    subprocess.run([str(argument) for argument in (REPLAY, drive, recording, *options)], check=True)
     assert here.read_bytes() == page.read_bytes()
