@@ -79,6 +79,7 @@ private:
     std::optional<Vel::Recordings::OutputFile> file;
     const PicturePlan& plan;
     std::deque<Panel> panels;
+    bool isXWhole = false;
 };
 
 } // namespace Velreplay
