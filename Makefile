@@ -21,7 +21,7 @@ test: all
 # Draws the pictures of the pages anew.
 pictures: packages
 	cmake --preset $(PRESET)
-	cmake --build --preset $(PRESET) --target velreplay drive_recording
+	cmake --build --preset $(PRESET) --target velreplay drive_recording ecg_recording meter_recording
 	scripts/draw-pictures $(BUILD)
 
 # Instructions of one Execute, per operation.
