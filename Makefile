@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms python test-python test-python-sanitized bench-python clean
+.PHONY: all run test pictures lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms python test-python test-python-sanitized bench-python clean
 
 all: packages
 	cmake --preset $(PRESET)
@@ -17,6 +17,12 @@ run: all
 
 test: all
 	ctest --preset $(PRESET) --parallel 2
+
+# Draws the pictures of the pages anew.
+pictures: packages
+	cmake --preset $(PRESET)
+	cmake --build --preset $(PRESET) --target velreplay drive_recording ecg_recording meter_recording
+	scripts/draw-pictures $(BUILD)
 
 # Instructions of one Execute, per operation.
 count: all
