@@ -1,7 +1,5 @@
 #include "velreplay/Picture.h"
 
-#include "recordings/Numbers.h"
-#include "recordings/Times.h"
 #include "velreplay/Gnuplot.h"
 #include "vocabulary/Error.h"
 #include "vocabulary/Quote.h"
@@ -95,54 +93,6 @@ bool IsWhole(std::string_view picture, bool isSvg) {
 
 } // namespace
 
-PicturePlan ReadPicturePlan(const Vel::Engine::Plan& plan) {
-    PicturePlan picture;
-    const auto found = plan.sections.find("plot");
-    if (found == plan.sections.end())
-        return picture;
-    const Vel::Engine::Section& section = found->second;
-    section.Allow({"title", "x", "x_title", "panels"});
-    picture.place = section.Place();
-    picture.title = section.Text("title").value_or("");
-    picture.x = section.NeededText("x");
-    picture.xTitle = section.Text("x_title").value_or("");
-    for (const Vel::Engine::InputPlan& input : plan.inputs)
-        if (input.channel.name == picture.x)
-            picture.xTime = input.time;
-    for (const Vel::Engine::Section& panel : section.Tables("panels")) {
-        panel.Allow({"title", "unit", "channels"});
-        picture.panels.push_back({panel.Place(), panel.Text("title").value_or(""), panel.Text("unit").value_or(""),
-                                  panel.Texts("channels")});
-    }
-    return picture;
-}
-
-void Bound(PicturePlan& plan, const std::string& from, const std::string& to) {
-    const auto read = [&plan](const std::string& option, const std::string& text, double& bound) {
-        if (text.empty())
-            return;
-        if (plan.xTime) {
-            Vel::Recordings::TimeReader reader(*plan.xTime, plan.place);
-            if (reader.Read(text, bound) != Vel::Recordings::TimeFault::None)
-                throw Vel::Error(option, Vel::Quoted(text) + reader.ExplainLast(), "write it as in the recording");
-        } else if (Vel::Recordings::ReadNumber(text, bound) != std::errc()) {
-            throw Vel::Error(option, Vel::Quoted(text) + " is no number",
-                             "write a number of the axis, the channel " + Vel::Quoted(plan.x));
-        }
-    };
-    read("--from", from, plan.extent.from);
-    read("--to", to, plan.extent.to);
-    if (!(plan.extent.from < plan.extent.to))
-        throw Vel::Error("--to", "the picture ends before it begins", "choose a --to above --from");
-}
-
-void CheckChannels(const PicturePlan& plan, const Vel::Engine::Run& run) {
-    run.Find(plan.x, plan.place);
-    for (const PanelPlan& panel : plan.panels)
-        for (const std::string& channel : panel.channels)
-            run.Find(channel, panel.place);
-}
-
 bool Picture::Panel::IsWhole() const {
     return std::none_of(curves.begin(), curves.end(),
                         [](const Envelope& curve) { return curve.Y().Type().isFloating; });
@@ -187,7 +137,7 @@ double Picture::Panel::TicPixels() const {
     return digitPixels * static_cast<double>(std::min(characters, most));
 }
 
-Picture::Picture(std::string itsName, const PicturePlan& itsPlan, const Vel::Engine::Run& run)
+Picture::Picture(std::string itsName, const Vel::Page::PlotPlan& itsPlan, const Vel::Engine::Run& run)
     : name(std::move(itsName)), plan(itsPlan) {
     if (!IsSvg() && !name.ends_with(".png"))
         throw Vel::Error(name, "a picture of this kind cannot be drawn", "end the name with .svg or .png");
@@ -195,12 +145,10 @@ Picture::Picture(std::string itsName, const PicturePlan& itsPlan, const Vel::Eng
         throw Vel::Error(name, "the plan says nothing about a picture",
                          R"(add: [plot] with x = "...", and [[plot.panels]] with channels = ["..."])");
     const std::size_t x = run.Find(plan.x, plan.place);
-    for (const PanelPlan& panelPlan : plan.panels) {
+    for (const Vel::Page::PanelPlan& panelPlan : plan.panels) {
         Panel& panel = panels.emplace_back(Panel{&panelPlan, {}});
         for (const std::string& y : panelPlan.channels)
             panel.curves.emplace_back(run, x, run.Find(y, panelPlan.place), plan.extent);
-        if (panel.curves.empty())
-            throw Vel::Error(panelPlan.place, "the panel has no channel", R"(add: channels = ["..."])");
     }
     if (!IsGnuplotInstalled())
         throw Vel::Error(name, "gnuplot, which draws pictures, cannot be run",
