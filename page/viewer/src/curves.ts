@@ -85,12 +85,12 @@ export function drawCurve(pen: Pen, channel: Steps, style: Style, yOf: (value: n
     }
     context.strokeStyle = style.colour;
     context.fillStyle = style.colour;
-    context.lineWidth = 1.25 * area.scale;
+    context.lineWidth = (isRows ? 1.25 : 1) * area.scale;
     context.lineJoin = "bevel";
     context.setLineDash(style.dash.map((length) => length * area.scale));
     if (isRows) context.stroke(lines);
     else {
-        context.globalAlpha = 0.45;
+        context.globalAlpha = 0.5;
         context.fill(fills);
         context.globalAlpha = 1;
         context.stroke(fills);

@@ -11,18 +11,22 @@ export function countOf(count: number, one: string, many: string): string {
     return `${formatCount(count)} ${count === 1 ? one : many}`;
 }
 
-// A sample, with all the digits that its type is worth.
+// A sample with all the digits that its type is worth.
 export function formatSample(value: number | bigint, type: string): string {
-    if (typeof value === "bigint" || Number.isInteger(value)) {
-        const text = value.toString();
-        return text.length <= 20 ? text : Number(value).toExponential();
-    }
+    if (typeof value === "bigint" || Number.isInteger(value)) return value.toString();
     if (type === "Float32")
         for (let digits = 6; digits < 9; ++digits) {
             const rounded = Number(value.toPrecision(digits));
             if (Math.fround(rounded) === value) return rounded.toString();
         }
-    return Number(value.toPrecision(type === "Float32" ? 9 : 12)).toString();
+    return value.toString();
+}
+
+// The same in the room of a list: integers are exact, others have six digits, or two after the point.
+export function formatShort(value: number | bigint): string {
+    if (typeof value === "bigint" || Number.isInteger(value)) return value.toString();
+    const digits = Math.floor(Math.log10(Math.abs(value))) + 3;
+    return Number(value.toPrecision(Math.min(Math.max(digits, 6), 17))).toString();
 }
 
 export interface Ticks {
@@ -57,7 +61,7 @@ export function makeTicks(least: number, greatest: number, wanted: number): Tick
             values.map((value) => value - origin),
             step,
         ),
-        offset: `${formatSample(origin, "Float64")} +`,
+        offset: `${formatShort(origin)} +`,
     };
 }
 

@@ -396,7 +396,8 @@ export class Page {
         });
         this.plots.addEventListener("pointermove", (event) => {
             if (!drag) {
-                if (isOnPlot(event)) this.setCursor(this.view.xAt(this.shareAt(event.clientX)));
+                const share = this.shareAt(event.clientX);
+                if (share >= 0 && share <= 1) this.setCursor(this.view.xAt(share));
                 return;
             }
             if (event.pointerId !== drag.pointer) return;

@@ -3,7 +3,7 @@
 import type uPlot from "uplot";
 import { drawBand, drawCurve, drawMarks, drawMissing, extend, isMissingIn, type Pen } from "./curves.js";
 import { element, setText } from "./dom.js";
-import { formatSample } from "./numbers.js";
+import { formatSample, formatShort } from "./numbers.js";
 import { gutter, margin, Plot, type Stage } from "./plot.js";
 import { type Channel, hasInfinite, hasMissing, hasRefused } from "./recording.js";
 import { colourOf, dashOf } from "./theme.js";
@@ -23,7 +23,7 @@ class Row {
     constructor(
         readonly channel: Channel,
         readonly index: number,
-        private readonly unit: string,
+        unit: string,
         onToggle: () => void,
     ) {
         const { name, formula, type } = channel.description;
@@ -51,29 +51,26 @@ class Row {
         this.swatch.style.strokeDasharray = dashOf(this.index).join(" ");
     }
 
-    read(steps: VisibleSteps | null, step: number | null): void {
-        setText(this.value, steps && step !== null ? this.describe(...steps.binsOf(step), steps.rowsPerStep) : "");
-    }
-
-    private describe(firstBin: number, endBin: number, rows: number): string {
+    read(steps: VisibleSteps, step: number | null): void {
+        if (step === null) {
+            setText(this.value, "");
+            return;
+        }
+        const [firstBin, endBin] = steps.binsOf(step);
         const marks = this.channel.marksOf(firstBin, endBin);
         const extremes = this.channel.extremes(firstBin, endBin);
+        const some = steps.rowsPerStep > 1 && (extremes || (marks & (marks - 1)) !== 0) ? "some " : "";
         const words: string[] = [];
-        if (extremes) {
-            const [least, greatest] = extremes;
-            const { type } = this.channel.description;
-            const unit = this.unit && ` ${this.unit}`;
-            words.push(
-                least === greatest
-                    ? `${formatSample(least, type)}${unit}`
-                    : `${formatSample(least, type)} … ${formatSample(greatest, type)}${unit}`,
-            );
-        }
-        const some = rows > 1 && (extremes || (marks & (marks - 1)) !== 0) ? "some " : "";
         if (marks & hasMissing) words.push(`${some}missing`);
         if (marks & hasRefused) words.push(`${some}refused`);
         if (marks & hasInfinite) words.push(`${some}infinite`);
-        return words.join(", ");
+        const describe = (format: (value: number | bigint) => string) => {
+            if (!extremes) return words.join(", ");
+            const texts = extremes[0] === extremes[1] ? [extremes[0]] : extremes;
+            return [texts.map(format).join(" … "), ...words].join(", ");
+        };
+        setText(this.value, describe(formatShort));
+        this.value.title = describe((value) => formatSample(value, this.channel.description.type));
     }
 }
 
@@ -242,7 +239,7 @@ export class Panel {
         for (const part of this.parts) part.plot.resize(width, part.height);
     }
 
-    read(steps: VisibleSteps | null, step: number | null): void {
+    read(steps: VisibleSteps, step: number | null): void {
         for (const row of this.rows) row.read(steps, step);
     }
 }

@@ -10,7 +10,8 @@ import type { View } from "./view.js";
 // Room for the numbers on the left, and for half a label of the axis on the right.
 export const gutter = 92;
 export const margin = 16;
-const pixelsPerLabel = 90;
+const pixelsPerTime = 90;
+const pixelsPerNumber = 60;
 const pixelsPerLine = 34;
 const font = "11px system-ui, sans-serif";
 
@@ -48,7 +49,7 @@ export class Plot {
             grid: hasTimeLabels ? { show: false } : grid,
             ticks: hasTimeLabels ? { ...grid, size: 5 } : { show: false },
             size: hasTimeLabels ? 42 : 0,
-            space: pixelsPerLabel,
+            space: pixelsPerTime,
             values: hasTimeLabels ? (_, splits, __, ___, step) => this.labelX(splits, step) : () => [],
         };
         // uPlot finds round times; numbers of any size need ticks of our own, on an axis from 0 to 1.
@@ -122,7 +123,11 @@ export class Plot {
 
     private xTicks(): Ticks {
         const { view } = this.stage;
-        return makeTicks(view.least, view.greatest, Math.max(1, (this.chart.width - gutter - margin) / pixelsPerLabel));
+        return makeTicks(
+            view.least,
+            view.greatest,
+            Math.max(1, (this.chart.width - gutter - margin) / pixelsPerNumber),
+        );
     }
 
     private labelX(splits: number[], step: number): string[] {

@@ -65,9 +65,7 @@ export function makePage(viewer: string, rows: Rows): string {
         const marks = eachBin(samples, (bin) =>
             bin.reduce<number>(
                 (all, sample) =>
-                    all |
-                    (sample === "missing" ? 2 : sample === "infinite" ? 8 : 1) |
-                    (sample === "refused" ? 4 : 0),
+                    all | (sample === "missing" ? 2 : sample === "infinite" ? 8 : 1) | (sample === "refused" ? 4 : 0),
                 0,
             ),
         );
@@ -118,7 +116,9 @@ export function makePage(viewer: string, rows: Rows): string {
         columns,
     };
     rows.change?.(description);
-    const elements = texts.map((text, i) => `<script type="text/plain" class="column" id="column-${i}">${text}</script>`);
+    const elements = texts.map(
+        (text, i) => `<script type="text/plain" class="column" id="column-${i}">${text}</script>`,
+    );
     const json = JSON.stringify(description).replaceAll("<", "\\u003c");
     elements.unshift(`<script type="application/json" id="recording">${json}</script>`);
     return readFileSync(viewer, "utf8").replace("<!--DATA-->", () => elements.join("\n"));
