@@ -11,7 +11,14 @@ const sources = import.meta.dirname ?? new URL(".", import.meta.url).pathname;
 const packages = join(folder, "node_modules");
 const esbuild = createRequire(join(folder, "package.json"))("esbuild");
 
-const common = { absWorkingDir: sources, bundle: true, nodePaths: [packages], write: false, logLevel: "warning" };
+const common = {
+    absWorkingDir: sources,
+    bundle: true,
+    nodePaths: [packages],
+    tsconfigRaw: {},
+    write: false,
+    logLevel: "warning",
+};
 const built = esbuild.buildSync({
     ...common,
     entryPoints: ["src/main.ts"],
@@ -56,5 +63,5 @@ esbuild.buildSync({
     platform: "node",
     format: "esm",
     target: "node18",
-    packages: "external",
+    external: ["playwright-core"],
 });

@@ -213,7 +213,7 @@ export class Recording {
         const last = x.last === null ? first : toFloat64(column(x.last));
         // Axes have no place for infinite numbers, and none between equal ones.
         if (!x.isSorted) this.whyRows = "goes back in places";
-        else if (!Number.isFinite(first[0]) || !Number.isFinite(last[bins - 1])) this.whyRows = "is infinite in places";
+        else if (!Number.isFinite(last[bins - 1] - first[0])) this.whyRows = "reaches beyond what an axis can show";
         else if (description.rows > 1 && first[0] === last[bins - 1]) this.whyRows = "is the same in all rows";
         else {
             this.axisKind = x.time ? "time" : "number";

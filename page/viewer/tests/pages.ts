@@ -55,8 +55,8 @@ export function makePage(viewer: string, rows: Rows): string {
     const eachBin = <Item, Result>(items: Item[], join: (bin: Item[]) => Result) =>
         Array.from({ length: bins }, (_, bin) => join(items.slice(bin * rowsPerBin, (bin + 1) * rowsPerBin)));
 
-    let held: number | bigint = 0;
     const channels = rows.channels.map(({ name, type = "Float64", samples, isBoolean = false, formula = "" }) => {
+        let held: number | bigint = 0;
         const numbers = samples.map((sample) => {
             if (typeof sample !== "string") held = sample;
             return sample === "refused" ? held : sample;
@@ -69,8 +69,11 @@ export function makePage(viewer: string, rows: Rows): string {
                 0,
             ),
         );
-        const least = finite.map((bin) => bin.reduce((a, b) => (b < a ? b : a), bin[0] ?? 0));
-        const greatest = finite.map((bin) => bin.reduce((a, b) => (b > a ? b : a), bin[0] ?? 0));
+        // Math.min knows no 64-bit integers.
+        const extreme = (bin: (number | bigint)[], isBetter: (a: number | bigint, b: number | bigint) => boolean) =>
+            bin.reduce((best, sample) => (isBetter(sample, best) ? sample : best), bin[0] ?? 0);
+        const least = finite.map((bin) => extreme(bin, (a, b) => a < b));
+        const greatest = finite.map((bin) => extreme(bin, (a, b) => a > b));
         return {
             name,
             type,
