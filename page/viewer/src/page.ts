@@ -268,13 +268,13 @@ export class Page {
         );
         for (const panel of this.panels) seen.observe(panel.root);
         addEventListener("beforeprint", () => {
-            this.stage.theme = currentTheme();
+            this.stage.theme = currentTheme(true);
             this.setWidth(printedWidth);
             for (const panel of this.panels) panel.redrawNow();
             this.axis.redraw();
         });
         addEventListener("afterprint", () => {
-            this.stage.theme = currentTheme();
+            this.stage.theme = currentTheme(false);
             this.setWidth(Math.max(narrowestPlot, Math.floor(measured.clientWidth)));
         });
     }

@@ -66,8 +66,8 @@ class Row {
         if (marks & hasInfinite) words.push(`${some}infinite`);
         const describe = (format: (value: number | bigint) => string) => {
             if (!extremes) return words.join(", ");
-            const texts = extremes[0] === extremes[1] ? [extremes[0]] : extremes;
-            return [texts.map(format).join(" … "), ...words].join(", ");
+            const texts = new Set([format(extremes[0]), format(extremes[1])]);
+            return [[...texts].join(" … "), ...words].join(", ");
         };
         setText(this.value, describe(formatShort));
         this.value.title = describe((value) => formatSample(value, this.channel.description.type));

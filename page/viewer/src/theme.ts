@@ -24,9 +24,8 @@ const dark: Theme = {
 // Where the colours begin anew, lines are dashed.
 const dashes: number[][] = [[], [7, 3], [2, 3], [9, 3, 2, 3]];
 
-export function currentTheme(): Theme {
-    const isDark = matchMedia("(prefers-color-scheme: dark)").matches && !matchMedia("print").matches;
-    return isDark ? dark : light;
+export function currentTheme(isPrinting = matchMedia("print").matches): Theme {
+    return !isPrinting && matchMedia("(prefers-color-scheme: dark)").matches ? dark : light;
 }
 
 export function colourOf(theme: Theme, index: number): string {

@@ -2,7 +2,7 @@
 
 import { firstWhere, type Recording } from "./recording.js";
 
-const stepsPerPixel = 1.5;
+const stepsPerPixel = 1;
 
 export class View {
     readonly fullLeast: number;
