@@ -11,7 +11,7 @@ import { View, type VisibleSteps } from "./view.js";
 
 const zoomOfButton = 2;
 const panOfButton = 0.25;
-const axisHeight = 48;
+const axisHeight = 44;
 const leastDrag = 4;
 const narrowestPlot = 240;
 const printedWidth = 680;
@@ -120,7 +120,12 @@ export class Page {
             this.reading,
             this.track,
         );
-        const header = element("header", {}, element("h1", {}, description.title || "Result"), this.status);
+        const header = element(
+            "header",
+            {},
+            element("h1", { title: description.title }, description.title || "Result"),
+            this.status,
+        );
         for (const note of this.notes()) header.append(element("p", { class: "note" }, note));
         const key = this.key();
         if (key) header.append(key);

@@ -42,6 +42,7 @@ async function withPage(file: string, act: (page: Page) => Promise<void>, timezo
             dialog.dismiss();
         });
         page.on("request", (request) => heard.push(`request: ${request.url()}`));
+        await page.addInitScript(recordLabels);
         const url = pathToFileURL(file).href;
         await page.goto(url);
         await page.waitForFunction(() => document.querySelector("canvas, [role=alert]"));
@@ -58,6 +59,29 @@ function withRows(rows: Rows, act: (page: Page) => Promise<void>, timezoneId?: s
     const file = join(folder, `${++opened}.html`);
     writeFileSync(file, makePage(viewer, rows));
     return withPage(file, act, timezoneId);
+}
+
+// In the page: keeps what is written on each canvas since it was cleared.
+function recordLabels() {
+    const { fillText, clearRect } = CanvasRenderingContext2D.prototype;
+    CanvasRenderingContext2D.prototype.fillText = function (text, x, y) {
+        const canvas = this.canvas as HTMLCanvasElement & { labels?: [string, number][] };
+        canvas.labels?.push([text, x]);
+        fillText.call(this, text, x, y);
+    };
+    CanvasRenderingContext2D.prototype.clearRect = function (...area) {
+        (this.canvas as HTMLCanvasElement & { labels?: [string, number][] }).labels = [];
+        clearRect.apply(this, area);
+    };
+}
+
+// The labels of the axis of x, with their shares of its width.
+function labelsOfX(page: Page): Promise<[string, number][]> {
+    return page.locator(".axis canvas").evaluate((element) => {
+        const over = element.parentElement?.querySelector(".u-over") as HTMLElement;
+        const { labels = [] } = element as HTMLCanvasElement & { labels?: [string, number][] };
+        return labels.map(([text, x]): [string, number] => [text, (x - over.offsetLeft) / over.offsetWidth]);
+    });
 }
 
 // Until the next frames are drawn.
@@ -430,6 +454,17 @@ test("dates are those of the zone's clocks, over a change of the clocks too", as
             "Time [s]: 2026-03-29 03:29:00.25 +02:00, row 60",
         ]);
         assert.equal(await page.locator(".x-title").innerText(), "Time [s] (Europe/Berlin)");
+
+        const labels = await labelsOfX(page);
+        const texts = labels.map(([text]) => text);
+        assert(texts.includes("01:50") && texts.includes("2026-03-29"), `${texts}`);
+        assert(!texts.some((text) => text.startsWith("02:")), `${texts}`);
+        const [, share] = labels.find(([text]) => text === "03:00") ?? [];
+        assert(share && Math.abs(share - 30 / 59) < 0.002, `03:00 stands at ${share}`);
+        for (let i = 0; i < 30; ++i) await page.keyboard.press("+");
+        await settle(page);
+        const closer = (await labelsOfX(page)).map(([text]) => text);
+        assert(closer.includes("01:59:30.25"), `${closer}`);
     });
     // Without a zone the clock of the browser must not matter.
     await withRows(
