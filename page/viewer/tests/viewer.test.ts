@@ -7,7 +7,7 @@ import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { after, before, test } from "node:test";
 import { pathToFileURL } from "node:url";
-import { type Browser, chromium, type Page } from "playwright-core";
+import { type Browser, type BrowserContext, chromium, type Page } from "playwright-core";
 import { makePage, type Rows, type Sample } from "./pages.js";
 
 // Where this runs: the root of the source tree.
@@ -15,6 +15,7 @@ const build = process.env.VEL_BUILD ?? "build/release";
 const viewer = "build/page/viewer.html";
 
 let browser: Browser;
+const contexts = new Map<string, BrowserContext>();
 let folder: string;
 let opened = 0;
 
@@ -31,9 +32,13 @@ after(async () => {
 
 // Opens a page from disk, does something with it, and insists that the browser had nothing to say and nothing to load.
 async function withPage(file: string, act: (page: Page) => Promise<void>, timezoneId = "America/New_York") {
-    const context = await browser.newContext({ viewport: { width: 1300, height: 900 }, timezoneId });
+    let context = contexts.get(timezoneId);
+    if (!context) {
+        context = await browser.newContext({ viewport: { width: 1300, height: 900 }, timezoneId });
+        contexts.set(timezoneId, context);
+    }
+    const page = await context.newPage();
     try {
-        const page = await context.newPage();
         const heard: string[] = [];
         page.on("console", (message) => heard.push(`console: ${message.text()}`));
         page.on("pageerror", (error) => heard.push(`error: ${error.message}`));
@@ -51,7 +56,7 @@ async function withPage(file: string, act: (page: Page) => Promise<void>, timezo
         await settle(page);
         assert.deepEqual(heard, [`request: ${url}`]);
     } finally {
-        await context.close();
+        await page.close();
     }
 }
 
@@ -368,6 +373,12 @@ test("curves lie where their values are, in all levels", async () => {
             const values = waves.channels[0].samples.slice(first, last + 1) as number[];
             const [least, greatest] = [Math.min(...values), Math.max(...values)];
             const room = (greatest - least) * 0.06;
+            const labels = await labelsOfX(page);
+            assert(labels.length > 3);
+            for (const [text, share] of labels) {
+                const expected = (Number(text) * 10 - first) / (last - first);
+                assert(Math.abs(share - expected) < 0.01, `${text} stands at ${share}, not ${expected}`);
+            }
             // Some columns of pixels, since grid lines shine through one.
             for (const share of [0.1, 0.37, 0.81]) {
                 const { width } = await plotBox(page);
