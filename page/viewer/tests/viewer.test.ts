@@ -316,7 +316,8 @@ test("wheel, drag, keys, buttons and the bar choose what is visible", async () =
         await pointAt(page, 0.3);
         const before = await readingOf(page);
         await page.mouse.wheel(0, -500);
-        await settle(page);
+        await pointAt(page, 0.31);
+        await pointAt(page, 0.3);
         const after = await readingOf(page);
         const xOf = (reading: string) => Number(/: ([-\d.]+)/.exec(reading)?.[1]);
         assert(Math.abs(xOf(before) - xOf(after)) < 2, `${before} became ${after}`);
@@ -522,6 +523,32 @@ test("missing, refused and infinite samples are marked, and hold no curve", asyn
         assert.equal((await readChannels(page)).get("value"), "81, some infinite");
         await pointAt(page, 0.5);
         assert.equal((await readChannels(page)).get("value"), "missing");
+    });
+});
+
+test("one row among many is seen from afar", async () => {
+    const length = 20000;
+    const samples = Array.from({ length }, (): Sample => 0);
+    samples[5001] = 100;
+    samples[10000] = -100;
+    samples[15001] = "missing";
+    samples[17503] = "refused";
+    await withRows({ x: samples.map((_, row) => row), channels: [{ name: "value", samples }] }, async (page) => {
+        const pixelsAt = (row: number) => findPixels(page, 0, blue, row / length - 0.006, row / length + 0.006);
+        const { width } = await plotBox(page);
+        const calm = await pixelsAt(2000);
+        assert(Math.abs(calm.count - 0.012 * width) < 0.02 * width, `${calm.count} pixels of a flat curve`);
+        for (const [row, isAbove] of [
+            [5001, true],
+            [10000, false],
+        ] as [number, boolean][]) {
+            const { count, below, height } = await pixelsAt(row);
+            assert(count > calm.count + 0.3 * height, `row ${row} has ${count} pixels`);
+            assert.equal(below < height / 2, isAbove);
+        }
+        const missing = await pixelsAt(15001);
+        assert(missing.count > calm.count && missing.below > calm.below + 2, "the missing sample has no mark");
+        assert((await pixelsAt(17503)).count > calm.count + 15, "the refused sample has no mark");
     });
 });
 
