@@ -550,6 +550,12 @@ test("one row among many is seen from afar", async () => {
         assert(missing.count > calm.count && missing.below > calm.below + 2, "the missing sample has no mark");
         assert((await pixelsAt(17503)).count > calm.count + 15, "the refused sample has no mark");
     });
+    // Samples between gaps have no line; they are dots. Without them only the bars at the bottom would be left.
+    const alone = Array.from({ length: 400 }, (_, row): Sample => (row % 2 ? 1 : "missing"));
+    await withRows({ channels: [{ name: "value", samples: alone }] }, async (page) => {
+        const { below, height } = await findPixels(page, 0, blue);
+        assert(below < 0.8 * height, `the pixels lie at ${below} of ${height}`);
+    });
 });
 
 test("odd recordings show something sensible", async () => {
