@@ -3,7 +3,7 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms python test-python test-python-sanitized bench-python page test-page clean
+.PHONY: all run test pictures lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms python test-python test-python-sanitized bench-python page test-page clean
 
 # Pages need packages from npm. All else is built where npm is missing, or its registry is out of reach.
 all: packages
@@ -19,6 +19,12 @@ run: all
 
 test: all
 	ctest --preset $(PRESET) --parallel 2
+
+# Draws the pictures of the pages anew.
+pictures: packages
+	cmake --preset $(PRESET)
+	cmake --build --preset $(PRESET) --target velreplay drive_recording ecg_recording meter_recording
+	scripts/draw-pictures $(BUILD)
 
 # Instructions of one Execute, per operation.
 count: all

@@ -25,6 +25,7 @@ constexpr double digitPixels = 7.5;
 constexpr double laneDistance = 1.5;
 constexpr double leastShareOfZero = 0.3; // of the largest value; above it an axis need not show 0
 constexpr double mostCountedTics = 10;   // up to this many whole numbers have a tic each
+constexpr double mostCountedTicsOfX = 20;
 constexpr std::array colours{"#0b5394", "#cc4125", "#38761d", "#b45f06", "#674ea7", "#45818e"};
 
 /// A text for gnuplot in double quotes.
@@ -39,9 +40,14 @@ std::string Quoted(const std::string& text) {
     return quoted + '"';
 }
 
-/// An empty line breaks the curve.
+/// An empty line breaks the curve. Before a gap a step lasts until the row that has no sample.
 void WriteCurve(std::ostream& script, const Envelope& curve, const Axis& x, const Axis& y, double lane) {
+    const bool isStep = !curve.Y().Type().isFloating;
+    Span before;
     for (const Span& span : curve.Spans()) {
+        if (isStep && !span.hasSample && before.hasSample && !before.hasGap)
+            script << x.Shown(span.x) << ' ' << y.Shown(before.largest) + lane << '\n';
+        before = span;
         if (span.hasSample) {
             script << x.Shown(span.x) << ' ' << y.Shown(span.smallest) + lane << '\n';
             if (span.largest != span.smallest)
@@ -145,6 +151,7 @@ Picture::Picture(std::string itsName, const Vel::Page::PlotPlan& itsPlan, const 
         throw Vel::Error(name, "the plan says nothing about a picture",
                          R"(add: [plot] with x = "...", and [[plot.panels]] with channels = ["..."])");
     const std::size_t x = run.Find(plan.x, plan.place);
+    isXWhole = !run.Channels()[x].Type().isFloating;
     for (const Vel::Page::PanelPlan& panelPlan : plan.panels) {
         Panel& panel = panels.emplace_back(Panel{&panelPlan, {}});
         for (const std::string& y : panelPlan.channels)
@@ -203,7 +210,8 @@ set key at graph 1.01, graph 1 left top reverse Left noenhanced samplen 1.5
 void Picture::WriteXAxis(std::ostream& script, const Axis& x, const std::vector<Tic>& times, bool isLabelled) const {
     const std::string title = plan.xTitle.empty() ? plan.x : plan.xTitle;
     if (times.empty()) {
-        script << "set format x" << (isLabelled ? "" : " \"\"") << '\n';
+        const bool isCounted = isXWhole && x.Highest() - x.Lowest() <= mostCountedTicsOfX;
+        script << "set xtics " << (isCounted ? "1" : "auto") << "\nset format x" << (isLabelled ? "" : " \"\"") << '\n';
         if (isLabelled)
             script << "set xlabel " << Quoted(x.Label(title, plan.x)) << " noenhanced\n";
         return;

@@ -52,6 +52,7 @@ private:
     std::optional<Vel::Recordings::OutputFile> file;
     const Vel::Page::PlotPlan& plan;
     std::deque<Panel> panels;
+    bool isXWhole = false;
 };
 
 } // namespace Velreplay

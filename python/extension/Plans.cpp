@@ -204,8 +204,8 @@ public:
             Close();
             return nb::none();
         }
-        return StreamCapsule(StreamOfTables(CopySchema(replay->Schema()),
-                                            {std::make_shared<const OwnedArray>(std::move(table))}));
+        return StreamCapsule(
+            StreamOfTables(CopySchema(replay->Schema()), {std::make_shared<const OwnedArray>(std::move(table))}));
     }
 
     /// Writes the stream as CSV, in the format of the recording. If the recording fails, or if its rows do not come
@@ -235,6 +235,31 @@ public:
         }
         const nb::gil_scoped_release noGil;
         result.Keep();
+        replay->Close();
+    }
+
+    /// Reads the stream and writes a page of it. `rows`: how many there were when the same data were read before.
+    void WritePage(const std::string& file, std::uint64_t mostBytes, const Plan& plan, const std::string& from,
+                   const std::string& to, const std::string& settings, std::optional<std::uint64_t> rows) {
+        Begin();
+        Vel::Page::PlotPlan plot = Vel::Page::ReadPlotPlan(plan);
+        Vel::Page::Bound(plot, from, to);
+        replay->CollectPage(file, mostBytes, std::move(plot));
+        const auto compute = [this] {
+            const nb::gil_scoped_release noGil;
+            return static_cast<bool>(replay->Next());
+        };
+        while (compute())
+            if (PyErr_CheckSignals() != 0)
+                throw nb::python_error();
+        interruption->Raise();
+        const nb::gil_scoped_release noGil;
+        if (rows && *rows != replay->RowsComputed())
+            throw Error("page",
+                        "the data had " + std::to_string(*rows) + " rows, and have " +
+                            std::to_string(replay->RowsComputed()) + " when they are read again",
+                        "write the page first, or replay a table or a file");
+        replay->WritePage(settings);
         replay->Close();
     }
 
@@ -333,8 +358,8 @@ std::unique_ptr<Result> Begin(const Plan& plan, std::unique_ptr<Recording> recor
     return std::make_unique<Result>(std::move(replay), std::move(interruption));
 }
 
-std::unique_ptr<Result> ReplayData(const Plan& plan, const nb::object& data, const FormatOptions& options, bool hasStatuses, bool hasWarnings,
-                                   const nb::object& progress, bool areAllSamples) {
+std::unique_ptr<Result> ReplayData(const Plan& plan, const nb::object& data, const FormatOptions& options,
+                                   bool hasStatuses, bool hasWarnings, const nb::object& progress, bool areAllSamples) {
     OwnedStream stream = StreamOfData(data);
     std::unique_ptr<Recording> recording;
     {
@@ -375,7 +400,8 @@ public:
             throw Error("session", "it has ended", "start another one");
         OwnedStream stream = StreamOfData(data);
         const nb::gil_scoped_release noGil;
-        auto recording = std::make_unique<ArrowRecording>(std::move(stream), plan, FormatOptions(), replay ? replay->RowsRead() : 0);
+        auto recording =
+            std::make_unique<ArrowRecording>(std::move(stream), plan, FormatOptions(), replay ? replay->RowsRead() : 0);
         recording->ReadAll();
         if (replay)
             replay->GoOn(std::move(recording));
@@ -481,6 +507,8 @@ void AddPlans(nb::module_& module) {
         .def("schema", &Result::Schema)
         .def("stream", &Result::Stream)
         .def("read", &Result::Read)
+        .def("write_page", &Result::WritePage, nb::arg("file"), nb::arg("size"), nb::arg("plan"), nb::arg("begin"),
+             nb::arg("end"), nb::arg("settings"), nb::arg("rows").none())
         .def("next_table", &Result::NextTable)
         .def("write_csv", &Result::WriteCsv, nb::arg("file"), nb::arg("plan"), nb::arg("options"))
         .def("totals", &Result::Totals)
