@@ -197,7 +197,7 @@ export class Page {
         );
         if (plan.text) made.push(details(plan.name ? `Plan: ${plan.name}` : "Plan", element("pre", {}, plan.text)));
         const gestures: [string, string][] = [
-            ["Wheel, or + and -", "zoom; the wheel zooms around the pointer"],
+            ["Wheel, or + and -", "zoom; the wheel zooms around the pointer, and scrolls the page beside the plots"],
             ["Drag", "zoom to what you mark"],
             ["Shift and drag, or drag the axis or the bar", "move"],
             ["← →", "move; with Shift by a whole screen"],
