@@ -70,7 +70,7 @@ export class Page {
         );
         this.plots.id = "plots";
         this.track.setAttribute("aria-controls", "plots");
-        const axisPlace = element("div", { class: "axis" });
+        const axisPlace = element("div", { class: recording.axisKind === "time" ? "axis" : "axis numbers" });
         this.plots.append(...this.panels.map((panel) => panel.root), axisPlace, this.cursorLine, this.selection);
         this.axis = new Plot(
             this.stage,
