@@ -2,7 +2,7 @@
 
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
-import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { mkdtempSync, readFileSync, rmSync, statSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { after, before, test } from "node:test";
@@ -167,24 +167,17 @@ async function countPixels(page: Page, canvas: number, colour: string, from = 0,
 const blue = "#0072b2";
 const orange = "#d55e00";
 
-// velreplay's example: its page, and its result.
-function makeDrive(): { page: string; rows: Map<string, string>[] } {
-    const page = join(folder, "drive.html");
+// velreplay's example: its page, and the rows of its result.
+function makeDrive(...options: string[]): { file: string; rows: Map<string, string>[] } {
+    const file = join(folder, "drive.html");
     const result = join(folder, "drive.csv");
     const recording = `${build}/examples/drive-result/recording.csv`;
-    execFileSync(`${build}/velreplay/velreplay`, [
-        "-q",
-        "examples/drive/plan.toml",
-        recording,
-        "-o",
-        result,
-        "--page",
-        page,
-    ]);
+    const files = ["examples/drive/plan.toml", recording, "-o", result, "--page", file];
+    execFileSync(`${build}/velreplay/velreplay`, ["-q", ...files, ...options]);
     const [head, ...lines] = readFileSync(result, "utf8").trim().split("\n");
     const names = head.split(",");
     const rows = lines.map((line) => new Map(line.split(",").map((cell, i) => [names[i], cell])));
-    return { page, rows };
+    return { file, rows };
 }
 
 // Compares what the cursor reads with the rows of the result that it names.
@@ -214,7 +207,7 @@ async function compareAtCursor(page: Page, rows: Map<string, string>[]): Promise
 
 test("a drive opens from disk, its curves are those of the result, and zooming in shows finer steps", async () => {
     const drive = makeDrive();
-    await withPage(drive.page, async (page) => {
+    await withPage(drive.file, async (page) => {
         assert.equal(await page.title(), "New European Driving Cycle");
         assert.deepEqual(await page.locator("h2").allInnerTexts(), [
             "Speed [km/h]",
@@ -250,6 +243,25 @@ test("a drive opens from disk, its curves are those of the result, and zooming i
             await page.locator("details[open] pre").textContent(),
             readFileSync("examples/drive/plan.toml", "utf8"),
         );
+    });
+});
+
+test("a page with too little room for all rows says so, and its steps are those of the result", async () => {
+    const drive = makeDrive("--page-size", "500kB");
+    assert(statSync(drive.file).size <= 500_000);
+    await withPage(drive.file, async (page) => {
+        for (let i = 0; i < 8; ++i) await page.keyboard.press("+");
+        await settle(page);
+        assert.match(
+            await statusOf(page),
+            /^11,801 rows\. Each step shows \d+ rows .* Single rows are not in this page/,
+        );
+        let compared = 0;
+        for (const share of [0.1, 0.4, 0.9]) {
+            await pointAt(page, share);
+            compared += await compareAtCursor(page, drive.rows);
+        }
+        assert(compared >= 30);
     });
 });
 
