@@ -577,7 +577,15 @@ test("odd recordings show something sensible", async () => {
         channels: [{ name: "value", samples }],
         ...more,
     });
-    const cases: { what: string; rows: Rows; status?: RegExp; note?: RegExp; last?: string; isBlank?: boolean }[] = [
+    const cases: {
+        what: string;
+        rows: Rows;
+        status?: RegExp;
+        note?: RegExp;
+        last?: string;
+        shown?: string;
+        isBlank?: boolean;
+    }[] = [
         { what: "no rows", rows: one([]), status: /The recording has no rows/, isBlank: true },
         { what: "one row", rows: one([7]), status: /^1 row\. /, last: "7" },
         { what: "one row far away", rows: one([7], { x: [1.7e18] }), last: "7" },
@@ -587,6 +595,7 @@ test("odd recordings show something sensible", async () => {
         { what: "great values", rows: one([-1e300, 1e300]), last: "1e+300" },
         { what: "the greatest values", rows: one([-Number.MAX_VALUE, 0, 1]), last: "1" },
         { what: "neighbours far from zero", rows: one([1e15, 1e15 + 0.125]), last: "1000000000000000.1" },
+        { what: "little changes far from zero", rows: one([1e9, 1e9 + 0.0021]), shown: "1000000000.0021" },
         { what: "tiny values", rows: one([5e-324, 1e-320]), last: "1e-320" },
         {
             what: "x goes back",
@@ -642,7 +651,7 @@ test("odd recordings show something sensible", async () => {
             isBlank: true,
         },
     ];
-    for (const { what, rows, status = /rows?\. Each step/, note, last, isBlank = false } of cases) {
+    for (const { what, rows, status = /rows?\. Each step/, note, last, shown, isBlank = false } of cases) {
         await withRows(rows, async (page) => {
             assert.match(await statusOf(page), status, what);
             if (note) assert.match(await page.locator(".note").innerText(), note, what);
@@ -651,6 +660,7 @@ test("odd recordings show something sensible", async () => {
             assert((await countPixels(page, 0, blue)) > 0, `${what}: nothing is drawn`);
             await pointAt(page, 1);
             if (last) assert.equal((await readChannels(page)).get("value"), last, what);
+            if (shown) assert.equal(await page.locator(".value").innerText(), shown, what);
             for (const key of ["+", "ArrowRight", "+", ".", "-", "0"]) await page.keyboard.press(key);
             await page.locator(".panel").last().scrollIntoViewIfNeeded();
             await settle(page);
