@@ -7,7 +7,7 @@ BUILD := build/$(PRESET)
 
 # Pages need packages from npm. All else is built where npm is missing, or its registry is out of reach.
 all: packages
-	@page/build || echo "velreplay will write no pages (--page)."
+	@page/build || echo "The build goes on. Where that program was never built, velreplay writes no pages (--page)."
 	cmake --preset $(PRESET)
 	cmake --build --preset $(PRESET)
 
