@@ -20,8 +20,8 @@ if TYPE_CHECKING:
 _STATUSES = ("computed", "no value", "refused", "held")
 _PARQUET = (".parquet", ".pq")
 _ARROW = (".arrow", ".ipc", ".feather")
-_GROUP_ROWS = 1 << 20
-_GROUP_BYTES = 1 << 26
+_GROUP_ROWS = 1 << 18
+_GROUP_BYTES = 1 << 25
 
 
 @dataclasses.dataclass(frozen=True)
@@ -177,7 +177,7 @@ def _write(made: _core.EngineResult, name: str, is_parquet: bool, plan: Plan, un
 
 
 def _write_tables(made: _core.EngineResult, writer: Any, schema: Any) -> None:
-    """Write tables in groups. Readers of Parquet work best with groups of about a million rows."""
+    """Write tables in groups. Small ones would make Parquet slow, large ones need memory."""
     pa = need("pyarrow")
     tables: list[Any] = []
 

@@ -248,6 +248,14 @@ class Source:
             self.failure = error
             raise
         finally:
+            self.close()
+
+    def close(self) -> None:
+        """Close the file that is open."""
+        self._open.close()
+
+    def __del__(self) -> None:  # of a result that nobody has read
+        if hasattr(self, "_open"):
             self._open.close()
 
     def _batches(self) -> Iterator[Any]:
