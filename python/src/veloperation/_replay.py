@@ -113,6 +113,8 @@ def replay_files(
     start = time.perf_counter()
     name = os.fspath(result)
     ending = "-" if name == "-" else os.path.splitext(name)[1].lower()
+    if not ending and os.path.exists(name) and not os.path.isfile(name):  # a device or a pipe
+        ending = ".csv"
     if ending not in ("-", ".csv", *_PARQUET, *_ARROW):
         raise _core.Error(
             f"{name}: the ending {ending!r} names no format of results\n  known here: .parquet .arrow .csv"
