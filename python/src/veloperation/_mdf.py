@@ -325,7 +325,8 @@ class _Group:
                 )
             coding = "utf-8" if has_texts else _TEXT_TYPES.get(source.data_type, "utf-8")
             return pa.array([_text(value, coding) for value in samples.tolist()], pa.large_string(), mask=invalid)
-        if samples.ndim != 1 or samples.dtype.kind not in "iufb":
+        parts = self._mdf.groups[self.group].channel_dependencies[channel.index]
+        if parts or samples.ndim != 1 or samples.dtype.kind not in "iufb":
             raise _core.Error(
                 f'{self._file.file}: the channel "{channel.column}" has a structure or an array in each row\n'
                 "  read one of its parts, if the file has them as channels"

@@ -160,7 +160,7 @@ def _write(made: _core.EngineResult, name: str, is_parquet: bool, plan: Plan, un
         {
             **(schema.metadata or {}),
             "veloperation.version": _core.__version__,
-            "veloperation.plan": plan.explain(),
+            "veloperation.plan": str(plan),
         },
     )
     file = _ResultFile(name)

@@ -244,6 +244,8 @@ class Source:
                 if self._is_stopped is not None and self._is_stopped():
                     return
                 yield self._cast(batch)
+        except GeneratorExit:
+            raise
         except BaseException as error:
             self.failure = error
             raise
