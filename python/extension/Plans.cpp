@@ -211,10 +211,9 @@ public:
 
     /// Writes the stream as CSV, in the format of the recording. If the recording fails, or if its rows do not come
     /// again, the rows before the failure stay in a file, and the message names it.
-    void WriteCsv(const std::string& file, const Plan& plan, const FormatOptions& options) {
+    void WriteCsv(const std::string& file, const Plan& plan, const FormatOptions& options, bool isLive) {
         Begin();
         CsvResult result(file, Vel::Recordings::MakeFormat(options, plan), *replay);
-        const bool isLive = replay->IsLive();
         bool isBad = false;
         try {
             if (isLive)
@@ -249,6 +248,7 @@ public:
     }
     std::map<std::string, std::string> Units() const { return replay->Units(); }
     std::vector<std::string> StatusNames() const { return replay->StatusNames(); }
+    bool IsLive() const { return replay->IsLive(); }
 
     std::size_t Rows() const {
         std::size_t rows = 0;
@@ -492,7 +492,8 @@ void AddPlans(nb::module_& module) {
         .def("stream", &Result::Stream)
         .def("read", &Result::Read)
         .def("next_table", &Result::NextTable)
-        .def("write_csv", &Result::WriteCsv, nb::arg("file"), nb::arg("plan"), nb::arg("options"))
+        .def("write_csv", &Result::WriteCsv, nb::arg("file"), nb::arg("plan"), nb::arg("options"), nb::arg("is_live"))
+        .def("is_live", &Result::IsLive)
         .def("totals", &Result::Totals)
         .def("rows_computed", &Result::RowsComputed)
         .def("units", &Result::Units)

@@ -126,7 +126,8 @@ def replay_files(
     made = recording._replay(engine, Looks(status, status or count, is_text), progress, is_stopped)
     with made.own_errors():
         if is_text:
-            made.core.write_csv(name, engine, recording.options)
+            is_live = made.source is None and made.core.is_live()
+            made.core.write_csv(name, engine, recording.options, is_live)
         else:
             _write(made.core, name, ending in _PARQUET, plan, made.units())
     statuses = {channel: dict(zip(_STATUSES, totals, strict=True)) for channel, totals in made.core.totals()}
