@@ -10,7 +10,7 @@ import time
 from datetime import UTC, date, datetime, timedelta
 from decimal import Decimal
 from pathlib import Path
-from typing import Any
+from typing import Any, Literal
 
 import numpy as np
 import numpy.typing as npt
@@ -30,7 +30,7 @@ START = datetime(2024, 3, 30, 12, tzinfo=UTC)
 KINDS = ["csv", "parquet", "arrow", "stream", "mf4"]
 
 
-def write_mdf(file: Path, *groups: list[Signal], names: tuple[str, ...] = (), compression: int = 2) -> None:
+def write_mdf(file: Path, *groups: list[Signal], names: tuple[str, ...] = (), compression: Literal[0, 2] = 2) -> None:
     mdf = MDF(version="4.10")
     mdf.start_time = START
     for i, group in enumerate(groups):
@@ -184,7 +184,7 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
     assert np.allclose(result["wave"][inside], np.interp(at[inside], slow, np.sin(slow)), rtol=0, atol=1e-6)
     assert np.isnan(result["wave"][at < slow[0]]).all()
     assert np.isnan(result["wave"][at > slow[-1] + 1e-6]).all()
-    step = result["step"].astype(float).filled(np.nan)
+    step = np.ma.filled(result["step"].astype(float), np.nan)
     steps = last_before(slow, np.where(bad, np.nan, np.arange(1000.0)), at)
     steps[at - slow[-1] > 0.5] = np.nan
     assert np.array_equal(step, steps, equal_nan=True)
@@ -195,7 +195,7 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
         held = ends[row - 2 : row][~np.isnan(ends[row - 2 : row])]
         assert result["end"][row] is np.ma.masked or result["end"][row] in (5, 6)
         assert bool(np.ma.getmaskarray(result["end"])[row]) == (len(held) == 0)
-    assert np.array_equal(result["end"].filled(0)[~np.isnan(ends)], ends[~np.isnan(ends)])
+    assert np.array_equal(np.ma.filled(result["end"], 0)[~np.isnan(ends)], ends[~np.isnan(ends)])
     replay_files(vel.Plan.parse(inputs), [tmp_path / "log.mf4"], tmp_path / "result.parquet")
     assert pq.read_schema(tmp_path / "result.parquet").field("speed").metadata[b"unit"] == b"m/s"
 
@@ -300,7 +300,7 @@ def test_channels_become_what_the_page_says(tmp_path: Path) -> None:
                 plan.replay(vel.open(tmp_path / "log.mf4"))
         else:
             assert plan.replay(vel.open(tmp_path / "log.mf4")).read()["x"].tolist()[0] == float(read)
-    parts = np.rec.fromarrays([times, times], names=["a", "b"])
+    parts = np.array([(0.0, 0.0), (1.0, 1.0)], [("a", "f8"), ("b", "f8")])
     write_mdf(tmp_path / "log.mf4", [Signal(parts, times, name="x")])
     with pytest.raises(vel.Error, match=r'"x" has a structure'):
         plan.replay(vel.open(tmp_path / "log.mf4"))

@@ -53,6 +53,8 @@ class Mdf(File):
     def __init__(self, file: str, wanted: Wanted, start: object) -> None:
         super().__init__(file, wanted)
         asammdf = need("asammdf")
+        self._mdf: Any = None
+        self._joined: _Joined | None = None
         with reading(file):
             self._stream = self._open()
             try:
@@ -74,7 +76,6 @@ class Mdf(File):
         self._readers = [self._reader(group, channels) for group, channels in self._groups.items()]
         self._rows = sum(reader.rows for reader in self._readers)
         self._done = 0
-        self._joined: _Joined | None = None
         if len(self._readers) == 1:
             self.schema = self._readers[0].schema
             return
@@ -107,7 +108,9 @@ class Mdf(File):
         return copy
 
     def close(self) -> None:
-        if hasattr(self, "_mdf"):
+        if self._joined is not None:
+            self._joined.close()
+        if self._mdf is not None:
             self._mdf.close()
         self._stream.close()
 
@@ -450,7 +453,7 @@ class _Joined:
             if reader.rows:
                 for row in (0, reader.rows - 1):
                     ends.append(float(self._file.master(reader.group, row)))
-        return (min(ends), max(ends)) if ends else (0.0, 0.0)
+        return (min(ends), max(ends)) if ends else (np.inf, -np.inf)
 
     def _run(self, reader: _Group) -> _core.EngineResult:
         """Resample a group: the plan's raster over the inputs that come from it, and nothing else."""
@@ -472,7 +475,7 @@ class _Joined:
         first, last = (
             (self._file.master(reader.group, row) for row in (0, reader.rows - 1)) if reader.rows else (np.inf, -np.inf)
         )
-        if first > self._begin:
+        if self._begin < first:
             yield self._row_without_samples(reader, self._begin)
         yield from reader.batches()
         if last < self._end:
@@ -490,6 +493,10 @@ class _Joined:
             stamp = pa.array(self._file.seconds_of(seconds))
         nulls = [pa.nulls(1, kind) for kind in types[1:]]
         return pa.RecordBatch.from_arrays([stamp, *nulls], schema=reader.schema)
+
+    def close(self) -> None:
+        """Let the runs go, which read from this: they would keep one another."""
+        self._runs.clear()
 
     def batches(self) -> Iterator[Any]:
         """Put the rows of all groups side by side."""

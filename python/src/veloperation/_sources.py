@@ -176,7 +176,7 @@ class ArrowFile(File):
 
 
 def open_file(file: str, kind: str, wanted: Wanted, start: object) -> File:
-    """Open a file of this format. `start` is what `File.start` of the first file has said."""
+    """Open a file of this format. `start`: when the first file of the recording begins, if its format says that."""
     if kind == "Parquet":
         return Parquet(file, wanted)
     if kind == "MDF":
