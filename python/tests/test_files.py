@@ -3,6 +3,7 @@
 import hashlib
 import os
 import re
+import signal
 import struct
 import subprocess
 import sys
@@ -22,6 +23,7 @@ import pytest
 from asammdf import MDF, Signal
 
 import veloperation as vel
+from veloperation.__main__ import main
 from veloperation._replay import replay_files
 
 ROOT = Path(__file__).parents[2]
@@ -39,6 +41,17 @@ def write_mdf(file: Path, *groups: list[Signal], names: tuple[str, ...] = (), co
     mdf.close()
 
 
+def signals_of(table: pa.Table) -> list[Signal]:
+    times = table["time"].to_numpy()
+    signals = []
+    for name in table.column_names[1:]:
+        column = table[name].combine_chunks()
+        missing = column.is_null().to_numpy(zero_copy_only=False)
+        samples = column.fill_null(0).to_numpy()
+        signals.append(Signal(samples, times, name=name, invalidation_bits=missing if missing.any() else None))
+    return signals
+
+
 def write(table: pa.Table, file: Path, kind: str) -> Path:
     """Write the same table in any format."""
     match kind:
@@ -51,14 +64,7 @@ def write(table: pa.Table, file: Path, kind: str) -> Path:
             with begin(file, table.schema) as writer:
                 writer.write_table(table, 1000)
         case "mf4":
-            times = table["time"].to_numpy()
-            signals = []
-            for name in table.column_names[1:]:
-                column = table[name].combine_chunks()
-                missing = column.is_null().to_numpy(zero_copy_only=False)
-                samples = column.fill_null(0).to_numpy()
-                signals.append(Signal(samples, times, name=name, invalidation_bits=missing if missing.any() else None))
-            write_mdf(file, signals)
+            write_mdf(file, signals_of(table))
     return file
 
 
@@ -70,18 +76,34 @@ def begin(arguments: list[object], limit: int | None = None) -> subprocess.Popen
     return subprocess.Popen(command, text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
 
-def run(arguments: list[object], limit: int | None = None) -> tuple[int, str]:
+def run(arguments: list[object], limit: int) -> tuple[int, str]:
     """Run the command, and give its exit code and what it says."""
     with begin(arguments, limit) as process:
         _, said = process.communicate(timeout=60)
     return process.returncode, said
 
 
+def call(capture: pytest.CaptureFixture[str], *arguments: object) -> tuple[int, str]:
+    """Run the command in this process."""
+    capture.readouterr()
+    try:
+        code = main(["replay", *map(str, arguments)])
+    except SystemExit as ended:
+        code = int(ended.code or 0)
+    return code, capture.readouterr().err
+
+
+def wait_for_part(folder: Path) -> None:
+    """Wait until some of a result has been written."""
+    while not any(part.stat().st_size > 100_000 for part in folder.glob("*.part")):
+        time.sleep(0.002)
+
+
 def hash_of(file: Path) -> str:
     return hashlib.sha256(file.read_bytes()).hexdigest()
 
 
-def test_the_drive_is_the_same_in_every_format(tmp_path: Path) -> None:
+def test_the_drive_is_the_same_in_every_format(tmp_path: Path, capsys: pytest.CaptureFixture[str]) -> None:
     recording = ROOT / "build/release/examples/drive-result/recording.csv"
     velreplay = ROOT / "build/release/velreplay/velreplay"
     plan = ROOT / "examples/drive/plan.toml"
@@ -95,7 +117,7 @@ def test_the_drive_is_the_same_in_every_format(tmp_path: Path) -> None:
     for file, kind in zip(whole, KINDS, strict=True):
         parts = [write(half, tmp_path / f"{i}.{kind}", kind) for i, half in enumerate((table[:5000], table[5000:]))]
         for files in ([file], parts):
-            code, said = run([plan, *files, "--status", "-o", tmp_path / "result.csv"])
+            code, said = call(capsys, plan, *files, "--status", "-o", tmp_path / "result.csv")
             assert code == 0
             assert hash_of(tmp_path / "result.csv") == hash_of(expected), files
             counts = re.compile(r"^\S+( +\d+)+$", re.MULTILINE)
@@ -112,6 +134,22 @@ def test_the_drive_is_the_same_in_every_format(tmp_path: Path) -> None:
             found = found.select([name for name in found.column_names if name not in ("time", "engine_speed")])
             computed = found if computed is None else computed
             assert found.combine_chunks().equals(computed.combine_chunks()), (kind, ending)
+
+
+def test_groups_of_one_rate_give_the_bytes_of_one_table(tmp_path: Path) -> None:
+    recording = ROOT / "build/release/examples/drive-result/recording.csv"
+    table = pyarrow.csv.read_csv(recording)
+    halves = [table.select(["time", *names]) for names in (table.column_names[1:3], table.column_names[3:])]
+    write_mdf(tmp_path / "log.mf4", *(signals_of(half) for half in halves))
+    text = (ROOT / "examples/drive/plan.toml").read_text("utf-8")
+    raster = '[raster]\ntime = "time"\nperiod = 0.25\nmax_gap = "1 s"\n'
+    plan = vel.Plan.parse(raster + text.replace('sample_period = "100 ms"\n', ""))
+    hashes = set()
+    for file in (recording, tmp_path / "log.mf4"):
+        summary = replay_files(plan, [file], tmp_path / "result.csv", status=True)
+        assert summary.rows == (len(table) - 1) * 2 // 5 + 1
+        hashes.add(hash_of(tmp_path / "result.csv"))
+    assert len(hashes) == 1
 
 
 def last_before(times: npt.NDArray[Any], samples: npt.NDArray[Any], at: npt.NDArray[Any]) -> npt.NDArray[Any]:
@@ -361,7 +399,7 @@ def test_broken_and_empty_files_lose_nothing(tmp_path: Path) -> None:
 
 
 @pytest.mark.parametrize("ending", ["parquet", "arrow", "csv"])
-def test_results_are_whole_or_the_older_ones(ending: str, tmp_path: Path) -> None:
+def test_results_are_whole_or_the_older_ones(ending: str, tmp_path: Path, capsys: pytest.CaptureFixture[str]) -> None:
     rows = 400_000
     table = pa.table({"time": np.arange(rows) * 0.1, "v": np.random.default_rng(1).normal(size=rows)})
     pq.write_table(table, tmp_path / "log")
@@ -384,16 +422,15 @@ def test_results_are_whole_or_the_older_ones(ending: str, tmp_path: Path) -> Non
     assert len(list(tmp_path.iterdir())) == 4
 
     process = begin([plan, tmp_path / "log", "-o", result])
-    while not (parts := list(tmp_path.glob("*.part"))) or parts[0].stat().st_size < 100_000:
-        time.sleep(0.005)
-        assert process.poll() is None
+    wait_for_part(tmp_path)
+    assert process.poll() is None
     process.kill()
     process.communicate()
     assert older.read_text() == "older"
     for part in tmp_path.glob("*.part"):
         part.unlink()
 
-    code, said = run([plan, tmp_path / "log", "-o", result])
+    code, said = call(capsys, plan, tmp_path / "log", "-o", result)
     assert (code, said.splitlines()[0].split(",")[0]) == (0, f"{rows} rows")
     assert result.is_symlink()
     assert older.stat().st_mode & 0o777 == 0o640
@@ -401,7 +438,58 @@ def test_results_are_whole_or_the_older_ones(ending: str, tmp_path: Path) -> Non
     assert len(list(tmp_path.iterdir())) == 4
 
     os.link(older, tmp_path / f"link.{ending}")
-    code, said = run([plan, older, "-o", tmp_path / f"link.{ending}"])
+    code, said = call(capsys, plan, older, "-o", tmp_path / f"link.{ending}")
     assert code == 1
     assert "this is the file that is read as" in said
     assert older.read_bytes() == whole
+
+
+def test_the_command_ends_as_velreplay_does(
+    tmp_path: Path, capsys: pytest.CaptureFixture[str], monkeypatch: pytest.MonkeyPatch
+) -> None:
+    plan = tmp_path / "plan.toml"
+    plan.write_text(
+        '[settings]\nlimit = 2\n[[inputs]]\nname = "time"\ntype = "Float64"\n[[inputs]]\nname = "v"\ntype = "Float64"\n'
+        '[compute]\ntotal = "IntegralAdd(v, time)"\nhigh = "v > limit"\n'
+    )
+    result = tmp_path / "result.csv"
+    table = pa.table({"time": np.arange(5.0), "v": [1.0, 1.0, None, 3.0, 4.0]})
+    files = {kind: write(table, tmp_path / f"log.{kind}", kind) for kind in KINDS}
+    expected = [b"time,v,total,high", b"0,1,,0", b"1,1,1,0", b"2,,,", b"3,3,,1", b"4,4,3.5,1"]
+    for file in files.values():
+        code, said = call(capsys, plan, file, "--strict", "-o", result)
+        assert code == 1
+        assert 'warning: channel "total": the total of IntegralAdd starts again from 0 behind a missing sample' in said
+        assert result.read_bytes().splitlines() == expected
+    code, said = call(capsys, plan, "-q", files["mf4"], "--set", "limit=3.5", "-o", result)
+    assert (code, said) == (0, "")
+    assert result.read_bytes().splitlines()[4] == b"3,3,,0"
+
+    for arguments, message in (
+        ([files["mf4"], files["csv"]], "log.csv: this is CSV, and .*log.mf4 is MDF"),
+        ([files["mf4"], "--set", "limit"], '--set: "limit" is not a setting'),
+        ([files["mf4"], "-o", "x.xls"], "x.xls: the ending '.xls' names no format"),
+        ([files["mf4"], "-o", tmp_path / "none/x.csv"], "x.csv: cannot be written: No such file"),
+        (["--what"], "unrecognized arguments: --what"),
+    ):
+        code, said = call(capsys, plan, *arguments)
+        assert code == 1
+        assert re.search(message, said), said
+    with pytest.raises(vel.Error, match="skip is for CSV, and this is Parquet"):
+        vel.Plan.load(plan).replay(vel.open(files["parquet"], skip=1))
+    monkeypatch.setitem(sys.modules, "asammdf", None)
+    with pytest.raises(vel.Error, match=r"pip install 'veloperation\[files\]'"):
+        vel.Plan.load(plan).replay(vel.open(files["mf4"]))
+
+    rows = 3_000_000
+    pq.write_table(pa.table({"time": np.arange(float(rows)), "v": np.ones(rows)}), files["parquet"])
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        with begin([plan, files["parquet"], "-o", result]) as process:
+            wait_for_part(tmp_path)
+            process.send_signal(number)
+            process.communicate(timeout=60)
+        assert process.returncode == 130
+        lines = result.read_bytes().splitlines()
+        assert 1 < len(lines) <= rows
+        assert lines[-1].startswith(f"{len(lines) - 2},1,".encode())
+        assert not list(tmp_path.glob("*.part"))
