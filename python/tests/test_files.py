@@ -32,9 +32,15 @@ START = datetime(2024, 3, 30, 12, tzinfo=UTC)
 KINDS = ["csv", "parquet", "arrow", "stream", "mf4"]
 
 
-def write_mdf(file: Path, *groups: list[Signal], names: tuple[str, ...] = (), compression: Literal[0, 2] = 2) -> None:
+def write_mdf(
+    file: Path,
+    *groups: list[Signal],
+    names: tuple[str, ...] = (),
+    compression: Literal[0, 2] = 2,
+    start: datetime = START,
+) -> None:
     mdf = MDF(version="4.10")
-    mdf.start_time = START
+    mdf.start_time = start
     for i, group in enumerate(groups):
         mdf.append(group, acq_name=names[i] if names else None, common_timebase=True)
     assert mdf.save(file, overwrite=True, compression=compression) == file  # it adds .mf4 to other names
@@ -162,7 +168,8 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
     random = np.random.default_rng(3)
     fast = np.cumsum(random.uniform(0.003, 0.02, 30_000))
     slow = 1.05 + np.arange(1000) * 0.25
-    late = fast[-1] + np.arange(3.0)  # one of them when the fast ones end
+    last = fast[0] + (int((fast[-1] - fast[0]) / 0.1) + 4) * 0.1  # a row, which the last fast sample is still good for
+    late = last - np.array([2.0, 1.0, 0.0])
     bad = np.arange(1000) % 50 == 7
     write_mdf(
         tmp_path / "log.mf4",
@@ -206,7 +213,7 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
     """
     result = vel.Plan.parse(inputs).replay(vel.open(tmp_path / "log.mf4"), warnings=True).read()
     first = fast[0]
-    at = first + np.arange(int((late[-1] - first) / 0.1 + 1e-9) + 1) * 0.1
+    at = first + np.arange(round((last - first) / 0.1) + 1) * 0.1
     assert len(result) == len(at)
     if kind == "Float64":
         assert np.allclose(result["t"], at, rtol=0, atol=1e-12)
@@ -216,7 +223,7 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
     speed = result["speed"]
     v = MDF(tmp_path / "log.mf4").get("v", group=0).samples
     near = np.abs(fast[np.searchsorted(fast, at).clip(max=len(fast) - 1)] - at) < 1e-6  # equal but for rounding
-    expected = np.where(at - fast[-1] > 0.5, np.nan, last_before(fast, v, at))
+    expected = np.where(at - fast[-1] > 0.5 + 1e-6, np.nan, last_before(fast, v, at))
     assert np.array_equal(speed[~near], expected[~near], equal_nan=True)
     inside = (at >= slow[0]) & (at < slow[-1])
     assert np.allclose(result["wave"][inside], np.interp(at[inside], slow, np.sin(slow)), rtol=0, atol=1e-6)
@@ -224,11 +231,11 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
     assert np.isnan(result["wave"][at > slow[-1] + 1e-6]).all()
     step = np.ma.filled(result["step"].astype(float), np.nan)
     steps = last_before(slow, np.where(bad, np.nan, np.arange(1000.0)), at)
-    steps[at - slow[-1] > 0.5] = np.nan
+    steps[at - slow[-1] > 0.5 + 1e-6] = np.nan
     assert np.array_equal(step, steps, equal_nan=True)
     assert result["note"][np.flatnonzero(at > slow[7])[0]] == "bad"
     ends = last_before(late, np.array([5.0, 6.0, 7.0]), at)
-    ends[at - last_before(late, late, at) > 0.5] = np.nan
+    ends[at - last_before(late, late, at) > 0.5 + 1e-6] = np.nan
     for row in np.flatnonzero(np.isnan(ends[2:])) + 2:  # held
         held = ends[row - 2 : row][~np.isnan(ends[row - 2 : row])]
         assert result["end"][row] is np.ma.masked or result["end"][row] in (5, 6)
@@ -236,6 +243,25 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
     assert np.array_equal(np.ma.filled(result["end"], 0)[~np.isnan(ends)], ends[~np.isnan(ends)])
     replay_files(vel.Plan.parse(inputs), [tmp_path / "log.mf4"], tmp_path / "result.parquet")
     assert pq.read_schema(tmp_path / "result.parquet").field("speed").metadata[b"unit"] == b"m/s"
+
+
+def test_files_of_mdf_go_on_in_time(tmp_path: Path) -> None:
+    files = [tmp_path / "one.mf4", tmp_path / "two.mf4"]
+    times = np.arange(2.0)
+    for file, start in zip(files, (START, START + timedelta(seconds=10.5)), strict=True):
+        write_mdf(file, [Signal(times, times, name="v")], start=start)
+    plan = vel.Plan()
+    plan.input("time", vel.Float64)
+    assert plan.replay(vel.open(*files)).read()["time"].tolist() == [0.0, 1.0, 10.5, 11.5]
+    plan = vel.Plan()
+    plan.input("time", vel.Time)
+    stamps = pa.table(plan.replay(vel.open(*files)))["time"]
+    assert stamps.type == pa.timestamp("ns", "UTC")
+    since = [stamp - START for stamp in stamps.cast(pa.timestamp("us", "UTC")).to_pylist()]
+    assert since == [timedelta(seconds=seconds) for seconds in (0.0, 1.0, 10.5, 11.5)]
+    write_mdf(files[1], [Signal(times, times, name="v")], start=START.replace(tzinfo=None))
+    with pytest.raises(vel.Error, match=r"two.mf4: the start has a time zone in some files only"):
+        plan.replay(vel.open(*files)).read()
 
 
 def rows_of(heading: str) -> list[list[str]]:
@@ -347,17 +373,20 @@ def test_channels_become_what_the_page_says(tmp_path: Path) -> None:
     assert plan.replay(vel.open(tmp_path / "log.mf4")).read()["b"].tolist() == [0.0, 1.0]
 
 
-def unfinished(file: Path, rows: int, lost: int) -> None:
-    """Write an MDF file as a logger leaves it that loses its power: the data last, without a length or a counter."""
+def write_as_loggers_do(file: Path, rows: int, lost: int, is_finished: bool) -> None:
+    """Write an MDF file with the data last, and lose some bytes of it. Before it ends there is no length or counter."""
     times = np.arange(rows) * 0.1
     write_mdf(file, [Signal(np.arange(rows, dtype="f8"), times, name="v")], compression=0)
     image = bytearray(file.read_bytes())
     group, channels, data = (image.index(mark) for mark in (b"##DG", b"##CG", b"##DT"))
     (length,) = struct.unpack_from("<Q", image, data + 8)
     block = bytearray(image[data : data + length])
-    struct.pack_into("<Q", block, 8, 24)
     image += b"\0" * (-len(image) % 8)
     struct.pack_into("<Q", image, group + 40, len(image))
+    if is_finished:
+        file.write_bytes(image + block[:-lost])
+        return
+    struct.pack_into("<Q", block, 8, 24)
     (links,) = struct.unpack_from("<Q", image, channels + 16)
     struct.pack_into("<Q", image, channels + 24 + 8 * links + 8, 0)
     image[:8] = b"UnFinMF "
@@ -382,13 +411,17 @@ def test_broken_and_empty_files_lose_nothing(tmp_path: Path) -> None:
             if kind == "stream" and length == len(image) - 5:
                 continue  # only the mark of the end, which a stream may lack
             file.write_bytes(image[:length])
-            with pytest.raises(vel.Error, match=f"log.{kind}: "):
+            with pytest.raises(vel.Error, match=f"log.{kind}: ") as error:
                 replay_files(plan, [file], result)
+            assert not list(tmp_path.glob("*.part")), error  # not even while the error lives
             assert hash_of(result) == kept
         file.unlink()
     assert list(tmp_path.iterdir()) == [result]
 
-    unfinished(file, 1000, 20)
+    write_as_loggers_do(file, 1000, 20, is_finished=True)
+    with pytest.raises(vel.Error, match=r"log.mf4: the recording cannot be read: Incomplete"):
+        replay_files(plan, [file], result)
+    write_as_loggers_do(file, 1000, 20, is_finished=False)
     before = hash_of(file)
     summary = replay_files(plan, [file], result)
     assert pq.read_table(result)["v"].to_pylist() == list(range(998))
