@@ -89,7 +89,8 @@ class _Progress:
             sys.stderr.write("\r\x1b[K")
 
 
-def _settings(texts: list[str]) -> dict[str, str]:
+def settings_of(texts: list[str]) -> dict[str, str]:
+    """Read the values of ``--set``."""
     settings = {}
     for text in texts:
         name, equals, value = text.partition("=")
@@ -125,7 +126,7 @@ def _replay(options: argparse.Namespace) -> int:
         raise _core.Error("python -m veloperation: standard input is named twice\n  name it once")
     if not options.output:
         raise _core.Error("--output: the name is empty\n  name a file, or - for standard output")
-    plan = Plan.load(options.plan, _settings(options.set))
+    plan = Plan.load(options.plan, settings_of(options.set))
     progress = _Progress()
     looks = not options.quiet or options.strict
     with _Signals() as signals:
