@@ -7,6 +7,7 @@ import signal
 import struct
 import subprocess
 import sys
+import threading
 import time
 from datetime import UTC, date, datetime, timedelta
 from decimal import Decimal
@@ -497,6 +498,13 @@ def test_the_command_ends_as_velreplay_does(
     code, said = call(capsys, plan, "-q", files["mf4"], "--set", "limit=3.5", "-o", result)
     assert (code, said) == (0, "")
     assert result.read_bytes().splitlines()[4] == b"3,3,,0"
+
+    os.mkfifo(tmp_path / "pipe")
+    writer = threading.Thread(target=(tmp_path / "pipe").write_bytes, args=(files["csv"].read_bytes(),))
+    writer.start()
+    assert call(capsys, plan, "-q", tmp_path / "pipe", "-o", result) == (0, "")
+    writer.join()
+    assert result.read_bytes().splitlines() == expected
 
     for arguments, message in (
         ([files["mf4"], files["csv"]], "log.csv: this is CSV, and .*log.mf4 is MDF"),
