@@ -65,7 +65,7 @@ def write(table: pa.Table, file: Path, kind: str) -> Path:
         case "csv":
             pyarrow.csv.write_csv(table, file, pyarrow.csv.WriteOptions(quoting_style="needed"))
         case "parquet":
-            pq.write_table(table, file, row_group_size=1000)
+            pq.write_table(table, file, row_group_size=max(1000, len(table) // 10))
         case "arrow" | "stream":
             begin = pa.ipc.new_file if kind == "arrow" else pa.ipc.new_stream
             with begin(file, table.schema) as writer:
@@ -534,3 +534,27 @@ def test_the_command_ends_as_velreplay_does(
         assert 1 < len(lines) <= rows
         assert lines[-1].startswith(f"{len(lines) - 2},1,".encode())
         assert not list(tmp_path.glob("*.part"))
+
+
+@pytest.mark.parametrize("kind", ["mf4", "parquet"])
+def test_memory_does_not_grow_with_the_recording(kind: str, tmp_path: Path) -> None:
+    plan = tmp_path / "plan.toml"
+    names = ["time", "v", "w"]
+    plan.write_text("".join(f'[[inputs]]\nname = "{name}"\ntype = "Float64"\n' for name in names))
+    code = (
+        "import sys; from veloperation.__main__ import main; main(sys.argv[1:]);"
+        "print(*(line.split()[1] for line in open('/proc/self/status') if line.startswith('VmHWM')))"
+    )
+    peaks = []
+    for rows in (500_000, 4_000_000):
+        samples = np.random.default_rng(1).normal(size=rows)
+        table = pa.table({"time": np.arange(rows) * 0.1, "v": samples, "w": -samples})
+        file = tmp_path / f"log.{kind}"
+        if kind == "mf4":
+            write_mdf(file, signals_of(table), compression=0)
+        else:
+            write(table, file, kind)
+        arguments = ["replay", "-q", str(plan), str(file), "-o", str(tmp_path / "result.parquet")]
+        done = subprocess.run([sys.executable, "-c", code, *arguments], check=True, capture_output=True)
+        peaks.append(int(done.stdout))
+    assert peaks[1] < 1.2 * peaks[0], peaks
