@@ -139,6 +139,7 @@ public:
         }
         return isThere;
     }
+    bool HasStopped() const { return isThere; }
     /// Raises the exception of a signal handler.
     void Raise() {
         if (error)
@@ -193,13 +194,18 @@ public:
         if (state == State::New)
             Begin();
         OwnedArray table;
-        {
-            const nb::gil_scoped_release noGil;
-            table = replay->Next();
+        try {
+            {
+                const nb::gil_scoped_release noGil;
+                table = replay->Next();
+            }
+            interruption->Raise();
+            if (PyErr_CheckSignals() != 0)
+                throw nb::python_error();
+        } catch (...) {
+            Close();
+            throw;
         }
-        interruption->Raise();
-        if (PyErr_CheckSignals() != 0)
-            throw nb::python_error();
         if (!table) {
             Close();
             return nb::none();
@@ -209,33 +215,19 @@ public:
     }
 
     /// Writes the stream as CSV, in the format of the recording. If the recording fails, or if its rows do not come
-    /// again, the rows before the failure stay in a file, and the message names it.
-    void WriteCsv(const std::string& file, const Plan& plan, const FormatOptions& options) {
+    /// again because it is live, the rows before the failure stay in a file, and the message names it.
+    void WriteCsv(const std::string& file, const Plan& plan, const FormatOptions& options, bool isLive) {
         Begin();
-        CsvResult result(file, Vel::Recordings::MakeFormat(options, plan), *replay);
-        const bool isLive = replay->IsLive();
-        bool isBad = false;
         try {
-            if (isLive)
-                result.Flush();
-            while (!result.IsClosed() && WriteTable(result, isBad)) {
-                if (isLive)
-                    result.Flush();
-                if (PyErr_CheckSignals() != 0)
-                    throw nb::python_error();
-            }
-            interruption->Raise();
-        } catch (const Error& failure) {
-            const std::string part = isBad || isLive ? result.LeavePart() : std::string();
-            if (part.empty())
-                throw;
-            throw Error(failure.Place(), failure.Fault(),
-                        failure.Remedy() + (failure.Remedy().empty() ? "" : "\n  ") + "the rows before are in " +
-                            Vel::Escaped(part));
+            CsvResult result(file, Vel::Recordings::MakeFormat(options, plan), *replay);
+            WriteRows(result, isLive);
+            const nb::gil_scoped_release noGil;
+            result.Keep();
+        } catch (...) {
+            Close();
+            throw;
         }
-        const nb::gil_scoped_release noGil;
-        result.Keep();
-        replay->Close();
+        Close();
     }
 
     /// Reads the stream and writes a page of it. `rows`: how many there were when the same data were read before.
@@ -273,6 +265,7 @@ public:
     }
     std::map<std::string, std::string> Units() const { return replay->Units(); }
     std::vector<std::string> StatusNames() const { return replay->StatusNames(); }
+    bool IsLive() const { return replay->IsLive(); }
 
     std::size_t Rows() const {
         std::size_t rows = 0;
@@ -317,6 +310,27 @@ private:
             return false;
         kept.push_back(std::make_shared<const OwnedArray>(std::move(table)));
         return true;
+    }
+    void WriteRows(CsvResult& result, bool isLive) {
+        bool isBad = false;
+        try {
+            if (isLive)
+                result.Flush();
+            while (!result.IsClosed() && WriteTable(result, isBad)) {
+                if (isLive)
+                    result.Flush();
+                if (PyErr_CheckSignals() != 0)
+                    throw nb::python_error();
+            }
+            interruption->Raise();
+        } catch (const Error& failure) {
+            const std::string part = isBad || isLive ? result.LeavePart() : std::string();
+            if (part.empty())
+                throw;
+            throw Error(failure.Place(), failure.Fault(),
+                        failure.Remedy() + (failure.Remedy().empty() ? "" : "\n  ") + "the rows before are in " +
+                            Vel::Escaped(part));
+        }
     }
     bool WriteTable(CsvResult& result, bool& isBad) {
         const nb::gil_scoped_release noGil;
@@ -381,6 +395,10 @@ std::unique_ptr<Result> ReplayFiles(const Plan& plan, const std::vector<std::str
             std::make_unique<CsvRecording>(files, options, plan, [interruption] { return interruption->IsThere(); });
     }
     interruption->Raise();
+    if (interruption->HasStopped()) { // perhaps amid the header: there is no result to speak of
+        PyErr_SetNone(PyExc_KeyboardInterrupt);
+        throw nb::python_error();
+    }
     return Begin(plan, std::move(recording), {hasStatuses, hasWarnings, areAllSamples}, progress,
                  std::move(interruption));
 }
@@ -485,7 +503,11 @@ void AddPlans(nb::module_& module) {
         .def("describe", &Describe)
         .def("inputs", &Inputs)
         .def("keep", [](const Plan& plan) { return std::pair(plan.keep, plan.keepsAll); })
-        .def("raster_time", [](const Plan& plan) { return plan.raster ? plan.raster->time : std::string(); })
+        .def("raster",
+             [](const Plan& plan) {
+                 return plan.raster ? std::tuple(plan.raster->time, plan.raster->period, plan.raster->isAligned)
+                                    : std::tuple(std::string(), 0.0, false);
+             })
         .def("counts", &Counts)
         .def("replay_data", &ReplayData, nb::arg("data"), nb::arg("options"), nb::arg("status"), nb::arg("warnings"),
              nb::arg("progress").none(), nb::arg("are_all_samples"))
@@ -510,7 +532,8 @@ void AddPlans(nb::module_& module) {
         .def("write_page", &Result::WritePage, nb::arg("file"), nb::arg("size"), nb::arg("plan"), nb::arg("begin"),
              nb::arg("end"), nb::arg("settings"), nb::arg("rows").none())
         .def("next_table", &Result::NextTable)
-        .def("write_csv", &Result::WriteCsv, nb::arg("file"), nb::arg("plan"), nb::arg("options"))
+        .def("write_csv", &Result::WriteCsv, nb::arg("file"), nb::arg("plan"), nb::arg("options"), nb::arg("is_live"))
+        .def("is_live", &Result::IsLive)
         .def("totals", &Result::Totals)
         .def("rows_computed", &Result::RowsComputed)
         .def("units", &Result::Units)

@@ -11,7 +11,7 @@ from veloperation import _core, _toml
 from veloperation._arrays import stream_of
 from veloperation._formula import Call, Channel, Operand, call, quoted_name
 from veloperation._recording import Looks, Recording
-from veloperation._result import Pages, Progress, Result, Session
+from veloperation._result import Pages, Progress, Replaying, Result, Session
 from veloperation._table import as_html, as_text
 
 __all__ = ["Channel", "Operand", "Plan", "call"]
@@ -486,10 +486,10 @@ class Plan:
         """
         made = self._engine()
 
-        def begin(progress: Progress | None) -> _core.EngineResult:
+        def begin(progress: Progress | None) -> Replaying:
             if isinstance(data, Recording):
                 return data._replay(made, Looks(status, warnings), progress)
-            return made.replay_data(stream_of(data), _core.CsvOptions(), status, warnings, progress, False)
+            return Replaying(made.replay_data(stream_of(data), _core.CsvOptions(), status, warnings, progress, False))
 
         return Result(begin(progress), status or warnings, Pages(made, self._replaced, begin))
 

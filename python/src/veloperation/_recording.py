@@ -7,7 +7,10 @@ import os
 from collections.abc import Callable, Sequence
 
 from veloperation import _core
-from veloperation._result import Progress
+from veloperation._result import Progress, Replaying
+from veloperation._sources import Source, Wanted, format_of
+
+_CSV_OPTIONS = ("separator", "decimal_comma", "thousands", "missing", "skip", "units_row", "on_bad_cell")
 
 
 @dataclasses.dataclass(frozen=True)
@@ -21,7 +24,7 @@ class Looks:
 
 
 class Recording:
-    """CSV in one file or several, as `open` returns it. `Plan.replay` reads it.
+    """A recording in one file or several, as `open` returns it. `Plan.replay` reads it.
 
     Examples
     --------
@@ -40,9 +43,37 @@ class Recording:
         looks: Looks,
         progress: Progress | None,
         is_stopped: Callable[[], bool] | None = None,
-    ) -> _core.EngineResult:
-        how = (looks.statuses, looks.warnings, progress, looks.are_all_samples)
-        return plan.replay_files(self.files, self.options, *how, is_stopped)
+    ) -> Replaying:
+        formats = {file: "CSV" if file == "-" else format_of(file) for file in self.files}
+        kind = formats[self.files[0]]
+        for file, other in formats.items():
+            if other != kind:
+                raise _core.Error(
+                    f"{file}: this is {other}, and {self.files[0]} is {kind}\n  replay other formats apart"
+                )
+        if kind == "CSV":
+            how = (looks.statuses, looks.warnings, progress, looks.are_all_samples)
+            return Replaying(plan.replay_files(self.files, self.options, *how, is_stopped), None)
+        for option in _CSV_OPTIONS:
+            if getattr(self.options, option) is not None:
+                raise _core.Error(f"{self.files[0]}: {option} is for CSV, and this is {kind}\n  leave it out")
+        wanted = Wanted.by(plan, self.options, len(self.files))
+        source = Source(self.files, kind, wanted, is_stopped, looks.are_all_samples)
+
+        def report(rows: int, _: float | None) -> None:
+            if progress is not None:
+                progress(rows, source.share)
+
+        with source.own_errors():
+            made = plan.replay_data(
+                source.stream(),
+                self.options,
+                looks.statuses,
+                looks.warnings,
+                None if progress is None else report,
+                looks.are_all_samples,
+            )
+        return Replaying(made, source)
 
     def __repr__(self) -> str:
         return f"veloperation.open({', '.join(map(repr, self.files))})"
@@ -59,15 +90,16 @@ def open(
     on_bad_cell: str | None = None,
     on_no_value: str | None = None,
 ) -> Recording:
-    r"""Name a recording in CSV, for `Plan.replay`.
+    r"""Name a recording in MDF 4, Parquet, Arrow IPC or CSV, for `Plan.replay`.
 
-    The files are read as they are needed, the columns that the plan wants alone, as velreplay reads them: packed by
-    gzip or not, from a pipe, times as texts, and kept columns as they stand.
+    A replay reads the files piece by piece, and only the columns that the plan uses. The first bytes of a file tell its
+    format; all that is not known is CSV, and so is a pipe. CSV is read as velreplay reads it: packed with gzip or not,
+    times as texts, and kept columns as they are. Other formats need ``pip install 'veloperation[files]'``.
 
     Parameters
     ----------
     *files : str or os.PathLike
-        The parts of one recording; ``"-"`` is standard input. Each has a header of its own.
+        The parts of one recording, all in one format; ``"-"`` is CSV from standard input. In CSV each has a header.
     separator : str, optional
         What separates cells: one character, or ``"tab"``.
     decimal_comma : bool, optional
@@ -81,7 +113,8 @@ def open(
     units_row : bool, optional
         Whether a row of units follows the header.
     on_bad_cell, on_no_value : {"error", "missing"}, optional
-        What becomes of cells that are no numbers, and of those that hold the NoValue of an integer type.
+        What becomes of cells that are no numbers, and of samples that equal the NoValue of an integer type. The latter
+        holds for all formats, the other options for CSV alone.
 
     Returns
     -------

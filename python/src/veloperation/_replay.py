@@ -20,8 +20,8 @@ if TYPE_CHECKING:
 _STATUSES = ("computed", "no value", "refused", "held")
 _PARQUET = (".parquet", ".pq")
 _ARROW = (".arrow", ".ipc", ".feather")
-_GROUP_ROWS = 1 << 20
-_GROUP_BYTES = 1 << 26
+_GROUP_ROWS = 1 << 18
+_GROUP_BYTES = 1 << 25
 
 
 @dataclasses.dataclass(frozen=True)
@@ -113,6 +113,8 @@ def replay_files(
     start = time.perf_counter()
     name = os.fspath(result)
     ending = "-" if name == "-" else os.path.splitext(name)[1].lower()
+    if not ending and os.path.exists(name) and not os.path.isfile(name):  # a device or a pipe
+        ending = ".csv"
     if ending not in ("-", ".csv", *_PARQUET, *_ARROW):
         raise _core.Error(
             f"{name}: the ending {ending!r} names no format of results\n  known here: .parquet .arrow .csv"
@@ -122,13 +124,15 @@ def replay_files(
     engine = plan._engine()
     is_text = ending in ("-", ".csv")
     made = recording._replay(engine, Looks(status, status or count, is_text), progress, is_stopped)
-    if is_text:
-        made.write_csv(name, engine, recording.options)
-    else:
-        _write(made, name, ending in _PARQUET, plan, made.units())
-    statuses = {channel: dict(zip(_STATUSES, totals, strict=True)) for channel, totals in made.totals()}
+    with made.own_errors():
+        if is_text:
+            is_live = made.source is None and made.core.is_live()
+            made.core.write_csv(name, engine, recording.options, is_live)
+        else:
+            _write(made.core, name, ending in _PARQUET, plan, made.units())
+    statuses = {channel: dict(zip(_STATUSES, totals, strict=True)) for channel, totals in made.core.totals()}
     return Summary(
-        made.rows_computed(),
+        made.core.rows_computed(),
         time.perf_counter() - start,
         statuses if status or count else {},
         _warnings(made.warnings(), True) if status or count else [],
@@ -149,7 +153,7 @@ def _write(made: _core.EngineResult, name: str, is_parquet: bool, plan: Plan, un
     fields = []
     for field in schema:
         if not is_parquet and field.name not in made.status_names() and pa.types.is_dictionary(field.type):
-            field = field.with_type(field.type.value_type)  # noqa: PLW2901 - Arrow files have one dictionary, batches many
+            field = field.with_type(field.type.value_type)
         unit = {"unit": units[field.name]} if units.get(field.name) else {}
         fields.append(field.with_metadata({**(field.metadata or {}), **unit}))
     schema = pa.schema(
@@ -157,7 +161,7 @@ def _write(made: _core.EngineResult, name: str, is_parquet: bool, plan: Plan, un
         {
             **(schema.metadata or {}),
             "veloperation.version": _core.__version__,
-            "veloperation.plan": plan.explain(),
+            "veloperation.plan": str(plan),
         },
     )
     file = _ResultFile(name)
@@ -176,7 +180,7 @@ def _write(made: _core.EngineResult, name: str, is_parquet: bool, plan: Plan, un
 
 
 def _write_tables(made: _core.EngineResult, writer: Any, schema: Any) -> None:
-    """Write tables in groups. Readers of Parquet work best with groups of about a million rows."""
+    """Write tables in groups. Small ones would make Parquet slow, large ones need memory."""
     pa = need("pyarrow")
     tables: list[Any] = []
 
