@@ -1,0 +1,527 @@
+"""Many recordings through one plan: one task for each recording, on the processors of one machine or on a cluster."""
+
+from __future__ import annotations
+
+import contextlib
+import dataclasses
+import hashlib
+import json
+import multiprocessing
+import os
+import queue
+import re
+import signal
+import stat
+import threading
+import time
+import tomllib
+import uuid
+from collections.abc import Callable, Generator, Mapping, Sequence
+from concurrent.futures import Executor, Future, ProcessPoolExecutor
+from concurrent.futures.process import BrokenProcessPool
+from multiprocessing import connection
+from pathlib import Path
+from typing import Any
+
+from veloperation import _core
+from veloperation._plan import Plan
+from veloperation._replay import Summary, replay_files
+from veloperation._vocabulary import operations
+
+__all__ = ["Manifest", "Outcome", "replay"]
+
+FilePath = str | os.PathLike[str]
+
+_MANIFEST = "manifest.parquet"
+_KEY = "veloperation.fleet"
+_FORM = 1  # of the record in a result; another form counts as none
+_SUBMITTED = 2000  # so many tasks at most wait in an executor, so that it need not hold a long list of recordings
+_RECORDED = ("rows", "seconds", "statuses", "warnings", "key")  # of an outcome, in the metadata of its result
+
+
+@dataclasses.dataclass(frozen=True)
+class Outcome:
+    """What became of one recording: a row of the manifest."""
+
+    recording: tuple[str, ...]
+    """Its files."""
+    result: str | None = None
+    """The name of its result in the folder of results; None after an error."""
+    rows: int | None = None
+    """The rows of the result."""
+    seconds: float | None = None
+    """How long the replay took."""
+    statuses: dict[str, dict[str, int]] = dataclasses.field(default_factory=dict)
+    """For each computed channel how many samples have which status, if the replay was asked for statuses."""
+    warnings: tuple[str, ...] = ()
+    """What there is to warn of, if the replay was asked for statuses."""
+    error: str | None = None
+    """Why there is no result."""
+    key: str | None = None
+    """A hash of all that the result depends on: the recording's bytes, plan, settings, options, library version."""
+    reused: bool = False
+    """Whether an earlier run made the result."""
+
+
+@dataclasses.dataclass(frozen=True)
+class Manifest:
+    """What `replay` returns: one `Outcome` for each recording, in the order of the recordings."""
+
+    folder: Path
+    """The folder of the results."""
+    outcomes: tuple[Outcome, ...]
+    seconds: float
+    """How long the run took."""
+
+    @property
+    def stale(self) -> tuple[str, ...]:
+        """The results in the folder that this run does not name, as their recordings failed or were not given.
+
+        Nothing deletes them.
+        """
+        named = {outcome.result for outcome in self.outcomes} | {_MANIFEST}
+        return tuple(sorted(file.name for file in self.folder.glob("*.parquet") if file.name not in named))
+
+    @property
+    def failed(self) -> tuple[Outcome, ...]:
+        """The recordings without a result."""
+        return tuple(outcome for outcome in self.outcomes if outcome.error is not None)
+
+    def __repr__(self) -> str:
+        reused = sum(outcome.reused for outcome in self.outcomes)
+        computed = len(self.outcomes) - reused - len(self.failed)
+        return f"{len(self.outcomes)} recordings: {computed} computed, {reused} unchanged, {len(self.failed)} failed"
+
+
+@dataclasses.dataclass(frozen=True)
+class _Task:
+    """All that a worker needs to replay one recording. It travels to other machines, so it consists of plain values."""
+
+    run: str  # differs from run to run: some executors answer equal calls with the answer to the first
+    version: str
+    plan: str
+    plan_key: str
+    status: bool
+    verify: bool
+    recording: tuple[str, ...]
+    result: str
+
+
+@dataclasses.dataclass(frozen=True)
+class _File:
+    """A file of a recording, at the time at which it was read."""
+
+    size: int
+    mtime_ns: int
+    sha256: str = ""
+
+    @classmethod
+    def of(cls, name: str) -> _File:
+        found = os.stat(name)
+        if not stat.S_ISREG(found.st_mode):
+            raise _core.Error(f"{name}: it is no regular file, so nobody can tell whether it has changed")
+        return cls(found.st_size, found.st_mtime_ns)
+
+    def with_hash(self, name: str) -> _File:
+        with open(name, "rb") as file:
+            return dataclasses.replace(self, sha256=hashlib.file_digest(file, "sha256").hexdigest())
+
+    def is_dated_as(self, other: _File) -> bool:
+        return (self.size, self.mtime_ns) == (other.size, other.mtime_ns)
+
+
+def replay(
+    plan: Plan | FilePath,
+    recordings: Sequence[FilePath | Sequence[FilePath]],
+    out: FilePath,
+    executor: Executor | int | None = None,
+    *,
+    settings: Mapping[str, object] | None = None,
+    status: bool = False,
+    verify: bool = False,
+    progress: Callable[[int, int], object] | None = None,
+) -> Manifest:
+    r"""Replay each recording by itself, and write its result into a folder.
+
+    A result appears whole or not at all. A recording that fails is a row of the manifest with an error, and the others
+    go on. A second run computes what is missing, has failed or has changed.
+
+    Parameters
+    ----------
+    plan : Plan, str or os.PathLike
+        The plan, or its file. It may not read the system's clock.
+    recordings : sequence
+        The recordings. Each is a file, or a list of files that are one recording together.
+    out : str or os.PathLike
+        The folder of the results, which is made if it is missing.
+    executor : concurrent.futures.Executor or int, optional
+        What runs the tasks: ``client.get_executor()`` of Dask distributed, for example. A number stands for so many
+        processes of this machine; without it there is one for each processor. A script that uses processes needs
+        ``if __name__ == "__main__":``.
+    settings : mapping, optional
+        Values that replace those of the plan's table ``[settings]``.
+    status : bool, default False
+        As of `Plan.replay`. The manifest then counts the statuses.
+    verify : bool, default False
+        Whether to tell by its bytes (SHA-256) that a recording has not changed, rather than by its size and time.
+    progress : callable, optional
+        Called as ``progress(done, recordings)`` with two numbers. An exception that it raises ends the run.
+
+    Returns
+    -------
+    Manifest
+        What became of each recording. The same is in the file ``manifest.parquet`` of the folder.
+
+    Raises
+    ------
+    Error
+        If the plan is wrong or reads the system's clock, or if the list of recordings is wrong.
+
+    Examples
+    --------
+    >>> import pathlib, tempfile
+    >>> import veloperation as vel
+    >>> folder = pathlib.Path(tempfile.mkdtemp())
+    >>> _ = (folder / "monday.csv").write_text("v\n1\n2\n")
+    >>> _ = (folder / "tuesday.csv").write_text("v\n3\nx\n")
+    >>> plan = vel.Plan()
+    >>> plan["twice"] = plan.input("v", vel.Float64) * 2
+    >>> vel.fleet.replay(plan, sorted(folder.glob("*.csv")), folder / "results", 1)
+    2 recordings: 1 computed, 0 unchanged, 1 failed
+    """
+    begin = time.perf_counter()
+    folder = Path(out).absolute()
+    text = _text_of(plan, settings)
+    folder.mkdir(parents=True, exist_ok=True)
+    tasks = _tasks(text, _recordings(recordings, folder), folder, status=status, verify=verify)
+    outcomes: list[Outcome | None] = [None] * len(tasks)
+    try:
+        if not verify:  # a worker decides then, as the files have to be read
+            outcomes = [_made_before(task) for task in tasks]
+        left = [number for number, outcome in enumerate(outcomes) if outcome is None]
+        done = len(tasks) - len(left)
+        if progress:
+            progress(done, len(tasks))
+        with contextlib.closing(_run(tasks, left, executor)) as run:
+            for number, outcome in run:
+                outcomes[number] = outcome
+                done += 1
+                if progress:
+                    progress(done, len(tasks))
+    finally:
+        ended = tuple(
+            outcome or Outcome(task.recording, error="not computed: the run was ended")
+            for task, outcome in zip(tasks, outcomes, strict=True)
+        )
+        _write(ended, folder / _MANIFEST)
+    return Manifest(folder, ended, time.perf_counter() - begin)
+
+
+def _text_of(plan: Plan | FilePath, settings: Mapping[str, object] | None) -> str:
+    """Write the plan with its settings in place. Comments and forms of writing are no part of it."""
+    if not isinstance(plan, Plan):
+        plan = Plan.load(plan, settings)
+    elif settings:
+        plan = Plan.parse(str(plan), settings)
+    text = plan.explain()
+    for block in tomllib.loads(text).get("channels", []):
+        for entry in operations(block["operation"]):
+            if entry.operands == len(block["operands"]) and entry.reads_clock:
+                name = block.get("name") or ", ".join(block["names"])
+                raise _core.Error(
+                    f'channel "{name}": {entry.name} reads the clock of the machine, so its results would differ from '
+                    "run to run\n  take the form of the operation that has the time as an operand"
+                )
+    return text
+
+
+def _recordings(given: Sequence[FilePath | Sequence[FilePath]], folder: Path) -> list[tuple[str, ...]]:
+    if isinstance(given, str | os.PathLike):
+        raise _core.Error("recordings: one name is no list of recordings\n  write [name]")
+    recordings = [
+        tuple(os.path.abspath(os.fspath(file)) for file in ([entry] if isinstance(entry, str | os.PathLike) else entry))
+        for entry in given
+    ]
+    parents: dict[str, bool] = {}
+    for recording in recordings:
+        if not recording:
+            raise _core.Error("recordings: one of them has no file")
+        for file in recording:
+            parent = os.path.dirname(file)
+            if parent not in parents:
+                parents[parent] = os.path.isdir(parent) and os.path.samefile(parent, folder)
+            if parents[parent]:
+                raise _core.Error(f"{file}: it is in the folder of the results\n  choose another folder for these")
+    return recordings
+
+
+def _result_name(recording: tuple[str, ...]) -> str:
+    """Name a result by its recording alone, so that no other recording changes it: recordings may have equal names."""
+    name = os.path.basename(recording[0]).removesuffix(".gz")
+    stem = re.sub(r"[^\w.-]", "_", name.rpartition(".")[0] or name).lstrip(".-")
+    short = stem.encode()[:100].decode(errors="ignore")
+    digest = hashlib.sha256(b"\0".join(map(os.fsencode, recording))).hexdigest()
+    return f"{short}-{digest[:12]}.parquet".lstrip("-")
+
+
+def _tasks(plan: str, recordings: list[tuple[str, ...]], folder: Path, *, status: bool, verify: bool) -> list[_Task]:
+    run = uuid.uuid4().hex
+    key = _hash([_FORM, _core.__version__, plan, status])
+    tasks: dict[str, _Task] = {}
+    for recording in recordings:
+        name = _result_name(recording)
+        if name in tasks:
+            raise _core.Error(f"{', '.join(recording)}: this recording is there twice")
+        tasks[name] = _Task(run, _core.__version__, plan, key, status, verify, recording, str(folder / name))
+    return list(tasks.values())
+
+
+def _hash(values: object) -> str:
+    return hashlib.sha256(json.dumps(values).encode()).hexdigest()
+
+
+def _made_before(task: _Task, files: Sequence[_File] | None = None) -> Outcome | None:
+    """Give what the result says of itself, if it is of this recording and this plan.
+
+    A result knows what it was made of, so the manifest is a summary alone: a run that was killed before it wrote one
+    has lost nothing.
+    """
+    import pyarrow as pa
+    import pyarrow.parquet as pq
+
+    try:
+        metadata = pq.read_metadata(task.result).metadata or {}
+        record: dict[str, Any] = json.loads(metadata[_KEY.encode()])
+        if record["plan"] != task.plan_key:
+            return None
+        then = [_File(**file) for file in record["files"]]
+        if files is None:
+            now = [_File.of(name) for name in task.recording]
+            is_same = len(now) == len(then) and all(map(_File.is_dated_as, now, then))
+        else:
+            is_same = [file.sha256 for file in files] == [file.sha256 for file in then]
+        if not is_same:
+            return None
+        kept = {name: record["outcome"][name] for name in _RECORDED}
+        kept["warnings"] = tuple(kept["warnings"])
+        return Outcome(task.recording, os.path.basename(task.result), **kept, reused=True)
+    except (OSError, pa.ArrowException, ValueError, KeyError, TypeError):
+        return None
+
+
+def _replay_one(task: _Task, progress: Callable[[int, float | None], object] | None = None) -> Outcome:
+    """Replay one recording. This runs in a worker."""
+    try:
+        if task.version != _core.__version__:
+            raise _core.Error(
+                f"this worker has veloperation {_core.__version__}, and the run was begun by {task.version}\n"
+                "  install the same version everywhere"
+            )
+        # Another client may have made it meanwhile.
+        found = None if task.verify else _made_before(task)
+        if found:
+            return found
+        files = [_File.of(name).with_hash(name) for name in task.recording]
+        found = _made_before(task, files) if task.verify else None
+        if found:
+            return found
+        outcome = None
+
+        def metadata(summary: Summary) -> dict[str, str]:
+            nonlocal outcome
+            if not all(_File.of(name).is_dated_as(file) for name, file in zip(task.recording, files, strict=True)):
+                raise _core.Error(f"{', '.join(task.recording)}: it changed while it was read\n  run again")
+            outcome = Outcome(
+                task.recording,
+                os.path.basename(task.result),
+                summary.rows,
+                summary.seconds,
+                summary.statuses,
+                tuple(map(str, summary.warnings)),
+                key=_hash([task.plan_key, [file.sha256 for file in files]]),
+            )
+            record = {
+                "plan": task.plan_key,
+                "files": [dataclasses.asdict(file) for file in files],
+                "outcome": {name: getattr(outcome, name) for name in _RECORDED},
+            }
+            return {_KEY: json.dumps(record)}
+
+        plan = Plan.parse(task.plan)
+        replay_files(plan, task.recording, task.result, status=task.status, progress=progress, metadata=metadata)
+        assert outcome is not None
+        return outcome
+    except Exception as error:
+        return Outcome(task.recording, error=_told(error))
+
+
+def _told(error: BaseException) -> str:
+    return str(error) if isinstance(error, _core.Error) else f"{type(error).__name__}: {error}"
+
+
+def _run(
+    tasks: list[_Task], numbers: list[int], executor: Executor | int | None
+) -> Generator[tuple[int, Outcome], None, None]:
+    """Give the outcomes as they come."""
+    if isinstance(executor, Executor):
+        yield from _outcomes(tasks, numbers, lambda task: executor.submit(_replay_one, task), _SUBMITTED)
+        return
+    if not isinstance(executor, int | None):
+        raise TypeError(f"executor: {type(executor).__name__} is none\n  of a Dask client it is client.get_executor()")
+    if not numbers:
+        return
+    count = min(executor or len(os.sched_getaffinity(0)), len(numbers))
+    processes = _Processes(count)
+    try:
+        # No task waits in the pool: when a process dies, the tasks that the pool has are lost.
+        yield from _outcomes(tasks, numbers, processes.submit, count)
+    except BaseException:
+        processes.stop()
+        raise
+    processes.close()
+
+
+def _outcomes(
+    tasks: list[_Task], numbers: list[int], submit: Callable[[_Task], Future[Outcome]], most: int
+) -> Generator[tuple[int, Outcome], None, None]:
+    ended: queue.SimpleQueue[int] = queue.SimpleQueue()
+    futures: dict[int, Future[Outcome]] = {}
+    left = iter(numbers)
+    try:
+        while True:
+            while len(futures) < most and (number := next(left, None)) is not None:
+                futures[number] = submit(tasks[number])
+                futures[number].add_done_callback(lambda _, number=number: ended.put(number))  # type: ignore[misc]
+            if not futures:
+                return
+            number = ended.get()
+            yield number, _outcome(tasks[number], futures.pop(number))
+    finally:
+        for future in futures.values():
+            future.cancel()
+
+
+def _outcome(task: _Task, future: Future[Outcome]) -> Outcome:
+    if future.cancelled():
+        return Outcome(task.recording, error="not computed: the executor cancelled it\n  run again")
+    error = future.exception()
+    if error is None:
+        return future.result()
+    if isinstance(error, BrokenProcessPool):
+        return Outcome(task.recording, error="not computed: a process died, this one's or another's\n  run again")
+    return Outcome(task.recording, error=_told(error))
+
+
+class _Processes:
+    """Processes of this machine, which end when this one ends, in whatever way.
+
+    When one of them dies, the pool of the standard library ends with all tasks that it has. Another pool goes on with
+    the next task.
+    """
+
+    def __init__(self, count: int) -> None:
+        self._count = count
+        self._begin()
+
+    def _begin(self) -> None:
+        # A copy of this process would lack its threads, so spawn. At the end of this process the system closes the
+        # pipe.
+        context = multiprocessing.get_context("spawn")
+        self._parent, self._open = context.Pipe(duplex=False)
+        self._pool = ProcessPoolExecutor(
+            self._count, mp_context=context, initializer=_begin_process, initargs=(self._parent,)
+        )
+        try:
+            self._pool.submit(os.getpid).result()
+        except BaseException as error:
+            self.stop()
+            if not isinstance(error, BrokenProcessPool):
+                raise
+            raise _core.Error(
+                'processes: they do not start\n  a script needs if __name__ == "__main__": around what it does'
+            ) from error
+
+    def submit(self, task: _Task) -> Future[Outcome]:
+        try:
+            return self._pool.submit(_replay_in_process, task)
+        except BrokenProcessPool:
+            self.stop()
+            self._begin()
+            return self._pool.submit(_replay_in_process, task)
+
+    def stop(self) -> None:
+        """End the processes now. What they are at is not completed."""
+        self._open.close()
+        self.close()
+
+    def close(self) -> None:
+        """End the processes when they have done what they are at."""
+        self._pool.shutdown(cancel_futures=True)
+        self._open.close()
+        self._parent.close()
+
+
+_is_ended = threading.Event()
+_at_work = threading.Lock()
+
+
+def _begin_process(parent: connection.Connection) -> None:
+    signal.signal(signal.SIGINT, signal.SIG_IGN)  # Ctrl-C comes to all processes; the parent answers it
+    threading.Thread(target=_end_with, args=(parent,), daemon=True).start()
+
+
+def _end_with(parent: connection.Connection) -> None:
+    connection.wait([parent])
+    _is_ended.set()
+    _at_work.acquire(timeout=10)  # the replay sees the end at its next piece, and removes what it has written
+    os._exit(0)
+
+
+def _replay_in_process(task: _Task) -> Outcome:
+    with _at_work:
+        return _replay_one(task, _stop_at_end)
+
+
+def _stop_at_end(rows: int, share: float | None) -> None:
+    if _is_ended.is_set():
+        raise _core.Error("not computed: the run was ended")
+
+
+def _write(outcomes: tuple[Outcome, ...], file: Path) -> None:
+    """Write the manifest."""
+    import pyarrow as pa
+    import pyarrow.parquet as pq
+
+    counts = pa.struct({name: pa.int64() for name in ("computed", "no_value", "refused", "held")})
+    schema = pa.schema(
+        {
+            "recording": pa.list_(pa.string()),
+            "result": pa.string(),
+            "rows": pa.int64(),
+            "seconds": pa.float64(),
+            "statuses": pa.map_(pa.string(), counts),
+            "warnings": pa.list_(pa.string()),
+            "error": pa.string(),
+            "key": pa.string(),
+            "reused": pa.bool_(),
+        }
+    )
+    rows = [
+        {
+            **{name: getattr(outcome, name) for name in schema.names},
+            # names of files are bytes, and may be no text
+            "recording": [os.fsencode(name).decode("utf-8", "backslashreplace") for name in outcome.recording],
+            "statuses": [
+                (name, {status.replace(" ", "_"): number for status, number in numbers.items()})
+                for name, numbers in outcome.statuses.items()
+            ],
+            "error": outcome.error and outcome.error.encode("utf-8", "backslashreplace").decode(),
+        }
+        for outcome in outcomes
+    ]
+    part = file.with_suffix(f".{uuid.uuid4().hex[:6]}.part")
+    try:
+        pq.write_table(pa.Table.from_pylist(rows, schema), part, compression="zstd")
+        os.replace(part, file)
+    finally:
+        part.unlink(missing_ok=True)
