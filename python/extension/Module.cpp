@@ -8,4 +8,5 @@ NB_MODULE(_core, module) {
     VelPython::AddErrors(module);
     VelPython::AddOperations(module);
     VelPython::AddPlans(module);
+    VelPython::AddFiles(module);
 }

@@ -7,5 +7,6 @@ namespace VelPython {
 
 void AddOperations(nanobind::module_& module);
 void AddPlans(nanobind::module_& module);
+void AddFiles(nanobind::module_& module);
 
 } // namespace VelPython

@@ -1,4 +1,5 @@
 #include "Capsules.h"
+#include "CsvResult.h"
 #include "Module.h"
 #include "NumpyColumn.h"
 #include "Recording.h"
@@ -10,6 +11,7 @@
 #include "vocabulary/Error.h"
 
 #include <nanobind/ndarray.h>
+#include <nanobind/stl/array.h>
 #include <nanobind/stl/map.h>
 #include <nanobind/stl/optional.h>
 #include <nanobind/stl/pair.h>
@@ -91,17 +93,51 @@ std::vector<std::tuple<std::string, std::string, std::string, std::string>> Desc
     return rows;
 }
 
-/// Ends a wait or a long computation when the user presses Ctrl-C. Asks Python only now and then, as that has to wait
-/// for other threads.
+/// Name, column, place, and whether it is a time (since 2000), of each input.
+std::vector<std::tuple<std::string, std::string, std::string, bool>> Inputs(const Plan& plan) {
+    std::vector<std::tuple<std::string, std::string, std::string, bool>> inputs;
+    for (const auto& input : plan.inputs)
+        inputs.emplace_back(input.channel.name, input.column.value_or(input.channel.name), input.place,
+                            input.time.has_value());
+    return inputs;
+}
+
+/// How many inputs there are, and how many other channels that are not inner ones.
+std::pair<std::size_t, std::size_t> Counts(const Plan& plan) {
+    std::size_t others = 0;
+    for (const auto& constant : plan.constants)
+        others += constant.isInner ? 0 : 1;
+    for (const auto& computation : plan.computations)
+        others += computation.isInner ? 0 : computation.results.size();
+    return {plan.inputs.size(), others};
+}
+
+/// Ends a wait or a long computation when the user presses Ctrl-C, or when the caller's function says so. Asks Python
+/// only now and then, as that has to wait for other threads.
 class Interruption {
 public:
+    Interruption() = default;
+    /// `itsIsStopped`: a function that returns true from when on the recording counts as ended, or None.
+    explicit Interruption(const nb::object& itsIsStopped)
+        : isStopped(itsIsStopped.is_none() ? nullptr : Shared(itsIsStopped)) {}
+
     bool IsThere() {
+        if (isThere)
+            return true;
         const auto now = std::chrono::steady_clock::now();
         if (now - last < std::chrono::milliseconds(20))
             return false;
         last = now;
         const nb::gil_scoped_acquire gil;
-        return PyErr_CheckSignals() != 0 && Keep();
+        try {
+            if (PyErr_CheckSignals() != 0)
+                throw nb::python_error();
+            isThere = isStopped != nullptr && nb::cast<bool>((*isStopped)());
+        } catch (nb::python_error& raised) {
+            error = std::make_unique<nb::python_error>(std::move(raised));
+            isThere = true;
+        }
+        return isThere;
     }
     /// Raises the exception of a signal handler.
     void Raise() {
@@ -110,10 +146,8 @@ public:
     }
 
 private:
-    bool Keep() {
-        error = std::make_unique<nb::python_error>();
-        return true;
-    }
+    std::shared_ptr<nb::object> isStopped;
+    bool isThere = false;
     std::chrono::steady_clock::time_point last{};
     std::unique_ptr<nb::python_error> error;
 };
@@ -153,6 +187,67 @@ public:
         interruption->Raise();
         state = State::Kept;
     }
+
+    /// The next table of a stream that is read once, as a stream of its own; None at the end.
+    nb::object NextTable() {
+        if (state == State::New)
+            Begin();
+        OwnedArray table;
+        {
+            const nb::gil_scoped_release noGil;
+            table = replay->Next();
+        }
+        interruption->Raise();
+        if (PyErr_CheckSignals() != 0)
+            throw nb::python_error();
+        if (!table) {
+            Close();
+            return nb::none();
+        }
+        return StreamCapsule(StreamOfTables(CopySchema(replay->Schema()),
+                                            {std::make_shared<const OwnedArray>(std::move(table))}));
+    }
+
+    /// Writes the stream as CSV, in the format of the recording. If the recording fails, or if its rows do not come
+    /// again, the rows before the failure stay in a file, and the message names it.
+    void WriteCsv(const std::string& file, const Plan& plan, const FormatOptions& options) {
+        Begin();
+        CsvResult result(file, Vel::Recordings::MakeFormat(options, plan), *replay);
+        const bool isLive = replay->IsLive();
+        bool isBad = false;
+        try {
+            if (isLive)
+                result.Flush();
+            while (!result.IsClosed() && WriteTable(result, isBad)) {
+                if (isLive)
+                    result.Flush();
+                if (PyErr_CheckSignals() != 0)
+                    throw nb::python_error();
+            }
+            interruption->Raise();
+        } catch (const Error& failure) {
+            const std::string part = isBad || isLive ? result.LeavePart() : std::string();
+            if (part.empty())
+                throw;
+            throw Error(failure.Place(), failure.Fault(),
+                        failure.Remedy() + (failure.Remedy().empty() ? "" : "\n  ") + "the rows before are in " +
+                            Vel::Escaped(part));
+        }
+        const nb::gil_scoped_release noGil;
+        result.Keep();
+        replay->Close();
+    }
+
+    std::vector<std::pair<std::string, Replay::Totals>> Totals() const {
+        const nb::gil_scoped_release noGil;
+        return replay->StatusTotals();
+    }
+    std::uint64_t RowsComputed() const {
+        const nb::gil_scoped_release noGil;
+        return replay->RowsComputed();
+    }
+    std::map<std::string, std::string> Units() const { return replay->Units(); }
+    std::vector<std::string> StatusNames() const { return replay->StatusNames(); }
 
     std::size_t Rows() const {
         std::size_t rows = 0;
@@ -198,6 +293,20 @@ private:
         kept.push_back(std::make_shared<const OwnedArray>(std::move(table)));
         return true;
     }
+    bool WriteTable(CsvResult& result, bool& isBad) {
+        const nb::gil_scoped_release noGil;
+        OwnedArray table;
+        try {
+            table = replay->Next();
+        } catch (const Error&) {
+            isBad = true;
+            throw;
+        }
+        if (!table)
+            return false;
+        result.Write(*table);
+        return true;
+    }
     void Close() {
         const nb::gil_scoped_release noGil;
         replay->Close();
@@ -224,21 +333,22 @@ std::unique_ptr<Result> Begin(const Plan& plan, std::unique_ptr<Recording> recor
     return std::make_unique<Result>(std::move(replay), std::move(interruption));
 }
 
-std::unique_ptr<Result> ReplayData(const Plan& plan, const nb::object& data, bool hasStatuses, bool hasWarnings,
-                                   const nb::object& progress) {
+std::unique_ptr<Result> ReplayData(const Plan& plan, const nb::object& data, const FormatOptions& options, bool hasStatuses, bool hasWarnings,
+                                   const nb::object& progress, bool areAllSamples) {
     OwnedStream stream = StreamOfData(data);
     std::unique_ptr<Recording> recording;
     {
         const nb::gil_scoped_release noGil;
-        recording = std::make_unique<ArrowRecording>(std::move(stream), plan);
+        recording = std::make_unique<ArrowRecording>(std::move(stream), plan, options);
     }
-    return Begin(plan, std::move(recording), {hasStatuses, hasWarnings}, progress, std::make_shared<Interruption>());
+    return Begin(plan, std::move(recording), {hasStatuses, hasWarnings, areAllSamples}, progress,
+                 std::make_shared<Interruption>());
 }
 
 std::unique_ptr<Result> ReplayFiles(const Plan& plan, const std::vector<std::string>& files,
                                     const FormatOptions& options, bool hasStatuses, bool hasWarnings,
-                                    const nb::object& progress) {
-    auto interruption = std::make_shared<Interruption>();
+                                    const nb::object& progress, bool areAllSamples, const nb::object& isStopped) {
+    auto interruption = std::make_shared<Interruption>(isStopped);
     std::unique_ptr<Recording> recording;
     {
         const nb::gil_scoped_release noGil;
@@ -246,7 +356,8 @@ std::unique_ptr<Result> ReplayFiles(const Plan& plan, const std::vector<std::str
             std::make_unique<CsvRecording>(files, options, plan, [interruption] { return interruption->IsThere(); });
     }
     interruption->Raise();
-    return Begin(plan, std::move(recording), {hasStatuses, hasWarnings}, progress, std::move(interruption));
+    return Begin(plan, std::move(recording), {hasStatuses, hasWarnings, areAllSamples}, progress,
+                 std::move(interruption));
 }
 
 /// Runs a plan on data that arrive in batches.
@@ -264,7 +375,7 @@ public:
             throw Error("session", "it has ended", "start another one");
         OwnedStream stream = StreamOfData(data);
         const nb::gil_scoped_release noGil;
-        auto recording = std::make_unique<ArrowRecording>(std::move(stream), plan, replay ? replay->RowsRead() : 0);
+        auto recording = std::make_unique<ArrowRecording>(std::move(stream), plan, FormatOptions(), replay ? replay->RowsRead() : 0);
         recording->ReadAll();
         if (replay)
             replay->GoOn(std::move(recording));
@@ -346,10 +457,14 @@ void AddPlans(nb::module_& module) {
         .def("explain", [](const Plan& plan) { return Vel::Engine::Explain(plan); })
         .def("check", [](const Plan& plan) { const Vel::Engine::Run tried(plan, 1); })
         .def("describe", &Describe)
-        .def("replay_data", &ReplayData, nb::arg("data"), nb::arg("status"), nb::arg("warnings"),
-             nb::arg("progress").none())
+        .def("inputs", &Inputs)
+        .def("keep", [](const Plan& plan) { return std::pair(plan.keep, plan.keepsAll); })
+        .def("raster_time", [](const Plan& plan) { return plan.raster ? plan.raster->time : std::string(); })
+        .def("counts", &Counts)
+        .def("replay_data", &ReplayData, nb::arg("data"), nb::arg("options"), nb::arg("status"), nb::arg("warnings"),
+             nb::arg("progress").none(), nb::arg("are_all_samples"))
         .def("replay_files", &ReplayFiles, nb::arg("files"), nb::arg("options"), nb::arg("status"), nb::arg("warnings"),
-             nb::arg("progress").none());
+             nb::arg("progress").none(), nb::arg("are_all_samples"), nb::arg("is_stopped").none());
 
     nb::class_<FormatOptions>(module, "CsvOptions")
         .def(nb::init<>())
@@ -366,6 +481,12 @@ void AddPlans(nb::module_& module) {
         .def("schema", &Result::Schema)
         .def("stream", &Result::Stream)
         .def("read", &Result::Read)
+        .def("next_table", &Result::NextTable)
+        .def("write_csv", &Result::WriteCsv, nb::arg("file"), nb::arg("plan"), nb::arg("options"))
+        .def("totals", &Result::Totals)
+        .def("rows_computed", &Result::RowsComputed)
+        .def("units", &Result::Units)
+        .def("status_names", &Result::StatusNames)
         .def("rows", &Result::Rows)
         .def("is_kept", &Result::IsKept)
         .def("fields", &Result::Fields)

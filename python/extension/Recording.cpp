@@ -60,12 +60,13 @@ OwnedArray ReadArray(OwnedStream& stream) {
     return array;
 }
 
-ArrowRecording::ArrowRecording(OwnedStream itsStream, const Plan& plan, std::uint64_t itsRowsBefore)
+ArrowRecording::ArrowRecording(OwnedStream itsStream, const Plan& plan,
+                               const Vel::Recordings::FormatOptions& options, std::uint64_t itsRowsBefore)
     : stream(std::move(itsStream)), rowsBefore(itsRowsBefore) {
     schema = ReadSchema(stream);
     if (!schema || schema->format == nullptr || std::string(schema->format) != "+s")
         throw Error("data", "this is no table", "give a table or a batch: a column alone has no name");
-    const bool takesNoValues = Vel::Recordings::MakeFormat({}, plan).takesNoValues;
+    const bool takesNoValues = Vel::Recordings::MakeFormat(options, plan).takesNoValues;
     std::unordered_set<std::size_t> read;
     for (const InputPlan& input : plan.inputs) {
         const std::string column = ColumnOf(input);

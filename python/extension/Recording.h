@@ -8,6 +8,7 @@
 #include "engine/Engine.h"
 #include "recordings/CsvReader.h"
 #include "recordings/FormatOptions.h"
+#include "recordings/Times.h"
 
 #include <cstddef>
 #include <functional>
@@ -43,6 +44,10 @@ public:
     virtual std::string TimeFormatOf(std::size_t input) const = 0;
     /// Whether the samples of an input are rounded.
     virtual bool Rounds(std::size_t input) const = 0;
+    /// How the texts of an input of times look; nothing before the first text, or if there are none.
+    virtual std::optional<Vel::Recordings::TimeStyle> TimeStyleOf(std::size_t input) const = 0;
+    /// The unit that the recording's own row of units gives an input; empty if there is none.
+    virtual std::string UnitOf(std::size_t input) const = 0;
 
     struct Kept {
         std::string name;
@@ -64,7 +69,8 @@ class ArrowRecording final : public Recording {
 public:
     /// Reads tables from a stream. `itsRowsBefore` counts earlier rows of the same recording, for messages. Throws
     /// Vel::Error if the plan's columns are missing or have unsuitable types.
-    ArrowRecording(OwnedStream itsStream, const Vel::Engine::Plan& plan, std::uint64_t itsRowsBefore = 0);
+    ArrowRecording(OwnedStream itsStream, const Vel::Engine::Plan& plan,
+                   const Vel::Recordings::FormatOptions& options = {}, std::uint64_t itsRowsBefore = 0);
 
     /// Reads all tables. Throws Vel::Error for the first value that is not a valid sample, before any is used.
     void ReadAll();
@@ -76,6 +82,8 @@ public:
     std::optional<std::size_t> ChildOf(std::size_t input) const override { return children.at(input); }
     std::string TimeFormatOf(std::size_t input) const override { return timeFormats.at(input); }
     bool Rounds(std::size_t input) const override { return readers.at(input).Rounds(); }
+    std::optional<Vel::Recordings::TimeStyle> TimeStyleOf(std::size_t /*input*/) const override { return {}; }
+    std::string UnitOf(std::size_t /*input*/) const override { return {}; }
     const std::vector<Kept>& KeptColumns() const override { return kept; }
     const ArrowSchema& SchemaOf(std::size_t child) const override { return *schema->children[child]; }
     std::shared_ptr<const OwnedArray> Batch() const override { return batch; }
@@ -117,6 +125,10 @@ public:
     std::optional<std::size_t> ChildOf(std::size_t /*input*/) const override { return std::nullopt; }
     std::string TimeFormatOf(std::size_t input) const override { return timeFormats.at(input); }
     bool Rounds(std::size_t /*input*/) const override { return false; }
+    std::optional<Vel::Recordings::TimeStyle> TimeStyleOf(std::size_t input) const override {
+        return reader.TimeStyleOf(input);
+    }
+    std::string UnitOf(std::size_t input) const override { return reader.UnitOf(input); }
     const std::vector<Kept>& KeptColumns() const override { return kept; }
     const ArrowSchema& SchemaOf(std::size_t child) const override { return *keptSchemas.at(child); }
     std::shared_ptr<const OwnedArray> Batch() const override { return batch; }

@@ -41,18 +41,20 @@ Replay::Replay(Plan itsPlan, std::unique_ptr<Recording> itsRecording, Looks look
       inputs(run.Inputs()),
       endsRun(itsEndsRun) {
     run.MakeStatuses(looks.atStatuses || looks.atWarnings);
-    FindColumns(looks.atStatuses);
+    FindColumns(looks);
     RefuseRepeatedNames();
     schema = MakeSchema();
 }
 
-void Replay::FindColumns(bool hasStatuses) {
+void Replay::FindColumns(Looks looks) {
     for (const std::size_t channel : run.Output()) {
         OutputColumn column;
         column.name = run.Channels()[channel].name;
         column.channel = channel;
         column.way = run.Makes(channel) ? Way::Made : Way::Copied;
-        if (channel < run.Inputs()) {
+        const bool isInput = channel < run.Inputs();
+        sampleColumns.push_back({run.Channels()[channel], isInput ? plan.inputs[channel].time : std::nullopt});
+        if (isInput && !looks.areAllSamples) {
             const auto child = recording->ChildOf(channel);
             if (child && !run.Makes(channel)) {
                 AddPassed(std::move(column), *child);
@@ -64,7 +66,7 @@ void Replay::FindColumns(bool hasStatuses) {
     }
     for (const OutputColumn& column : columns)
         names.push_back(column.name);
-    for (std::size_t i = 0; hasStatuses && i < run.Computations(); ++i)
+    for (std::size_t i = 0; looks.atStatuses && i < run.Computations(); ++i)
         if (const std::size_t first = run.ResultsOf(i).first; !run.IsInner(first)) {
             computations.push_back(i);
             names.push_back(run.Channels()[first].name + ".status");
@@ -124,6 +126,40 @@ OwnedSchema Replay::MakeSchema() const {
                               rounded +
                                   ": nanoseconds, computed with as the nearest Float64 in seconds since 2000-01-01");
     return MakeTableSchema(std::move(fields), metadata);
+}
+
+std::optional<Vel::Recordings::TimeStyle> Replay::TimeStyleOf(std::size_t column) const {
+    if (!sampleColumns[column].time || !recording)
+        return std::nullopt;
+    return recording->TimeStyleOf(columns[column].channel);
+}
+
+std::vector<std::string> Replay::StatusNames() const {
+    const auto first = names.begin() + static_cast<std::ptrdiff_t>(sampleColumns.size());
+    return {first, first + static_cast<std::ptrdiff_t>(computations.size())};
+}
+
+std::map<std::string, std::string> Replay::Units() const {
+    const std::lock_guard lock(mutex);
+    std::map<std::string, std::string> units;
+    for (const std::size_t channel : run.Output())
+        if (recording && channel < run.Inputs() && !plan.inputs[channel].time && !recording->UnitOf(channel).empty())
+            units[run.Channels()[channel].name] = recording->UnitOf(channel);
+    return units;
+}
+
+std::vector<std::pair<std::string, Replay::Totals>> Replay::StatusTotals() const {
+    const std::lock_guard lock(mutex);
+    std::vector<std::pair<std::string, Totals>> totals;
+    for (std::size_t i = 0; i < run.Computations(); ++i)
+        if (const std::size_t first = run.ResultsOf(i).first; !run.IsInner(first))
+            totals.emplace_back(run.Channels()[first].name, run.TotalsOf(i));
+    return totals;
+}
+
+std::uint64_t Replay::RowsComputed() const {
+    const std::lock_guard lock(mutex);
+    return computed;
 }
 
 bool Replay::IsStatus(std::size_t column) const { return column >= kept && column - kept < computations.size(); }
@@ -214,6 +250,7 @@ OwnedArray Replay::NextDirect() {
     const std::size_t first = std::exchange(position, position + done);
     if (done == 0)
         throw Error(*fault);
+    computed += done;
     return Table(done, static_cast<std::int64_t>(first));
 }
 
@@ -268,6 +305,7 @@ bool Replay::TakeBlock() {
 
 /// Takes the rows of the result that the engine computed last.
 void Replay::TakeRows() {
+    computed += run.Rows();
     const std::size_t rows = run.ResultRows();
     const std::shared_ptr<const OwnedArray> batch = recording->Batch();
     for (OutputColumn& column : columns) {

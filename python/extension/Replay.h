@@ -7,6 +7,9 @@
 
 #include "engine/Engine.h"
 
+#include "recordings/CsvWriter.h"
+
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -27,6 +30,7 @@ using Progress = std::function<void(std::uint64_t rows, std::optional<double> sh
 struct Looks {
     bool atStatuses; ///< as columns of the result
     bool atWarnings;
+    bool areAllSamples = false; ///< the tables hold the engine's samples, for texts: no column is passed on as it is
 };
 
 class Replay {
@@ -39,11 +43,24 @@ public:
     /// Whether a column holds statuses.
     bool IsStatus(std::size_t column) const;
     const ArrowSchema& Schema() const { return *schema; }
+    /// The columns of samples and, for inputs of times, how their texts look so far. They are the first of a table;
+    /// columns of statuses follow, then the kept ones.
+    const std::vector<Vel::Recordings::ResultColumn>& SampleColumns() const { return sampleColumns; }
+    std::optional<Vel::Recordings::TimeStyle> TimeStyleOf(std::size_t column) const;
+    std::vector<std::string> StatusNames() const;
+    bool IsLive() const { return recording != nullptr && recording->IsLive(); }
+    /// The units that the recording's row of units gives, by the name of the column in the result.
+    std::map<std::string, std::string> Units() const;
 
     /// The next table; empty at the end of the recording or of the part available so far. For a value that is not a
     /// valid sample, returns the rows before it first and then throws Vel::Error.
     OwnedArray Next();
 
+    using Totals = std::array<std::uint64_t, Vel::statusTexts.size()>;
+    /// For each computation that is not inner: its first result, and how often each status has come so far.
+    std::vector<std::pair<std::string, Totals>> StatusTotals() const;
+    /// The number of rows that the engine has computed so far.
+    std::uint64_t RowsComputed() const;
     /// The number of rows read so far.
     std::uint64_t RowsRead() const;
     /// Continues with more rows of the same recording. The columns must be the same.
@@ -77,7 +94,7 @@ private:
         std::int64_t row;
     };
 
-    void FindColumns(bool hasStatuses);
+    void FindColumns(Looks looks);
     void AddPassed(OutputColumn column, std::size_t child);
     void RefuseRepeatedNames() const;
     OwnedSchema MakeSchema() const;
@@ -106,11 +123,13 @@ private:
     std::vector<std::size_t> computations; ///< with a column of statuses
     std::vector<std::vector<Vel::Status>> statuses;
     std::vector<std::string> names;
+    std::vector<Vel::Recordings::ResultColumn> sampleColumns;
     OwnedSchema schema;
     std::vector<Vel::Column> inputs;
     std::size_t position = 0;        ///< next row of the batch
     std::uint64_t rowsBefore = 0;    ///< rows before the batch
     std::size_t taken = 0;           ///< rows for the next table so far
+    std::uint64_t computed = 0;      ///< rows that the engine has computed
     bool hasEnded = false;           ///< no more batches
     bool endsRun;                    ///< the end of the batches ends the run
     std::optional<Vel::Error> fault; ///< to be thrown after the rows so far

@@ -10,7 +10,7 @@ from typing import Any, overload
 from veloperation import _core, _toml
 from veloperation._arrays import stream_of
 from veloperation._formula import Call, Channel, Operand, call, quoted_name
-from veloperation._recording import Recording
+from veloperation._recording import Looks, Recording
 from veloperation._result import Progress, Result, Session
 from veloperation._table import as_html, as_text
 
@@ -484,9 +484,9 @@ class Plan:
         """
         made = self._engine()
         if isinstance(data, Recording):
-            result = made.replay_files(data.files, data.options, status, warnings, progress)
+            result = data._replay(made, Looks(status, warnings), progress)
         else:
-            result = made.replay_data(stream_of(data), status, warnings, progress)
+            result = made.replay_data(stream_of(data), _core.CsvOptions(), status, warnings, progress, False)
         return Result(result, status or warnings)
 
     def start(self, *, status: bool = False, warnings: bool = False) -> Session:

@@ -2,10 +2,22 @@
 
 from __future__ import annotations
 
+import dataclasses
 import os
-from collections.abc import Sequence
+from collections.abc import Callable, Sequence
 
 from veloperation import _core
+from veloperation._result import Progress
+
+
+@dataclasses.dataclass(frozen=True)
+class Looks:
+    """What a replay makes besides samples."""
+
+    statuses: bool
+    warnings: bool
+    are_all_samples: bool = False
+    """Whether a writer of texts takes the result."""
 
 
 class Recording:
@@ -21,6 +33,16 @@ class Recording:
     def __init__(self, files: list[str], options: _core.CsvOptions) -> None:
         self.files = files
         self.options = options
+
+    def _replay(
+        self,
+        plan: _core.EnginePlan,
+        looks: Looks,
+        progress: Progress | None,
+        is_stopped: Callable[[], bool] | None = None,
+    ) -> _core.EngineResult:
+        how = (looks.statuses, looks.warnings, progress, looks.are_all_samples)
+        return plan.replay_files(self.files, self.options, *how, is_stopped)
 
     def __repr__(self) -> str:
         return f"veloperation.open({', '.join(map(repr, self.files))})"
