@@ -24,8 +24,9 @@ from pathlib import Path
 from typing import Any
 
 from veloperation import _core
+from veloperation._packages import need
 from veloperation._plan import Plan
-from veloperation._replay import Summary, replay_files
+from veloperation._replay import Summary, open_result, replay_files
 from veloperation._vocabulary import operations
 
 __all__ = ["Manifest", "Outcome", "replay"]
@@ -52,9 +53,9 @@ class Outcome:
     seconds: float | None = None
     """How long the replay took."""
     statuses: dict[str, dict[str, int]] = dataclasses.field(default_factory=dict)
-    """For each computed channel how many samples have which status, if the replay was asked for statuses."""
+    """For each computed channel how many samples have which status, if they were counted."""
     warnings: tuple[str, ...] = ()
-    """What there is to warn of, if the replay was asked for statuses."""
+    """What there is to warn of, if they were counted."""
     error: str | None = None
     """Why there is no result."""
     key: str | None = None
@@ -102,6 +103,7 @@ class _Task:
     plan: str
     plan_key: str
     status: bool
+    count: bool
     verify: bool
     recording: tuple[str, ...]
     result: str
@@ -126,8 +128,11 @@ class _File:
         with open(name, "rb") as file:
             return dataclasses.replace(self, sha256=hashlib.file_digest(file, "sha256").hexdigest())
 
-    def is_dated_as(self, other: _File) -> bool:
-        return (self.size, self.mtime_ns) == (other.size, other.mtime_ns)
+    def is_still(self, name: str) -> bool:
+        with contextlib.suppress(OSError):
+            found = _File.of(name)
+            return (self.size, self.mtime_ns) == (found.size, found.mtime_ns)
+        return False
 
 
 def replay(
@@ -138,6 +143,7 @@ def replay(
     *,
     settings: Mapping[str, object] | None = None,
     status: bool = False,
+    count: bool = True,
     verify: bool = False,
     progress: Callable[[int, int], object] | None = None,
 ) -> Manifest:
@@ -161,7 +167,9 @@ def replay(
     settings : mapping, optional
         Values that replace those of the plan's table ``[settings]``.
     status : bool, default False
-        As of `Plan.replay`. The manifest then counts the statuses.
+        As of `Plan.replay`.
+    count : bool, default True
+        Whether the manifest has the numbers of the statuses and the warnings. The replay takes longer with them.
     verify : bool, default False
         Whether to tell by its bytes (SHA-256) that a recording has not changed, rather than by its size and time.
     progress : callable, optional
@@ -193,13 +201,12 @@ def replay(
     folder = Path(out).absolute()
     text = _text_of(plan, settings)
     folder.mkdir(parents=True, exist_ok=True)
-    tasks = _tasks(text, _recordings(recordings, folder), folder, status=status, verify=verify)
-    outcomes: list[Outcome | None] = [None] * len(tasks)
+    tasks = _tasks(text, _recordings(recordings, folder), folder, status=status, count=count, verify=verify)
+    # With `verify` the workers decide, as the files have to be read.
+    outcomes = [None if verify else _made_before(task) for task in tasks]
+    left = [number for number, outcome in enumerate(outcomes) if outcome is None]
+    done = len(tasks) - len(left)
     try:
-        if not verify:  # a worker decides then, as the files have to be read
-            outcomes = [_made_before(task) for task in tasks]
-        left = [number for number, outcome in enumerate(outcomes) if outcome is None]
-        done = len(tasks) - len(left)
         if progress:
             progress(done, len(tasks))
         with contextlib.closing(_run(tasks, left, executor)) as run:
@@ -210,7 +217,7 @@ def replay(
                     progress(done, len(tasks))
     finally:
         ended = tuple(
-            outcome or Outcome(task.recording, error="not computed: the run was ended")
+            outcome or _made_before(task) or Outcome(task.recording, error="not computed: the run was ended")
             for task, outcome in zip(tasks, outcomes, strict=True)
         )
         _write(ended, folder / _MANIFEST)
@@ -261,18 +268,20 @@ def _result_name(recording: tuple[str, ...]) -> str:
     stem = re.sub(r"[^\w.-]", "_", name.rpartition(".")[0] or name).lstrip(".-")
     short = stem.encode()[:100].decode(errors="ignore")
     digest = hashlib.sha256(b"\0".join(map(os.fsencode, recording))).hexdigest()
-    return f"{short}-{digest[:12]}.parquet".lstrip("-")
+    return f"{short or 'recording'}-{digest[:12]}.parquet"
 
 
-def _tasks(plan: str, recordings: list[tuple[str, ...]], folder: Path, *, status: bool, verify: bool) -> list[_Task]:
+def _tasks(
+    plan: str, recordings: list[tuple[str, ...]], folder: Path, *, status: bool, count: bool, verify: bool
+) -> list[_Task]:
     run = uuid.uuid4().hex
-    key = _hash([_FORM, _core.__version__, plan, status])
+    key = _hash([_FORM, _core.__version__, plan, status, count])
     tasks: dict[str, _Task] = {}
     for recording in recordings:
         name = _result_name(recording)
         if name in tasks:
             raise _core.Error(f"{', '.join(recording)}: this recording is there twice")
-        tasks[name] = _Task(run, _core.__version__, plan, key, status, verify, recording, str(folder / name))
+        tasks[name] = _Task(run, _core.__version__, plan, key, status, count, verify, recording, str(folder / name))
     return list(tasks.values())
 
 
@@ -286,18 +295,16 @@ def _made_before(task: _Task, files: Sequence[_File] | None = None) -> Outcome |
     A result knows what it was made of, so the manifest is a summary alone: a run that was killed before it wrote one
     has lost nothing.
     """
-    import pyarrow as pa
-    import pyarrow.parquet as pq
-
+    pa, parquet = need("pyarrow"), need("pyarrow.parquet")
     try:
-        metadata = pq.read_metadata(task.result).metadata or {}
+        metadata = parquet.read_metadata(task.result).metadata or {}
         record: dict[str, Any] = json.loads(metadata[_KEY.encode()])
         if record["plan"] != task.plan_key:
             return None
         then = [_File(**file) for file in record["files"]]
         if files is None:
-            now = [_File.of(name) for name in task.recording]
-            is_same = len(now) == len(then) and all(map(_File.is_dated_as, now, then))
+            pairs = zip(then, task.recording, strict=True)
+            is_same = all(file.is_still(name) for file, name in pairs)
         else:
             is_same = [file.sha256 for file in files] == [file.sha256 for file in then]
         if not is_same:
@@ -329,7 +336,7 @@ def _replay_one(task: _Task, progress: Callable[[int, float | None], object] | N
 
         def metadata(summary: Summary) -> dict[str, str]:
             nonlocal outcome
-            if not all(_File.of(name).is_dated_as(file) for name, file in zip(task.recording, files, strict=True)):
+            if not all(file.is_still(name) for name, file in zip(task.recording, files, strict=True)):
                 raise _core.Error(f"{', '.join(task.recording)}: it changed while it was read\n  run again")
             outcome = Outcome(
                 task.recording,
@@ -348,7 +355,15 @@ def _replay_one(task: _Task, progress: Callable[[int, float | None], object] | N
             return {_KEY: json.dumps(record)}
 
         plan = Plan.parse(task.plan)
-        replay_files(plan, task.recording, task.result, status=task.status, progress=progress, metadata=metadata)
+        replay_files(
+            plan,
+            task.recording,
+            task.result,
+            status=task.status,
+            count=task.count,
+            progress=progress,
+            metadata=metadata,
+        )
         assert outcome is not None
         return outcome
     except Exception as error:
@@ -489,9 +504,7 @@ def _stop_at_end(rows: int, share: float | None) -> None:
 
 def _write(outcomes: tuple[Outcome, ...], file: Path) -> None:
     """Write the manifest."""
-    import pyarrow as pa
-    import pyarrow.parquet as pq
-
+    pa, parquet = need("pyarrow"), need("pyarrow.parquet")
     counts = pa.struct({name: pa.int64() for name in ("computed", "no_value", "refused", "held")})
     schema = pa.schema(
         {
@@ -519,9 +532,6 @@ def _write(outcomes: tuple[Outcome, ...], file: Path) -> None:
         }
         for outcome in outcomes
     ]
-    part = file.with_suffix(f".{uuid.uuid4().hex[:6]}.part")
-    try:
-        pq.write_table(pa.Table.from_pylist(rows, schema), part, compression="zstd")
-        os.replace(part, file)
-    finally:
-        part.unlink(missing_ok=True)
+    table = pa.Table.from_pylist(rows, schema)
+    with open_result(os.fspath(file)) as sink:
+        parquet.write_table(table, sink, compression="zstd")
