@@ -186,6 +186,8 @@ def test_what_cannot_be_right_is_refused_before_anything_is_computed(tmp_path: P
         vel.fleet.replay(plan, [file], tmp_path / "out", object())  # type: ignore[arg-type]
     assert os.listdir(tmp_path / "out") == ["manifest.parquet"]
     os.mkfifo(tmp_path / "pipe.csv")
+    on_time = vel.Plan.parse(PLAN + 'late = "MonoFlop(v, v, duration = 2)"')
+    assert not vel.fleet.replay(on_time, [file], tmp_path / "out", 1).failed
     assert "no regular file" in str(vel.fleet.replay(plan, [tmp_path / "pipe.csv"], tmp_path / "out", 1).failed)
 
 
@@ -223,7 +225,7 @@ def test_a_killed_process_fails_what_is_in_work_and_nothing_else(
     )
     done = vel.fleet.replay(plan, files, tmp_path, 2, progress=progress)
     assert 1 <= len(done.failed) <= 2
-    assert all("a process died" in str(outcome.error) for outcome in done.failed)
+    assert all("a worker died" in str(outcome.error) for outcome in done.failed)
     again = vel.fleet.replay(plan, files, tmp_path, 2)
     assert repr(again) == f"30 recordings: {len(done.failed)} computed, {30 - len(done.failed)} unchanged, 0 failed"
     assert results(tmp_path) == expected

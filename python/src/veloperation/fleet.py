@@ -17,7 +17,7 @@ import time
 import tomllib
 import uuid
 from collections.abc import Callable, Generator, Mapping, Sequence
-from concurrent.futures import Executor, Future, ProcessPoolExecutor
+from concurrent.futures import BrokenExecutor, Executor, Future, ProcessPoolExecutor
 from concurrent.futures.process import BrokenProcessPool
 from multiprocessing import connection
 from pathlib import Path
@@ -37,6 +37,7 @@ _MANIFEST = "manifest.parquet"
 _KEY = "veloperation.fleet"
 _FORM = 1  # of the record in a result; another form counts as none
 _SUBMITTED = 2000  # so many tasks at most wait in an executor, so that it need not hold a long list of recordings
+_ROWS_AT_ONCE = 10_000  # of the manifest
 _RECORDED = ("rows", "seconds", "statuses", "warnings", "key")  # of an outcome, in the metadata of its result
 
 
@@ -383,6 +384,8 @@ def _run(
         return
     if not isinstance(executor, int | None):
         raise TypeError(f"executor: {type(executor).__name__} is none\n  of a Dask client it is client.get_executor()")
+    if executor is not None and executor < 1:
+        raise _core.Error(f"executor: {executor} processes are too few")
     if not numbers:
         return
     count = min(executor or len(os.sched_getaffinity(0)), len(numbers))
@@ -405,7 +408,11 @@ def _outcomes(
     try:
         while True:
             while len(futures) < most and (number := next(left, None)) is not None:
-                futures[number] = submit(tasks[number])
+                try:
+                    futures[number] = submit(tasks[number])
+                except BrokenExecutor as error:
+                    yield number, _died(tasks[number], error)
+                    continue
                 futures[number].add_done_callback(lambda _, number=number: ended.put(number))  # type: ignore[misc]
             if not futures:
                 return
@@ -422,9 +429,15 @@ def _outcome(task: _Task, future: Future[Outcome]) -> Outcome:
     error = future.exception()
     if error is None:
         return future.result()
-    if isinstance(error, BrokenProcessPool):
-        return Outcome(task.recording, error="not computed: a process died, this one's or another's\n  run again")
+    if isinstance(error, BrokenExecutor):
+        return _died(task, error)
     return Outcome(task.recording, error=_told(error))
+
+
+def _died(task: _Task, error: BrokenExecutor) -> Outcome:
+    return Outcome(
+        task.recording, error=f"not computed: a worker died, perhaps with another recording\n  run again\n{error}"
+    )
 
 
 class _Processes:
@@ -439,8 +452,8 @@ class _Processes:
         self._begin()
 
     def _begin(self) -> None:
-        # A copy of this process would lack its threads, so spawn. At the end of this process the system closes the
-        # pipe.
+        # A forked copy would lack the threads of this process, and what they hold locked would stay so. The pipe tells
+        # the processes when this one ends: the system closes it.
         context = multiprocessing.get_context("spawn")
         self._parent, self._open = context.Pipe(duplex=False)
         self._pool = ProcessPoolExecutor(
@@ -519,19 +532,20 @@ def _write(outcomes: tuple[Outcome, ...], file: Path) -> None:
             "reused": pa.bool_(),
         }
     )
-    rows = [
-        {
-            **{name: getattr(outcome, name) for name in schema.names},
-            # names of files are bytes, and may be no text
-            "recording": [os.fsencode(name).decode("utf-8", "backslashreplace") for name in outcome.recording],
-            "statuses": [
-                (name, {status.replace(" ", "_"): number for status, number in numbers.items()})
-                for name, numbers in outcome.statuses.items()
-            ],
-            "error": outcome.error and outcome.error.encode("utf-8", "backslashreplace").decode(),
-        }
-        for outcome in outcomes
+    with open_result(os.fspath(file)) as sink, parquet.ParquetWriter(sink, schema, compression="zstd") as writer:
+        for part in range(0, len(outcomes), _ROWS_AT_ONCE):
+            rows = [_row(outcome, schema.names) for outcome in outcomes[part : part + _ROWS_AT_ONCE]]
+            writer.write_table(pa.Table.from_pylist(rows, schema))
+
+
+def _row(outcome: Outcome, names: list[str]) -> dict[str, object]:
+    row = {name: getattr(outcome, name) for name in names}
+    # Names of files are bytes, and may be no text.
+    row["recording"] = [os.fsencode(name).decode("utf-8", "backslashreplace") for name in outcome.recording]
+    if outcome.error:
+        row["error"] = outcome.error.encode("utf-8", "backslashreplace").decode()
+    row["statuses"] = [
+        (channel, {status.replace(" ", "_"): number for status, number in numbers.items()})
+        for channel, numbers in outcome.statuses.items()
     ]
-    table = pa.Table.from_pylist(rows, schema)
-    with open_result(os.fspath(file)) as sink:
-        parquet.write_table(table, sink, compression="zstd")
+    return row
