@@ -31,8 +31,9 @@ void AppendTexts(TextColumn& column, const ArrowArray& array) {
     const auto* const texts = static_cast<const char*>(array.buffers[2]);
     const Validity validity(array, array.offset);
     for (std::size_t row = 0; row < static_cast<std::size_t>(array.length); ++row)
-        column.Append(validity[row] ? std::string_view(texts + ends[row], static_cast<std::size_t>(ends[row + 1] - ends[row]))
-                                    : std::string_view());
+        column.Append(validity[row]
+                          ? std::string_view(texts + ends[row], static_cast<std::size_t>(ends[row + 1] - ends[row]))
+                          : std::string_view());
 }
 
 } // namespace
@@ -47,7 +48,8 @@ CsvResult::CsvResult(const std::string& name, const Vel::Recordings::CsvFormat& 
         const ArrowSchema& schema = *replay.Schema().children[before + i];
         const ArrowType type = TypeOf(schema);
         if (type.kind != ArrowType::Kind::Text || schema.dictionary != nullptr)
-            throw Error("keep", "the column " + Quoted(keptNames[i]) + " has the type " + type.name + ", and CSV holds texts",
+            throw Error("keep",
+                        "the column " + Quoted(keptNames[i]) + " has the type " + type.name + ", and CSV holds texts",
                         "do not keep it, or write the result as Parquet or Arrow");
     }
     writer.WriteHeader(statusNames, keptNames);

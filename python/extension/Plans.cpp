@@ -204,8 +204,8 @@ public:
             Close();
             return nb::none();
         }
-        return StreamCapsule(StreamOfTables(CopySchema(replay->Schema()),
-                                            {std::make_shared<const OwnedArray>(std::move(table))}));
+        return StreamCapsule(
+            StreamOfTables(CopySchema(replay->Schema()), {std::make_shared<const OwnedArray>(std::move(table))}));
     }
 
     /// Writes the stream as CSV, in the format of the recording. If the recording fails, or if its rows do not come
@@ -333,8 +333,8 @@ std::unique_ptr<Result> Begin(const Plan& plan, std::unique_ptr<Recording> recor
     return std::make_unique<Result>(std::move(replay), std::move(interruption));
 }
 
-std::unique_ptr<Result> ReplayData(const Plan& plan, const nb::object& data, const FormatOptions& options, bool hasStatuses, bool hasWarnings,
-                                   const nb::object& progress, bool areAllSamples) {
+std::unique_ptr<Result> ReplayData(const Plan& plan, const nb::object& data, const FormatOptions& options,
+                                   bool hasStatuses, bool hasWarnings, const nb::object& progress, bool areAllSamples) {
     OwnedStream stream = StreamOfData(data);
     std::unique_ptr<Recording> recording;
     {
@@ -375,7 +375,8 @@ public:
             throw Error("session", "it has ended", "start another one");
         OwnedStream stream = StreamOfData(data);
         const nb::gil_scoped_release noGil;
-        auto recording = std::make_unique<ArrowRecording>(std::move(stream), plan, FormatOptions(), replay ? replay->RowsRead() : 0);
+        auto recording =
+            std::make_unique<ArrowRecording>(std::move(stream), plan, FormatOptions(), replay ? replay->RowsRead() : 0);
         recording->ReadAll();
         if (replay)
             replay->GoOn(std::move(recording));
@@ -459,7 +460,11 @@ void AddPlans(nb::module_& module) {
         .def("describe", &Describe)
         .def("inputs", &Inputs)
         .def("keep", [](const Plan& plan) { return std::pair(plan.keep, plan.keepsAll); })
-        .def("raster_time", [](const Plan& plan) { return plan.raster ? plan.raster->time : std::string(); })
+        .def("raster",
+             [](const Plan& plan) {
+                 return plan.raster ? std::tuple(plan.raster->time, plan.raster->period, plan.raster->isAligned)
+                                    : std::tuple(std::string(), 0.0, false);
+             })
         .def("counts", &Counts)
         .def("replay_data", &ReplayData, nb::arg("data"), nb::arg("options"), nb::arg("status"), nb::arg("warnings"),
              nb::arg("progress").none(), nb::arg("are_all_samples"))

@@ -60,8 +60,8 @@ OwnedArray ReadArray(OwnedStream& stream) {
     return array;
 }
 
-ArrowRecording::ArrowRecording(OwnedStream itsStream, const Plan& plan,
-                               const Vel::Recordings::FormatOptions& options, std::uint64_t itsRowsBefore)
+ArrowRecording::ArrowRecording(OwnedStream itsStream, const Plan& plan, const Vel::Recordings::FormatOptions& options,
+                               std::uint64_t itsRowsBefore)
     : stream(std::move(itsStream)), rowsBefore(itsRowsBefore) {
     schema = ReadSchema(stream);
     if (!schema || schema->format == nullptr || std::string(schema->format) != "+s")

@@ -11,7 +11,7 @@ from veloperation import _core, _toml
 from veloperation._arrays import stream_of
 from veloperation._formula import Call, Channel, Operand, call, quoted_name
 from veloperation._recording import Looks, Recording
-from veloperation._result import Progress, Result, Session
+from veloperation._result import Progress, Replaying, Result, Session
 from veloperation._table import as_html, as_text
 
 __all__ = ["Channel", "Operand", "Plan", "call"]
@@ -486,7 +486,7 @@ class Plan:
         if isinstance(data, Recording):
             result = data._replay(made, Looks(status, warnings), progress)
         else:
-            result = made.replay_data(stream_of(data), _core.CsvOptions(), status, warnings, progress, False)
+            result = Replaying(made.replay_data(stream_of(data), _core.CsvOptions(), status, warnings, progress, False))
         return Result(result, status or warnings)
 
     def start(self, *, status: bool = False, warnings: bool = False) -> Session:

@@ -7,7 +7,10 @@ import os
 from collections.abc import Callable, Sequence
 
 from veloperation import _core
-from veloperation._result import Progress
+from veloperation._result import Progress, Replaying
+from veloperation._sources import Source, Wanted, format_of
+
+_CSV_OPTIONS = ("separator", "decimal_comma", "thousands", "missing", "skip", "units_row", "on_bad_cell")
 
 
 @dataclasses.dataclass(frozen=True)
@@ -40,9 +43,37 @@ class Recording:
         looks: Looks,
         progress: Progress | None,
         is_stopped: Callable[[], bool] | None = None,
-    ) -> _core.EngineResult:
-        how = (looks.statuses, looks.warnings, progress, looks.are_all_samples)
-        return plan.replay_files(self.files, self.options, *how, is_stopped)
+    ) -> Replaying:
+        formats = {file: "CSV" if file == "-" else format_of(file) for file in self.files}
+        kind = formats[self.files[0]]
+        for file, other in formats.items():
+            if other != kind:
+                raise _core.Error(
+                    f"{file}: this is {other}, and {self.files[0]} is {kind}\n  replay other formats apart"
+                )
+        if kind == "CSV":
+            how = (looks.statuses, looks.warnings, progress, looks.are_all_samples)
+            return Replaying(plan.replay_files(self.files, self.options, *how, is_stopped), None)
+        for option in _CSV_OPTIONS:
+            if getattr(self.options, option) is not None:
+                raise _core.Error(f"{self.files[0]}: {option} is for CSV, and this is {kind}\n  leave it out")
+        wanted = Wanted.by(plan, self.options, len(self.files))
+        source = Source(self.files, kind, wanted, is_stopped, looks.are_all_samples)
+
+        def report(rows: int, _: float | None) -> None:
+            if progress is not None:
+                progress(rows, source.share)
+
+        with source.own_errors():
+            made = plan.replay_data(
+                source.stream(),
+                self.options,
+                looks.statuses,
+                looks.warnings,
+                None if progress is None else report,
+                looks.are_all_samples,
+            )
+        return Replaying(made, source)
 
     def __repr__(self) -> str:
         return f"veloperation.open({', '.join(map(repr, self.files))})"

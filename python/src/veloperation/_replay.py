@@ -129,19 +129,20 @@ def replay_files(
     made = recording._replay(engine, Looks(status, status or count, is_text), progress, is_stopped)
 
     def summary() -> Summary:
-        statuses = {channel: dict(zip(_STATUSES, totals, strict=True)) for channel, totals in made.totals()}
+        statuses = {channel: dict(zip(_STATUSES, totals, strict=True)) for channel, totals in made.core.totals()}
         return Summary(
-            made.rows_computed(),
+            made.core.rows_computed(),
             time.perf_counter() - start,
             statuses if status or count else {},
             _warnings(made.warnings(), True) if status or count else [],
         )
 
-    if is_text:
-        made.write_csv(name, engine, recording.options)
-    else:
-        extra = None if metadata is None else lambda: metadata(summary())
-        _write(made, name, ending in _PARQUET, plan, made.units(), extra)
+    with made.own_errors():
+        if is_text:
+            made.core.write_csv(name, engine, recording.options)
+        else:
+            extra = None if metadata is None else lambda: metadata(summary())
+            _write(made.core, name, ending in _PARQUET, plan, made.units(), extra)
     return summary()
 
 
@@ -166,7 +167,7 @@ def _write(
     fields = []
     for field in schema:
         if not is_parquet and field.name not in made.status_names() and pa.types.is_dictionary(field.type):
-            field = field.with_type(field.type.value_type)  # noqa: PLW2901 - Arrow files have one dictionary, batches many
+            field = field.with_type(field.type.value_type)
         unit = {"unit": units[field.name]} if units.get(field.name) else {}
         fields.append(field.with_metadata({**(field.metadata or {}), **unit}))
     schema = pa.schema(

@@ -2,9 +2,10 @@
 
 from __future__ import annotations
 
+import contextlib
 import dataclasses
 from collections.abc import Callable
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 import numpy as np
 import numpy.typing as npt
@@ -12,6 +13,9 @@ import numpy.typing as npt
 from veloperation import _core
 from veloperation._arrays import stream_of
 from veloperation._table import as_html, as_text
+
+if TYPE_CHECKING:
+    from veloperation._sources import Source
 
 Progress = Callable[[int, float | None], object]
 
@@ -55,6 +59,27 @@ def _warnings(given: list[tuple[str, str, int, int]], are_there: bool) -> list[W
     return [Warning(*warning) for warning in given]
 
 
+class Replaying:
+    """A replay that has begun, and the files that it reads, if they are ours to read."""
+
+    def __init__(self, core: _core.EngineResult, source: Source | None = None) -> None:
+        self.core = core
+        self.source = source
+
+    def own_errors(self) -> contextlib.AbstractContextManager[None]:
+        """Raise what has gone wrong in the files as it was, where the engine reports it."""
+        return contextlib.nullcontext() if self.source is None else self.source.own_errors()
+
+    def warnings(self) -> list[tuple[str, str, int, int]]:
+        """Give the warnings so far."""
+        own = [] if self.source is None else [dataclasses.astuple(warning) for warning in self.source.warnings]
+        return self.core.warnings() + own
+
+    def units(self) -> dict[str, str]:
+        """Give the units of inputs."""
+        return self.core.units() if self.source is None else self.source.units
+
+
 class Result:
     """The result of a plan: a table that is computed while it is read.
 
@@ -78,8 +103,9 @@ class Result:
       call read() first, which keeps it, or replay again
     """
 
-    def __init__(self, made: _core.EngineResult, has_warnings: bool) -> None:
-        self._core = made
+    def __init__(self, made: Replaying, has_warnings: bool) -> None:
+        self._made = made
+        self._core = made.core
         self._has_warnings = has_warnings
         self._columns: dict[str, npt.NDArray[Any]] = {}
 
@@ -91,7 +117,7 @@ class Result:
     @property
     def warnings(self) -> list[Warning]:
         """What there is to warn of so far, if the plan looks out for it: with ``warnings=True`` or ``status=True``."""
-        return _warnings(self._core.warnings(), self._has_warnings)
+        return _warnings(self._made.warnings(), self._has_warnings)
 
     def read(self) -> Result:
         """Compute the whole result and keep it.
@@ -117,7 +143,8 @@ class Result:
         1.0  2.0
         2.0  4.0
         """
-        self._core.read()
+        with self._made.own_errors():
+            self._core.read()
         return self
 
     def __len__(self) -> int:
@@ -252,7 +279,7 @@ class Session:
         >>> print(session.feed({"v": [0.0, 2.0]})["rising"])
         [0 1]
         """
-        return Result(self._core.feed(stream_of(data)), self._has_warnings)
+        return Result(Replaying(self._core.feed(stream_of(data))), self._has_warnings)
 
     def end(self) -> Result:
         """End the recording.
@@ -271,4 +298,4 @@ class Session:
         >>> print(session.feed({"gear": [1, 1, 2, 2]})["gear"], session.end()["gear"])
         [1] [2]
         """
-        return Result(self._core.end(), self._has_warnings)
+        return Result(Replaying(self._core.end()), self._has_warnings)
