@@ -17,8 +17,9 @@ import distributed
 import pyarrow as pa
 import pyarrow.csv
 import pyarrow.parquet as pq
-import veloperation as vel
 from python_plans import drive
+
+import veloperation as vel
 
 ROOT = Path(__file__).parents[1]
 ROWS = 100_000
@@ -52,7 +53,7 @@ def one_by_one(plan: vel.Plan, files: list[Path], out: Path, counts: bool) -> No
 def on_dask(workers: int, work: Callable[[distributed.Client], float]) -> float:
     """Begin a cluster, with all workers ready, and give what `work` gives."""
     with (
-        distributed.LocalCluster(n_workers=workers, threads_per_worker=1, dashboard_address=None) as cluster,
+        distributed.LocalCluster(n_workers=workers, threads_per_worker=1, dashboard_address=":0") as cluster,
         distributed.Client(cluster) as client,
     ):
         client.run(__import__, "veloperation")

@@ -59,7 +59,7 @@ def write(file: Path, first: float, rows: int = 100) -> Path:
 
 @pytest.fixture(scope="module")
 def cluster() -> Iterator[distributed.LocalCluster]:
-    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None) as made:  # type: ignore[no-untyped-call]
+    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=":0") as made:  # type: ignore[no-untyped-call]
         yield made
 
 

@@ -36,6 +36,7 @@ def add_to(parser: argparse.ArgumentParser) -> None:
         help="replace a value of the plan's table [settings]",
     )
     parser.add_argument("--status", action="store_true", help="write and count what became of each sample")
+    parser.add_argument("--no-count", action="store_true", help="do not count statuses and warnings, which is faster")
     parser.add_argument("--verify", action="store_true", help="compare recordings by their bytes, not by size and time")
     parser.add_argument("-q", "--quiet", action="store_true", help="no progress and no summary")
 
@@ -52,6 +53,7 @@ def run(arguments: argparse.Namespace) -> int:
                 executor,
                 settings=_settings(arguments.set),
                 status=arguments.status,
+                count=not arguments.no_count,
                 verify=arguments.verify,
                 progress=shown,
             )
