@@ -322,7 +322,7 @@ def test_a_client_that_ends_early_leaves_whole_results_that_count(
     else:
         client.kill()
     begun = time.monotonic()
-    client.communicate()
+    assert "Traceback" not in client.communicate()[1]
     while not are_gone(client.pid):
         assert time.monotonic() - begun < 10
         time.sleep(0.01)

@@ -460,7 +460,7 @@ class _Processes:
             self._count, mp_context=context, initializer=_begin_process, initargs=(self._parent,)
         )
         try:
-            self._pool.submit(os.getpid).result()
+            self._submit(os.getpid).result()
         except BaseException as error:
             self.stop()
             if not isinstance(error, BrokenProcessPool):
@@ -471,11 +471,19 @@ class _Processes:
 
     def submit(self, task: _Task) -> Future[Outcome]:
         try:
-            return self._pool.submit(_replay_in_process, task)
+            return self._submit(_replay_in_process, task)
         except BrokenProcessPool:
             self.stop()
             self._begin()
-            return self._pool.submit(_replay_in_process, task)
+            return self._submit(_replay_in_process, task)
+
+    def _submit(self, work: Callable[..., Any], *arguments: object) -> Future[Any]:
+        # Ctrl-C comes to all processes, and this one answers it. Those that the pool starts here inherit the mask.
+        mask = signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGINT})
+        try:
+            return self._pool.submit(work, *arguments)
+        finally:
+            signal.pthread_sigmask(signal.SIG_SETMASK, mask)
 
     def stop(self) -> None:
         """End the processes now. What they are at is not completed."""
@@ -494,7 +502,6 @@ _at_work = threading.Lock()
 
 
 def _begin_process(parent: connection.Connection) -> None:
-    signal.signal(signal.SIGINT, signal.SIG_IGN)  # Ctrl-C comes to all processes; the parent answers it
     threading.Thread(target=_end_with, args=(parent,), daemon=True).start()
 
 
