@@ -139,6 +139,7 @@ public:
         }
         return isThere;
     }
+    bool HasStopped() const { return isThere; }
     /// Raises the exception of a signal handler.
     void Raise() {
         if (error)
@@ -356,6 +357,10 @@ std::unique_ptr<Result> ReplayFiles(const Plan& plan, const std::vector<std::str
             std::make_unique<CsvRecording>(files, options, plan, [interruption] { return interruption->IsThere(); });
     }
     interruption->Raise();
+    if (interruption->HasStopped()) { // perhaps amid the header: there is no result to speak of
+        PyErr_SetNone(PyExc_KeyboardInterrupt);
+        throw nb::python_error();
+    }
     return Begin(plan, std::move(recording), {hasStatuses, hasWarnings, areAllSamples}, progress,
                  std::move(interruption));
 }

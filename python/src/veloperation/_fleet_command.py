@@ -11,6 +11,7 @@ from collections.abc import Iterator
 from concurrent.futures import Executor
 
 from veloperation import _core, fleet
+from veloperation._replay_command import settings_of
 
 DESCRIPTION = """Replays each recording by itself, and writes its result into a folder. A second run computes what is
 missing, has failed or has changed. The folder's manifest.parquet says what became of each recording."""
@@ -22,7 +23,7 @@ def add_to(parser: argparse.ArgumentParser) -> None:
     parser.fromfile_prefix_chars = "@"
     parser.add_argument("plan", metavar="PLAN", help="the plan, a file in TOML")
     parser.add_argument("out", metavar="OUT", help="the folder of the results")
-    parser.add_argument("recordings", metavar="RECORDING", nargs="+", help="@FILE: the lines of FILE")
+    parser.add_argument("recordings", metavar="RECORDING", nargs="+", help="a file; @FILE: all that FILE lists, one per line")
     where = parser.add_mutually_exclusive_group()
     where.add_argument(
         "--processes", type=int, metavar="N", help="so many on this machine, instead of one per processor"
@@ -51,7 +52,7 @@ def run(arguments: argparse.Namespace) -> int:
                 arguments.recordings,
                 arguments.out,
                 executor,
-                settings=_settings(arguments.set),
+                settings=settings_of(arguments.set),
                 status=arguments.status,
                 count=not arguments.no_count,
                 verify=arguments.verify,
@@ -85,16 +86,6 @@ def _executor(arguments: argparse.Namespace) -> Iterator[Executor | int | None]:
         raise ImportError("a Dask cluster needs more packages: pip install 'veloperation[dask]'") from error
     with Client(arguments.scheduler) as client:  # type: ignore[no-untyped-call]
         yield client.get_executor()
-
-
-def _settings(given: list[str]) -> dict[str, object]:
-    settings: dict[str, object] = {}
-    for setting in given:
-        name, equals, value = setting.partition("=")
-        if not equals:
-            raise _core.Error(f"--set {setting}: there is no value\n  write --set NAME=VALUE")
-        settings[name] = value
-    return settings
 
 
 class _Progress:

@@ -5,7 +5,9 @@ from __future__ import annotations
 import dataclasses
 import shutil
 import tempfile
+import time
 import tomllib
+import traceback
 from collections.abc import Iterator
 from typing import Any, BinaryIO
 
@@ -18,6 +20,7 @@ from veloperation._result import Warning
 from veloperation._sources import File, Wanted, reading
 
 _FRAGMENT_BYTES = 1 << 22
+_READER_SECONDS = 4.0  # asammdf's reader of records prints its speed to standard output if one lives for ten
 _REMOTE_MASTER = 1 << 3
 _TEXT_TYPES = {6: "latin-1", 7: "utf-8", 8: "utf-16-le", 9: "utf-16-be"}
 _TEXT_CONVERSIONS = (7, 8, 10, 11)  # values and ranges to texts, texts to texts, bits to texts
@@ -51,29 +54,36 @@ class Mdf(File):
         asammdf = need("asammdf")
         with reading(file):
             self._stream = self._open()
-            # By name it would map the file into memory, which then seems to grow with the file.
-            self._mdf = asammdf.MDF(self._stream, process_bus_logging=False)
-            self._mdf.configure(read_fragment_size=_FRAGMENT_BYTES)
-            header = self._mdf.header
-            self.start = Start(header.abs_time, self._mdf.start_time.tzinfo is not None)
-            if isinstance(start, Start) and start.has_zone != self.start.has_zone:
-                raise _core.Error(f"{file}: the start has a time zone in some files only\n  replay them separately")
-            self._first = start if isinstance(start, Start) else self.start
-            self._groups = self._find_groups()
-            self._readers = [self._reader(group, channels) for group, channels in self._groups.items()]
-            self._rows = sum(reader.rows for reader in self._readers)
-            self._done = 0
-            if len(self._readers) == 1:
-                self.schema = self._readers[0].schema
-                self._joined = None
-            else:
-                if wanted.files > 1 and not wanted.is_raster_aligned:
-                    raise _core.Error(
-                        f"{file}: several files whose channels are from several groups need a raster that is aligned\n"
-                        "  add align = true to the plan's [raster]"
-                    )
-                self._joined = _Joined(self, self._readers)
-                self.schema = self._joined.schema
+            try:
+                # By name it would map the file into memory, which then seems to grow with the file.
+                self._mdf = asammdf.MDF(self._stream, process_bus_logging=False)
+                self._mdf.configure(read_fragment_size=_FRAGMENT_BYTES)
+                self._begin(start)
+            except BaseException as error:
+                _quiet(error)
+                self.close()
+                raise
+
+    def _begin(self, start: object) -> None:
+        self.start = Start(self._mdf.header.abs_time, self._mdf.start_time.tzinfo is not None)
+        self._first = start if isinstance(start, Start) else self.start
+        if self._first.has_zone != self.start.has_zone:
+            raise _core.Error(f"{self.file}: the start has a time zone in some files only\n  replay them separately")
+        self._groups = self._find_groups()
+        self._readers = [self._reader(group, channels) for group, channels in self._groups.items()]
+        self._rows = sum(reader.rows for reader in self._readers)
+        self._done = 0
+        self._joined: _Joined | None = None
+        if len(self._readers) == 1:
+            self.schema = self._readers[0].schema
+            return
+        if self.wanted.files > 1 and not self.wanted.is_raster_aligned:
+            raise _core.Error(
+                f"{self.file}: several files whose channels are from several groups need a raster that is aligned\n"
+                "  add align = true to the plan's [raster]"
+            )
+        self._joined = _Joined(self, self._readers)
+        self.schema = self._joined.schema
 
     def _open(self) -> BinaryIO:
         """Open the file. One that is not finished is finished in a copy."""
@@ -96,7 +106,8 @@ class Mdf(File):
         return copy
 
     def close(self) -> None:
-        self._mdf.close()
+        if hasattr(self, "_mdf"):
+            self._mdf.close()
         self._stream.close()
 
     def batches(self) -> Iterator[Any]:
@@ -275,12 +286,23 @@ class _Group:
         return channel.index == self._master and channel.column in self._times
 
     def _fragments(self) -> Iterator[Any]:
-        # The public way, iter_get, reads and unpacks the group once for each channel.
+        """Read records, some megabytes at a time. The public way, iter_get, reads the group once for each channel."""
         group = self._mdf.groups[self.group]
-        if group.channel_group.cycles_nr:
-            yield from self._mdf._mdf._load_data(group)
+        done = 0
+        while done < self.rows:
+            begun = time.perf_counter()
+            before = done
+            for fragment in self._mdf._mdf._load_data(group, record_offset=done):
+                yield fragment
+                done += fragment.record_count
+                if done >= self.rows or time.perf_counter() - begun > _READER_SECONDS:
+                    break
+            if done == before:
+                break
 
     def _samples(self, channel: _Channel, fragment: Any) -> tuple[npt.NDArray[Any], npt.NDArray[Any] | None]:
+        if channel.index == self._master and fragment is not None:
+            return self._mdf._mdf.get_master(self.group, fragment, one_piece=True), None
         given: tuple[npt.NDArray[Any], npt.NDArray[Any] | None] = self._mdf.get(
             group=self.group,
             index=channel.index,
@@ -303,7 +325,8 @@ class _Group:
                 )
             coding = "utf-8" if has_texts else _TEXT_TYPES.get(source.data_type, "utf-8")
             return pa.array([_text(value, coding) for value in samples.tolist()], pa.large_string(), mask=invalid)
-        if samples.ndim != 1 or samples.dtype.kind not in "iufb":
+        parts = self._mdf.groups[self.group].channel_dependencies[channel.index]
+        if parts or samples.ndim != 1 or samples.dtype.kind not in "iufb":
             raise _core.Error(
                 f'{self._file.file}: the channel "{channel.column}" has a structure or an array in each row\n'
                 "  read one of its parts, if the file has them as channels"
@@ -332,6 +355,14 @@ class _Group:
                 f"{self._file.file}: the file ends too early: {rows} of {self.rows} rows of the group "
                 f'"{self._file.name_of(self.group)}" are there\n  fetch the whole file again'
             )
+
+
+def _quiet(error: BaseException) -> None:
+    """Let a reader that has failed early end without noise: its destructor expects to have read a header."""
+    for frame, _ in traceback.walk_tb(error.__traceback__):
+        reader: Any = frame.f_locals.get("self")
+        if type(reader).__name__ == "MDF4" and not hasattr(reader, "header"):
+            reader.header = None
 
 
 def _text(value: object, coding: str) -> str:

@@ -21,8 +21,8 @@ if TYPE_CHECKING:
 _STATUSES = ("computed", "no value", "refused", "held")
 _PARQUET = (".parquet", ".pq")
 _ARROW = (".arrow", ".ipc", ".feather")
-_GROUP_ROWS = 1 << 20
-_GROUP_BYTES = 1 << 26
+_GROUP_ROWS = 1 << 18
+_GROUP_BYTES = 1 << 25
 
 
 @dataclasses.dataclass(frozen=True)
@@ -118,6 +118,8 @@ def replay_files(
     start = time.perf_counter()
     name = os.fspath(result)
     ending = "-" if name == "-" else os.path.splitext(name)[1].lower()
+    if not ending and os.path.exists(name) and not os.path.isfile(name):  # a device or a pipe
+        ending = ".csv"
     if ending not in ("-", ".csv", *_PARQUET, *_ARROW):
         raise _core.Error(
             f"{name}: the ending {ending!r} names no format of results\n  known here: .parquet .arrow .csv"
@@ -175,7 +177,7 @@ def _write(
         {
             **(schema.metadata or {}),
             "veloperation.version": _core.__version__,
-            "veloperation.plan": plan.explain(),
+            "veloperation.plan": str(plan),
         },
     )
     with open_result(name) as file:
@@ -203,7 +205,7 @@ def open_result(name: str) -> Iterator[_ResultFile]:
 
 
 def _write_tables(made: _core.EngineResult, writer: Any, schema: Any) -> None:
-    """Write tables in groups. Readers of Parquet work best with groups of about a million rows."""
+    """Write tables in groups. Small ones would make Parquet slow, large ones need memory."""
     pa = need("pyarrow")
     tables: list[Any] = []
 

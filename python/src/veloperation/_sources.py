@@ -244,10 +244,20 @@ class Source:
                 if self._is_stopped is not None and self._is_stopped():
                     return
                 yield self._cast(batch)
+        except GeneratorExit:
+            raise
         except BaseException as error:
             self.failure = error
             raise
         finally:
+            self.close()
+
+    def close(self) -> None:
+        """Close the file that is open."""
+        self._open.close()
+
+    def __del__(self) -> None:  # of a result that nobody has read
+        if hasattr(self, "_open"):
             self._open.close()
 
     def _batches(self) -> Iterator[Any]:
