@@ -4,13 +4,15 @@ Usage: python_fleet.py [RECORDINGS [FOLDER]]. The interpreter is that of build/p
 4 MB each, and the results. All ways must give the same results, and fail on the three broken recordings alone.
 """
 
+import contextlib
 import hashlib
 import os
 import shutil
 import sys
 import tempfile
 import time
-from collections.abc import Callable
+from collections.abc import Callable, Iterator
+from concurrent.futures import Executor
 from pathlib import Path
 
 import distributed
@@ -20,6 +22,7 @@ import pyarrow.parquet as pq
 from python_plans import drive
 
 import veloperation as vel
+from veloperation._replay import replay_files
 
 ROOT = Path(__file__).parents[1]
 ROWS = 100_000
@@ -40,24 +43,32 @@ def make_recordings(folder: Path, count: int) -> list[Path]:
     return files
 
 
-def one_by_one(plan: vel.Plan, files: list[Path], out: Path, counts: bool) -> None:
+def one_by_one(plan: vel.Plan, files: list[Path], out: Path, *, count: bool) -> None:
     """Replay without a fleet, as a loop in a script does."""
     out.mkdir()
     for file in files:
         try:
-            pq.write_table(pa.table(plan.replay(vel.open(file), warnings=counts)), out / f"{file.stem}.parquet")
-        except (vel.Error, pa.ArrowInvalid):
-            (out / f"{file.stem}.parquet").unlink(missing_ok=True)
+            replay_files(plan, [file], out / f"{file.stem}.parquet", count=count)
+        except vel.Error as error:
+            if "is not a number" not in str(error):
+                raise
 
 
-def on_dask(workers: int, work: Callable[[distributed.Client], float]) -> float:
-    """Begin a cluster, with all workers ready, and give what `work` gives."""
+@contextlib.contextmanager
+def dask(workers: int) -> Iterator[Executor]:
+    """Begin a cluster whose workers are ready."""
     with (
         distributed.LocalCluster(n_workers=workers, threads_per_worker=1, dashboard_address=":0") as cluster,
         distributed.Client(cluster) as client,
     ):
-        client.run(__import__, "veloperation")
-        return work(client)
+        client.run(__import__, "veloperation._replay")
+        yield client.get_executor()
+
+
+def processor_seconds() -> float:
+    """Count this process and its children that have ended."""
+    now = os.times()
+    return now.user + now.system + now.children_user + now.children_system
 
 
 def hash_of(out: Path) -> str:
@@ -72,48 +83,46 @@ def hash_of(out: Path) -> str:
 
 def main() -> None:
     """Run all ways in turn, and print a table."""
-    count = int(sys.argv[1]) if len(sys.argv) > 1 else 500
+    count_of_recordings = int(sys.argv[1]) if len(sys.argv) > 1 else 500
     folder = Path(tempfile.mkdtemp(dir=sys.argv[2] if len(sys.argv) > 2 else None))
     plan = vel.Plan.load(ROOT / "examples/drive/plan.toml")
-    files = make_recordings(folder, count)
+    files = make_recordings(folder, count_of_recordings)
+    out = folder / "out"
     hashes: set[str] = set()
 
-    def timed(work: Callable[[], object], out: Path | None = None) -> float:
+    def timed(executor: Executor | int | None, **options: bool) -> float:
         start = time.perf_counter()
-        work()
-        seconds = time.perf_counter() - start
-        if out:
-            assert len(list(out.glob("drive*.parquet"))) == count - BROKEN
-            hashes.add(hash_of(out))
-            shutil.rmtree(out)
-        return seconds
+        if executor is None:
+            one_by_one(plan, files, out, **options)
+        else:
+            assert len(vel.fleet.replay(plan, files, out, executor, **options).failed) == BROKEN
+        return time.perf_counter() - start
 
-    def fleet(executor: object, counts: bool, out: Path = folder / "out") -> Callable[[], object]:
-        def work() -> None:
-            done = vel.fleet.replay(plan, files, out, executor, count=counts)  # type: ignore[arg-type]
-            assert len(done.failed) == BROKEN
+    def show(
+        name: str, begin: Callable[[], contextlib.AbstractContextManager[Executor | int | None]], count: bool
+    ) -> None:
+        before = processor_seconds()
+        with begin() as executor:
+            seconds = timed(executor, count=count)
+        used = processor_seconds() - before
+        assert len(list(out.glob("drive*.parquet"))) == count_of_recordings - BROKEN
+        hashes.add(hash_of(out))
+        shutil.rmtree(out)
+        statuses = "counted" if count else "not counted"
+        print(f"| {name} | {statuses} | {seconds:.1f} s | {used:.1f} s | {os.getloadavg()[0]:.1f} |", flush=True)
 
-        return work
-
-    out = folder / "out"
-    print(f"{count} recordings of {ROWS} rows; load before: {os.getloadavg()[0]:.1f}")
-    print("| statuses | a loop | one Dask worker | two Dask workers | ratio | one process | two processes | ratio |")
-    print("|---|---:|---:|---:|---:|---:|---:|---:|")
-    for counts in (True, False):
-        figures = [timed(lambda: one_by_one(plan, files, out, counts), out)]  # noqa: B023
-        for workers in (1, 2):
-            figures.append(on_dask(workers, lambda c: timed(fleet(c.get_executor(), counts), out)))  # noqa: B023
-        figures.append(figures[1] / figures[2])
-        figures += [timed(fleet(1, counts), out), timed(fleet(2, counts), out)]
-        figures.append(figures[4] / figures[5])
-        cells = [f"{figure:.2f}" if place in (3, 6) else f"{figure:.1f} s" for place, figure in enumerate(figures)]
-        print(f"| {'counted' if counts else 'not counted'} | {' | '.join(cells)} |", flush=True)
-    fleet(2, False)()
-    again, verified = (
-        timed(fleet(2, False)),
-        timed(lambda: vel.fleet.replay(plan, files, out, 2, count=False, verify=True)),
-    )
-    print(f"a second run: {again:.1f} s, with verify: {verified:.1f} s; load after: {os.getloadavg()[0]:.1f}")
+    print(f"{count_of_recordings} recordings of {ROWS} rows\n")
+    print("| | statuses | time | processor time | load |\n|---|---|---:|---:|---:|")
+    show("a loop", contextlib.nullcontext, True)
+    show("one Dask worker", lambda: dask(1), True)
+    show("two Dask workers", lambda: dask(2), True)
+    show("one process", lambda: contextlib.nullcontext(1), True)
+    show("two processes", lambda: contextlib.nullcontext(2), True)
+    show("a loop", contextlib.nullcontext, False)
+    show("two Dask workers", lambda: dask(2), False)
+    timed(2, count=False)
+    again, verified = timed(2, count=False), timed(2, count=False, verify=True)
+    print(f"\nA second run takes {again:.1f} s, with verify {verified:.1f} s.")
     assert len(hashes) == 1
     shutil.rmtree(folder)
 

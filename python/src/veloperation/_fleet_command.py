@@ -23,7 +23,9 @@ def add_to(parser: argparse.ArgumentParser) -> None:
     parser.fromfile_prefix_chars = "@"
     parser.add_argument("plan", metavar="PLAN", help="the plan, a file in TOML")
     parser.add_argument("out", metavar="OUT", help="the folder of the results")
-    parser.add_argument("recordings", metavar="RECORDING", nargs="+", help="a file; @FILE: all that FILE lists, one per line")
+    parser.add_argument(
+        "recordings", metavar="RECORDING", nargs="+", help="a file; @FILE: all that FILE lists, one per line"
+    )
     where = parser.add_mutually_exclusive_group()
     where.add_argument(
         "--processes", type=int, metavar="N", help="so many on this machine, instead of one per processor"

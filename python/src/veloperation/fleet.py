@@ -6,7 +6,6 @@ import contextlib
 import dataclasses
 import hashlib
 import json
-import multiprocessing
 import os
 import queue
 import re
@@ -17,17 +16,18 @@ import time
 import tomllib
 import uuid
 from collections.abc import Callable, Generator, Mapping, Sequence
-from concurrent.futures import BrokenExecutor, Executor, Future, ProcessPoolExecutor
-from concurrent.futures.process import BrokenProcessPool
-from multiprocessing import connection
+from concurrent.futures import BrokenExecutor, Executor, Future
 from pathlib import Path
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 from veloperation import _core
 from veloperation._packages import need
 from veloperation._plan import Plan
 from veloperation._replay import Summary, open_result, replay_files
 from veloperation._vocabulary import operations
+
+if TYPE_CHECKING:
+    from multiprocessing.connection import Connection
 
 __all__ = ["Manifest", "Outcome", "replay"]
 
@@ -43,7 +43,20 @@ _RECORDED = ("rows", "seconds", "statuses", "warnings", "key")  # of an outcome,
 
 @dataclasses.dataclass(frozen=True)
 class Outcome:
-    """What became of one recording: a row of the manifest."""
+    r"""What became of one recording: a row of the manifest.
+
+    Examples
+    --------
+    >>> import pathlib, tempfile
+    >>> import veloperation as vel
+    >>> folder = pathlib.Path(tempfile.mkdtemp())
+    >>> _ = (folder / "log.csv").write_text("v\n1\n2\n")
+    >>> plan = vel.Plan()
+    >>> plan["twice"] = plan.input("v", vel.Float64) * 2
+    >>> outcome = vel.fleet.replay(plan, [folder / "log.csv"], folder / "results", 1).outcomes[0]
+    >>> outcome.rows, outcome.statuses["twice"]
+    (2, {'computed': 2, 'no value': 0, 'refused': 0, 'held': 0})
+    """
 
     recording: tuple[str, ...]
     """Its files."""
@@ -67,7 +80,20 @@ class Outcome:
 
 @dataclasses.dataclass(frozen=True)
 class Manifest:
-    """What `replay` returns: one `Outcome` for each recording, in the order of the recordings."""
+    """What `replay` returns: one `Outcome` for each recording, in the order of the recordings.
+
+    Examples
+    --------
+    >>> import tempfile
+    >>> import veloperation as vel
+    >>> plan = vel.Plan()
+    >>> plan["twice"] = plan.input("v", vel.Float64) * 2
+    >>> manifest = vel.fleet.replay(plan, ["none.csv"], tempfile.mkdtemp(), 1)
+    >>> manifest
+    1 recordings: 0 computed, 0 unchanged, 1 failed
+    >>> print(manifest.failed[0].error)
+    FileNotFoundError: [Errno 2] No such file or directory: '...none.csv'
+    """
 
     folder: Path
     """The folder of the results."""
@@ -452,6 +478,9 @@ class _Processes:
         self._begin()
 
     def _begin(self) -> None:
+        import multiprocessing
+        from concurrent.futures import ProcessPoolExecutor
+
         # A forked copy would lack the threads of this process, and what they hold locked would stay so. The pipe tells
         # the processes when this one ends: the system closes it.
         context = multiprocessing.get_context("spawn")
@@ -463,7 +492,7 @@ class _Processes:
             self._submit(os.getpid).result()
         except BaseException as error:
             self.stop()
-            if not isinstance(error, BrokenProcessPool):
+            if not isinstance(error, BrokenExecutor):
                 raise
             raise _core.Error(
                 'processes: they do not start\n  a script needs if __name__ == "__main__": around what it does'
@@ -472,7 +501,7 @@ class _Processes:
     def submit(self, task: _Task) -> Future[Outcome]:
         try:
             return self._submit(_replay_in_process, task)
-        except BrokenProcessPool:
+        except BrokenExecutor:
             self.stop()
             self._begin()
             return self._submit(_replay_in_process, task)
@@ -501,12 +530,12 @@ _is_ended = threading.Event()
 _at_work = threading.Lock()
 
 
-def _begin_process(parent: connection.Connection) -> None:
+def _begin_process(parent: Connection) -> None:
     threading.Thread(target=_end_with, args=(parent,), daemon=True).start()
 
 
-def _end_with(parent: connection.Connection) -> None:
-    connection.wait([parent])
+def _end_with(parent: Connection) -> None:
+    parent.poll(None)  # true at its end
     _is_ended.set()
     _at_work.acquire(timeout=10)  # the replay sees the end at its next piece, and removes what it has written
     os._exit(0)
