@@ -63,7 +63,7 @@ class Outcome:
     result: str | None = None
     """The name of its result in the folder of results; None after an error."""
     rows: int | None = None
-    """The rows of the result."""
+    """How many rows were computed: those of the recording, or of the plan's raster."""
     seconds: float | None = None
     """How long the replay took."""
     statuses: dict[str, dict[str, int]] = dataclasses.field(default_factory=dict)
