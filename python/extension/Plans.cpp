@@ -194,13 +194,18 @@ public:
         if (state == State::New)
             Begin();
         OwnedArray table;
-        {
-            const nb::gil_scoped_release noGil;
-            table = replay->Next();
+        try {
+            {
+                const nb::gil_scoped_release noGil;
+                table = replay->Next();
+            }
+            interruption->Raise();
+            if (PyErr_CheckSignals() != 0)
+                throw nb::python_error();
+        } catch (...) {
+            Close();
+            throw;
         }
-        interruption->Raise();
-        if (PyErr_CheckSignals() != 0)
-            throw nb::python_error();
         if (!table) {
             Close();
             return nb::none();
@@ -210,33 +215,19 @@ public:
     }
 
     /// Writes the stream as CSV, in the format of the recording. If the recording fails, or if its rows do not come
-    /// again, the rows before the failure stay in a file, and the message names it.
-    void WriteCsv(const std::string& file, const Plan& plan, const FormatOptions& options) {
+    /// again because it is live, the rows before the failure stay in a file, and the message names it.
+    void WriteCsv(const std::string& file, const Plan& plan, const FormatOptions& options, bool isLive) {
         Begin();
-        CsvResult result(file, Vel::Recordings::MakeFormat(options, plan), *replay);
-        const bool isLive = replay->IsLive();
-        bool isBad = false;
         try {
-            if (isLive)
-                result.Flush();
-            while (!result.IsClosed() && WriteTable(result, isBad)) {
-                if (isLive)
-                    result.Flush();
-                if (PyErr_CheckSignals() != 0)
-                    throw nb::python_error();
-            }
-            interruption->Raise();
-        } catch (const Error& failure) {
-            const std::string part = isBad || isLive ? result.LeavePart() : std::string();
-            if (part.empty())
-                throw;
-            throw Error(failure.Place(), failure.Fault(),
-                        failure.Remedy() + (failure.Remedy().empty() ? "" : "\n  ") + "the rows before are in " +
-                            Vel::Escaped(part));
+            CsvResult result(file, Vel::Recordings::MakeFormat(options, plan), *replay);
+            WriteRows(result, isLive);
+            const nb::gil_scoped_release noGil;
+            result.Keep();
+        } catch (...) {
+            Close();
+            throw;
         }
-        const nb::gil_scoped_release noGil;
-        result.Keep();
-        replay->Close();
+        Close();
     }
 
     std::vector<std::pair<std::string, Replay::Totals>> Totals() const {
@@ -249,6 +240,7 @@ public:
     }
     std::map<std::string, std::string> Units() const { return replay->Units(); }
     std::vector<std::string> StatusNames() const { return replay->StatusNames(); }
+    bool IsLive() const { return replay->IsLive(); }
 
     std::size_t Rows() const {
         std::size_t rows = 0;
@@ -293,6 +285,27 @@ private:
             return false;
         kept.push_back(std::make_shared<const OwnedArray>(std::move(table)));
         return true;
+    }
+    void WriteRows(CsvResult& result, bool isLive) {
+        bool isBad = false;
+        try {
+            if (isLive)
+                result.Flush();
+            while (!result.IsClosed() && WriteTable(result, isBad)) {
+                if (isLive)
+                    result.Flush();
+                if (PyErr_CheckSignals() != 0)
+                    throw nb::python_error();
+            }
+            interruption->Raise();
+        } catch (const Error& failure) {
+            const std::string part = isBad || isLive ? result.LeavePart() : std::string();
+            if (part.empty())
+                throw;
+            throw Error(failure.Place(), failure.Fault(),
+                        failure.Remedy() + (failure.Remedy().empty() ? "" : "\n  ") + "the rows before are in " +
+                            Vel::Escaped(part));
+        }
     }
     bool WriteTable(CsvResult& result, bool& isBad) {
         const nb::gil_scoped_release noGil;
@@ -492,7 +505,8 @@ void AddPlans(nb::module_& module) {
         .def("stream", &Result::Stream)
         .def("read", &Result::Read)
         .def("next_table", &Result::NextTable)
-        .def("write_csv", &Result::WriteCsv, nb::arg("file"), nb::arg("plan"), nb::arg("options"))
+        .def("write_csv", &Result::WriteCsv, nb::arg("file"), nb::arg("plan"), nb::arg("options"), nb::arg("is_live"))
+        .def("is_live", &Result::IsLive)
         .def("totals", &Result::Totals)
         .def("rows_computed", &Result::RowsComputed)
         .def("units", &Result::Units)

@@ -1,20 +1,16 @@
 """Recordings and results in files: every format gives the same samples, and no failure loses any."""
 
-import contextlib
 import hashlib
 import os
 import re
-import resource
-import signal
 import struct
 import subprocess
 import sys
 import time
-from collections.abc import Callable
 from datetime import UTC, date, datetime, timedelta
 from decimal import Decimal
 from pathlib import Path
-from typing import Any
+from typing import Any, Literal
 
 import numpy as np
 import numpy.typing as npt
@@ -34,12 +30,12 @@ START = datetime(2024, 3, 30, 12, tzinfo=UTC)
 KINDS = ["csv", "parquet", "arrow", "stream", "mf4"]
 
 
-def write_mdf(file: Path, *groups: list[Signal], names: tuple[str, ...] = (), compression: int = 2) -> None:
+def write_mdf(file: Path, *groups: list[Signal], names: tuple[str, ...] = (), compression: Literal[0, 2] = 2) -> None:
     mdf = MDF(version="4.10")
     mdf.start_time = START
     for i, group in enumerate(groups):
         mdf.append(group, acq_name=names[i] if names else None, common_timebase=True)
-    mdf.save(file, overwrite=True, compression=compression)
+    assert mdf.save(file, overwrite=True, compression=compression) == file  # it adds .mf4 to other names
     mdf.close()
 
 
@@ -66,21 +62,18 @@ def write(table: pa.Table, file: Path, kind: str) -> Path:
     return file
 
 
-def replay(
-    arguments: list[str], limit: int | None = None, **more: Any
-) -> "subprocess.CompletedProcess[str] | subprocess.Popen[str]":
-    def limit_files() -> None:
-        if limit is not None:
-            resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
-
-    command = [sys.executable, "-W", "error", "-m", "veloperation", "replay", *arguments]
-    return subprocess.Popen(command, text=True, stderr=subprocess.PIPE, preexec_fn=limit_files, **more)  # noqa: PLW1509
+def begin(arguments: list[object], limit: int | None = None) -> subprocess.Popen[str]:
+    """Begin the command. No file that it writes may become longer than the limit."""
+    command = [sys.executable, "-W", "error", "-m", "veloperation", "replay", *map(str, arguments)]
+    if limit is not None:
+        command = ["prlimit", f"--fsize={limit}", *command]
+    return subprocess.Popen(command, text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
 
-def run(arguments: list[str], limit: int | None = None) -> tuple[int, str]:
-    process = replay(arguments, limit)
-    assert isinstance(process, subprocess.Popen)
-    _, said = process.communicate(timeout=60)
+def run(arguments: list[object], limit: int | None = None) -> tuple[int, str]:
+    """Run the command, and give its exit code and what it says."""
+    with begin(arguments, limit) as process:
+        _, said = process.communicate(timeout=60)
     return process.returncode, said
 
 
@@ -100,12 +93,11 @@ def test_the_drive_is_the_same_in_every_format(tmp_path: Path) -> None:
     whole = [write(table, tmp_path / f"whole.{kind}", kind) for kind in KINDS]
     computed = None
     for file, kind in zip(whole, KINDS, strict=True):
-        parts = [write(table[:5000], tmp_path / "one", kind), write(table[5000:], tmp_path / "two", kind)]
+        parts = [write(half, tmp_path / f"{i}.{kind}", kind) for i, half in enumerate((table[:5000], table[5000:]))]
         for files in ([file], parts):
-            names = [str(name) for name in files]
-            code, said = run([str(plan), *names, "--status", "-o", str(tmp_path / "result.csv")])
+            code, said = run([plan, *files, "--status", "-o", tmp_path / "result.csv"])
             assert code == 0
-            assert hash_of(tmp_path / "result.csv") == hash_of(expected), names
+            assert hash_of(tmp_path / "result.csv") == hash_of(expected), files
             counts = re.compile(r"^\S+( +\d+)+$", re.MULTILINE)
             assert [m[0] for m in counts.finditer(said)] == [m[0] for m in counts.finditer(told)]
         for ending in (".parquet", ".arrow"):
@@ -192,7 +184,7 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
     assert np.allclose(result["wave"][inside], np.interp(at[inside], slow, np.sin(slow)), rtol=0, atol=1e-6)
     assert np.isnan(result["wave"][at < slow[0]]).all()
     assert np.isnan(result["wave"][at > slow[-1] + 1e-6]).all()
-    step = result["step"].astype(float).filled(np.nan)
+    step = np.ma.filled(result["step"].astype(float), np.nan)
     steps = last_before(slow, np.where(bad, np.nan, np.arange(1000.0)), at)
     steps[at - slow[-1] > 0.5] = np.nan
     assert np.array_equal(step, steps, equal_nan=True)
@@ -203,6 +195,213 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
         held = ends[row - 2 : row][~np.isnan(ends[row - 2 : row])]
         assert result["end"][row] is np.ma.masked or result["end"][row] in (5, 6)
         assert bool(np.ma.getmaskarray(result["end"])[row]) == (len(held) == 0)
-    assert np.array_equal(result["end"].filled(0)[~np.isnan(ends)], ends[~np.isnan(ends)])
+    assert np.array_equal(np.ma.filled(result["end"], 0)[~np.isnan(ends)], ends[~np.isnan(ends)])
     replay_files(vel.Plan.parse(inputs), [tmp_path / "log.mf4"], tmp_path / "result.parquet")
     assert pq.read_schema(tmp_path / "result.parquet").field("speed").metadata[b"unit"] == b"m/s"
+
+
+def rows_of(heading: str) -> list[list[str]]:
+    """Read the first table below a heading of the page."""
+    section = PAGE.split(f"\n## {heading}\n")[1].split("\n## ")[0]
+    rows = [line.strip("|").split("|") for line in section.splitlines() if line.startswith("|")]
+    return [[cell.strip().strip("`") for cell in row] for row in rows[2:]]
+
+
+def test_columns_become_what_the_page_says(tmp_path: Path) -> None:
+    values: dict[str, Any] = {
+        "bool": True,
+        "int8": -3,
+        "uint64": 7,
+        "halffloat": np.float16(1.5),
+        "float": 0.5,
+        "double": 0.1,
+        "date32[day]": date(2000, 1, 2),
+        "timestamp[ns, tz=Europe/Berlin]": datetime(2000, 1, 1, 0, 0, 2, 500_000, UTC),
+        "timestamp[ms]": datetime(2000, 1, 1, 0, 0, 2, 500_000),
+        "duration[us]": timedelta(seconds=1.5),
+        "dictionary<values=double, indices=int32, ordered=0>": 2.5,
+        "decimal128(5, 2)": Decimal("1.25"),
+        "string": "a",
+        "binary": b"a",
+        "list<element: int64>": [1, 2],
+    }
+    types = {
+        "timestamp[ns, tz=Europe/Berlin]": pa.timestamp("ns", "Europe/Berlin"),
+        "dictionary<values=double, indices=int32, ordered=0>": pa.dictionary(pa.int32(), pa.float64()),
+        "decimal128(5, 2)": pa.decimal128(5, 2),
+        "list<element: int64>": pa.list_(pa.field("element", pa.int64())),
+        "duration[us]": pa.duration("us"),
+    }
+    rows = rows_of("Columns of Parquet and Arrow IPC")
+    assert [row[0] for row in rows] == list(values)
+    for name, is_input, example in rows:
+        kind = types.get(name) or pa.type_for_alias(name)
+        assert str(kind) == name
+        dictionary = pa.types.is_dictionary(kind)
+        column = pa.array([values[name], None], kind.value_type if dictionary else kind)
+        table = pa.table({"x": column.dictionary_encode() if dictionary else column, "time": [0.0, 1.0]})
+        for form in ("parquet", "arrow", "stream"):
+            file = write(table, tmp_path / "log", form)
+            plan = vel.Plan(keep=["x"])
+            plan.input("time", vel.Float64)
+            kept = pa.table(plan.replay(vel.open(file)))
+            assert kept["x"].to_pylist() == table["x"].to_pylist()
+            plan = vel.Plan()
+            plan["y"] = vel.op.Assignment(plan.input("x", vel.Float64))
+            if is_input == "yes":
+                assert pa.table(plan.replay(vel.open(file)))["y"].to_pylist() == [float(example.split(" is ")[1]), None]
+            else:
+                with pytest.raises(vel.Error, match='"x"'):
+                    plan.replay(vel.open(file)).read()
+
+
+def test_channels_become_what_the_page_says(tmp_path: Path) -> None:
+    steps = {"raw_0": 1.0, "phys_0": 10.0, "raw_1": 3.0, "phys_1": 20.0}
+    texts = {"val_0": 1, "text_0": "on", "val_1": 2, "text_1": "off", "default_addr": b"?"}
+    ranges = {"lower_0": 0, "upper_0": 1, "lower_1": 2, "upper_1": 3}
+    given: dict[str, tuple[str, dict[str, Any] | None]] = {
+        "unsigned integer": ("<u2", None),
+        "signed integer, high byte first": (">i4", None),
+        "float of 16 bits": ("<f2", None),
+        "float of 64 bits": ("<f8", None),
+        "flag": ("?", None),
+        "linear conversion": ("<u1", {"a": 0.5, "b": 4.0}),
+        "rational conversion": ("<u1", {"P1": 0, "P2": 2, "P3": 1, "P4": 0, "P5": 0, "P6": 1}),
+        "formula": ("<u1", {"formula": "X1*X1"}),
+        "table of values, interpolated": ("<u1", steps | {"interpolation": True}),
+        "table of values": ("<u1", steps | {"interpolation": False}),
+        "ranges of values": ("<u1", ranges | {"phys_0": 7.0, "phys_1": 9.0, "default": -1.0}),
+        "values to texts": ("<u1", texts),
+        "ranges to texts": ("<u1", ranges | {"text_0": "low", "text_1": "high", "default_addr": b"?"}),
+        "text in UTF-8": ("utf-8", None),
+        "text in UTF-16": ("utf-16-le", None),
+        "text in Latin-1": ("latin-1", None),
+    }
+    rows = rows_of("Channels of MDF 4")
+    assert [row[0] for row in rows] == [*given, "structure"]
+    times = np.arange(2.0)
+    for name, kind, example in rows[:-1]:
+        stored, _, read = example.partition(", ")
+        form, conversion = given[name]
+        is_text = form.startswith(("utf", "latin"))
+        samples = np.array([stored.encode(form)] * 2) if is_text else np.array([float(stored)] * 2).astype(form)
+        encoding = form if is_text else None
+        bad = None if is_text else np.array([False, True])
+        made = Signal(samples, times, name="x", conversion=conversion, encoding=encoding, invalidation_bits=bad)
+        write_mdf(tmp_path / "log.mf4", [made])
+        plan = vel.Plan(keep=["x"])
+        plan.input("time", vel.Float64)
+        column = pa.table(plan.replay(vel.open(tmp_path / "log.mf4")))["x"]
+        assert (str(column.type), str(column[0]), column[1].as_py() is None) == (kind, read, bad is not None), name
+        plan = vel.Plan()
+        plan.input("x", vel.Float64)
+        if kind == "large_string":
+            with pytest.raises(vel.Error, match=r'"x" has texts, which cannot be computed with\n  keep it'):
+                plan.replay(vel.open(tmp_path / "log.mf4"))
+        else:
+            assert plan.replay(vel.open(tmp_path / "log.mf4")).read()["x"].tolist()[0] == float(read)
+    parts = np.array([(0.0, 0.0), (1.0, 1.0)], [("a", "f8"), ("b", "f8")])
+    write_mdf(tmp_path / "log.mf4", [Signal(parts, times, name="x")])
+    with pytest.raises(vel.Error, match=r'"x" has a structure'):
+        plan.replay(vel.open(tmp_path / "log.mf4"))
+    plan = vel.Plan()
+    plan.input("b", vel.Float64)
+    assert plan.replay(vel.open(tmp_path / "log.mf4")).read()["b"].tolist() == [0.0, 1.0]
+
+
+def unfinished(file: Path, rows: int, lost: int) -> None:
+    """Write an MDF file as a logger leaves it that loses its power: the data last, without a length or a counter."""
+    times = np.arange(rows) * 0.1
+    write_mdf(file, [Signal(np.arange(rows, dtype="f8"), times, name="v")], compression=0)
+    image = bytearray(file.read_bytes())
+    group, channels, data = (image.index(mark) for mark in (b"##DG", b"##CG", b"##DT"))
+    (length,) = struct.unpack_from("<Q", image, data + 8)
+    block = bytearray(image[data : data + length])
+    struct.pack_into("<Q", block, 8, 24)
+    image += b"\0" * (-len(image) % 8)
+    struct.pack_into("<Q", image, group + 40, len(image))
+    (links,) = struct.unpack_from("<Q", image, channels + 16)
+    struct.pack_into("<Q", image, channels + 24 + 8 * links + 8, 0)
+    image[:8] = b"UnFinMF "
+    struct.pack_into("<H", image, 60, 0b101)
+    file.write_bytes(image + block[:-lost])
+
+
+def test_broken_and_empty_files_lose_nothing(tmp_path: Path) -> None:
+    plan = vel.Plan()
+    plan["sum"] = plan.input("v", vel.Float64) + plan.input("time", vel.Float64)
+    table = pa.table({"time": np.arange(5000) * 0.1, "v": np.random.default_rng(1).normal(size=5000)})
+    result = tmp_path / "result.parquet"
+    for kind in KINDS[1:]:
+        file = write(table[:0], tmp_path / f"log.{kind}", kind)
+        empty = plan.replay(vel.open(file)).read()
+        assert (len(empty), empty.columns) == (0, ["v", "time", "sum"]), kind
+        replay_files(plan, [file], result)
+        assert pq.read_table(result).column_names == empty.columns
+        kept = hash_of(result)
+        image = write(table, file, kind).read_bytes()
+        for length in (len(image) - 5, len(image) // 2, 100, 20, 10):
+            if kind == "stream" and length == len(image) - 5:
+                continue  # only the mark of the end, which a stream may lack
+            file.write_bytes(image[:length])
+            with pytest.raises(vel.Error, match=f"log.{kind}: "):
+                replay_files(plan, [file], result)
+            assert hash_of(result) == kept
+        file.unlink()
+    assert list(tmp_path.iterdir()) == [result]
+
+    unfinished(file, 1000, 20)
+    before = hash_of(file)
+    summary = replay_files(plan, [file], result)
+    assert pq.read_table(result)["v"].to_pylist() == list(range(998))
+    assert [warning.what for warning in summary.warnings] == [
+        f"{file}: the logger has not finished the file; what is there has been read"
+    ]
+    assert hash_of(file) == before
+
+
+@pytest.mark.parametrize("ending", ["parquet", "arrow", "csv"])
+def test_results_are_whole_or_the_older_ones(ending: str, tmp_path: Path) -> None:
+    rows = 400_000
+    table = pa.table({"time": np.arange(rows) * 0.1, "v": np.random.default_rng(1).normal(size=rows)})
+    pq.write_table(table, tmp_path / "log")
+    plan = tmp_path / "plan.toml"
+    plan.write_text(
+        "".join(f'[[inputs]]\nname = "{name}"\ntype = "Float64"\n' for name in table.column_names)
+        + '[compute]\nslow = "Max(v, window = 20000)"\nodd = "v * v * time"\n'
+    )
+    older = tmp_path / f"older.{ending}"
+    older.write_text("older")
+    older.chmod(0o640)
+    result = tmp_path / f"result.{ending}"
+    result.symlink_to(older.name)
+
+    code, said = run([plan, tmp_path / "log", "-o", result], limit=1_000_000)
+    assert code == 1
+    assert "cannot be written: File too large" in said
+    assert "raise the limit of file sizes" in said
+    assert older.read_text() == "older"
+    assert len(list(tmp_path.iterdir())) == 4
+
+    process = begin([plan, tmp_path / "log", "-o", result])
+    while not (parts := list(tmp_path.glob("*.part"))) or parts[0].stat().st_size < 100_000:
+        time.sleep(0.005)
+        assert process.poll() is None
+    process.kill()
+    process.communicate()
+    assert older.read_text() == "older"
+    for part in tmp_path.glob("*.part"):
+        part.unlink()
+
+    code, said = run([plan, tmp_path / "log", "-o", result])
+    assert (code, said.splitlines()[0].split(",")[0]) == (0, f"{rows} rows")
+    assert result.is_symlink()
+    assert older.stat().st_mode & 0o777 == 0o640
+    whole = older.read_bytes()
+    assert len(list(tmp_path.iterdir())) == 4
+
+    os.link(older, tmp_path / f"link.{ending}")
+    code, said = run([plan, older, "-o", tmp_path / f"link.{ending}"])
+    assert code == 1
+    assert "this is the file that is read as" in said
+    assert older.read_bytes() == whole

@@ -24,6 +24,7 @@ _READER_SECONDS = 4.0  # asammdf's reader of records prints its speed to standar
 _REMOTE_MASTER = 1 << 3
 _TEXT_TYPES = {6: "latin-1", 7: "utf-8", 8: "utf-16-le", 9: "utf-16-be"}
 _TEXT_CONVERSIONS = (7, 8, 10, 11)  # values and ranges to texts, texts to texts, bits to texts
+_RANGES_TO_VALUES = 6
 _NANOSECONDS = 1_000_000_000
 _SECONDS_TO_2000 = 946_684_800
 
@@ -52,6 +53,8 @@ class Mdf(File):
     def __init__(self, file: str, wanted: Wanted, start: object) -> None:
         super().__init__(file, wanted)
         asammdf = need("asammdf")
+        self._mdf: Any = None
+        self._joined: _Joined | None = None
         with reading(file):
             self._stream = self._open()
             try:
@@ -73,7 +76,6 @@ class Mdf(File):
         self._readers = [self._reader(group, channels) for group, channels in self._groups.items()]
         self._rows = sum(reader.rows for reader in self._readers)
         self._done = 0
-        self._joined: _Joined | None = None
         if len(self._readers) == 1:
             self.schema = self._readers[0].schema
             return
@@ -106,7 +108,9 @@ class Mdf(File):
         return copy
 
     def close(self) -> None:
-        if hasattr(self, "_mdf"):
+        if self._joined is not None:
+            self._joined.close()
+        if self._mdf is not None:
             self._mdf.close()
         self._stream.close()
 
@@ -303,14 +307,17 @@ class _Group:
     def _samples(self, channel: _Channel, fragment: Any) -> tuple[npt.NDArray[Any], npt.NDArray[Any] | None]:
         if channel.index == self._master and fragment is not None:
             return self._mdf._mdf.get_master(self.group, fragment, one_piece=True), None
-        given: tuple[npt.NDArray[Any], npt.NDArray[Any] | None] = self._mdf.get(
+        conversion = self._mdf.groups[self.group].channels[channel.index].conversion
+        is_ranges = conversion is not None and conversion.conversion_type == _RANGES_TO_VALUES
+        samples, invalid = self._mdf.get(
             group=self.group,
             index=channel.index,
             data=fragment,
             samples_only=True,
             ignore_invalidation_bits=True,
+            raw=is_ranges,
         )
-        return given
+        return _values_of_ranges(conversion, samples) if is_ranges else samples, invalid
 
     def _column(self, channel: _Channel, given: tuple[npt.NDArray[Any], npt.NDArray[Any] | None]) -> Any:
         pa = need("pyarrow")
@@ -358,11 +365,26 @@ class _Group:
 
 
 def _quiet(error: BaseException) -> None:
-    """Let a reader that has failed early end without noise: its destructor expects to have read a header."""
+    """Let a reader that has failed early end without noise: its destructor expects to have read the head."""
     for frame, _ in traceback.walk_tb(error.__traceback__):
         reader: Any = frame.f_locals.get("self")
-        if type(reader).__name__ == "MDF4" and not hasattr(reader, "header"):
-            reader.header = None
+        if type(reader).__name__ == "MDF4":
+            for part in ("header", "identification"):
+                setattr(reader, part, getattr(reader, part, None))
+
+
+def _values_of_ranges(conversion: Any, raw: npt.NDArray[Any]) -> npt.NDArray[Any]:
+    """Convert ranges to values. Of integers asammdf 8.8 finds the last one of each range alone."""
+    if raw.dtype.kind not in "iu":
+        converted: npt.NDArray[Any] = conversion.convert(raw)
+        return converted
+    lower, upper, values = (
+        np.array([conversion[f"{name}_{i}"] for i in range((conversion.val_param_nr - 1) // 3)])
+        for name in ("lower", "upper", "phys")
+    )
+    found = np.searchsorted(lower, raw, "right") - 1
+    is_inside = (found >= 0) & (raw <= upper[found])
+    return np.where(is_inside, values[found], conversion.default)
 
 
 def _text(value: object, coding: str) -> str:
@@ -431,7 +453,7 @@ class _Joined:
             if reader.rows:
                 for row in (0, reader.rows - 1):
                     ends.append(float(self._file.master(reader.group, row)))
-        return (min(ends), max(ends)) if ends else (0.0, 0.0)
+        return (min(ends), max(ends)) if ends else (np.inf, -np.inf)
 
     def _run(self, reader: _Group) -> _core.EngineResult:
         """Resample a group: the plan's raster over the inputs that come from it, and nothing else."""
@@ -453,7 +475,7 @@ class _Joined:
         first, last = (
             (self._file.master(reader.group, row) for row in (0, reader.rows - 1)) if reader.rows else (np.inf, -np.inf)
         )
-        if first > self._begin:
+        if self._begin < first:
             yield self._row_without_samples(reader, self._begin)
         yield from reader.batches()
         if last < self._end:
@@ -471,6 +493,10 @@ class _Joined:
             stamp = pa.array(self._file.seconds_of(seconds))
         nulls = [pa.nulls(1, kind) for kind in types[1:]]
         return pa.RecordBatch.from_arrays([stamp, *nulls], schema=reader.schema)
+
+    def close(self) -> None:
+        """Let the runs go, which read from this: they would keep one another."""
+        self._runs.clear()
 
     def batches(self) -> Iterator[Any]:
         """Put the rows of all groups side by side."""

@@ -24,7 +24,7 @@ class Looks:
 
 
 class Recording:
-    """CSV in one file or several, as `open` returns it. `Plan.replay` reads it.
+    """A recording in one file or several, as `open` returns it. `Plan.replay` reads it.
 
     Examples
     --------
@@ -90,15 +90,16 @@ def open(
     on_bad_cell: str | None = None,
     on_no_value: str | None = None,
 ) -> Recording:
-    r"""Name a recording in CSV, for `Plan.replay`.
+    r"""Name a recording in MDF 4, Parquet, Arrow IPC or CSV, for `Plan.replay`.
 
-    The files are read as they are needed, the columns that the plan wants alone, as velreplay reads them: packed by
-    gzip or not, from a pipe, times as texts, and kept columns as they stand.
+    A replay reads the files piece by piece, and only the columns that the plan uses. The first bytes of a file tell its
+    format; all that is not known is CSV, and so is a pipe. CSV is read as velreplay reads it: packed with gzip or not,
+    times as texts, and kept columns as they are. Other formats need ``pip install 'veloperation[files]'``.
 
     Parameters
     ----------
     *files : str or os.PathLike
-        The parts of one recording; ``"-"`` is standard input. Each has a header of its own.
+        The parts of one recording, all in one format; ``"-"`` is CSV from standard input. In CSV each has a header.
     separator : str, optional
         What separates cells: one character, or ``"tab"``.
     decimal_comma : bool, optional
@@ -112,7 +113,8 @@ def open(
     units_row : bool, optional
         Whether a row of units follows the header.
     on_bad_cell, on_no_value : {"error", "missing"}, optional
-        What becomes of cells that are no numbers, and of those that hold the NoValue of an integer type.
+        What becomes of cells that are no numbers, and of samples that equal the NoValue of an integer type. The latter
+        holds for all formats, the other options for CSV alone.
 
     Returns
     -------

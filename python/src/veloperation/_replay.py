@@ -141,7 +141,8 @@ def replay_files(
 
     with made.own_errors():
         if is_text:
-            made.core.write_csv(name, engine, recording.options)
+            is_live = made.source is None and made.core.is_live()
+            made.core.write_csv(name, engine, recording.options, is_live)
         else:
             extra = None if metadata is None else lambda: metadata(summary())
             _write(made.core, name, ending in _PARQUET, plan, made.units(), extra)

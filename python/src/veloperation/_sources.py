@@ -157,7 +157,8 @@ class ArrowFile(File):
             chosen = self._chosen(self._reader.schema)
             if chosen is not None:
                 fields = [i for i, name in enumerate(self._reader.schema.names) if name in chosen]
-                self._file.seek(0)
+                self._file.close()  # the first reader may have read ahead
+                self._file = pa.OSFile(file)
                 self._reader = begin(self._file, options=pa.ipc.IpcReadOptions(included_fields=fields))
             self.schema = self._reader.schema
 
@@ -175,7 +176,7 @@ class ArrowFile(File):
 
 
 def open_file(file: str, kind: str, wanted: Wanted, start: object) -> File:
-    """Open a file of this format. `start` is what `File.start` of the first file has said."""
+    """Open a file of this format. `start`: when the first file of the recording begins, if its format says that."""
     if kind == "Parquet":
         return Parquet(file, wanted)
     if kind == "MDF":
