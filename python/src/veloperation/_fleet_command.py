@@ -69,7 +69,8 @@ def run(arguments: argparse.Namespace) -> int:
         print(error, file=sys.stderr)
         return 1
     for outcome in manifest.failed:
-        print(f"{', '.join(outcome.recording)}: {outcome.error}", file=sys.stderr)
+        what, names = str(outcome.error), ", ".join(outcome.recording)
+        print(what if names in what else f"{names}: {what}", file=sys.stderr)
     if not arguments.quiet:
         print(f"{manifest}, {manifest.seconds:.1f} s", file=sys.stderr)
         if manifest.stale:

@@ -90,9 +90,9 @@ class Manifest:
     >>> plan["twice"] = plan.input("v", vel.Float64) * 2
     >>> manifest = vel.fleet.replay(plan, ["none.csv"], tempfile.mkdtemp(), 1)
     >>> manifest
-    1 recordings: 0 computed, 0 unchanged, 1 failed
+    1 recording: 0 computed, 0 unchanged, 1 failed
     >>> print(manifest.failed[0].error)
-    FileNotFoundError: [Errno 2] No such file or directory: '...none.csv'
+    /...none.csv: No such file or directory
     """
 
     folder: Path
@@ -118,7 +118,8 @@ class Manifest:
     def __repr__(self) -> str:
         reused = sum(outcome.reused for outcome in self.outcomes)
         computed = len(self.outcomes) - reused - len(self.failed)
-        return f"{len(self.outcomes)} recordings: {computed} computed, {reused} unchanged, {len(self.failed)} failed"
+        name = "recording" if len(self.outcomes) == 1 else "recordings"
+        return f"{len(self.outcomes)} {name}: {computed} computed, {reused} unchanged, {len(self.failed)} failed"
 
 
 @dataclasses.dataclass(frozen=True)
@@ -398,6 +399,8 @@ def _replay_one(task: _Task, progress: Callable[[int, float | None], object] | N
 
 
 def _told(error: BaseException) -> str:
+    if isinstance(error, OSError) and error.filename is not None:
+        return f"{error.filename}: {error.strerror}"
     return str(error) if isinstance(error, _core.Error) else f"{type(error).__name__}: {error}"
 
 
@@ -411,7 +414,7 @@ def _run(
     if not isinstance(executor, int | None):
         raise TypeError(f"executor: {type(executor).__name__} is none\n  of a Dask client it is client.get_executor()")
     if executor is not None and executor < 1:
-        raise _core.Error(f"executor: {executor} processes are too few")
+        raise _core.Error(f"executor: {executor} processes are too few\n  there must be 1 at least")
     if not numbers:
         return
     count = min(executor or len(os.sched_getaffinity(0)), len(numbers))
