@@ -197,9 +197,9 @@ def test_what_cannot_be_right_is_refused_before_anything_is_computed(tmp_path: P
     clock = vel.Plan.parse(PLAN + 'late = "MonoFlop(v > 3, duration = 2)"')
     for given, recordings, message in (
         (clock, [file], 'channel "late.*": MonoFlop reads the clock'),
-        (plan, [file, tmp_path / "x/../v.csv"], "there twice"),
+        (plan, [file, tmp_path / "x/../v.csv"], "listed twice"),
         (plan, str(file), r"write \[name\]"),
-        (plan, [[]], "has no file"),
+        (plan, [[]], "list of files is empty"),
         (plan, [tmp_path / "out/manifest.parquet"], "in the folder of the results"),
         (tmp_path / "none.toml", [file], "cannot be read"),
     ):
@@ -214,7 +214,7 @@ def test_what_cannot_be_right_is_refused_before_anything_is_computed(tmp_path: P
     with Older(1) as executor:
         assert "this worker has" in str(vel.fleet.replay(clock_free, [file], tmp_path / "out", executor).failed)
     assert not vel.fleet.replay(clock_free, [file], tmp_path / "out", 1).failed
-    assert "no regular file" in str(vel.fleet.replay(plan, [tmp_path / "pipe.csv"], tmp_path / "out", 1).failed)
+    assert "not a regular file" in str(vel.fleet.replay(plan, [tmp_path / "pipe.csv"], tmp_path / "out", 1).failed)
 
 
 @pytest.fixture(scope="module")

@@ -36,7 +36,7 @@ FilePath = str | os.PathLike[str]
 _MANIFEST = "manifest.parquet"
 _KEY = "veloperation.fleet"
 _FORM = 1  # of the record in a result; another form counts as none
-_SUBMITTED = 2000  # so many tasks at most wait in an executor, so that it need not hold a long list of recordings
+_SUBMITTED = 2000  # an executor gets at most so many tasks at a time, however many recordings there are
 _ROWS_AT_ONCE = 10_000  # of the manifest
 _RECORDED = ("rows", "seconds", "statuses", "warnings", "key")  # of an outcome, in the metadata of its result
 
@@ -126,7 +126,7 @@ class Manifest:
 class _Task:
     """All that a worker needs to replay one recording. It travels to other machines, so it consists of plain values."""
 
-    run: str  # differs from run to run: some executors answer equal calls with the answer to the first
+    run: str  # differs between runs, since Dask may answer equal calls with an earlier answer
     version: str
     plan: str
     plan_key: str
@@ -139,7 +139,7 @@ class _Task:
 
 @dataclasses.dataclass(frozen=True)
 class _File:
-    """A file of a recording, at the time at which it was read."""
+    """A file of a recording, as it was when it was read."""
 
     size: int
     mtime_ns: int
@@ -149,7 +149,7 @@ class _File:
     def of(cls, name: str) -> _File:
         found = os.stat(name)
         if not stat.S_ISREG(found.st_mode):
-            raise _core.Error(f"{name}: it is no regular file, so nobody can tell whether it has changed")
+            raise _core.Error(f"{name}: this is not a regular file, so changes would go unnoticed")
         return cls(found.st_size, found.st_mtime_ns)
 
     def with_hash(self, name: str) -> _File:
@@ -272,7 +272,7 @@ def _text_of(plan: Plan | FilePath, settings: Mapping[str, object] | None) -> st
 
 def _recordings(given: Sequence[FilePath | Sequence[FilePath]], folder: Path) -> list[tuple[str, ...]]:
     if isinstance(given, str | os.PathLike):
-        raise _core.Error("recordings: one name is no list of recordings\n  write [name]")
+        raise _core.Error("recordings: expected a list, but got one name\n  write [name]")
     recordings = [
         tuple(os.path.abspath(os.fspath(file)) for file in ([entry] if isinstance(entry, str | os.PathLike) else entry))
         for entry in given
@@ -280,13 +280,13 @@ def _recordings(given: Sequence[FilePath | Sequence[FilePath]], folder: Path) ->
     parents: dict[str, bool] = {}
     for recording in recordings:
         if not recording:
-            raise _core.Error("recordings: one of them has no file")
+            raise _core.Error("recordings: a list of files is empty")
         for file in recording:
             parent = os.path.dirname(file)
             if parent not in parents:
                 parents[parent] = os.path.isdir(parent) and os.path.samefile(parent, folder)
             if parents[parent]:
-                raise _core.Error(f"{file}: it is in the folder of the results\n  choose another folder for these")
+                raise _core.Error(f"{file}: it is in the folder of the results\n  write the results to another folder")
     return recordings
 
 
@@ -308,7 +308,7 @@ def _tasks(
     for recording in recordings:
         name = _result_name(recording)
         if name in tasks:
-            raise _core.Error(f"{', '.join(recording)}: this recording is there twice")
+            raise _core.Error(f"{', '.join(recording)}: this recording is listed twice")
         tasks[name] = _Task(run, _core.__version__, plan, key, status, count, verify, recording, str(folder / name))
     return list(tasks.values())
 
@@ -320,8 +320,8 @@ def _hash(values: object) -> str:
 def _made_before(task: _Task, files: Sequence[_File] | None = None) -> Outcome | None:
     """Give what the result says of itself, if it is of this recording and this plan.
 
-    A result knows what it was made of, so the manifest is a summary alone: a run that was killed before it wrote one
-    has lost nothing.
+    The metadata of a result tell what it was made of, so the manifest is only a summary: a run that is killed before
+    it writes one loses nothing.
     """
     pa, parquet = need("pyarrow"), need("pyarrow.parquet")
     try:
@@ -349,7 +349,7 @@ def _replay_one(task: _Task, progress: Callable[[int, float | None], object] | N
     try:
         if task.version != _core.__version__:
             raise _core.Error(
-                f"this worker has veloperation {_core.__version__}, and the run was begun by {task.version}\n"
+                f"this worker has veloperation {_core.__version__}, but the client has {task.version}\n"
                 "  install the same version everywhere"
             )
         # Another client may have made it meanwhile.
@@ -412,9 +412,11 @@ def _run(
         yield from _outcomes(tasks, numbers, lambda task: executor.submit(_replay_one, task), _SUBMITTED)
         return
     if not isinstance(executor, int | None):
-        raise TypeError(f"executor: {type(executor).__name__} is none\n  of a Dask client it is client.get_executor()")
+        raise TypeError(
+            f"executor: {type(executor).__name__} is not an executor\n  for a Dask client write client.get_executor()"
+        )
     if executor is not None and executor < 1:
-        raise _core.Error(f"executor: {executor} processes are too few\n  there must be 1 at least")
+        raise _core.Error(f"executor: {executor} processes\n  there must be at least 1")
     if not numbers:
         return
     count = min(executor or len(os.sched_getaffinity(0)), len(numbers))
@@ -484,8 +486,8 @@ class _Processes:
         import multiprocessing
         from concurrent.futures import ProcessPoolExecutor
 
-        # A forked copy would lack the threads of this process, and what they hold locked would stay so. The pipe tells
-        # the processes when this one ends: the system closes it.
+        # A forked copy would lack the threads of this process, and their locks would stay locked. The pipe tells the
+        # processes when this one ends, as the system closes it then.
         context = multiprocessing.get_context("spawn")
         self._parent, self._open = context.Pipe(duplex=False)
         self._pool = ProcessPoolExecutor(
@@ -498,7 +500,7 @@ class _Processes:
             if not isinstance(error, BrokenExecutor):
                 raise
             raise _core.Error(
-                'processes: they do not start\n  a script needs if __name__ == "__main__": around what it does'
+                'the processes do not start\n  a script that starts them needs if __name__ == "__main__":'
             ) from error
 
     def submit(self, task: _Task) -> Future[Outcome]:
