@@ -3,6 +3,7 @@
 import hashlib
 import os
 import re
+import signal
 import struct
 import subprocess
 import sys
@@ -22,6 +23,7 @@ import pytest
 from asammdf import MDF, Signal
 
 import veloperation as vel
+from veloperation.__main__ import main
 from veloperation._replay import replay_files
 
 ROOT = Path(__file__).parents[2]
@@ -30,13 +32,30 @@ START = datetime(2024, 3, 30, 12, tzinfo=UTC)
 KINDS = ["csv", "parquet", "arrow", "stream", "mf4"]
 
 
-def write_mdf(file: Path, *groups: list[Signal], names: tuple[str, ...] = (), compression: Literal[0, 2] = 2) -> None:
+def write_mdf(
+    file: Path,
+    *groups: list[Signal],
+    names: tuple[str, ...] = (),
+    compression: Literal[0, 2] = 2,
+    start: datetime = START,
+) -> None:
     mdf = MDF(version="4.10")
-    mdf.start_time = START
+    mdf.start_time = start
     for i, group in enumerate(groups):
         mdf.append(group, acq_name=names[i] if names else None, common_timebase=True)
     assert mdf.save(file, overwrite=True, compression=compression) == file  # it adds .mf4 to other names
     mdf.close()
+
+
+def signals_of(table: pa.Table) -> list[Signal]:
+    times = table["time"].to_numpy()
+    signals = []
+    for name in table.column_names[1:]:
+        column = table[name].combine_chunks()
+        missing = column.is_null().to_numpy(zero_copy_only=False)
+        samples = column.fill_null(0).to_numpy()
+        signals.append(Signal(samples, times, name=name, invalidation_bits=missing if missing.any() else None))
+    return signals
 
 
 def write(table: pa.Table, file: Path, kind: str) -> Path:
@@ -51,14 +70,7 @@ def write(table: pa.Table, file: Path, kind: str) -> Path:
             with begin(file, table.schema) as writer:
                 writer.write_table(table, 1000)
         case "mf4":
-            times = table["time"].to_numpy()
-            signals = []
-            for name in table.column_names[1:]:
-                column = table[name].combine_chunks()
-                missing = column.is_null().to_numpy(zero_copy_only=False)
-                samples = column.fill_null(0).to_numpy()
-                signals.append(Signal(samples, times, name=name, invalidation_bits=missing if missing.any() else None))
-            write_mdf(file, signals)
+            write_mdf(file, signals_of(table))
     return file
 
 
@@ -70,18 +82,34 @@ def begin(arguments: list[object], limit: int | None = None) -> subprocess.Popen
     return subprocess.Popen(command, text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
 
-def run(arguments: list[object], limit: int | None = None) -> tuple[int, str]:
+def run(arguments: list[object], limit: int) -> tuple[int, str]:
     """Run the command, and give its exit code and what it says."""
     with begin(arguments, limit) as process:
         _, said = process.communicate(timeout=60)
     return process.returncode, said
 
 
+def call(capture: pytest.CaptureFixture[str], *arguments: object) -> tuple[int, str]:
+    """Run the command in this process."""
+    capture.readouterr()
+    try:
+        code = main(["replay", *map(str, arguments)])
+    except SystemExit as ended:
+        code = int(ended.code or 0)
+    return code, capture.readouterr().err
+
+
+def wait_for_part(folder: Path) -> None:
+    """Wait until some of a result has been written."""
+    while not any(part.stat().st_size > 100_000 for part in folder.glob("*.part")):
+        time.sleep(0.002)
+
+
 def hash_of(file: Path) -> str:
     return hashlib.sha256(file.read_bytes()).hexdigest()
 
 
-def test_the_drive_is_the_same_in_every_format(tmp_path: Path) -> None:
+def test_the_drive_is_the_same_in_every_format(tmp_path: Path, capsys: pytest.CaptureFixture[str]) -> None:
     recording = ROOT / "build/release/examples/drive-result/recording.csv"
     velreplay = ROOT / "build/release/velreplay/velreplay"
     plan = ROOT / "examples/drive/plan.toml"
@@ -95,7 +123,7 @@ def test_the_drive_is_the_same_in_every_format(tmp_path: Path) -> None:
     for file, kind in zip(whole, KINDS, strict=True):
         parts = [write(half, tmp_path / f"{i}.{kind}", kind) for i, half in enumerate((table[:5000], table[5000:]))]
         for files in ([file], parts):
-            code, said = run([plan, *files, "--status", "-o", tmp_path / "result.csv"])
+            code, said = call(capsys, plan, *files, "--status", "-o", tmp_path / "result.csv")
             assert code == 0
             assert hash_of(tmp_path / "result.csv") == hash_of(expected), files
             counts = re.compile(r"^\S+( +\d+)+$", re.MULTILINE)
@@ -114,6 +142,22 @@ def test_the_drive_is_the_same_in_every_format(tmp_path: Path) -> None:
             assert found.combine_chunks().equals(computed.combine_chunks()), (kind, ending)
 
 
+def test_groups_of_one_rate_give_the_bytes_of_one_table(tmp_path: Path) -> None:
+    recording = ROOT / "build/release/examples/drive-result/recording.csv"
+    table = pyarrow.csv.read_csv(recording)
+    halves = [table.select(["time", *names]) for names in (table.column_names[1:3], table.column_names[3:])]
+    write_mdf(tmp_path / "log.mf4", *(signals_of(half) for half in halves))
+    text = (ROOT / "examples/drive/plan.toml").read_text("utf-8")
+    raster = '[raster]\ntime = "time"\nperiod = 0.25\nmax_gap = "1 s"\n'
+    plan = vel.Plan.parse(raster + text.replace('sample_period = "100 ms"\n', ""))
+    hashes = set()
+    for file in (recording, tmp_path / "log.mf4"):
+        summary = replay_files(plan, [file], tmp_path / "result.csv", status=True)
+        assert summary.rows == (len(table) - 1) * 2 // 5 + 1
+        hashes.add(hash_of(tmp_path / "result.csv"))
+    assert len(hashes) == 1
+
+
 def last_before(times: npt.NDArray[Any], samples: npt.NDArray[Any], at: npt.NDArray[Any]) -> npt.NDArray[Any]:
     found = np.searchsorted(times, at + 1e-9, "right") - 1
     return np.where(found < 0, np.nan, samples[np.maximum(found, 0)])
@@ -124,7 +168,8 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
     random = np.random.default_rng(3)
     fast = np.cumsum(random.uniform(0.003, 0.02, 30_000))
     slow = 1.05 + np.arange(1000) * 0.25
-    late = fast[-1] + np.arange(3.0)  # one of them when the fast ones end
+    last = fast[0] + (int((fast[-1] - fast[0]) / 0.1) + 4) * 0.1  # a row, which the last fast sample is still good for
+    late = last - np.array([2.0, 1.0, 0.0])
     bad = np.arange(1000) % 50 == 7
     write_mdf(
         tmp_path / "log.mf4",
@@ -168,7 +213,7 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
     """
     result = vel.Plan.parse(inputs).replay(vel.open(tmp_path / "log.mf4"), warnings=True).read()
     first = fast[0]
-    at = first + np.arange(int((late[-1] - first) / 0.1 + 1e-9) + 1) * 0.1
+    at = first + np.arange(round((last - first) / 0.1) + 1) * 0.1
     assert len(result) == len(at)
     if kind == "Float64":
         assert np.allclose(result["t"], at, rtol=0, atol=1e-12)
@@ -178,7 +223,7 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
     speed = result["speed"]
     v = MDF(tmp_path / "log.mf4").get("v", group=0).samples
     near = np.abs(fast[np.searchsorted(fast, at).clip(max=len(fast) - 1)] - at) < 1e-6  # equal but for rounding
-    expected = np.where(at - fast[-1] > 0.5, np.nan, last_before(fast, v, at))
+    expected = np.where(at - fast[-1] > 0.5 + 1e-6, np.nan, last_before(fast, v, at))
     assert np.array_equal(speed[~near], expected[~near], equal_nan=True)
     inside = (at >= slow[0]) & (at < slow[-1])
     assert np.allclose(result["wave"][inside], np.interp(at[inside], slow, np.sin(slow)), rtol=0, atol=1e-6)
@@ -186,11 +231,11 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
     assert np.isnan(result["wave"][at > slow[-1] + 1e-6]).all()
     step = np.ma.filled(result["step"].astype(float), np.nan)
     steps = last_before(slow, np.where(bad, np.nan, np.arange(1000.0)), at)
-    steps[at - slow[-1] > 0.5] = np.nan
+    steps[at - slow[-1] > 0.5 + 1e-6] = np.nan
     assert np.array_equal(step, steps, equal_nan=True)
     assert result["note"][np.flatnonzero(at > slow[7])[0]] == "bad"
     ends = last_before(late, np.array([5.0, 6.0, 7.0]), at)
-    ends[at - last_before(late, late, at) > 0.5] = np.nan
+    ends[at - last_before(late, late, at) > 0.5 + 1e-6] = np.nan
     for row in np.flatnonzero(np.isnan(ends[2:])) + 2:  # held
         held = ends[row - 2 : row][~np.isnan(ends[row - 2 : row])]
         assert result["end"][row] is np.ma.masked or result["end"][row] in (5, 6)
@@ -198,6 +243,25 @@ def test_groups_of_several_rates_come_onto_the_raster(kind: str, tmp_path: Path)
     assert np.array_equal(np.ma.filled(result["end"], 0)[~np.isnan(ends)], ends[~np.isnan(ends)])
     replay_files(vel.Plan.parse(inputs), [tmp_path / "log.mf4"], tmp_path / "result.parquet")
     assert pq.read_schema(tmp_path / "result.parquet").field("speed").metadata[b"unit"] == b"m/s"
+
+
+def test_files_of_mdf_go_on_in_time(tmp_path: Path) -> None:
+    files = [tmp_path / "one.mf4", tmp_path / "two.mf4"]
+    times = np.arange(2.0)
+    for file, start in zip(files, (START, START + timedelta(seconds=10.5)), strict=True):
+        write_mdf(file, [Signal(times, times, name="v")], start=start)
+    plan = vel.Plan()
+    plan.input("time", vel.Float64)
+    assert plan.replay(vel.open(*files)).read()["time"].tolist() == [0.0, 1.0, 10.5, 11.5]
+    plan = vel.Plan()
+    plan.input("time", vel.Time)
+    stamps = pa.table(plan.replay(vel.open(*files)))["time"]
+    assert stamps.type == pa.timestamp("ns", "UTC")
+    since = [stamp - START for stamp in stamps.cast(pa.timestamp("us", "UTC")).to_pylist()]
+    assert since == [timedelta(seconds=seconds) for seconds in (0.0, 1.0, 10.5, 11.5)]
+    write_mdf(files[1], [Signal(times, times, name="v")], start=START.replace(tzinfo=None))
+    with pytest.raises(vel.Error, match=r"two.mf4: the start has a time zone in some files only"):
+        plan.replay(vel.open(*files)).read()
 
 
 def rows_of(heading: str) -> list[list[str]]:
@@ -309,17 +373,20 @@ def test_channels_become_what_the_page_says(tmp_path: Path) -> None:
     assert plan.replay(vel.open(tmp_path / "log.mf4")).read()["b"].tolist() == [0.0, 1.0]
 
 
-def unfinished(file: Path, rows: int, lost: int) -> None:
-    """Write an MDF file as a logger leaves it that loses its power: the data last, without a length or a counter."""
+def write_as_loggers_do(file: Path, rows: int, lost: int, is_finished: bool) -> None:
+    """Write an MDF file with the data last, and lose some bytes of it. Before it ends there is no length or counter."""
     times = np.arange(rows) * 0.1
     write_mdf(file, [Signal(np.arange(rows, dtype="f8"), times, name="v")], compression=0)
     image = bytearray(file.read_bytes())
     group, channels, data = (image.index(mark) for mark in (b"##DG", b"##CG", b"##DT"))
     (length,) = struct.unpack_from("<Q", image, data + 8)
     block = bytearray(image[data : data + length])
-    struct.pack_into("<Q", block, 8, 24)
     image += b"\0" * (-len(image) % 8)
     struct.pack_into("<Q", image, group + 40, len(image))
+    if is_finished:
+        file.write_bytes(image + block[:-lost])
+        return
+    struct.pack_into("<Q", block, 8, 24)
     (links,) = struct.unpack_from("<Q", image, channels + 16)
     struct.pack_into("<Q", image, channels + 24 + 8 * links + 8, 0)
     image[:8] = b"UnFinMF "
@@ -344,13 +411,17 @@ def test_broken_and_empty_files_lose_nothing(tmp_path: Path) -> None:
             if kind == "stream" and length == len(image) - 5:
                 continue  # only the mark of the end, which a stream may lack
             file.write_bytes(image[:length])
-            with pytest.raises(vel.Error, match=f"log.{kind}: "):
+            with pytest.raises(vel.Error, match=f"log.{kind}: ") as error:
                 replay_files(plan, [file], result)
+            assert not list(tmp_path.glob("*.part")), error  # not even while the error lives
             assert hash_of(result) == kept
         file.unlink()
     assert list(tmp_path.iterdir()) == [result]
 
-    unfinished(file, 1000, 20)
+    write_as_loggers_do(file, 1000, 20, is_finished=True)
+    with pytest.raises(vel.Error, match=r"log.mf4: the recording cannot be read: Incomplete"):
+        replay_files(plan, [file], result)
+    write_as_loggers_do(file, 1000, 20, is_finished=False)
     before = hash_of(file)
     summary = replay_files(plan, [file], result)
     assert pq.read_table(result)["v"].to_pylist() == list(range(998))
@@ -361,7 +432,7 @@ def test_broken_and_empty_files_lose_nothing(tmp_path: Path) -> None:
 
 
 @pytest.mark.parametrize("ending", ["parquet", "arrow", "csv"])
-def test_results_are_whole_or_the_older_ones(ending: str, tmp_path: Path) -> None:
+def test_results_are_whole_or_the_older_ones(ending: str, tmp_path: Path, capsys: pytest.CaptureFixture[str]) -> None:
     rows = 400_000
     table = pa.table({"time": np.arange(rows) * 0.1, "v": np.random.default_rng(1).normal(size=rows)})
     pq.write_table(table, tmp_path / "log")
@@ -384,16 +455,15 @@ def test_results_are_whole_or_the_older_ones(ending: str, tmp_path: Path) -> Non
     assert len(list(tmp_path.iterdir())) == 4
 
     process = begin([plan, tmp_path / "log", "-o", result])
-    while not (parts := list(tmp_path.glob("*.part"))) or parts[0].stat().st_size < 100_000:
-        time.sleep(0.005)
-        assert process.poll() is None
+    wait_for_part(tmp_path)
+    assert process.poll() is None
     process.kill()
     process.communicate()
     assert older.read_text() == "older"
     for part in tmp_path.glob("*.part"):
         part.unlink()
 
-    code, said = run([plan, tmp_path / "log", "-o", result])
+    code, said = call(capsys, plan, tmp_path / "log", "-o", result)
     assert (code, said.splitlines()[0].split(",")[0]) == (0, f"{rows} rows")
     assert result.is_symlink()
     assert older.stat().st_mode & 0o777 == 0o640
@@ -401,7 +471,58 @@ def test_results_are_whole_or_the_older_ones(ending: str, tmp_path: Path) -> Non
     assert len(list(tmp_path.iterdir())) == 4
 
     os.link(older, tmp_path / f"link.{ending}")
-    code, said = run([plan, older, "-o", tmp_path / f"link.{ending}"])
+    code, said = call(capsys, plan, older, "-o", tmp_path / f"link.{ending}")
     assert code == 1
     assert "this is the file that is read as" in said
     assert older.read_bytes() == whole
+
+
+def test_the_command_ends_as_velreplay_does(
+    tmp_path: Path, capsys: pytest.CaptureFixture[str], monkeypatch: pytest.MonkeyPatch
+) -> None:
+    plan = tmp_path / "plan.toml"
+    plan.write_text(
+        '[settings]\nlimit = 2\n[[inputs]]\nname = "time"\ntype = "Float64"\n[[inputs]]\nname = "v"\ntype = "Float64"\n'
+        '[compute]\ntotal = "IntegralAdd(v, time)"\nhigh = "v > limit"\n'
+    )
+    result = tmp_path / "result.csv"
+    table = pa.table({"time": np.arange(5.0), "v": [1.0, 1.0, None, 3.0, 4.0]})
+    files = {kind: write(table, tmp_path / f"log.{kind}", kind) for kind in KINDS}
+    expected = [b"time,v,total,high", b"0,1,,0", b"1,1,1,0", b"2,,,", b"3,3,,1", b"4,4,3.5,1"]
+    for file in files.values():
+        code, said = call(capsys, plan, file, "--strict", "-o", result)
+        assert code == 1
+        assert 'warning: channel "total": the total of IntegralAdd starts again from 0 behind a missing sample' in said
+        assert result.read_bytes().splitlines() == expected
+    code, said = call(capsys, plan, "-q", files["mf4"], "--set", "limit=3.5", "-o", result)
+    assert (code, said) == (0, "")
+    assert result.read_bytes().splitlines()[4] == b"3,3,,0"
+
+    for arguments, message in (
+        ([files["mf4"], files["csv"]], "log.csv: this is CSV, and .*log.mf4 is MDF"),
+        ([files["mf4"], "--set", "limit"], '--set: "limit" is not a setting'),
+        ([files["mf4"], "-o", "x.xls"], "x.xls: the ending '.xls' names no format"),
+        ([files["mf4"], "-o", tmp_path / "none/x.csv"], "x.csv: cannot be written: No such file"),
+        (["--what"], "unrecognized arguments: --what"),
+    ):
+        code, said = call(capsys, plan, *arguments)
+        assert code == 1
+        assert re.search(message, said), said
+    with pytest.raises(vel.Error, match="skip is for CSV, and this is Parquet"):
+        vel.Plan.load(plan).replay(vel.open(files["parquet"], skip=1))
+    monkeypatch.setitem(sys.modules, "asammdf", None)
+    with pytest.raises(vel.Error, match=r"pip install 'veloperation\[files\]'"):
+        vel.Plan.load(plan).replay(vel.open(files["mf4"]))
+
+    rows = 3_000_000
+    pq.write_table(pa.table({"time": np.arange(float(rows)), "v": np.ones(rows)}), files["parquet"])
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        with begin([plan, files["parquet"], "-o", result]) as process:
+            wait_for_part(tmp_path)
+            process.send_signal(number)
+            process.communicate(timeout=60)
+        assert process.returncode == 130
+        lines = result.read_bytes().splitlines()
+        assert 1 < len(lines) <= rows
+        assert lines[-1].startswith(f"{len(lines) - 2},1,".encode())
+        assert not list(tmp_path.glob("*.part"))

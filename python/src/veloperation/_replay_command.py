@@ -7,6 +7,7 @@ import contextlib
 import signal
 import sys
 import time
+from typing import Any, Self
 
 from veloperation import _core
 from veloperation._plan import Plan
@@ -51,9 +52,17 @@ class _Signals:
 
     def __init__(self) -> None:
         self.came = False
+        self._before: dict[int, Any] = {}
+
+    def __enter__(self) -> Self:
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-            if signal.getsignal(number) is not signal.SIG_IGN or number != signal.SIGHUP:  # as nohup wants it
-                signal.signal(number, self._take)
+            if number != signal.SIGHUP or signal.getsignal(number) is not signal.SIG_IGN:  # as nohup wants it
+                self._before[number] = signal.signal(number, self._take)
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        for number, handler in self._before.items():
+            signal.signal(number, handler)
 
     def _take(self, *_: object) -> None:
         self.came = True
@@ -117,24 +126,24 @@ def _replay(options: argparse.Namespace) -> int:
         raise _core.Error("python -m veloperation: standard input is named twice\n  name it once")
     if not options.output:
         raise _core.Error("--output: the name is empty\n  name a file, or - for standard output")
-    signals = _Signals()
     plan = Plan.load(options.plan, settings_of(options.set))
     progress = _Progress()
     looks = not options.quiet or options.strict
-    try:
-        # Packages that read files may print: that is no part of a result on standard output.
-        with contextlib.redirect_stdout(sys.stderr):
-            summary = replay_files(
-                plan,
-                options.recordings,
-                options.output,
-                status=options.status,
-                count=looks,
-                progress=progress,
-                is_stopped=lambda: signals.came,
-            )
-    finally:
-        progress.clear()
+    with _Signals() as signals:
+        try:
+            # Packages that read files may print: that is no part of a result on standard output.
+            with contextlib.redirect_stdout(sys.stderr):
+                summary = replay_files(
+                    plan,
+                    options.recordings,
+                    options.output,
+                    status=options.status,
+                    count=looks,
+                    progress=progress,
+                    is_stopped=lambda: signals.came,
+                )
+        finally:
+            progress.clear()
     if not options.quiet:
         _summarize(plan, summary)
     for warning in summary.warnings if looks else []:
