@@ -3,9 +3,11 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 
-.PHONY: all run test lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms python test-python test-python-sanitized bench-python clean
+.PHONY: all run test pictures lint format-check format packages count count-check count-formulas records bench bits coverage fuzz abi deb platforms python test-python test-python-sanitized bench-python page test-page clean
 
+# Pages need packages from npm. All else is built where npm is missing, or its registry is out of reach.
 all: packages
+	@page/build || echo "velreplay will write no pages (--page)."
 	cmake --preset $(PRESET)
 	cmake --build --preset $(PRESET)
 
@@ -17,6 +19,12 @@ run: all
 
 test: all
 	ctest --preset $(PRESET) --parallel 2
+
+# Draws the pictures of the pages anew.
+pictures: packages
+	cmake --preset $(PRESET)
+	cmake --build --preset $(PRESET) --target velreplay drive_recording ecg_recording meter_recording
+	scripts/draw-pictures $(BUILD)
 
 # Instructions of one Execute, per operation.
 count: all
@@ -95,6 +103,19 @@ bench-python: python
 	cmake --build --preset release --target replay_columns
 	build/python/venv/bin/python benchmarks/python_operations.py build/release/benchmarks/replay_columns \
 	    benchmarks/README.md benchmarks/results/python_operations.png
+
+# The program in each page that velreplay writes. Debian's npm is 376 packages, so a plain make does not install it.
+page:
+	scripts/install-packages page
+	page/build
+
+# Pages in a browser; and the format and the lint of their program.
+test-page: page packages
+	scripts/install-packages page-tests
+	page/build --check
+	cmake --preset release
+	cmake --build --preset release --target velreplay drive_recording
+	node --test build/page/viewer.test.mjs
 
 # The Debian packages.
 deb: all

@@ -35,6 +35,8 @@ function(vel_install_pages package component)
     endif()
     list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/docs/ OUTPUT_VARIABLE pages)
     install(FILES ${pages} DESTINATION ${folder}/docs COMPONENT ${component})
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/pictures DESTINATION ${folder}/docs COMPONENT ${component}
+        PATTERN drawn.sha256 EXCLUDE)
     install(FILES ${PROJECT_SOURCE_DIR}/examples/division.cpp DESTINATION ${folder}/examples COMPONENT ${component})
     install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/hosting DESTINATION ${folder}/examples COMPONENT ${component})
 endfunction()

@@ -133,6 +133,7 @@ protected:
 /// Each list is in the order of the result's columns. Computations run in another order if operands need it.
 struct Plan {
     std::string name; ///< of its file, for errors
+    std::string text; ///< as it was parsed
     std::vector<InputPlan> inputs;
     std::vector<ConstantPlan> constants;
     std::vector<ComputationPlan> computations;

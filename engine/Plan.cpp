@@ -499,6 +499,7 @@ Plan ParsePlan(std::string_view text, const std::string& name, const ParametersB
     section.Allow({"plan", "settings", "inputs", "raster", "constants", "channels", "compute", "plot", "recording"});
     Plan plan;
     plan.name = name;
+    plan.text = text;
     std::vector<Setting> places;
     const ParametersByName values = ReadSettings(section, settings, places);
     ReadPlanTable(section, plan, values);

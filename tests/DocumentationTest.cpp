@@ -217,6 +217,29 @@ TEST(Documentation, ShowsWhatVelreplayDoes) {
     }
 }
 
+/// A picture's recording is also its plan's result.
+TEST(Documentation, HasPicturesOfWhatVelreplayDoes) {
+    const fs::path folder = source / "docs/pictures";
+    const std::string page = Read(source / "docs/operations.md"), sums = Read(folder / "drawn.sha256");
+    const TemporaryFolder results;
+    int count = 0;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        if (entry.path().extension() != ".toml")
+            continue;
+        const std::string name = entry.path().stem(), result = results.path / (name + ".csv");
+        const std::string run = "cd '" + folder.string() + "' && '" VEL_REPLAY "' -q " + name + ".toml " + name +
+                                ".csv -o '" + result + "'";
+        EXPECT_EQ(std::system(run.c_str()), 0) << name;
+        EXPECT_EQ(Read(result), Read(folder / (name + ".csv"))) << name << " is out of date: make pictures";
+        EXPECT_NE(page.find("(pictures/" + name + ".png)"), std::string::npos) << "no page shows " << name;
+        ++count;
+    }
+    EXPECT_EQ(std::ranges::count(sums, '\n'), 3 * count + 9) << "a file came or went: make pictures";
+    const std::string check = "cd '" + source.string() + "' && sha256sum --check --quiet docs/pictures/drawn.sha256";
+    EXPECT_EQ(std::system(check.c_str()), 0)
+        << "a plan or a result has changed since its picture was drawn: make pictures";
+}
+
 std::vector<std::string> Split(const std::string& text, const std::string& separator) {
     std::vector<std::string> parts;
     for (std::size_t begin = 0; begin < text.size();) {

@@ -295,6 +295,15 @@ TEST_F(HostTest, DrawsGapsAndSaysWhatKeepsItFromDrawing) {
     const std::string dot = "<use xlink:href='#gpPt6'";
     EXPECT_EQ(drawn("a,b\n1,1\n2,1\n").find(dot), std::string::npos);
     EXPECT_NE(drawn("a,b\n1,1\n2,\n3,1\n").find(dot), std::string::npos);
+    Write("steps.toml", R"(inputs = [{ name = "a", type = "UInt8" }, { name = "b", type = "SInt16" }]
+[plot]
+x = "a"
+panels = [{ channels = ["b"] }])");
+    Write("steps.csv", "a,b\n1,5\n2,\n3,\n4,6\n5,7\n");
+    Write("gnuplot", "#!/bin/sh\n[ \"$1\" ] || cat\necho '</svg>'\n"); // shows what gnuplot is told
+    EXPECT_EQ(Run("chmod +x gnuplot; PATH=.:$PATH; $V steps.toml steps.csv --plot x.svg"), 0);
+    EXPECT_NE(Read("x.svg").find("\n1 5\n2 5\n\n\n4 6\n5 7\ne\n"), std::string::npos) << Read("x.svg");
+    EXPECT_NE(Read("x.svg").find("\nset xtics 1\n"), std::string::npos) << Read("x.svg");
     EXPECT_EQ(Run("PATH=/; $V plan.toml rec.csv -o result.csv --plot x.svg"), 1);
     EXPECT_NE(Read("err").find("apt-get install gnuplot-nox"), std::string::npos);
     EXPECT_EQ(Run("$V plan.toml rec.csv -o result.csv --plot none/x.svg"), 1);

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "engine/Engine.h"
+#include "page/PlotPlan.h"
 
-#include <limits>
 #include <optional>
 #include <vector>
 
@@ -18,17 +18,11 @@ struct Span {
     bool hasGap = false;
 };
 
-/// A part of an axis, including both ends.
-struct Extent {
-    double from = -std::numeric_limits<double>::infinity();
-    double to = std::numeric_limits<double>::infinity();
-};
-
 /// A channel over x as spans with equal numbers of rows. When there are too many spans, neighbours are merged.
 class Envelope {
 public:
     /// For the channels of the run with these indices. Ignores rows whose x is outside the extent.
-    Envelope(const Vel::Engine::Run& itsRun, std::size_t itsX, std::size_t itsY, const Extent& itsExtent)
+    Envelope(const Vel::Engine::Run& itsRun, std::size_t itsX, std::size_t itsY, const Vel::Page::Extent& itsExtent)
         : run(itsRun), x(itsX), y(itsY), extent(itsExtent) {}
 
     void Take(std::size_t rows);
@@ -45,7 +39,7 @@ private:
     const Vel::Engine::Run& run;
     std::size_t x;
     std::size_t y;
-    Extent extent;
+    Vel::Page::Extent extent;
     std::vector<Span> spans;
     std::size_t rowsPerSpan = 1;
     std::size_t rowsInLast = 0;

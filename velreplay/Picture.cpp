@@ -1,7 +1,5 @@
 #include "velreplay/Picture.h"
 
-#include "recordings/Numbers.h"
-#include "recordings/Times.h"
 #include "velreplay/Gnuplot.h"
 #include "vocabulary/Error.h"
 #include "vocabulary/Quote.h"
@@ -27,6 +25,7 @@ constexpr double digitPixels = 7.5;
 constexpr double laneDistance = 1.5;
 constexpr double leastShareOfZero = 0.3; // of the largest value; above it an axis need not show 0
 constexpr double mostCountedTics = 10;   // up to this many whole numbers have a tic each
+constexpr double mostCountedTicsOfX = 20;
 constexpr std::array colours{"#0b5394", "#cc4125", "#38761d", "#b45f06", "#674ea7", "#45818e"};
 
 /// A text for gnuplot in double quotes.
@@ -41,9 +40,14 @@ std::string Quoted(const std::string& text) {
     return quoted + '"';
 }
 
-/// An empty line breaks the curve.
+/// An empty line breaks the curve. Before a gap a step lasts until the row that has no sample.
 void WriteCurve(std::ostream& script, const Envelope& curve, const Axis& x, const Axis& y, double lane) {
+    const bool isStep = !curve.Y().Type().isFloating;
+    Span before;
     for (const Span& span : curve.Spans()) {
+        if (isStep && !span.hasSample && before.hasSample && !before.hasGap)
+            script << x.Shown(span.x) << ' ' << y.Shown(before.largest) + lane << '\n';
+        before = span;
         if (span.hasSample) {
             script << x.Shown(span.x) << ' ' << y.Shown(span.smallest) + lane << '\n';
             if (span.largest != span.smallest)
@@ -95,54 +99,6 @@ bool IsWhole(std::string_view picture, bool isSvg) {
 
 } // namespace
 
-PicturePlan ReadPicturePlan(const Vel::Engine::Plan& plan) {
-    PicturePlan picture;
-    const auto found = plan.sections.find("plot");
-    if (found == plan.sections.end())
-        return picture;
-    const Vel::Engine::Section& section = found->second;
-    section.Allow({"title", "x", "x_title", "panels"});
-    picture.place = section.Place();
-    picture.title = section.Text("title").value_or("");
-    picture.x = section.NeededText("x");
-    picture.xTitle = section.Text("x_title").value_or("");
-    for (const Vel::Engine::InputPlan& input : plan.inputs)
-        if (input.channel.name == picture.x)
-            picture.xTime = input.time;
-    for (const Vel::Engine::Section& panel : section.Tables("panels")) {
-        panel.Allow({"title", "unit", "channels"});
-        picture.panels.push_back({panel.Place(), panel.Text("title").value_or(""), panel.Text("unit").value_or(""),
-                                  panel.Texts("channels")});
-    }
-    return picture;
-}
-
-void Bound(PicturePlan& plan, const std::string& from, const std::string& to) {
-    const auto read = [&plan](const std::string& option, const std::string& text, double& bound) {
-        if (text.empty())
-            return;
-        if (plan.xTime) {
-            Vel::Recordings::TimeReader reader(*plan.xTime, plan.place);
-            if (reader.Read(text, bound) != Vel::Recordings::TimeFault::None)
-                throw Vel::Error(option, Vel::Quoted(text) + reader.ExplainLast(), "write it as in the recording");
-        } else if (Vel::Recordings::ReadNumber(text, bound) != std::errc()) {
-            throw Vel::Error(option, Vel::Quoted(text) + " is no number",
-                             "write a number of the axis, the channel " + Vel::Quoted(plan.x));
-        }
-    };
-    read("--from", from, plan.extent.from);
-    read("--to", to, plan.extent.to);
-    if (!(plan.extent.from < plan.extent.to))
-        throw Vel::Error("--to", "the picture ends before it begins", "choose a --to above --from");
-}
-
-void CheckChannels(const PicturePlan& plan, const Vel::Engine::Run& run) {
-    run.Find(plan.x, plan.place);
-    for (const PanelPlan& panel : plan.panels)
-        for (const std::string& channel : panel.channels)
-            run.Find(channel, panel.place);
-}
-
 bool Picture::Panel::IsWhole() const {
     return std::none_of(curves.begin(), curves.end(),
                         [](const Envelope& curve) { return curve.Y().Type().isFloating; });
@@ -187,7 +143,7 @@ double Picture::Panel::TicPixels() const {
     return digitPixels * static_cast<double>(std::min(characters, most));
 }
 
-Picture::Picture(std::string itsName, const PicturePlan& itsPlan, const Vel::Engine::Run& run)
+Picture::Picture(std::string itsName, const Vel::Page::PlotPlan& itsPlan, const Vel::Engine::Run& run)
     : name(std::move(itsName)), plan(itsPlan) {
     if (!IsSvg() && !name.ends_with(".png"))
         throw Vel::Error(name, "a picture of this kind cannot be drawn", "end the name with .svg or .png");
@@ -195,12 +151,11 @@ Picture::Picture(std::string itsName, const PicturePlan& itsPlan, const Vel::Eng
         throw Vel::Error(name, "the plan says nothing about a picture",
                          R"(add: [plot] with x = "...", and [[plot.panels]] with channels = ["..."])");
     const std::size_t x = run.Find(plan.x, plan.place);
-    for (const PanelPlan& panelPlan : plan.panels) {
+    isXWhole = !run.Channels()[x].Type().isFloating;
+    for (const Vel::Page::PanelPlan& panelPlan : plan.panels) {
         Panel& panel = panels.emplace_back(Panel{&panelPlan, {}});
         for (const std::string& y : panelPlan.channels)
             panel.curves.emplace_back(run, x, run.Find(y, panelPlan.place), plan.extent);
-        if (panel.curves.empty())
-            throw Vel::Error(panelPlan.place, "the panel has no channel", R"(add: channels = ["..."])");
     }
     if (!IsGnuplotInstalled())
         throw Vel::Error(name, "gnuplot, which draws pictures, cannot be run",
@@ -255,7 +210,8 @@ set key at graph 1.01, graph 1 left top reverse Left noenhanced samplen 1.5
 void Picture::WriteXAxis(std::ostream& script, const Axis& x, const std::vector<Tic>& times, bool isLabelled) const {
     const std::string title = plan.xTitle.empty() ? plan.x : plan.xTitle;
     if (times.empty()) {
-        script << "set format x" << (isLabelled ? "" : " \"\"") << '\n';
+        const bool isCounted = isXWhole && x.Highest() - x.Lowest() <= mostCountedTicsOfX;
+        script << "set xtics " << (isCounted ? "1" : "auto") << "\nset format x" << (isLabelled ? "" : " \"\"") << '\n';
         if (isLabelled)
             script << "set xlabel " << Quoted(x.Label(title, plan.x)) << " noenhanced\n";
         return;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/Engine.h"
+#include "page/PlotPlan.h"
 #include "recordings/OutputFile.h"
 #include "velreplay/Axis.h"
 #include "velreplay/Envelope.h"
@@ -15,38 +16,10 @@
 
 namespace Velreplay {
 
-struct PanelPlan {
-    std::string place;
-    std::string title;
-    std::string unit;
-    std::vector<std::string> channels;
-};
-
-/// The plan's table "plot", which describes the picture.
-struct PicturePlan {
-    std::string place;
-    std::string title;
-    std::string x;
-    std::string xTitle;
-    std::optional<Vel::TimeForm> xTime; ///< if x holds times: their form
-    Extent extent = {};                 ///< the part of x that is shown
-    std::vector<PanelPlan> panels;
-};
-
-/// Throws Vel::Error for faults in the table. Without the table there are no panels.
-PicturePlan ReadPicturePlan(const Vel::Engine::Plan& plan);
-
-/// Limits the picture to the part of x between two numbers, or two times written as in the recording. Empty means no
-/// bound. Throws Vel::Error.
-void Bound(PicturePlan& plan, const std::string& from, const std::string& to);
-
-/// Throws Vel::Error for unknown channels.
-void CheckChannels(const PicturePlan& plan, const Vel::Engine::Run& run);
-
 class Picture {
 public:
     /// `itsName` is a file that ends in .svg or .png. Throws at once if anything would keep gnuplot from drawing it.
-    Picture(std::string itsName, const PicturePlan& itsPlan, const Vel::Engine::Run& run);
+    Picture(std::string itsName, const Vel::Page::PlotPlan& itsPlan, const Vel::Engine::Run& run);
 
     /// Takes the rows of a block.
     void Take(std::size_t rows);
@@ -55,7 +28,7 @@ public:
 
 private:
     struct Panel {
-        const PanelPlan* plan;
+        const Vel::Page::PanelPlan* plan;
         std::deque<Envelope> curves;
         bool IsBoolean() const;
         bool IsWhole() const;
@@ -77,8 +50,9 @@ private:
 
     std::string name;
     std::optional<Vel::Recordings::OutputFile> file;
-    const PicturePlan& plan;
+    const Vel::Page::PlotPlan& plan;
     std::deque<Panel> panels;
+    bool isXWhole = false;
 };
 
 } // namespace Velreplay

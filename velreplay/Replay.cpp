@@ -1,11 +1,13 @@
 #include "velreplay/Replay.h"
 
 #include "engine/Engine.h"
+#include "page/PageFile.h"
+#include "page/PlotPlan.h"
+#include "page/Summary.h"
 #include "recordings/CsvWriter.h"
 #include "velreplay/Interruption.h"
 #include "velreplay/Picture.h"
 #include "velreplay/Progress.h"
-#include "velreplay/Summary.h"
 #include "velreplay/Trace.h"
 #include "vocabulary/Error.h"
 #include "vocabulary/Quote.h"
@@ -23,6 +25,7 @@
 namespace Velreplay {
 
 using namespace Vel::Engine;
+using namespace Vel::Page;
 using namespace Vel::Recordings;
 using Vel::Column, Vel::Error, Vel::Status;
 
@@ -40,12 +43,17 @@ void RefuseSameFiles(const Options& options) {
     std::vector<std::string> readFiles{options.plan};
     for (const std::string& recording : options.recordings)
         readFiles.push_back(recording == "-" ? "/dev/stdin" : recording);
-    for (const std::string& written : {result, options.picture})
+    for (const std::string& written : {result, options.picture, options.page})
         for (const std::string& read : readFiles)
             if (IsSameFile(written, read))
                 throw Error(written, "this is the file that is read as " + read, "write to another one");
-    if (!options.picture.empty() && IsSamePlace(options.picture, result))
-        throw Error(options.picture, "result and picture would be the same file", "choose another one for the picture");
+    const auto refuseSame = [](const std::string& one, const std::string& other, const std::string& what) {
+        if (!one.empty() && !other.empty() && IsSamePlace(one, other))
+            throw Error(one, what + " would be the same file", "choose another name for one of them");
+    };
+    refuseSame(options.picture, result, "result and picture");
+    refuseSame(options.page, result, "result and page");
+    refuseSame(options.page, options.picture, "picture and page");
 }
 
 /// How many bytes of a recording are read and computed at a time. Bounds the memory for the samples of all channels,
@@ -215,23 +223,6 @@ void RefuseRepeatedNames(const std::vector<ResultColumn>& columns, const std::ve
                         "rename the channel, or do not keep the column");
 }
 
-/// Gives a picture the units that the recording has, where the plan says none. Times and computed channels have none.
-void AddUnits(PicturePlan& picture, const Plan& plan, const Run& run, const CsvReader& recording) {
-    const auto unitOf = [&](const std::string& name, const std::string& place) {
-        const std::size_t channel = run.Find(name, place);
-        return channel < run.Inputs() && !plan.inputs[channel].time ? recording.UnitOf(channel) : std::string();
-    };
-    if (const std::string unit = unitOf(picture.x, picture.place); !unit.empty() && picture.xTitle.empty())
-        picture.xTitle = picture.x + " [" + unit + "]";
-    for (PanelPlan& panel : picture.panels) {
-        const std::string unit = unitOf(panel.channels.front(), panel.place);
-        if (panel.unit.empty() && std::all_of(panel.channels.begin(), panel.channels.end(), [&](const auto& channel) {
-                return unitOf(channel, panel.place) == unit;
-            }))
-            panel.unit = unit;
-    }
-}
-
 /// One replay: what is read, computed and written.
 struct Work {
     CsvReader& recording;
@@ -239,6 +230,7 @@ struct Work {
     OutputBlocks& output;
     CsvWriter& result;
     Picture* picture;
+    PageFile* page;
     bool isResampled; ///< onto a raster
 };
 
@@ -263,6 +255,8 @@ std::uint64_t ReplayRows(const Work& work) {
         total += work.run.Rows();
         if (work.picture != nullptr)
             work.picture->Take(work.run.Rows());
+        if (work.page != nullptr)
+            work.page->Take();
         if (writing.valid())
             writing.get();
         work.output.HandOnTimeStyles(work.recording, work.result);
@@ -363,37 +357,38 @@ Outcome Check(const Options& options) {
     for (const InputPlan& input : plan.inputs)
         if (input.time)
             TimeReader(*input.time, input.place); // refuses zones and formats that there are not
-    const PicturePlan picture = ReadPicturePlan(plan);
-    if (!picture.panels.empty())
-        CheckChannels(picture, run);
+    CheckChannels(ReadPlotPlan(plan), run);
     std::printf("%s is right: %zu inputs, %zu computed channels\n", options.plan.c_str(), run.Inputs(),
                 OuterComputations(run).size());
     const std::vector<Warning> warnings = run.Warnings();
-    Show(warnings, {});
+    std::fputs(WarningsText(warnings, {}).c_str(), stderr);
     return options.isStrict && !warnings.empty() ? Outcome::HasWarnings : Outcome::Done;
 }
 
 Outcome Replay(const Options& options) {
     const auto start = std::chrono::steady_clock::now();
     const Plan plan = Vel::Engine::LoadPlan(options.plan, options.settings);
-    PicturePlan picturePlan = ReadPicturePlan(plan);
-    Bound(picturePlan, options.from, options.to);
+    PlotPlan plot = ReadPlotPlan(plan);
+    Bound(plot, options.from, options.to);
     RefuseSameFiles(options);
     const CsvFormat format = MakeFormat(options.format, plan);
     const std::vector<WantedColumn> wanted = WantedBy(plan);
     const std::size_t blockBytes = BlockBytesFor(plan);
     const std::size_t mostRows = CsvReader::MostRows(blockBytes, wanted);
     Run run(plan, mostRows);
-    run.MakeStatuses(options.withStatus || !options.isQuiet || options.isStrict);
+    run.MakeStatuses(options.withStatus || !options.isQuiet || options.isStrict || !options.page.empty());
     std::optional<Picture> picture;
     if (!options.picture.empty())
-        picture.emplace(options.picture, picturePlan, run);
+        picture.emplace(options.picture, plot, run);
+    std::optional<PageFile> page;
+    if (!options.page.empty())
+        page.emplace(options.page, options.pageBytes, plot, plan, run);
     CsvReader recording(options.recordings, format, blockBytes, IsInterrupted);
     recording.ReadHeader(wanted, {plan.keep, plan.keepsAll});
     if (IsInterrupted()) // perhaps amid the header: there is no result to speak of
         return Outcome::Interrupted;
-    if (picture)
-        AddUnits(picturePlan, plan, run, recording);
+    if (picture || page)
+        AddUnits(plot, plan, run, [&recording](std::size_t input) { return recording.UnitOf(input); });
 
     OutputBlocks output(plan, run, mostRows, options.withStatus);
     RefuseRepeatedNames(output.ResultColumns(), output.StatusNames(), recording.KeptNames());
@@ -402,17 +397,27 @@ Outcome Replay(const Options& options) {
     if (recording.IsLive())
         result.Flush();
 
-    const Work work{recording, run, output, result, picture ? &*picture : nullptr, plan.raster.has_value()};
+    const Work work{recording,
+                    run,
+                    output,
+                    result,
+                    picture ? &*picture : nullptr,
+                    page ? &*page : nullptr,
+                    plan.raster.has_value()};
     const std::uint64_t rows = ReplayRowsOrLeavePart(work);
     result.Keep();
     if (picture)
         picture->Draw();
+    const std::vector<Warning> warnings = WarningsOf(run, recording);
+    const std::string warningsText = WarningsText(warnings, recording.TakenBadCells());
+    if (page)
+        page->Write((options.settingsText.empty() ? "" : "settings: " + options.settingsText + "\n") +
+                    SummaryText(run, rows, std::nullopt) + warningsText);
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
     if (!options.isQuiet)
-        Summarize(run, rows, time.count());
-    const std::vector<Warning> warnings = WarningsOf(run, recording);
+        std::fputs(SummaryText(run, rows, time.count()).c_str(), stderr);
     if (!options.isQuiet || options.isStrict)
-        Show(warnings, recording.TakenBadCells());
+        std::fputs(warningsText.c_str(), stderr);
     if (IsInterrupted())
         return Outcome::Interrupted;
     return options.isStrict && (!warnings.empty() || recording.TakenBadCells().count != 0) ? Outcome::HasWarnings

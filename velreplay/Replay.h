@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/Engine.h"
+#include "page/PageFile.h"
 #include "recordings/FormatOptions.h"
 
 #include <string>
@@ -14,9 +15,12 @@ struct Options {
     std::vector<std::string> recordings{"-"}; ///< the parts of one recording
     std::string result = "-";
     std::string picture;
-    std::string from; ///< the part of its axis that the picture shows; empty: no bound
+    std::string page;
+    std::uint64_t pageBytes = Vel::Page::defaultPageBytes;
+    std::string from; ///< the part of the axis that picture and page show; empty: no bound
     std::string to;
     Vel::Engine::ParametersByName settings; ///< that replace those of the plan
+    std::string settingsText;               ///< the same, for people
     Vel::Recordings::FormatOptions format;
     bool withStatus = false;
     bool isQuiet = false;

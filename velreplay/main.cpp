@@ -179,9 +179,14 @@ int Run(int argc, char** argv) {
     auto* const result =
         app.add_option("-o,--output", options.result, "where the result goes; - (default): standard output");
     auto* const picture = app.add_option("--plot", options.picture, "draws the plan's panels into a .svg or .png file");
+    auto* const page = app.add_option(
+        "--page", options.page, "writes a page to look at in a browser: an .html file with all that it needs inside");
+    auto* const pageSize = app.add_option("--page-size", options.pageBytes,
+                                          "how large the page may become (default: 20MB); more shows finer steps");
+    pageSize->transform(CLI::AsSizeValue(true))->type_name("SIZE");
     app.add_option("--from", options.from,
-                   "where the picture begins on its axis: a number, or a time as in the recording");
-    app.add_option("--to", options.to, "where it ends");
+                   "where picture and page begin on their axis: a number, or a time as in the recording");
+    app.add_option("--to", options.to, "where they end");
     app.add_option("--set", settings, "NAME=VALUE: another value for a setting of the plan")
         ->type_size(1)
         ->allow_extra_args(false);
@@ -211,6 +216,8 @@ int Run(int argc, char** argv) {
     if (!*plan)
         throw Vel::Error("velreplay", "no plan is given", "velreplay --help lists the arguments");
     options.settings = Settings(settings);
+    for (const std::string& setting : settings)
+        options.settingsText += (options.settingsText.empty() ? "" : ", ") + setting;
     if (isExplained) {
         Explain(options);
         return 0;
@@ -221,8 +228,12 @@ int Run(int argc, char** argv) {
         throw Vel::Error("--output", "the name is empty", "name a file, or - for standard output");
     if (*picture && options.picture.empty())
         throw Vel::Error("--plot", "the name is empty", "name a .svg or .png file");
-    if (!*picture && !(options.from.empty() && options.to.empty()))
-        throw Vel::Error("--from", "there is no picture", "add --plot, or leave --from and --to out");
+    if (*page && options.page.empty())
+        throw Vel::Error("--page", "the name is empty", "name an .html file");
+    if (*pageSize && !*page)
+        throw Vel::Error("--page-size", "there is no page", "add --page, or leave --page-size out");
+    if (!*picture && !*page && !(options.from.empty() && options.to.empty()))
+        throw Vel::Error("--from", "there is no picture", "add --plot or --page, or leave --from and --to out");
     if (isChecked)
         return ExitCode(Velreplay::Check(options));
     if (*trace) {

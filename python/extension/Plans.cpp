@@ -230,6 +230,31 @@ public:
         Close();
     }
 
+    /// Reads the stream and writes a page of it. `rows`: how many there were when the same data were read before.
+    void WritePage(const std::string& file, std::uint64_t mostBytes, const Plan& plan, const std::string& from,
+                   const std::string& to, const std::string& settings, std::optional<std::uint64_t> rows) {
+        Begin();
+        Vel::Page::PlotPlan plot = Vel::Page::ReadPlotPlan(plan);
+        Vel::Page::Bound(plot, from, to);
+        replay->CollectPage(file, mostBytes, std::move(plot));
+        const auto compute = [this] {
+            const nb::gil_scoped_release noGil;
+            return static_cast<bool>(replay->Next());
+        };
+        while (compute())
+            if (PyErr_CheckSignals() != 0)
+                throw nb::python_error();
+        interruption->Raise();
+        const nb::gil_scoped_release noGil;
+        if (rows && *rows != replay->RowsComputed())
+            throw Error("page",
+                        "the data had " + std::to_string(*rows) + " rows, and have " +
+                            std::to_string(replay->RowsComputed()) + " when they are read again",
+                        "write the page first, or replay a table or a file");
+        replay->WritePage(settings);
+        replay->Close();
+    }
+
     std::vector<std::pair<std::string, Replay::Totals>> Totals() const {
         const nb::gil_scoped_release noGil;
         return replay->StatusTotals();
@@ -504,6 +529,8 @@ void AddPlans(nb::module_& module) {
         .def("schema", &Result::Schema)
         .def("stream", &Result::Stream)
         .def("read", &Result::Read)
+        .def("write_page", &Result::WritePage, nb::arg("file"), nb::arg("size"), nb::arg("plan"), nb::arg("begin"),
+             nb::arg("end"), nb::arg("settings"), nb::arg("rows").none())
         .def("next_table", &Result::NextTable)
         .def("write_csv", &Result::WriteCsv, nb::arg("file"), nb::arg("plan"), nb::arg("options"), nb::arg("is_live"))
         .def("is_live", &Result::IsLive)

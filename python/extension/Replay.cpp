@@ -1,5 +1,6 @@
 #include "Replay.h"
 
+#include "page/Summary.h"
 #include "vocabulary/Quote.h"
 
 #include <algorithm>
@@ -139,6 +140,21 @@ std::vector<std::string> Replay::StatusNames() const {
     return {first, first + static_cast<std::ptrdiff_t>(computations.size())};
 }
 
+void Replay::CollectPage(const std::string& file, std::uint64_t mostBytes, Vel::Page::PlotPlan itsPlot) {
+    const std::lock_guard lock(mutex);
+    run.MakeStatuses(true);
+    plot = std::move(itsPlot);
+    page.emplace(file, mostBytes, *plot, plan, run);
+    Vel::Page::AddUnits(*plot, plan, run, [this](std::size_t input) { return recording->UnitOf(input); });
+}
+
+void Replay::WritePage(const std::string& settings) {
+    std::vector<Warning> warnings = Warnings();
+    const std::lock_guard lock(mutex);
+    page.value().Write((settings.empty() ? "" : "settings: " + settings + "\n") +
+                       Vel::Page::SummaryText(run, computed, std::nullopt) + Vel::Page::WarningsText(warnings, {}));
+}
+
 std::map<std::string, std::string> Replay::Units() const {
     const std::lock_guard lock(mutex);
     std::map<std::string, std::string> units;
@@ -241,6 +257,8 @@ OwnedArray Replay::NextDirect() {
             if (column.way == Way::Made)
                 run.PutInto(column.channel, column.samples.Data() + done * SizeOf(column));
         run.Feed(inputs, rows);
+        if (page)
+            page->Take();
         for (OutputColumn& column : columns)
             if (column.way == Way::Copied)
                 CopySamples(column, done, rows);
@@ -306,6 +324,8 @@ bool Replay::TakeBlock() {
 /// Takes the rows of the result that the engine computed last.
 void Replay::TakeRows() {
     computed += run.Rows();
+    if (page)
+        page->Take();
     const std::size_t rows = run.ResultRows();
     const std::shared_ptr<const OwnedArray> batch = recording->Batch();
     for (OutputColumn& column : columns) {

@@ -6,6 +6,8 @@
 #include "Recording.h"
 
 #include "engine/Engine.h"
+#include "page/PageFile.h"
+#include "page/PlotPlan.h"
 
 #include "recordings/CsvWriter.h"
 
@@ -38,6 +40,11 @@ public:
     /// `itsEndsRun`: this is the whole recording, not just its beginning.
     Replay(Vel::Engine::Plan itsPlan, std::unique_ptr<Recording> itsRecording, Looks looks, bool itsEndsRun);
 
+    /// Collects a page of the result while the tables are made. `plot` says what it shows. Call it before the first
+    /// table.
+    void CollectPage(const std::string& file, std::uint64_t mostBytes, Vel::Page::PlotPlan plot);
+    /// Writes the page, after the last table, under the text of a summary. `settings` were replaced; empty: none.
+    void WritePage(const std::string& settings);
     void Report(Progress itsProgress) { progress = std::move(itsProgress); }
     const std::vector<std::string>& Names() const { return names; }
     /// Whether a column holds statuses.
@@ -118,6 +125,8 @@ private:
     std::unique_ptr<Recording> recording;
     bool isDirect; ///< result rows are the rows of the recording
     Progress progress;
+    std::optional<Vel::Page::PlotPlan> plot;
+    std::optional<Vel::Page::PageFile> page;
     std::vector<OutputColumn> columns;
     std::size_t kept = 0;                  ///< index of the first column that the plan keeps
     std::vector<std::size_t> computations; ///< with a column of statuses

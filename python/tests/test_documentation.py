@@ -66,6 +66,8 @@ def test_operations_say_what_the_reference_says(name: str) -> None:
             assert f"`{parameter.name}`" in section
             assert f"{parameter.name} : {parameter.default}" in text
             assert parameter.meaning in said
+        for paragraph in page.split(heading)[1].split("\n### ")[0].partition("\n## ")[2].split("\n\n")[1:]:
+            assert not paragraph or " ".join(paragraph.split()) not in said  # it introduces the next chapter
     assert run_examples(text, name, {}) > 1
 
 

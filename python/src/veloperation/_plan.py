@@ -11,7 +11,7 @@ from veloperation import _core, _toml
 from veloperation._arrays import stream_of
 from veloperation._formula import Call, Channel, Operand, call, quoted_name
 from veloperation._recording import Looks, Recording
-from veloperation._result import Progress, Replaying, Result, Session
+from veloperation._result import Pages, Progress, Replaying, Result, Session
 from veloperation._table import as_html, as_text
 
 __all__ = ["Channel", "Operand", "Plan", "call"]
@@ -84,6 +84,7 @@ class Plan:
         self._blocks: list[str] = []
         self._formulas: dict[str, str] = {}
         self._made: tuple[str, _core.EnginePlan] | None = None
+        self._replaced = ""  # settings, for people
         self.choose(
             output=output,
             keep=keep,
@@ -184,6 +185,7 @@ class Plan:
         plan._name = name
         plan._text = engine.explain() if settings else text
         plan._made = plan._text, engine
+        plan._replaced = ", ".join(f"{key}={value}" for key, value in (settings or {}).items())
         return plan
 
     def choose(self, **keys: object) -> None:
@@ -483,11 +485,13 @@ class Plan:
         [1.0, 3.0, None, 3.0]
         """
         made = self._engine()
-        if isinstance(data, Recording):
-            result = data._replay(made, Looks(status, warnings), progress)
-        else:
-            result = Replaying(made.replay_data(stream_of(data), _core.CsvOptions(), status, warnings, progress, False))
-        return Result(result, status or warnings)
+
+        def begin(progress: Progress | None) -> Replaying:
+            if isinstance(data, Recording):
+                return data._replay(made, Looks(status, warnings), progress)
+            return Replaying(made.replay_data(stream_of(data), _core.CsvOptions(), status, warnings, progress, False))
+
+        return Result(begin(progress), status or warnings, Pages(made, self._replaced, begin))
 
     def start(self, *, status: bool = False, warnings: bool = False) -> Session:
         """Begin to compute the plan over data that come bit by bit.

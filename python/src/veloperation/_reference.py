@@ -36,7 +36,8 @@ def sections() -> dict[str, Section]:
     found = {}
     for part in re.split(r"^### ", page, flags=re.MULTILINE)[1:]:
         heading, _, text = part.partition("\n")
-        paragraphs = [paragraph.strip() for paragraph in re.split(r"\n\n+|^## .*", text, flags=re.MULTILINE)]
+        text = text.partition("\n## ")[0]  # what introduces the next chapter
+        paragraphs = [paragraph.strip() for paragraph in text.split("\n\n")]
         paragraphs = [paragraph for paragraph in paragraphs if paragraph]
         table = next((paragraph for paragraph in paragraphs if paragraph.startswith("| | |")), None)
         if table is None:

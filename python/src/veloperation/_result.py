@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import contextlib
 import dataclasses
+import os
 from collections.abc import Callable
 from typing import TYPE_CHECKING, Any
 
@@ -80,6 +81,17 @@ class Replaying:
         return self.core.units() if self.source is None else self.source.units
 
 
+@dataclasses.dataclass(frozen=True)
+class Pages:
+    """What pages of a result are made of."""
+
+    plan: _core.EnginePlan
+    replaced: str
+    """Settings, for people."""
+    again: Callable[[Progress | None], Replaying]
+    """Begins the replay once more."""
+
+
 class Result:
     """The result of a plan: a table that is computed while it is read.
 
@@ -103,10 +115,11 @@ class Result:
       call read() first, which keeps it, or replay again
     """
 
-    def __init__(self, made: Replaying, has_warnings: bool) -> None:
+    def __init__(self, made: Replaying, has_warnings: bool, pages: Pages | None = None) -> None:
         self._made = made
         self._core = made.core
         self._has_warnings = has_warnings
+        self._pages = pages
         self._columns: dict[str, npt.NDArray[Any]] = {}
 
     @property
@@ -146,6 +159,60 @@ class Result:
         with self._made.own_errors():
             self._core.read()
         return self
+
+    def page(
+        self,
+        file: str | os.PathLike[str],
+        *,
+        size: int = 20_000_000,
+        begin: object = None,
+        end: object = None,
+        progress: Progress | None = None,
+    ) -> None:
+        """Write the result as a page to look at in a browser, as velreplay's ``--page``.
+
+        The page has the panels of the plan's table ``[plot]``, or one for each channel, the summary and the plan. A
+        result that has not been read is read by this, as a stream. One that `read` has kept stays, and the plan is
+        replayed over the same data.
+
+        Parameters
+        ----------
+        file : str or os.PathLike
+            The file, which ends in ``.html``. It appears when it is complete.
+        size : int, default 20 MB
+            How many bytes it may take. A recording with more rows than have room is shown by the least and the greatest
+            sample of several rows.
+        begin, end : optional
+            The part of the axis to show: numbers, or texts of times as in the recording.
+        progress : callable, optional
+            As of `Plan.replay`.
+
+        Raises
+        ------
+        Error
+            If the file cannot be written, if a value of the recording is no sample, if the result has been read as a
+            stream, or if the package was built without pages.
+
+        Examples
+        --------
+        >>> import veloperation as vel
+        >>> plan = vel.Plan()
+        >>> plan["twice"] = plan.input("v", vel.Float64) * 2
+        >>> plan.replay({"v": [1.0, 2.0]}).page("result.svg")
+        Traceback (most recent call last):
+        ...
+        veloperation.Error: result.svg: a page is a file of HTML
+          end the name with .html
+        """
+        pages = self._pages
+        if pages is None:
+            raise _core.Error("page: this is the result of a part of a recording\n  replay the whole recording")
+        bounds = ["" if bound is None else str(bound) for bound in (begin, end)]
+        made, rows = self._made, None
+        if made.core.is_kept():
+            made, rows = pages.again(progress), made.core.rows_computed()
+        with made.own_errors():
+            made.core.write_page(os.fspath(file), size, pages.plan, bounds[0], bounds[1], pages.replaced, rows)
 
     def __len__(self) -> int:
         self.read()

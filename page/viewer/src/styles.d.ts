@@ -1,0 +1,2 @@
+// esbuild bundles styles.
+declare module "*.css";
