@@ -7,7 +7,7 @@ BUILD := build/$(PRESET)
 
 # Pages need packages from npm. All else is built where npm is missing, or its registry is out of reach.
 all: packages
-	@page/build || echo "velreplay will write no pages (--page)."
+	@page/build || echo "The build goes on. Where that program was never built, velreplay writes no pages (--page)."
 	cmake --preset $(PRESET)
 	cmake --build --preset $(PRESET)
 
@@ -69,7 +69,7 @@ coverage: packages
 	cmake --preset coverage
 	find build/coverage -name '*.gcda' -delete
 	cmake --build --preset coverage
-	ctest --preset coverage -j2
+	find build/coverage/tests -type f -name 'vel_*tests' | xargs -P2 -I TESTS sh -c 'TESTS --gtest_brief=1'
 	gcovr --fail-under-line 100 --filter '(core|value|logic|signal|library|platform)/' build/coverage
 
 # The library, its unit tests and the hash of all results on other platforms, under emulators. Prints a table.

@@ -27,7 +27,7 @@ public:
         T largest = (mark & hasSample) != 0 ? greatest.back() : std::numeric_limits<T>::lowest();
         for (const std::uint32_t row : rows) {
             const T sample = samples.At<T>(row);
-            if (IsNoValue(sample, noValue) || sample != sample) {
+            if (IsMissing(sample)) {
                 mark |= isMissing;
             } else if (!IsFinite(sample)) {
                 mark |= isInfinite;
@@ -76,6 +76,12 @@ public:
     }
 
 private:
+    bool IsMissing(T sample) const {
+        if constexpr (std::is_floating_point_v<T>)
+            if (std::isnan(sample))
+                return true;
+        return IsNoValue(sample, noValue);
+    }
     static bool IsFinite(T sample) {
         if constexpr (std::is_floating_point_v<T>)
             return std::isfinite(sample);

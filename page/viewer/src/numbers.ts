@@ -22,10 +22,11 @@ export function formatSample(value: number | bigint, type: string): string {
     return value.toString();
 }
 
-// The same in the room of a list: integers are exact, others have six digits, or two after the point.
-export function formatShort(value: number | bigint): string {
+// The same in the room of a list: integers are exact, others have six digits, or as many as tell apart what lies this far
+// from one another.
+export function formatShort(value: number | bigint, distance = 0.01): string {
     if (typeof value === "bigint" || Number.isInteger(value)) return value.toString();
-    const digits = Math.floor(Math.log10(Math.abs(value))) + 3;
+    const digits = Math.floor(Math.log10(Math.abs(value))) - Math.floor(Math.log10(distance)) + 1;
     return Number(value.toPrecision(Math.min(Math.max(digits, 6), 17))).toString();
 }
 

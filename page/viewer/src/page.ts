@@ -11,7 +11,7 @@ import { View, type VisibleSteps } from "./view.js";
 
 const zoomOfButton = 2;
 const panOfButton = 0.25;
-const axisHeight = 48;
+const axisHeight = 44;
 const leastDrag = 4;
 const narrowestPlot = 240;
 const printedWidth = 680;
@@ -70,7 +70,7 @@ export class Page {
         );
         this.plots.id = "plots";
         this.track.setAttribute("aria-controls", "plots");
-        const axisPlace = element("div", { class: "axis" });
+        const axisPlace = element("div", { class: recording.axisKind === "time" ? "axis" : "axis numbers" });
         this.plots.append(...this.panels.map((panel) => panel.root), axisPlace, this.cursorLine, this.selection);
         this.axis = new Plot(
             this.stage,
@@ -120,7 +120,12 @@ export class Page {
             this.reading,
             this.track,
         );
-        const header = element("header", {}, element("h1", {}, description.title || "Result"), this.status);
+        const header = element(
+            "header",
+            {},
+            element("h1", { title: description.title }, description.title || "Result"),
+            this.status,
+        );
         for (const note of this.notes()) header.append(element("p", { class: "note" }, note));
         const key = this.key();
         if (key) header.append(key);
@@ -192,7 +197,7 @@ export class Page {
         );
         if (plan.text) made.push(details(plan.name ? `Plan: ${plan.name}` : "Plan", element("pre", {}, plan.text)));
         const gestures: [string, string][] = [
-            ["Wheel, or + and -", "zoom; the wheel zooms around the pointer"],
+            ["Wheel, or + and -", "zoom; the wheel zooms around the pointer, and scrolls the page beside the plots"],
             ["Drag", "zoom to what you mark"],
             ["Shift and drag, or drag the axis or the bar", "move"],
             ["← →", "move; with Shift by a whole screen"],

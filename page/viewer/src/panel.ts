@@ -51,7 +51,8 @@ class Row {
         this.swatch.style.strokeDasharray = dashOf(this.index).join(" ");
     }
 
-    read(steps: VisibleSteps, step: number | null): void {
+    // `distance`: how far apart values are that the plot can show apart.
+    read(steps: VisibleSteps, step: number | null, distance: number): void {
         if (step === null) {
             setText(this.value, "");
             return;
@@ -69,7 +70,10 @@ class Row {
             const texts = new Set([format(extremes[0]), format(extremes[1])]);
             return [[...texts].join(" … "), ...words].join(", ");
         };
-        setText(this.value, describe(formatShort));
+        setText(
+            this.value,
+            describe((value) => formatShort(value, distance)),
+        );
         this.value.title = describe((value) => formatSample(value, this.channel.description.type));
     }
 }
@@ -108,6 +112,11 @@ class Part {
         this.range = this.areBands ? null : this.valueRange();
         for (const row of this.rows) row.paint(this.stage);
         this.plot.redraw();
+    }
+
+    read(steps: VisibleSteps, step: number | null): void {
+        const distance = this.range ? (this.range.greatest - this.range.least) / curveHeight : 1;
+        for (const row of this.rows) row.read(steps, step, distance);
     }
 
     private get shown(): Row[] {
@@ -240,7 +249,7 @@ export class Panel {
     }
 
     read(steps: VisibleSteps, step: number | null): void {
-        for (const row of this.rows) row.read(steps, step);
+        for (const part of this.parts) part.read(steps, step);
     }
 }
 

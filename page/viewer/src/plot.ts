@@ -9,7 +9,7 @@ import type { View } from "./view.js";
 
 // Room for the numbers on the left, and for half a label of the axis on the right.
 export const gutter = 92;
-export const margin = 16;
+export const margin = 36;
 const pixelsPerTime = 90;
 const pixelsPerNumber = 60;
 const pixelsPerLine = 34;
@@ -113,7 +113,7 @@ export class Plot {
     redraw(): void {
         const range = this.drawing.valueRange();
         this.ticks = range && makeTicks(range.least, range.greatest, Math.max(2, this.chart.height / pixelsPerLine));
-        this.chart.redraw(false, true);
+        this.chart.redraw(true, true);
     }
 
     private shareOfValue(value: number): number {

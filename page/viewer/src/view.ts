@@ -3,6 +3,8 @@
 import { firstWhere, type Recording } from "./recording.js";
 
 const stepsPerPixel = 1;
+// Clocks have labels down to the millisecond.
+const leastSeconds = 0.004;
 
 export class View {
     readonly fullLeast: number;
@@ -35,7 +37,8 @@ export class View {
     show(least: number, greatest: number): void {
         const fullSpan = this.fullGreatest - this.fullLeast;
         const size = Math.max(Math.abs(this.fullLeast), Math.abs(this.fullGreatest));
-        const leastSpan = Math.min(fullSpan, Math.max(fullSpan * 1e-10, size * 1e-13));
+        const leastOfKind = this.recording.axisKind === "time" ? leastSeconds : 0;
+        const leastSpan = Math.min(fullSpan, Math.max(fullSpan * 1e-10, size * 1e-13, leastOfKind));
         const span = Math.min(Math.max(greatest - least, leastSpan), fullSpan);
         const middle = least / 2 + greatest / 2;
         this.least = Math.min(Math.max(middle - span / 2, this.fullLeast), this.fullGreatest - span);

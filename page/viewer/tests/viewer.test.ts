@@ -2,7 +2,7 @@
 
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
-import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { mkdtempSync, readFileSync, rmSync, statSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { after, before, test } from "node:test";
@@ -15,6 +15,7 @@ const build = process.env.VEL_BUILD ?? "build/release";
 const viewer = "build/page/viewer.html";
 
 let browser: Browser;
+const windows = new Map<string, Page>();
 let folder: string;
 let opened = 0;
 
@@ -29,35 +30,65 @@ after(async () => {
     rmSync(folder, { recursive: true });
 });
 
+// A window for each time zone, since windows take longer to open than pages.
+async function windowIn(timezoneId: string): Promise<Page> {
+    let page = windows.get(timezoneId);
+    if (!page) {
+        page = await browser.newPage({ viewport: { width: 1300, height: 900 }, timezoneId });
+        await page.addInitScript(recordLabels);
+        windows.set(timezoneId, page);
+    }
+    return page;
+}
+
 // Opens a page from disk, does something with it, and insists that the browser had nothing to say and nothing to load.
 async function withPage(file: string, act: (page: Page) => Promise<void>, timezoneId = "America/New_York") {
-    const context = await browser.newContext({ viewport: { width: 1300, height: 900 }, timezoneId });
-    try {
-        const page = await context.newPage();
-        const heard: string[] = [];
-        page.on("console", (message) => heard.push(`console: ${message.text()}`));
-        page.on("pageerror", (error) => heard.push(`error: ${error.message}`));
-        page.on("dialog", (dialog) => {
-            heard.push(`dialog: ${dialog.message()}`);
-            dialog.dismiss();
-        });
-        page.on("request", (request) => heard.push(`request: ${request.url()}`));
-        const url = pathToFileURL(file).href;
-        await page.goto(url);
-        await page.waitForFunction(() => document.querySelector("canvas, [role=alert]"));
-        await settle(page);
-        await act(page);
-        await settle(page);
-        assert.deepEqual(heard, [`request: ${url}`]);
-    } finally {
-        await context.close();
-    }
+    const page = await windowIn(timezoneId);
+    page.removeAllListeners();
+    const heard: string[] = [];
+    page.on("console", (message) => heard.push(`console: ${message.text()}`));
+    page.on("pageerror", (error) => heard.push(`error: ${error.message}`));
+    page.on("dialog", (dialog) => {
+        heard.push(`dialog: ${dialog.message()}`);
+        dialog.dismiss();
+    });
+    page.on("request", (request) => heard.push(`request: ${request.url()}`));
+    const url = pathToFileURL(file).href;
+    await page.goto(url);
+    await page.waitForFunction(() => document.querySelector("canvas, [role=alert]"));
+    await settle(page);
+    await act(page);
+    await settle(page);
+    assert.deepEqual(heard, [`request: ${url}`]);
 }
 
 function withRows(rows: Rows, act: (page: Page) => Promise<void>, timezoneId?: string) {
     const file = join(folder, `${++opened}.html`);
     writeFileSync(file, makePage(viewer, rows));
     return withPage(file, act, timezoneId);
+}
+
+// In the page: keeps what is written on each canvas since it was cleared.
+function recordLabels() {
+    const { fillText, clearRect } = CanvasRenderingContext2D.prototype;
+    CanvasRenderingContext2D.prototype.fillText = function (text, x, y) {
+        const canvas = this.canvas as HTMLCanvasElement & { labels?: [string, number][] };
+        canvas.labels?.push([text, x]);
+        fillText.call(this, text, x, y);
+    };
+    CanvasRenderingContext2D.prototype.clearRect = function (...area) {
+        (this.canvas as HTMLCanvasElement & { labels?: [string, number][] }).labels = [];
+        clearRect.apply(this, area);
+    };
+}
+
+// The labels of the axis of x, with their shares of its width.
+function labelsOfX(page: Page): Promise<[string, number][]> {
+    return page.locator(".axis canvas").evaluate((element) => {
+        const over = element.parentElement?.querySelector(".u-over") as HTMLElement;
+        const { labels = [] } = element as HTMLCanvasElement & { labels?: [string, number][] };
+        return labels.map(([text, x]): [string, number] => [text, (x - over.offsetLeft) / over.offsetWidth]);
+    });
 }
 
 // Until the next frames are drawn.
@@ -138,24 +169,17 @@ async function countPixels(page: Page, canvas: number, colour: string, from = 0,
 const blue = "#0072b2";
 const orange = "#d55e00";
 
-// velreplay's example: its page, and its result.
-function makeDrive(): { page: string; rows: Map<string, string>[] } {
-    const page = join(folder, "drive.html");
+// velreplay's example: its page, and the rows of its result.
+function makeDrive(...options: string[]): { file: string; rows: Map<string, string>[] } {
+    const file = join(folder, "drive.html");
     const result = join(folder, "drive.csv");
     const recording = `${build}/examples/drive-result/recording.csv`;
-    execFileSync(`${build}/velreplay/velreplay`, [
-        "-q",
-        "examples/drive/plan.toml",
-        recording,
-        "-o",
-        result,
-        "--page",
-        page,
-    ]);
+    const files = ["examples/drive/plan.toml", recording, "-o", result, "--page", file];
+    execFileSync(`${build}/velreplay/velreplay`, ["-q", ...files, ...options]);
     const [head, ...lines] = readFileSync(result, "utf8").trim().split("\n");
     const names = head.split(",");
     const rows = lines.map((line) => new Map(line.split(",").map((cell, i) => [names[i], cell])));
-    return { page, rows };
+    return { file, rows };
 }
 
 // Compares what the cursor reads with the rows of the result that it names.
@@ -185,7 +209,7 @@ async function compareAtCursor(page: Page, rows: Map<string, string>[]): Promise
 
 test("a drive opens from disk, its curves are those of the result, and zooming in shows finer steps", async () => {
     const drive = makeDrive();
-    await withPage(drive.page, async (page) => {
+    await withPage(drive.file, async (page) => {
         assert.equal(await page.title(), "New European Driving Cycle");
         assert.deepEqual(await page.locator("h2").allInnerTexts(), [
             "Speed [km/h]",
@@ -221,6 +245,25 @@ test("a drive opens from disk, its curves are those of the result, and zooming i
             await page.locator("details[open] pre").textContent(),
             readFileSync("examples/drive/plan.toml", "utf8"),
         );
+    });
+});
+
+test("a page with too little room for all rows says so, and its steps are those of the result", async () => {
+    const drive = makeDrive("--page-size", "500kB");
+    assert(statSync(drive.file).size <= 500_000);
+    await withPage(drive.file, async (page) => {
+        for (let i = 0; i < 8; ++i) await page.keyboard.press("+");
+        await settle(page);
+        assert.match(
+            await statusOf(page),
+            /^11,801 rows\. Each step shows \d+ rows .* Single rows are not in this page/,
+        );
+        let compared = 0;
+        for (const share of [0.1, 0.4, 0.9]) {
+            await pointAt(page, share);
+            compared += await compareAtCursor(page, drive.rows);
+        }
+        assert(compared >= 30);
     });
 });
 
@@ -287,7 +330,8 @@ test("wheel, drag, keys, buttons and the bar choose what is visible", async () =
         await pointAt(page, 0.3);
         const before = await readingOf(page);
         await page.mouse.wheel(0, -500);
-        await settle(page);
+        await pointAt(page, 0.31);
+        await pointAt(page, 0.3);
         const after = await readingOf(page);
         const xOf = (reading: string) => Number(/: ([-\d.]+)/.exec(reading)?.[1]);
         assert(Math.abs(xOf(before) - xOf(after)) < 2, `${before} became ${after}`);
@@ -344,6 +388,12 @@ test("curves lie where their values are, in all levels", async () => {
             const values = waves.channels[0].samples.slice(first, last + 1) as number[];
             const [least, greatest] = [Math.min(...values), Math.max(...values)];
             const room = (greatest - least) * 0.06;
+            const labels = await labelsOfX(page);
+            assert(labels.length > 3);
+            for (const [text, share] of labels) {
+                const expected = (Number(text) * 10 - first) / (last - first);
+                assert(Math.abs(share - expected) < 0.01, `${text} stands at ${share}, not ${expected}`);
+            }
             // Some columns of pixels, since grid lines shine through one.
             for (const share of [0.1, 0.37, 0.81]) {
                 const { width } = await plotBox(page);
@@ -430,6 +480,17 @@ test("dates are those of the zone's clocks, over a change of the clocks too", as
             "Time [s]: 2026-03-29 03:29:00.25 +02:00, row 60",
         ]);
         assert.equal(await page.locator(".x-title").innerText(), "Time [s] (Europe/Berlin)");
+
+        const labels = await labelsOfX(page);
+        const texts = labels.map(([text]) => text);
+        assert(texts.includes("01:50") && texts.includes("2026-03-29"), `${texts}`);
+        assert(!texts.some((text) => text.startsWith("02:")), `${texts}`);
+        const [, share] = labels.find(([text]) => text === "03:00") ?? [];
+        assert(share && Math.abs(share - 30 / 59) < 0.002, `03:00 stands at ${share}`);
+        for (let i = 0; i < 30; ++i) await page.keyboard.press("+");
+        await settle(page);
+        const closer = (await labelsOfX(page)).map(([text]) => text);
+        assert(closer.includes("01:59:30.25"), `${closer}`);
     });
     // Without a zone the clock of the browser must not matter.
     await withRows(
@@ -479,6 +540,38 @@ test("missing, refused and infinite samples are marked, and hold no curve", asyn
     });
 });
 
+test("one row among many is seen from afar", async () => {
+    const length = 20000;
+    const samples = Array.from({ length }, (): Sample => 0);
+    samples[5001] = 100;
+    samples[10000] = -100;
+    samples[15001] = "missing";
+    samples[17503] = "refused";
+    await withRows({ x: samples.map((_, row) => row), channels: [{ name: "value", samples }] }, async (page) => {
+        const pixelsAt = (row: number) => findPixels(page, 0, blue, row / length - 0.006, row / length + 0.006);
+        const { width } = await plotBox(page);
+        const calm = await pixelsAt(2000);
+        assert(Math.abs(calm.count - 0.012 * width) < 0.02 * width, `${calm.count} pixels of a flat curve`);
+        for (const [row, isAbove] of [
+            [5001, true],
+            [10000, false],
+        ] as [number, boolean][]) {
+            const { count, below, height } = await pixelsAt(row);
+            assert(count > calm.count + 0.3 * height, `row ${row} has ${count} pixels`);
+            assert.equal(below < height / 2, isAbove);
+        }
+        const missing = await pixelsAt(15001);
+        assert(missing.count > calm.count && missing.below > calm.below + 2, "the missing sample has no mark");
+        assert((await pixelsAt(17503)).count > calm.count + 15, "the refused sample has no mark");
+    });
+    // Samples between gaps have no line; they are dots. Without them only the bars at the bottom would be left.
+    const alone = Array.from({ length: 400 }, (_, row): Sample => (row % 2 ? 1 : "missing"));
+    await withRows({ channels: [{ name: "value", samples: alone }] }, async (page) => {
+        const { below, height } = await findPixels(page, 0, blue);
+        assert(below < 0.8 * height, `the pixels lie at ${below} of ${height}`);
+    });
+});
+
 test("odd recordings show something sensible", async () => {
     const ramp = (length: number) => Array.from({ length }, (_, row) => row);
     const one = (samples: Sample[], more: Partial<Rows> = {}): Rows => ({
@@ -486,7 +579,15 @@ test("odd recordings show something sensible", async () => {
         channels: [{ name: "value", samples }],
         ...more,
     });
-    const cases: { what: string; rows: Rows; status?: RegExp; note?: RegExp; last?: string; isBlank?: boolean }[] = [
+    const cases: {
+        what: string;
+        rows: Rows;
+        status?: RegExp;
+        note?: RegExp;
+        last?: string;
+        shown?: string;
+        isBlank?: boolean;
+    }[] = [
         { what: "no rows", rows: one([]), status: /The recording has no rows/, isBlank: true },
         { what: "one row", rows: one([7]), status: /^1 row\. /, last: "7" },
         { what: "one row far away", rows: one([7], { x: [1.7e18] }), last: "7" },
@@ -496,6 +597,7 @@ test("odd recordings show something sensible", async () => {
         { what: "great values", rows: one([-1e300, 1e300]), last: "1e+300" },
         { what: "the greatest values", rows: one([-Number.MAX_VALUE, 0, 1]), last: "1" },
         { what: "neighbours far from zero", rows: one([1e15, 1e15 + 0.125]), last: "1000000000000000.1" },
+        { what: "little changes far from zero", rows: one([1e9, 1e9 + 0.0021]), shown: "1000000000.0021" },
         { what: "tiny values", rows: one([5e-324, 1e-320]), last: "1e-320" },
         {
             what: "x goes back",
@@ -551,7 +653,7 @@ test("odd recordings show something sensible", async () => {
             isBlank: true,
         },
     ];
-    for (const { what, rows, status = /rows?\. Each step/, note, last, isBlank = false } of cases) {
+    for (const { what, rows, status = /rows?\. Each step/, note, last, shown, isBlank = false } of cases) {
         await withRows(rows, async (page) => {
             assert.match(await statusOf(page), status, what);
             if (note) assert.match(await page.locator(".note").innerText(), note, what);
@@ -560,7 +662,8 @@ test("odd recordings show something sensible", async () => {
             assert((await countPixels(page, 0, blue)) > 0, `${what}: nothing is drawn`);
             await pointAt(page, 1);
             if (last) assert.equal((await readChannels(page)).get("value"), last, what);
-            for (const key of ["+", "ArrowRight", "+", ".", "-", "0"]) await page.keyboard.press(key);
+            if (shown) assert.equal(await page.locator(".value").innerText(), shown, what);
+            for (const key of ["+", "ArrowRight", ".", "0"]) await page.keyboard.press(key);
             await page.locator(".panel").last().scrollIntoViewIfNeeded();
             await settle(page);
             const lastCanvas = (await page.locator("canvas").count()) - 2;
