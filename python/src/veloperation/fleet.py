@@ -535,12 +535,24 @@ _is_ended = threading.Event()
 _at_work = threading.Lock()
 
 
-def _begin_process(parent: Connection) -> None:
-    threading.Thread(target=_end_with, args=(parent,), daemon=True).start()
+def _begin_process(client: Connection) -> None:
+    threading.Thread(target=_wait_for_end, args=(client,), daemon=True).start()
+    # When a process dies, the pool terminates the others.
+    signal.signal(signal.SIGTERM, lambda *_: threading.Thread(target=_end_process, daemon=True).start())
 
 
-def _end_with(parent: Connection) -> None:
-    parent.poll(None)  # true at its end
+def _wait_for_end(client: Connection) -> None:
+    import multiprocessing
+
+    client.poll(None)  # until the other end of the pipe is closed
+    _is_ended.set()
+    parent = multiprocessing.parent_process()
+    assert parent is not None
+    parent.join()  # while it is there, the pool ends the processes
+    _end_process()
+
+
+def _end_process() -> None:
     _is_ended.set()
     _at_work.acquire(timeout=10)  # the replay sees the end at its next piece, and removes what it has written
     os._exit(0)
