@@ -47,7 +47,7 @@ CsvResult::CsvResult(const std::string& name, const Vel::Recordings::CsvFormat& 
     for (std::size_t i = 0; i < keptNames.size(); ++i) {
         const ArrowSchema& schema = *replay.Schema().children[before + i];
         const ArrowType type = TypeOf(schema);
-        if (type.kind != ArrowType::Kind::Text || schema.dictionary != nullptr)
+        if (type.kind != ArrowType::Kind::Text || type.isBinary || schema.dictionary != nullptr)
             throw Error("keep",
                         "the column " + Quoted(keptNames[i]) + " has the type " + type.name + ", and CSV holds texts",
                         "do not keep it, or write the result as Parquet or Arrow");

@@ -127,7 +127,8 @@ class Mdf(File):
 
     def name_of(self, group: int) -> str:
         """Give the name of a group, for messages and for names of columns."""
-        return self._mdf.groups[group].channel_group.acq_name or str(group)
+        names = [one.channel_group.acq_name for one in self._mdf.groups]
+        return names[group] if names[group] and names.count(names[group]) == 1 else str(group)
 
     def _master_of(self, group: int) -> int | None:
         found: int | None = self._mdf.masters_db.get(group)

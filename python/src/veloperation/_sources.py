@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import contextlib
 import dataclasses
+import os
 from collections.abc import Callable, Iterator, Sequence
 from typing import TYPE_CHECKING, Any
 
@@ -21,10 +22,11 @@ _STREAM_MARK = b"\xff\xff\xff\xff"
 def format_of(file: str) -> str:
     """Tell the format of a file from its first bytes. What is not known, or cannot be opened, counts as CSV."""
     try:
-        with contextlib.suppress(OSError), open(file, "rb") as opened:
-            if not opened.seekable():  # a pipe gives its bytes once
+        with contextlib.suppress(OSError):
+            if not os.path.isfile(file):  # a pipe gives its bytes once, and its writer ends when it is closed
                 return "CSV"
-            first = opened.read(16)
+            with open(file, "rb") as opened:
+                first = opened.read(16)
             if first.startswith((b"MDF ", b"UnFinMF ")):
                 return "MDF"
             if first.startswith((b"PAR1", b"PARE")):
