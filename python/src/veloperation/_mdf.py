@@ -158,41 +158,53 @@ class Mdf(File):
         times = [column for column in columns if found[column] and all(map(self._is_master, found[column]))]
         groups: dict[int, list[_Channel]] = {}
         for column in columns:
-            if column in times:
-                continue
-            places = [place for place in found[column] if not self._is_master(place)]
-            if not places:
-                self._refuse_missing(column)
-            if len(places) > 1:
-                names = ", ".join(f'"{self.name_of(group)}"' for group, _ in places)
-                raise _core.Error(
-                    f'{self.file}: there are {len(places)} channels "{column}", in the groups {names}\n'
-                    f'  name the group, too: column = "{self.name_of(places[0][0])}/{column}"'
-                )
-            groups.setdefault(places[0][0], []).append(_Channel(column, *places[0]))
+            if column not in times:
+                group, index = self._one_of(column, [place for place in found[column] if not self._is_master(place)])
+                groups.setdefault(group, []).append(_Channel(column, group, index))
         if not groups:
-            place = found[times[0]] if times else []
-            if len(place) != 1:
-                raise _core.Error(f"{self.file}: the plan reads nothing but times, and there are {len(place)} groups")
-            groups[place[0][0]] = []
+            places = found[times[0]] if times else []
+            if len(places) != 1:
+                raise _core.Error(f"{self.file}: the plan reads nothing but times, and there are {len(places)} groups")
+            groups[places[0][0]] = []
         for column in times:
-            for group, _ in found[column]:
-                if group in groups:
-                    groups[group].insert(0, _Channel(column, group, self._mdf.masters_db[group]))
-            if not any(group in groups for group, _ in found[column]):
-                if self.wanted.keeps_all and column not in self.wanted.columns:
-                    continue
-                raise _core.Error(
-                    f'{self.file}: "{column}" is the time of groups from which the plan reads nothing else\n'
-                    f"  read the time of the others: {', '.join(self._times_of(groups))}"
-                )
-        if len(groups) > 1 and not self.wanted.raster_time:
-            names = ", ".join(f'"{self.name_of(group)}" ({channels[-1].column})' for group, channels in groups.items())
+            self._place_time(column, [group for group, _ in found[column] if group in groups], groups)
+        self._check(groups)
+        return groups
+
+    def _one_of(self, column: str, places: list[tuple[int, int]]) -> tuple[int, int]:
+        """Give the one channel that a column means."""
+        if not places:
+            self._refuse_missing(column)
+        if len(places) > 1:
+            names = list(dict.fromkeys(f'"{self.name_of(group)}"' for group, _ in places))
             raise _core.Error(
-                f"{self.file}: the channels are from {len(groups)} groups, and each has times of its own: {names}\n"
-                '  give the plan a [raster], so that they get common times: time = "time", period = 0.1'
+                f'{self.file}: there are {len(places)} channels "{column}", in the groups {", ".join(names)}\n'
+                + (
+                    f'  name the group, too: column = "{self.name_of(places[0][0])}/{column}"'
+                    if len(names) > 1
+                    else "  rename one of them"
+                )
             )
+        return places[0]
+
+    def _place_time(self, column: str, places: list[int], groups: dict[int, list[_Channel]]) -> None:
+        for group in places:
+            groups[group].insert(0, _Channel(column, group, self._mdf.masters_db[group]))
+        if not places and column in self.wanted.columns:
+            raise _core.Error(
+                f'{self.file}: "{column}" is the time of groups from which the plan reads nothing else\n'
+                f"  read the time of the others: {', '.join(self._times_of(groups))}"
+            )
+
+    def _check(self, groups: dict[int, list[_Channel]]) -> None:
+        """Check that the groups can be read together."""
         if len(groups) > 1:
+            if not self.wanted.raster_time:
+                names = ", ".join(f'"{self.name_of(group)}" ({some[-1].column})' for group, some in groups.items())
+                raise _core.Error(
+                    f"{self.file}: the channels are from {len(groups)} groups, and each has times of its own: {names}\n"
+                    '  give the plan a [raster], so that they get common times: time = "time", period = 0.1'
+                )
             self._add_times(groups)
         for group in groups:
             if self._mdf.groups[group].channel_group.flags & _REMOTE_MASTER:
@@ -200,7 +212,6 @@ class Mdf(File):
                     f'{self.file}: the group "{self.name_of(group)}" is stored by columns, which is not read\n'
                     "  store it by rows, with asammdf for example"
                 )
-        return groups
 
     def _add_times(self, groups: dict[int, list[_Channel]]) -> None:
         """Read the time of each group as the time of the raster."""
