@@ -26,8 +26,9 @@ def run_examples(text: str, name: str, names: dict[str, Any]) -> int:
 
 def public() -> list[tuple[str, Any]]:
     found: list[tuple[str, Any]] = []
-    for name in vel.__all__:
-        thing = getattr(vel, name)
+    names = {name: getattr(vel, name) for name in vel.__all__}
+    names |= {f"fleet.{name}": getattr(vel.fleet, name) for name in vel.fleet.__all__}
+    for name, thing in names.items():
         if inspect.isclass(thing) or inspect.isroutine(thing):
             found.append((name, thing))
         if inspect.isclass(thing):

@@ -12,7 +12,10 @@ from nbclient import NotebookClient
 ROOT = Path(__file__).parents[2]
 
 
-@pytest.mark.parametrize(("name", "least"), [("README.md", 3), ("docs/python.md", 16), ("docs/python-plans.md", 16)])
+PAGES = [("README.md", 3), ("docs/python.md", 16), ("docs/python-plans.md", 16), ("docs/fleets.md", 15)]
+
+
+@pytest.mark.parametrize(("name", "least"), PAGES)
 def test_examples_run(name: str, least: int, tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> None:
     monkeypatch.chdir(tmp_path)
     monkeypatch.setenv("MPLBACKEND", "Agg")

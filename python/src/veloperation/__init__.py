@@ -1,6 +1,6 @@
 """Signal operations for measurement and data logging, on NumPy and Arrow."""
 
-from veloperation import op
+from veloperation import fleet, op
 from veloperation._core import Error, __version__
 from veloperation._formula import Channel
 from veloperation._operation import Operation, Status
@@ -49,6 +49,7 @@ __all__ = [
     "UInt64",
     "Warning",
     "__version__",
+    "fleet",
     "op",
     "open",
     "operations",

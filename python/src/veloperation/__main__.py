@@ -6,9 +6,9 @@ import argparse
 import sys
 from typing import NoReturn
 
-from veloperation import _core, _replay_command
+from veloperation import _core, _fleet_command, _replay_command
 
-_COMMANDS = {"replay": _replay_command}  # each has add_to and run
+_COMMANDS = {"fleet": _fleet_command, "replay": _replay_command}  # each has add_to and run
 
 
 class _Parser(argparse.ArgumentParser):

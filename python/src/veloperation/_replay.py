@@ -2,11 +2,12 @@
 
 from __future__ import annotations
 
+import contextlib
 import dataclasses
 import io
 import os
 import time
-from collections.abc import Callable, Sequence
+from collections.abc import Callable, Iterator, Mapping, Sequence
 from typing import TYPE_CHECKING, Any
 
 from veloperation import _core
@@ -79,6 +80,7 @@ def replay_files(
     count: bool = True,
     progress: Progress | None = None,
     is_stopped: Callable[[], bool] | None = None,
+    metadata: Callable[[Summary], Mapping[str, str]] | None = None,
 ) -> Summary:
     """Compute a plan over a recording in files and write the result to a file.
 
@@ -99,6 +101,9 @@ def replay_files(
         As of `Plan.replay`.
     is_stopped : callable, optional
         Asked now and then. When it returns true, the recording counts as ended, and the result is kept.
+    metadata : callable, optional
+        Called when all rows are written. What it returns is added to the metadata of a Parquet file; an exception that
+        it raises leaves the older file.
 
     Returns
     -------
@@ -124,19 +129,24 @@ def replay_files(
     engine = plan._engine()
     is_text = ending in ("-", ".csv")
     made = recording._replay(engine, Looks(status, status or count, is_text), progress, is_stopped)
+
+    def summary() -> Summary:
+        statuses = {channel: dict(zip(_STATUSES, totals, strict=True)) for channel, totals in made.core.totals()}
+        return Summary(
+            made.core.rows_computed(),
+            time.perf_counter() - start,
+            statuses if status or count else {},
+            _warnings(made.warnings(), True) if status or count else [],
+        )
+
     with made.own_errors():
         if is_text:
             is_live = made.source is None and made.core.is_live()
             made.core.write_csv(name, engine, recording.options, is_live)
         else:
-            _write(made.core, name, ending in _PARQUET, plan, made.units())
-    statuses = {channel: dict(zip(_STATUSES, totals, strict=True)) for channel, totals in made.core.totals()}
-    return Summary(
-        made.core.rows_computed(),
-        time.perf_counter() - start,
-        statuses if status or count else {},
-        _warnings(made.warnings(), True) if status or count else [],
-    )
+            extra = None if metadata is None else lambda: metadata(summary())
+            _write(made.core, name, ending in _PARQUET, plan, made.units(), extra)
+    return summary()
 
 
 def _refuse_same_files(result: str, read: list[str]) -> None:
@@ -147,7 +157,14 @@ def _refuse_same_files(result: str, read: list[str]) -> None:
             raise _core.Error(f"{written}: this is the file that is read as {source}\n  write to another one")
 
 
-def _write(made: _core.EngineResult, name: str, is_parquet: bool, plan: Plan, units: dict[str, str]) -> None:
+def _write(
+    made: _core.EngineResult,
+    name: str,
+    is_parquet: bool,
+    plan: Plan,
+    units: dict[str, str],
+    metadata: Callable[[], Mapping[str, str]] | None,
+) -> None:
     pa = need("pyarrow")
     schema = pa.schema(_Schema(made))
     fields = []
@@ -164,16 +181,25 @@ def _write(made: _core.EngineResult, name: str, is_parquet: bool, plan: Plan, un
             "veloperation.plan": str(plan),
         },
     )
-    file = _ResultFile(name)
-    try:
+    with open_result(name) as file:
         if is_parquet:
             writer = need("pyarrow.parquet").ParquetWriter(file, schema, compression="zstd")
         else:
             writer = pa.ipc.new_file(file, schema)
         with writer:
             _write_tables(made, writer, schema)
+            if is_parquet and metadata is not None:
+                writer.add_key_value_metadata(metadata())
+
+
+@contextlib.contextmanager
+def open_result(name: str) -> Iterator[_ResultFile]:
+    """Open a file for pyarrow, which appears when the block ends without an exception."""
+    file = _ResultFile(name)
+    try:
+        yield file
         file.keep()
-    except (pa.ArrowException, OSError) as error:
+    except (need("pyarrow").ArrowException, OSError) as error:
         raise _core.Error(f"{name}: cannot be written: {error}") from error
     finally:
         file.discard()
