@@ -102,16 +102,6 @@ std::vector<std::tuple<std::string, std::string, std::string, bool>> Inputs(cons
     return inputs;
 }
 
-/// How many inputs there are, and how many other channels that are not inner ones.
-std::pair<std::size_t, std::size_t> Counts(const Plan& plan) {
-    std::size_t others = 0;
-    for (const auto& constant : plan.constants)
-        others += constant.isInner ? 0 : 1;
-    for (const auto& computation : plan.computations)
-        others += computation.isInner ? 0 : computation.results.size();
-    return {plan.inputs.size(), others};
-}
-
 /// Ends a wait or a long computation when the user presses Ctrl-C, or when the caller's function says so. Asks Python
 /// only now and then, as that has to wait for other threads.
 class Interruption {
@@ -258,6 +248,10 @@ public:
     std::vector<std::pair<std::string, Replay::Totals>> Totals() const {
         const nb::gil_scoped_release noGil;
         return replay->StatusTotals();
+    }
+    std::string SummaryText(double seconds) const {
+        const nb::gil_scoped_release noGil;
+        return replay->SummaryText(seconds);
     }
     std::uint64_t RowsComputed() const {
         const nb::gil_scoped_release noGil;
@@ -508,7 +502,6 @@ void AddPlans(nb::module_& module) {
                  return plan.raster ? std::tuple(plan.raster->time, plan.raster->period, plan.raster->isAligned)
                                     : std::tuple(std::string(), 0.0, false);
              })
-        .def("counts", &Counts)
         .def("replay_data", &ReplayData, nb::arg("data"), nb::arg("options"), nb::arg("status"), nb::arg("warnings"),
              nb::arg("progress").none(), nb::arg("are_all_samples"))
         .def("replay_files", &ReplayFiles, nb::arg("files"), nb::arg("options"), nb::arg("status"), nb::arg("warnings"),
@@ -535,6 +528,7 @@ void AddPlans(nb::module_& module) {
         .def("write_csv", &Result::WriteCsv, nb::arg("file"), nb::arg("plan"), nb::arg("options"), nb::arg("is_live"))
         .def("is_live", &Result::IsLive)
         .def("totals", &Result::Totals)
+        .def("summary", &Result::SummaryText, nb::arg("seconds"))
         .def("rows_computed", &Result::RowsComputed)
         .def("units", &Result::Units)
         .def("status_names", &Result::StatusNames)

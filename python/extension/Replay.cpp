@@ -148,11 +148,16 @@ void Replay::CollectPage(const std::string& file, std::uint64_t mostBytes, Vel::
     Vel::Page::AddUnits(*plot, plan, run, [this](std::size_t input) { return recording->UnitOf(input); });
 }
 
-void Replay::WritePage(const std::string& settings) {
-    std::vector<Warning> warnings = Warnings();
+std::string Replay::SummaryText(std::optional<double> seconds) const {
     const std::lock_guard lock(mutex);
-    page.value().Write((settings.empty() ? "" : "settings: " + settings + "\n") +
-                       Vel::Page::SummaryText(run, computed, std::nullopt) + Vel::Page::WarningsText(warnings, {}));
+    return Vel::Page::SummaryText(run, computed, seconds);
+}
+
+void Replay::WritePage(const std::string& settings) {
+    const std::string text = (settings.empty() ? "" : "settings: " + settings + "\n") + SummaryText(std::nullopt) +
+                             Vel::Page::WarningsText(Warnings(), {});
+    const std::lock_guard lock(mutex);
+    page.value().Write(text);
 }
 
 std::map<std::string, std::string> Replay::Units() const {

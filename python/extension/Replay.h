@@ -43,6 +43,8 @@ public:
     /// Collects a page of the result while the tables are made. `plot` says what it shows. Call it before the first
     /// table.
     void CollectPage(const std::string& file, std::uint64_t mostBytes, Vel::Page::PlotPlan plot);
+    /// The summary as velreplay prints it. Without the time if it is not known.
+    std::string SummaryText(std::optional<double> seconds) const;
     /// Writes the page, after the last table, under the text of a summary. `settings` were replaced; empty: none.
     void WritePage(const std::string& settings);
     void Report(Progress itsProgress) { progress = std::move(itsProgress); }

@@ -37,6 +37,8 @@ class Summary:
     """For each computed channel how often each status came. Empty if nobody counted them."""
     warnings: list[Warning]
     """What there is to warn of. Empty if nobody looked out for it."""
+    text: str
+    """Rows, time and statuses, as velreplay prints them."""
 
 
 class _ResultFile(io.RawIOBase):
@@ -137,6 +139,7 @@ def replay_files(
             time.perf_counter() - start,
             statuses if status or count else {},
             _warnings(made.warnings(), True) if status or count else [],
+            made.core.summary(time.perf_counter() - start),
         )
 
     with made.own_errors():

@@ -11,7 +11,7 @@ from typing import Any, Self
 
 from veloperation import _core
 from veloperation._plan import Plan
-from veloperation._replay import Summary, replay_files
+from veloperation._replay import replay_files
 from veloperation._result import Warning
 
 DESCRIPTION = """Computes a plan over one recording in MDF 4, Parquet, Arrow IPC or CSV, and writes the result as
@@ -100,20 +100,6 @@ def settings_of(texts: list[str]) -> dict[str, str]:
     return settings
 
 
-def _summarize(plan: Plan, summary: Summary) -> None:
-    inputs, others = plan._engine().counts()
-    speed = summary.rows / (summary.seconds or 1)
-    lines = [
-        f"{summary.rows} rows, {inputs} input and {others} other channels, {summary.seconds:.2f} s, {speed:.0f} rows/s"
-    ]
-    held = any(totals["held"] for totals in summary.statuses.values())
-    shown = ["computed", "no value", "refused", *(["held"] if held else [])]
-    lines.append(" " * 32 + "".join(f" {status:>12}" for status in shown))
-    for channel, totals in summary.statuses.items():
-        lines.append(f"{channel:<32}" + "".join(f" {totals[status]:>12}" for status in shown))
-    sys.stderr.write("\n".join(lines) + "\n")
-
-
 def _show(warning: Warning) -> None:
     channel = f'channel "{warning.channel}": ' if warning.channel else ""
     first = f"first in row {warning.first_row}; " if warning.first_row else ""
@@ -145,7 +131,7 @@ def _replay(options: argparse.Namespace) -> int:
         finally:
             progress.clear()
     if not options.quiet:
-        _summarize(plan, summary)
+        sys.stderr.write(summary.text)
     for warning in summary.warnings if looks else []:
         _show(warning)
     if signals.came:
