@@ -103,7 +103,7 @@ std::vector<PanelPlan> PageFile::Panels() const {
         if (bins->Of(i).IsBoolean())
             states.channels.push_back(name);
         else
-            panels.push_back({"", "", "", {name}});
+            panels.push_back({"", "", plot.units.contains(name) ? plot.units.at(name) : "", {name}});
     }
     if (!states.channels.empty())
         panels.push_back(std::move(states));

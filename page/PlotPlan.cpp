@@ -65,20 +65,20 @@ void CheckChannels(const PlotPlan& plan, const Engine::Run& run) {
             run.Find(channel, panel.place);
 }
 
-void AddUnits(PlotPlan& plot, const Engine::Plan& plan, const Engine::Run& run,
-              const std::function<std::string(std::size_t input)>& unitOf) {
-    const auto unitOfChannel = [&](const std::string& name, const std::string& place) {
-        const std::size_t channel = run.Find(name, place);
-        return channel < run.Inputs() && !plan.inputs[channel].time ? unitOf(channel) : std::string();
+void AddUnits(PlotPlan& plot, const Engine::Plan& plan, const std::function<std::string(std::size_t input)>& unitOf) {
+    for (std::size_t input = 0; input < plan.inputs.size(); ++input)
+        if (const std::string unit = unitOf(input); !plan.inputs[input].time && !unit.empty())
+            plot.units[plan.inputs[input].channel.name] = unit;
+    const auto unitOfChannel = [&plot](const std::string& name) {
+        const auto found = plot.units.find(name);
+        return found == plot.units.end() ? std::string() : found->second;
     };
-    if (!plot.x.empty() && plot.xTitle.empty())
-        if (const std::string unit = unitOfChannel(plot.x, plot.place); !unit.empty())
-            plot.xTitle = plot.x + " [" + unit + "]";
+    if (const std::string unit = unitOfChannel(plot.x); !unit.empty() && plot.xTitle.empty())
+        plot.xTitle = plot.x + " [" + unit + "]";
     for (PanelPlan& panel : plot.panels) {
-        const std::string unit = unitOfChannel(panel.channels.front(), panel.place);
-        if (panel.unit.empty() && std::all_of(panel.channels.begin(), panel.channels.end(), [&](const auto& channel) {
-                return unitOfChannel(channel, panel.place) == unit;
-            }))
+        const std::string unit = unitOfChannel(panel.channels.front());
+        if (panel.unit.empty() && std::all_of(panel.channels.begin(), panel.channels.end(),
+                                              [&](const auto& channel) { return unitOfChannel(channel) == unit; }))
             panel.unit = unit;
     }
 }

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <limits>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,9 +30,10 @@ struct PlotPlan {
     std::string title;
     std::string x; ///< a channel; empty: the number of the row
     std::string xTitle;
-    std::optional<TimeForm> xTime; ///< if x holds times: their form
-    Extent extent = {};            ///< the part of x that is shown
-    std::vector<PanelPlan> panels; ///< none if the plan has no such table
+    std::optional<TimeForm> xTime;                              ///< if x holds times: their form
+    Extent extent = {};                                         ///< the part of x that is shown
+    std::vector<PanelPlan> panels;                              ///< none if the plan has no such table
+    std::map<std::string, std::string, std::less<>> units = {}; ///< of inputs, by name, where the recording has them
 };
 
 /// Throws Error for faults in the table. Without the table there are no panels, and x is the first input with times.
@@ -46,7 +48,6 @@ void CheckChannels(const PlotPlan& plan, const Engine::Run& run);
 
 /// Adds the units of the recording where the plan says none. `unitOf` tells the unit of an input; empty: unknown. Times
 /// and computed channels have none.
-void AddUnits(PlotPlan& plot, const Engine::Plan& plan, const Engine::Run& run,
-              const std::function<std::string(std::size_t input)>& unitOf);
+void AddUnits(PlotPlan& plot, const Engine::Plan& plan, const std::function<std::string(std::size_t input)>& unitOf);
 
 } // namespace Vel::Page

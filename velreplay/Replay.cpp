@@ -388,7 +388,7 @@ Outcome Replay(const Options& options) {
     if (IsInterrupted()) // perhaps amid the header: there is no result to speak of
         return Outcome::Interrupted;
     if (picture || page)
-        AddUnits(plot, plan, run, [&recording](std::size_t input) { return recording.UnitOf(input); });
+        AddUnits(plot, plan, [&recording](std::size_t input) { return recording.UnitOf(input); });
 
     OutputBlocks output(plan, run, mostRows, options.withStatus);
     RefuseRepeatedNames(output.ResultColumns(), output.StatusNames(), recording.KeptNames());

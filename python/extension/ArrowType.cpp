@@ -170,6 +170,30 @@ ArrowType TypeOf(const ArrowSchema& schema) {
     return Fixed(Kind::Other, 0, "format " + Vel::Quoted(format));
 }
 
+std::string UnitOf(const ArrowSchema& schema) {
+    const char* next = schema.metadata;
+    if (next == nullptr)
+        return {};
+    const auto number = [&next] {
+        std::int32_t value = 0;
+        std::memcpy(&value, next, sizeof value);
+        next += sizeof value;
+        return value;
+    };
+    const auto text = [&next, &number] {
+        const auto length = static_cast<std::size_t>(number());
+        next += length;
+        return std::string_view(next - length, length);
+    };
+    for (std::int32_t left = number(); left > 0; --left) {
+        const std::string_view key = text();
+        const std::string_view value = text();
+        if (key == "unit")
+            return std::string(value);
+    }
+    return {};
+}
+
 void CheckArray(const ArrowArray& array, const ArrowType& type, std::int64_t length, const std::string& column) {
     const auto fail = [&](const std::string& what) {
         throw Vel::Error("column " + Vel::Quoted(column), "the Arrow array " + what,

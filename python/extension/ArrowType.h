@@ -40,6 +40,9 @@ struct ArrowType {
 /// The type of the values. For a dictionary the schema gives the type of the indices.
 ArrowType TypeOf(const ArrowSchema& schema);
 
+/// The unit of a column: what its metadata have under "unit". Empty if there is none.
+std::string UnitOf(const ArrowSchema& schema);
+
 /// Checks that an array has the buffers that its type needs, and rows up to `length`. Throws a Vel::Error that names
 /// the column.
 void CheckArray(const ArrowArray& array, const ArrowType& type, std::int64_t length, const std::string& column);

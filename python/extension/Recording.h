@@ -46,7 +46,8 @@ public:
     virtual bool Rounds(std::size_t input) const = 0;
     /// How the texts of an input of times look; nothing before the first text, or if there are none.
     virtual std::optional<Vel::Recordings::TimeStyle> TimeStyleOf(std::size_t input) const = 0;
-    /// The unit that the recording's own row of units gives an input; empty if there is none.
+    /// The unit that the recording gives an input: by its row of units, or in a column's metadata. Empty if there is
+    /// none.
     virtual std::string UnitOf(std::size_t input) const = 0;
 
     struct Kept {
@@ -83,7 +84,9 @@ public:
     std::string TimeFormatOf(std::size_t input) const override { return timeFormats.at(input); }
     bool Rounds(std::size_t input) const override { return readers.at(input).Rounds(); }
     std::optional<Vel::Recordings::TimeStyle> TimeStyleOf(std::size_t /*input*/) const override { return {}; }
-    std::string UnitOf(std::size_t /*input*/) const override { return {}; }
+    std::string UnitOf(std::size_t input) const override {
+        return VelPython::UnitOf(*schema->children[children.at(input)]);
+    }
     const std::vector<Kept>& KeptColumns() const override { return kept; }
     const ArrowSchema& SchemaOf(std::size_t child) const override { return *schema->children[child]; }
     std::shared_ptr<const OwnedArray> Batch() const override { return batch; }

@@ -145,7 +145,7 @@ void Replay::CollectPage(const std::string& file, std::uint64_t mostBytes, Vel::
     run.MakeStatuses(true);
     plot = std::move(itsPlot);
     page.emplace(file, mostBytes, *plot, plan, run);
-    Vel::Page::AddUnits(*plot, plan, run, [this](std::size_t input) { return recording->UnitOf(input); });
+    Vel::Page::AddUnits(*plot, plan, [this](std::size_t input) { return recording->UnitOf(input); });
 }
 
 std::string Replay::SummaryText(std::optional<double> seconds) const {

@@ -27,6 +27,9 @@ def test_is_velreplays_and_needs_data_that_can_be_read_again(tmp_path: Path) -> 
     first = page.read_bytes()
     plan.replay(table).page(page)
     assert page.read_bytes() == first
+    with_unit = table.cast(pa.schema([pa.field("v", pa.float64(), metadata={"title": "a", "unit": "m/s²"})]))
+    plan.replay(with_unit).page(page)
+    assert '[0],"title":"","unit":"m/s²"' in page.read_text("utf-8")
     kept.page(page, begin=2)
     assert b'"rows":2' in page.read_bytes()
 

@@ -148,7 +148,7 @@ def replay_files(
             made.core.write_csv(name, engine, recording.options, is_live)
         else:
             extra = None if metadata is None else lambda: metadata(summary())
-            _write(made.core, name, ending in _PARQUET, plan, made.units(), extra)
+            _write(made.core, name, ending in _PARQUET, plan, made.core.units(), extra)
     return summary()
 
 

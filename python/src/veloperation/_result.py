@@ -76,10 +76,6 @@ class Replaying:
         own = [] if self.source is None else [dataclasses.astuple(warning) for warning in self.source.warnings]
         return self.core.warnings() + own
 
-    def units(self) -> dict[str, str]:
-        """Give the units of inputs."""
-        return self.core.units() if self.source is None else self.source.units
-
 
 @dataclasses.dataclass(frozen=True)
 class Pages:

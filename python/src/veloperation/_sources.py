@@ -207,7 +207,6 @@ class Source:
         self._open = open_file(self._files[0], kind, wanted, None)
         self._start = getattr(self._open, "start", None)
         self.schema = self._open.schema
-        self.units = _units(self.schema, wanted)
         self._texts = _casts(self.schema, wanted) if are_kept_texts else {}
         self._shown = self._with_texts(self.schema)
         self._warnings: list[Warning] = []
@@ -299,17 +298,6 @@ class Source:
             column.cast(self._texts[i]) if i in self._texts else column for i, column in enumerate(batch.columns)
         ]
         return pa.RecordBatch.from_arrays(columns, schema=self._shown)
-
-
-def _units(schema: Any, wanted: Wanted) -> dict[str, str]:
-    """Give the units of inputs, from the columns' metadata. Times and durations become seconds, whatever they were."""
-    units = {}
-    for given in wanted.inputs:
-        for i in schema.get_all_field_indices(given.column):
-            unit = (schema.field(i).metadata or {}).get(b"unit", b"").decode("utf-8", "replace")
-            if unit and not given.is_time:
-                units[given.name] = unit
-    return units
 
 
 def _casts(schema: Any, wanted: Wanted) -> dict[int, Any]:
