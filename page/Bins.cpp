@@ -124,6 +124,8 @@ void Bins::Choose() {
         } else if (at >= extent.from && at <= extent.to) {
             chosen.push_back(row);
             chosenX.push_back(at);
+        } else {
+            ++rowsOutside;
         }
     };
     const auto count = static_cast<std::uint32_t>(run.Rows());

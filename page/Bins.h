@@ -57,6 +57,7 @@ public:
     std::uint64_t RowsPerBin() const { return rowsPerBin; }
     std::uint64_t Rows() const { return rows; }
     std::uint64_t RowsWithoutX() const { return rowsWithoutX; }
+    std::uint64_t RowsOutside() const { return rowsOutside; }
     /// Whether x never goes back.
     bool IsSorted() const { return isSorted; }
     /// x of the first and of the last row of each bin.
@@ -84,6 +85,7 @@ private:
     std::uint64_t rows = 0;
     std::uint64_t rowsSeen = 0; ///< of blocks
     std::uint64_t rowsWithoutX = 0;
+    std::uint64_t rowsOutside = 0; ///< of the extent
     bool isSorted = true;
     double latest = -std::numeric_limits<double>::infinity(); ///< x
     std::vector<std::uint32_t> chosen;                        ///< rows of the block

@@ -82,11 +82,11 @@ PageFile::PageFile(const std::string& name, std::uint64_t itsMostBytes, const Pl
     bins.emplace(run, x, channels, plot.extent, 1);
     const std::uint64_t otherBytes = Bytes(Json("")) + 4096; // and a summary
     const std::size_t bytesPerBin = Bins::BytesPerBin(run, channels);
-    constexpr std::uint64_t leastBins = 1024;
+    constexpr std::uint64_t leastBins = 64;
     const std::uint64_t least = otherBytes + EncodedBytes(leastBins * bytesPerBin);
     if (mostBytes < least)
-        throw Error("--page-size", std::to_string(mostBytes) + " bytes are too few for these channels",
-                    "allow at least " + std::to_string(least / 1000 + 1) + "kB");
+        throw Error(name, "a page of " + std::to_string(mostBytes) + " bytes has no room for these channels",
+                    "allow it at least " + std::to_string(least / 1000 + 1) + "kB, or show fewer channels");
     const std::uint64_t most = (mostBytes - otherBytes) / 4 * 3 / bytesPerBin / 2 * 2;
     bins.emplace(run, x, channels, plot.extent, static_cast<std::size_t>(most));
     file.emplace(name);
@@ -137,6 +137,7 @@ std::string PageFile::Json(const std::string& summary) const {
               {"title", plot.xTitle.empty() ? (plot.x.empty() ? "row" : plot.x) : plot.xTitle},
               {"time", nullptr},
               {"isSorted", bins->IsSorted()},
+              {"isRow", plot.x.empty()},
               {"first", nullptr},
               {"last", nullptr}};
     if (x && plot.xTime)
@@ -176,6 +177,7 @@ std::string PageFile::Json(const std::string& summary) const {
                        {"rowsPerBin", bins->RowsPerBin()},
                        {"bins", bins->Count()},
                        {"rowsWithoutX", bins->RowsWithoutX()},
+                       {"rowsOutside", bins->RowsOutside()},
                        {"x", std::move(axis)},
                        {"panels", std::move(panels)},
                        {"channels", std::move(entries)},

@@ -4,6 +4,7 @@
 #include "recordings/Times.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace Vel::Page {
 
@@ -37,7 +38,8 @@ PlotPlan ReadPlotPlan(const Engine::Plan& plan) {
     return plot;
 }
 
-void Bound(PlotPlan& plan, const std::string& from, const std::string& to) {
+void Bound(PlotPlan& plan, const std::string& from, const std::string& to, const std::string& fromName,
+           const std::string& toName) {
     const auto read = [&plan](const std::string& option, const std::string& text, double& bound) {
         if (text.empty())
             return;
@@ -45,16 +47,16 @@ void Bound(PlotPlan& plan, const std::string& from, const std::string& to) {
             Recordings::TimeReader reader(*plan.xTime, plan.place);
             if (reader.Read(text, bound) != Recordings::TimeFault::None)
                 throw Error(option, Quoted(text) + reader.ExplainLast(), "write it as in the recording");
-        } else if (Recordings::ReadNumber(text, bound) != std::errc()) {
+        } else if (Recordings::ReadNumber(text, bound) != std::errc() || std::isnan(bound)) {
             throw Error(option, Quoted(text) + " is no number",
                         "write a number of the axis, " +
                             (plan.x.empty() ? "which counts rows" : "the channel " + Quoted(plan.x)));
         }
     };
-    read("--from", from, plan.extent.from);
-    read("--to", to, plan.extent.to);
+    read(fromName, from, plan.extent.from);
+    read(toName, to, plan.extent.to);
     if (!(plan.extent.from < plan.extent.to))
-        throw Error("--to", "the picture ends before it begins", "choose a --to above --from");
+        throw Error(toName, "what is to be shown ends before it begins", "choose a " + toName + " above " + fromName);
 }
 
 void CheckChannels(const PlotPlan& plan, const Engine::Run& run) {

@@ -41,7 +41,8 @@ PlotPlan ReadPlotPlan(const Engine::Plan& plan);
 
 /// Limits the axis to the part of x between two numbers, or two times written as in the recording. Empty means no
 /// bound. Throws Error.
-void Bound(PlotPlan& plan, const std::string& from, const std::string& to);
+void Bound(PlotPlan& plan, const std::string& from, const std::string& to, const std::string& fromName = "--from",
+           const std::string& toName = "--to");
 
 /// Throws Error for unknown channels.
 void CheckChannels(const PlotPlan& plan, const Engine::Run& run);

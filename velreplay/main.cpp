@@ -143,6 +143,17 @@ std::uint64_t RowNumber(const std::string& text) {
     return row;
 }
 
+/// Reads a size such as 20MB.
+std::uint64_t Bytes(const std::string& text) {
+    double number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const std::string_view unit(end, static_cast<std::size_t>(text.data() + text.size() - end));
+    for (const auto& [name, bytes] : {std::pair("B", 1.0), {"kB", 1e3}, {"MB", 1e6}, {"GB", 1e9}})
+        if (error == std::errc() && unit == name && number > 0 && number * bytes < 1e15)
+            return static_cast<std::uint64_t>(number * bytes);
+    throw Vel::Error("--page-size", Vel::Quoted(text) + " is not a size", "write, for example: --page-size 20MB");
+}
+
 void AddFormatOptions(CLI::App& app, Vel::Recordings::FormatOptions& format) {
     app.add_option("--separator", format.separator, "between cells: one character or the word tab (default: , )");
     const auto addFlag = [&app](const char* names, std::optional<bool>& flag, const char* what) {
@@ -181,9 +192,8 @@ int Run(int argc, char** argv) {
     auto* const picture = app.add_option("--plot", options.picture, "draws the plan's panels into a .svg or .png file");
     auto* const page = app.add_option(
         "--page", options.page, "writes a page to look at in a browser: an .html file with all that it needs inside");
-    auto* const pageSize = app.add_option("--page-size", options.pageBytes,
-                                          "how large the page may become (default: 20MB); more shows finer steps");
-    pageSize->transform(CLI::AsSizeValue(true))->type_name("SIZE");
+    std::string pageSize;
+    app.add_option("--page-size", pageSize, "how large the page may become (default: 20MB); more shows finer steps");
     app.add_option("--from", options.from,
                    "where picture and page begin on their axis: a number, or a time as in the recording");
     app.add_option("--to", options.to, "where they end");
@@ -230,8 +240,10 @@ int Run(int argc, char** argv) {
         throw Vel::Error("--plot", "the name is empty", "name a .svg or .png file");
     if (*page && options.page.empty())
         throw Vel::Error("--page", "the name is empty", "name an .html file");
-    if (*pageSize && !*page)
+    if (!pageSize.empty() && !*page)
         throw Vel::Error("--page-size", "there is no page", "add --page, or leave --page-size out");
+    if (!pageSize.empty())
+        options.pageBytes = Bytes(pageSize);
     if (!*picture && !*page && !(options.from.empty() && options.to.empty()))
         throw Vel::Error("--from", "there is no picture", "add --plot or --page, or leave --from and --to out");
     if (isChecked)

@@ -225,7 +225,7 @@ public:
                    const std::string& to, const std::string& settings, std::optional<std::uint64_t> rows) {
         Begin();
         Vel::Page::PlotPlan plot = Vel::Page::ReadPlotPlan(plan);
-        Vel::Page::Bound(plot, from, to);
+        Vel::Page::Bound(plot, from, to, "begin", "end");
         replay->CollectPage(file, mostBytes, std::move(plot));
         const auto compute = [this] {
             const nb::gil_scoped_release noGil;

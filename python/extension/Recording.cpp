@@ -185,6 +185,16 @@ ArrowReader::Block ArrowRecording::Read(std::size_t input, std::size_t begin, st
     return readers[input].Read(begin, count);
 }
 
+/// Times of a zone are moments: their texts say that they are UTC.
+std::optional<Vel::Recordings::TimeStyle> ArrowRecording::TimeStyleOf(std::size_t input) const {
+    const std::string& format = timeFormats.at(input);
+    if (format.empty() || format.ends_with(':'))
+        return {};
+    Vel::Recordings::TimeStyle style;
+    style.offset = Vel::Recordings::TimeStyle::Offset::Utc;
+    return style;
+}
+
 std::vector<Warning> ArrowRecording::Warnings() const {
     std::vector<Warning> warnings;
     for (std::size_t input = 0; input < readers.size(); ++input)

@@ -83,7 +83,7 @@ public:
     std::optional<std::size_t> ChildOf(std::size_t input) const override { return children.at(input); }
     std::string TimeFormatOf(std::size_t input) const override { return timeFormats.at(input); }
     bool Rounds(std::size_t input) const override { return readers.at(input).Rounds(); }
-    std::optional<Vel::Recordings::TimeStyle> TimeStyleOf(std::size_t /*input*/) const override { return {}; }
+    std::optional<Vel::Recordings::TimeStyle> TimeStyleOf(std::size_t input) const override;
     std::string UnitOf(std::size_t input) const override {
         return VelPython::UnitOf(*schema->children[children.at(input)]);
     }

@@ -513,7 +513,7 @@ def test_the_command_ends_as_velreplay_does(
     assert result.read_bytes().splitlines() == expected
 
     for arguments, message in (
-        ([files["mf4"], files["csv"]], "log.csv: this is CSV, and .*log.mf4 is MDF"),
+        ([files["mf4"], files["csv"]], "log.csv: its format is CSV, and that of .*log.mf4 is MDF"),
         ([files["mf4"], "--set", "limit"], '--set: "limit" is not a setting'),
         ([files["mf4"], "-o", "x.xls"], "x.xls: the ending '.xls' names no format"),
         ([files["mf4"], "-o", tmp_path / "none/x.csv"], "x.csv: cannot be written: No such file"),

@@ -48,3 +48,18 @@ def test_is_velreplays_and_needs_data_that_can_be_read_again(tmp_path: Path) -> 
     options = ["-q", "--set", "speed_limit=90.0", "-o", tmp_path / "r.csv", "--page", here]
     subprocess.run([str(argument) for argument in (REPLAY, drive, recording, *options)], check=True)
     assert here.read_bytes() == page.read_bytes()
+
+
+def test_replaces_nothing_that_is_read(tmp_path: Path) -> None:
+    recording = tmp_path / "recording.csv"
+    recording.write_text("v\n1\n2\n")
+    link = tmp_path / "link.html"
+    link.symlink_to(recording)
+    plan = vel.Plan()
+    plan["twice"] = plan.input("v", vel.Float64) * 2
+    with pytest.raises(vel.Error, match="this is the file that is read as"):
+        plan.replay(vel.open(recording)).page(link)
+    assert recording.read_text() == "v\n1\n2\n"
+    for wrong, message in (({"size": "5MB"}, "'5MB' is no number of bytes"), ({"begin": 2, "end": 1}, "end: what is")):
+        with pytest.raises(vel.Error, match=message):
+            plan.replay(vel.open(recording)).page(tmp_path / "page.html", **wrong)

@@ -40,19 +40,29 @@ export function extend(range: [number, number], channel: Steps, steps: VisibleSt
     }
 }
 
-export function drawCurve(pen: Pen, channel: Steps, style: Style, yOf: (value: number) => number): void {
+// A held curve keeps each sample until the next row, as integers do.
+export function drawCurve(
+    pen: Pen,
+    channel: Steps,
+    isHeld: boolean,
+    style: Style,
+    yOf: (value: number) => number,
+): void {
     const { context, area, steps } = pen;
     const { begin, end, firsts, lasts } = steps;
     const isRows = steps.rowsPerStep === 1;
     const pixelsPerStep = area.width / Math.max(1, end - begin);
-    const isBoxes = !isRows && pixelsPerStep > widestPoint * area.scale;
+    const isBoxes = isHeld || (!isRows && pixelsPerStep > widestPoint * area.scale);
     const lines = new Path2D();
     const fills = new Path2D();
     const dots = new Path2D();
     const radius = 2.2 * area.scale;
     const leftOf = (step: number) =>
         area.left + area.width * (isBoxes ? firsts[step - begin] : (firsts[step - begin] + lasts[step - begin]) / 2);
-    const rightOf = (step: number) => (isBoxes ? area.left + area.width * lasts[step - begin] : leftOf(step));
+    const rightOf = (step: number) => {
+        if (!isBoxes) return leftOf(step);
+        return area.left + area.width * (isHeld && step + 1 < end ? firsts[step + 1 - begin] : lasts[step - begin]);
+    };
 
     for (let step = begin; step < end; ++step) {
         if (!(channel.marks[step] & hasSample)) continue;

@@ -40,6 +40,8 @@ export class Page {
     private steps: VisibleSteps;
     private width = 600;
     private cursor: number | null = null;
+    // Where keys have put the cursor: rows may have one x.
+    private cursorBin: number | null = null;
     private frame = 0;
 
     constructor(
@@ -139,7 +141,7 @@ export class Page {
         if (whyRows) notes.push(`${name} ${whyRows}, so the axis shows row numbers.`);
         if (description.rowsWithoutX)
             notes.push(
-                `${countOf(description.rowsWithoutX, "row has", "rows have")} no sample in ${name} and are not shown.`,
+                `${countOf(description.rowsWithoutX, "row has", "rows have")} no finite sample in ${name} and are not shown.`,
             );
         if (this.stage.clock.warning) notes.push(this.stage.clock.warning);
         if (!description.panels.length) notes.push("The plan has no panels.");
@@ -213,7 +215,9 @@ export class Page {
 
     private describeView(): string {
         const { description } = this.recording;
-        if (!this.recording.bins) return "The recording has no rows.";
+        if (description.rowsOutside && !this.recording.bins) return "No row lies in the part that was chosen.";
+        if (!this.recording.bins)
+            return description.rowsWithoutX ? "No row can be shown." : "The recording has no rows.";
         const rows = countOf(description.rows, "row", "rows");
         const { rowsPerStep, level } = this.steps;
         if (rowsPerStep === 1) return `${rows}. Each step is one row.`;
@@ -298,11 +302,18 @@ export class Page {
 
     private setCursor(x: number | null): void {
         this.cursor = x;
+        this.cursorBin = null;
         this.request();
     }
 
+    private cursorStep(): number | null {
+        if (this.cursor === null) return null;
+        if (this.cursorBin !== null) return this.steps.stepOf(this.cursorBin);
+        return this.steps.nearest(this.cursor);
+    }
+
     private showCursor(): void {
-        const step = this.cursor === null ? null : this.steps.nearest(this.cursor);
+        const step = this.cursorStep();
         for (const panel of this.panels) panel.read(this.steps, step);
         setText(this.reading, step === null ? "" : this.describeStep(step));
         let share = this.cursor === null ? -1 : this.view.shareOf(this.cursor);
@@ -318,13 +329,14 @@ export class Page {
     private describeStep(step: number): string {
         const [firstBin, endBin] = this.steps.binsOf(step);
         const { recording } = this;
-        const firstRow = recording.firstRow(firstBin);
-        const lastRow = recording.lastRow(endBin - 1);
+        const { isRow } = recording.description.x;
+        const firstRow = isRow ? recording.firstX(firstBin) : recording.firstRow(firstBin);
+        const lastRow = isRow ? recording.lastX(endBin - 1) : recording.lastRow(endBin - 1);
         const rows =
             firstRow === lastRow
                 ? `row ${formatCount(firstRow)}`
                 : `rows ${formatCount(firstRow)} to ${formatCount(lastRow)}`;
-        if (recording.axisKind === "row") return rows;
+        if (recording.axisKind === "row" || isRow) return rows;
         const first = this.describeX(recording.firstX(firstBin));
         const last = this.describeX(recording.lastX(endBin - 1));
         const title = recording.description.x.title || recording.description.x.name;
@@ -337,8 +349,7 @@ export class Page {
 
     // By steps, from the middle if there is no cursor yet.
     private moveCursor(count: number): void {
-        const from = this.cursor ?? this.view.xAt(0.5);
-        const step = this.steps.nearest(from);
+        const step = this.cursorStep() ?? this.steps.nearest(this.view.xAt(0.5));
         if (step === null) return;
         const { recording } = this;
         const last = Math.floor((recording.bins - 1) / 2 ** this.steps.level);
@@ -348,6 +359,7 @@ export class Page {
         if (x > this.view.greatest) this.view.show(x - span / 2, x + span / 2);
         if (x < this.view.least) this.view.show(x - span / 2, x + span / 2);
         this.cursor = x;
+        this.cursorBin = firstBin;
         this.changed();
     }
 

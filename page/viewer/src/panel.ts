@@ -152,6 +152,7 @@ class Part {
         context.clip();
         const drawn = this.shown.map((row) => ({
             channel: row.channel.level(steps.level),
+            isHeld: !row.channel.description.type.startsWith("Float"),
             style: { colour: colourOf(stage.theme, row.index), dash: dashOf(row.index) },
             lane: this.rows.indexOf(row),
         }));
@@ -168,7 +169,7 @@ class Part {
         const yOf = range
             ? (value: number) => area.top + area.height * (1 - (value - range.least) / (range.greatest - range.least))
             : () => area.top + area.height / 2;
-        for (const { channel, style } of drawn) drawCurve(pen, channel, style, yOf);
+        for (const { channel, isHeld, style } of drawn) drawCurve(pen, channel, isHeld, style, yOf);
         for (const { channel, style } of drawn) drawMarks(pen, channel, style, yOf);
         const missing = drawn.filter(({ channel }) => isMissingIn(channel, steps));
         const barHeight = Math.min(4, 32 / missing.length) * scale;

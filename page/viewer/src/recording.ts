@@ -10,11 +10,14 @@ export interface Description {
     rowsPerBin: number;
     bins: number;
     rowsWithoutX: number;
+    rowsOutside: number;
     x: {
         name: string;
         title: string;
         time: null | { zone: string };
         isSorted: boolean;
+        // There is no channel along the axis: x is the number of the row.
+        isRow: boolean;
         first: number | null;
         last: number | null;
     };

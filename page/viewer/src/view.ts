@@ -116,6 +116,10 @@ export class VisibleSteps {
         const next = firstWhere(recording.bins, (bin) => recording.lastX(bin) >= x);
         const isBefore =
             next === recording.bins || (next > 0 && x - recording.lastX(next - 1) < recording.firstX(next) - x);
-        return Math.floor((isBefore ? next - 1 : next) / 2 ** this.level);
+        return this.stepOf(isBefore ? next - 1 : next);
+    }
+
+    stepOf(bin: number): number {
+        return Math.floor(bin / 2 ** this.level);
     }
 }

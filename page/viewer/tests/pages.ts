@@ -22,6 +22,7 @@ export interface Rows {
     zone?: string;
     rowsPerBin?: number;
     rowsWithoutX?: number;
+    rowsOutside?: number;
     channels: ChannelOfRows[];
     // Panels by the indices of their channels; one for all if left out.
     panels?: { title: string; unit: string; channels: number[] }[];
@@ -95,11 +96,13 @@ export function makePage(viewer: string, rows: Rows): string {
         rowsPerBin,
         bins,
         rowsWithoutX: rows.rowsWithoutX ?? 0,
+        rowsOutside: rows.rowsOutside ?? 0,
         x: {
             name: rows.xName ?? "time",
             title: rows.xName ?? "Time [s]",
             time: rows.zone === undefined ? null : { zone: rows.zone },
             isSorted: rows.isSorted ?? true,
+            isRow: false,
             first: x
                 ? add(
                       "Float64",

@@ -450,7 +450,10 @@ test("names and texts with markup are text, and long ones are cut", async () => 
             assert.equal(await page.locator("h1").textContent(), `${name}</title>`);
             assert.equal(await page.locator(".name").first().textContent(), name);
             assert.equal(await page.locator("td.formula").first().textContent(), `</script>${name}`);
-            assert.match((await page.locator(".note").textContent()) ?? "", /^2 rows have no sample in <\/script>/);
+            assert.match(
+                (await page.locator(".note").textContent()) ?? "",
+                /^2 rows have no finite sample in <\/script>/,
+            );
             assert.equal(await page.locator("img, main script").count(), 0);
             const width = await page.evaluate(() => document.documentElement.scrollWidth);
             assert(width <= 1300, `the page is ${width} wide`);
@@ -572,6 +575,19 @@ test("one row among many is seen from afar", async () => {
     });
 });
 
+test("keys reach every row, also where rows have one x", async () => {
+    const samples = [1, 2, 3, 4, 5, 6];
+    await withRows({ x: [0, 0, 0, 1, 1, 1], channels: [{ name: "value", samples }] }, async (page) => {
+        for (let i = 0; i < samples.length; ++i) await page.keyboard.press(",");
+        for (const value of samples) {
+            await settle(page);
+            assert.match(await readingOf(page), new RegExp(`row ${value}$`));
+            assert.equal((await page.locator(".value").first().textContent())?.trim(), `${value}`);
+            await page.keyboard.press(".");
+        }
+    });
+});
+
 test("odd recordings show something sensible", async () => {
     const ramp = (length: number) => Array.from({ length }, (_, row) => row);
     const one = (samples: Sample[], more: Partial<Rows> = {}): Rows => ({
@@ -589,6 +605,12 @@ test("odd recordings show something sensible", async () => {
         isBlank?: boolean;
     }[] = [
         { what: "no rows", rows: one([]), status: /The recording has no rows/, isBlank: true },
+        {
+            what: "no rows in the part",
+            rows: { ...one([]), rowsOutside: 9 },
+            status: /No row lies in the part/,
+            isBlank: true,
+        },
         { what: "one row", rows: one([7]), status: /^1 row\. /, last: "7" },
         { what: "one row far away", rows: one([7], { x: [1.7e18] }), last: "7" },
         { what: "nothing but missing", rows: one(["missing", "missing"]), last: "missing" },

@@ -491,7 +491,8 @@ class Plan:
                 return data._replay(made, Looks(status, warnings), progress)
             return Replaying(made.replay_data(stream_of(data), _core.CsvOptions(), status, warnings, progress, False))
 
-        return Result(begin(progress), status or warnings, Pages(made, self._replaced, begin))
+        sources = [*(data.files if isinstance(data, Recording) else []), self._name]
+        return Result(begin(progress), status or warnings, Pages(made, self._replaced, sources, begin))
 
     def start(self, *, status: bool = False, warnings: bool = False) -> Session:
         """Begin to compute the plan over data that come bit by bit.

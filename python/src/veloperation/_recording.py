@@ -49,7 +49,7 @@ class Recording:
         for file, other in formats.items():
             if other != kind:
                 raise _core.Error(
-                    f"{file}: this is {other}, and {self.files[0]} is {kind}\n  replay other formats apart"
+                    f"{file}: its format is {other}, and that of {self.files[0]} is {kind}\n  replay them separately"
                 )
         if kind == "CSV":
             how = (looks.statuses, looks.warnings, progress, looks.are_all_samples)

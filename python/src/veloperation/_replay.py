@@ -13,7 +13,7 @@ from typing import TYPE_CHECKING, Any
 from veloperation import _core
 from veloperation._packages import need
 from veloperation._recording import Looks, open
-from veloperation._result import Progress, Warning, _warnings
+from veloperation._result import Progress, Warning, _warnings, refuse_same_files
 
 if TYPE_CHECKING:
     from veloperation._plan import Plan
@@ -127,7 +127,7 @@ def replay_files(
             f"{name}: the ending {ending!r} names no format of results\n  known here: .parquet .arrow .csv"
         )
     recording = open(*recordings)
-    _refuse_same_files(name, [*recording.files, plan._name])
+    refuse_same_files(name, [*recording.files, plan._name])
     engine = plan._engine()
     is_text = ending in ("-", ".csv")
     made = recording._replay(engine, Looks(status, status or count, is_text), progress, is_stopped)
@@ -152,14 +152,6 @@ def replay_files(
     return summary()
 
 
-def _refuse_same_files(result: str, read: list[str]) -> None:
-    written = "/dev/stdout" if result == "-" else result
-    for file in read:
-        source = "/dev/stdin" if file == "-" else file
-        if os.path.isfile(source) and os.path.exists(written) and os.path.samefile(source, written):
-            raise _core.Error(f"{written}: this is the file that is read as {source}\n  write to another one")
-
-
 def _write(
     made: _core.EngineResult,
     name: str,
@@ -172,7 +164,9 @@ def _write(
     schema = pa.schema(_Schema(made))
     fields = []
     for field in schema:
-        if not is_parquet and field.name not in made.status_names() and pa.types.is_dictionary(field.type):
+        # Parquet loses the zone of times in dictionaries. Arrow files have one dictionary, and batches many.
+        is_dictionary = field.name not in made.status_names() and pa.types.is_dictionary(field.type)
+        if is_dictionary and (not is_parquet or pa.types.is_timestamp(field.type.value_type)):
             field = field.with_type(field.type.value_type)
         unit = {"unit": units[field.name]} if units.get(field.name) else {}
         fields.append(field.with_metadata({**(field.metadata or {}), **unit}))

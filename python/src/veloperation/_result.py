@@ -77,6 +77,14 @@ class Replaying:
         return self.core.warnings() + own
 
 
+def refuse_same_files(result: str, read: list[str]) -> None:
+    written = "/dev/stdout" if result == "-" else result
+    for file in read:
+        source = "/dev/stdin" if file == "-" else file
+        if os.path.isfile(source) and os.path.exists(written) and os.path.samefile(source, written):
+            raise _core.Error(f"{written}: this is the file that is read as {source}\n  write to another one")
+
+
 @dataclasses.dataclass(frozen=True)
 class Pages:
     """What pages of a result are made of."""
@@ -84,6 +92,8 @@ class Pages:
     plan: _core.EnginePlan
     replaced: str
     """Settings, for people."""
+    sources: list[str]
+    """The files that a page must not replace."""
     again: Callable[[Progress | None], Replaying]
     """Begins the replay once more."""
 
@@ -203,6 +213,9 @@ class Result:
         pages = self._pages
         if pages is None:
             raise _core.Error("page: this is the result of a part of a recording\n  replay the whole recording")
+        if not isinstance(size, int) or isinstance(size, bool) or size <= 0:
+            raise _core.Error(f"page: the size {size!r} is no number of bytes\n  write, for example: size=20_000_000")
+        refuse_same_files(os.fspath(file), pages.sources)
         bounds = ["" if bound is None else str(bound) for bound in (begin, end)]
         made, rows = self._made, None
         if made.core.is_kept():
