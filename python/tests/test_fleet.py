@@ -24,6 +24,7 @@ import pytest
 import veloperation as vel
 
 ROOT = Path(__file__).parents[2]
+LONG_ROWS = 150_000
 PLAN = """
 [settings]
 window = 50
@@ -219,11 +220,11 @@ def test_what_cannot_be_right_is_refused_before_anything_is_computed(tmp_path: P
 
 @pytest.fixture(scope="module")
 def long(tmp_path_factory: pytest.TempPathFactory) -> tuple[Path, list[Path], dict[str, str]]:
-    """Make recordings that take a second or two together, and what they give."""
+    """Make recordings that take some seconds together, and what they give."""
     folder = tmp_path_factory.mktemp("long")
     plan = folder / "plan.toml"
     plan.write_text(PLAN)
-    files = [write(folder / f"{number:02}.csv", number, 40_000) for number in range(24)]
+    files = [write(folder / f"{number:02}.csv", number, LONG_ROWS) for number in range(24)]
     with ThreadPoolExecutor(2) as executor:
         done = vel.fleet.replay(plan, files, folder / "out", executor)
     assert not done.failed
@@ -350,7 +351,7 @@ def test_two_clients_on_one_folder_make_what_one_makes(
     assert len(os.listdir(tmp_path / "out")) == 25
     rows = manifest(tmp_path / "out")
     assert sorted(row["result"] for row in rows) == sorted(expected)
-    assert all(row["rows"] == 40_000 and row["seconds"] > 0 and row["key"] for row in rows)
+    assert all(row["rows"] == LONG_ROWS and row["seconds"] > 0 and row["key"] for row in rows)
 
 
 def test_a_full_disk_fails_the_results_that_have_no_room(
