@@ -255,7 +255,9 @@ def test_a_killed_process_fails_what_is_in_work_and_nothing_else(
     assert all("a worker died" in str(outcome.error) for outcome in done.failed)
     assert len([name for name in os.listdir(tmp_path) if name.endswith(".part")]) <= 1  # of the killed one
     again = vel.fleet.replay(plan, files, tmp_path, 2)
-    assert repr(again) == f"24 recordings: {len(done.failed)} computed, {24 - len(done.failed)} unchanged, 0 failed"
+    assert not again.failed
+    # A process may die between its result and its answer.
+    assert sum(not outcome.reused for outcome in again.outcomes) <= len(done.failed)
     assert results(tmp_path) == expected
     assert {one.pid for one in multiprocessing.active_children()} <= {one.pid for one in others}
 
