@@ -299,8 +299,13 @@ def test_killed_workers_of_dask(
 def begin(plan: Path, out: Path, files: list[Path], *options: str, most: int = 0) -> subprocess.Popen[str]:
     (out.parent / "files").write_text("\n".join(map(str, files)))
     command = [sys.executable, "-m", "veloperation", "fleet", str(plan), str(out), f"@{out.parent}/files", *options]
-    limit = (lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (most, most))) if most else None
-    return subprocess.Popen(command, stderr=subprocess.PIPE, text=True, preexec_fn=limit, start_new_session=True)
+
+    def prepare() -> None:
+        signal.signal(signal.SIGINT, signal.SIG_DFL)  # a shell's background ignores it
+        if most:
+            resource.setrlimit(resource.RLIMIT_FSIZE, (most, most))
+
+    return subprocess.Popen(command, stderr=subprocess.PIPE, text=True, preexec_fn=prepare, start_new_session=True)
 
 
 def are_gone(group: int) -> bool:
