@@ -1,5 +1,4 @@
-/// The structures of the Arrow C data and stream interfaces, as Arrow's specification defines them, and owners for
-/// them.
+/// The structures of the Arrow C data and stream interfaces, as Arrow lays them out, and owners for them.
 #pragma once
 
 #include <cstdint>
