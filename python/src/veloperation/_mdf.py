@@ -16,7 +16,7 @@ import numpy.typing as npt
 
 from veloperation import _core, _toml
 from veloperation._packages import need
-from veloperation._result import Warning
+from veloperation._result import SchemaOf, Warning, next_table
 from veloperation._sources import File, Wanted, reading
 
 _FRAGMENT_BYTES = 1 << 22
@@ -424,7 +424,7 @@ class _Joined:
         self._runs = [self._run(reader) for reader in readers]
         fields = [readers[0].schema.field(0)]
         for reader, run in zip(readers, self._runs, strict=True):
-            made = pa.schema(_SchemaOf(run))
+            made = pa.schema(SchemaOf(run))
             columns = self._inputs_of(reader)
             fields += [
                 made.field(name).with_name(column).with_metadata(reader.schema.field(column).metadata)
@@ -517,11 +517,11 @@ class _Joined:
         while True:
             for i, run in enumerate(self._runs):
                 while parts[i] is None or len(parts[i]) == 0:
-                    stream = run.next_table()
-                    if stream is None:
+                    table = next_table(run)
+                    if table is None:
                         parts[i] = None
                         break
-                    parts[i] = pa.RecordBatchReader._import_from_c_capsule(stream).read_all().combine_chunks()
+                    parts[i] = table.combine_chunks()
             if all(part is None for part in parts):
                 break
             rows = min(0 if part is None else len(part) for part in parts)
@@ -551,13 +551,3 @@ class _Joined:
         rest = np.rint((seconds - whole) * _NANOSECONDS).astype(np.int64)
         stamps = (whole.astype(np.int64) + _SECONDS_TO_2000) * _NANOSECONDS + rest
         return pa.array(stamps, pa.int64()).cast(kind)
-
-
-class _SchemaOf:
-    """The schema of a result, for pyarrow."""
-
-    def __init__(self, made: _core.EngineResult) -> None:
-        self._made = made
-
-    def __arrow_c_schema__(self) -> object:
-        return self._made.schema()

@@ -13,7 +13,7 @@ from typing import TYPE_CHECKING, Any
 from veloperation import _core
 from veloperation._packages import need
 from veloperation._recording import Looks, open
-from veloperation._result import Progress, Warning, _warnings, refuse_same_files
+from veloperation._result import Progress, SchemaOf, Warning, _warnings, next_table, refuse_same_files
 
 if TYPE_CHECKING:
     from veloperation._plan import Plan
@@ -161,7 +161,7 @@ def _write(
     metadata: Callable[[], Mapping[str, str]] | None,
 ) -> None:
     pa = need("pyarrow")
-    schema = pa.schema(_Schema(made))
+    schema = pa.schema(SchemaOf(made))
     fields = []
     for field in schema:
         # Parquet loses the zone of times in dictionaries. Arrow files have one dictionary, and batches many.
@@ -212,18 +212,8 @@ def _write_tables(made: _core.EngineResult, writer: Any, schema: Any) -> None:
             writer.write_table(pa.concat_tables(tables), _GROUP_ROWS)
             tables.clear()
 
-    while (stream := made.next_table()) is not None:
-        tables.append(pa.RecordBatchReader._import_from_c_capsule(stream).read_all().cast(schema))
+    while (table := next_table(made)) is not None:
+        tables.append(table.cast(schema))
         if sum(t.num_rows for t in tables) >= _GROUP_ROWS or sum(t.nbytes for t in tables) >= _GROUP_BYTES:
             write_group()
     write_group()
-
-
-class _Schema:
-    """The schema of a result, for pyarrow."""
-
-    def __init__(self, made: _core.EngineResult) -> None:
-        self._made = made
-
-    def __arrow_c_schema__(self) -> object:
-        return self._made.schema()

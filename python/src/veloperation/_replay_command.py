@@ -102,9 +102,7 @@ def settings_of(texts: list[str]) -> dict[str, str]:
 
 def _show(warning: Warning) -> None:
     channel = f'channel "{warning.channel}": ' if warning.channel else ""
-    first = f"first in row {warning.first_row}; " if warning.first_row else ""
-    count = f" ({first}{warning.rows} in all)" if warning.rows else ""
-    sys.stderr.write(f"warning: {channel}{warning.what}{count}\n")
+    sys.stderr.write(f"warning: {channel}{warning._told}\n")
 
 
 def _replay(options: argparse.Namespace) -> int:

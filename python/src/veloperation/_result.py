@@ -13,6 +13,7 @@ import numpy.typing as npt
 
 from veloperation import _core
 from veloperation._arrays import stream_of
+from veloperation._packages import need
 from veloperation._table import as_html, as_text
 
 if TYPE_CHECKING:
@@ -50,14 +51,34 @@ class Warning:
     """How many rows it concerns."""
 
     def __str__(self) -> str:
-        count = f" (first in row {self.first_row}; {self.rows} in all)" if self.rows else ""
-        return f"{self.channel}: {self.what}{count}"
+        return (f"{self.channel}: " if self.channel else "") + self._told
+
+    @property
+    def _told(self) -> str:
+        first = f"first in row {self.first_row}; " if self.first_row else ""
+        return self.what + (f" ({first}{self.rows} in all)" if self.rows else "")
 
 
 def _warnings(given: list[tuple[str, str, int, int]], are_there: bool) -> list[Warning]:
     if not are_there:
         raise _core.Error("warnings: nobody has looked out for them\n  replay with warnings=True")
     return [Warning(*warning) for warning in given]
+
+
+class SchemaOf:
+    """The schema of a result, for pyarrow."""
+
+    def __init__(self, made: _core.EngineResult) -> None:
+        self._made = made
+
+    def __arrow_c_schema__(self) -> object:
+        return self._made.schema()
+
+
+def next_table(made: _core.EngineResult) -> Any:
+    """Give the next table of a result that is read once, for pyarrow; None at the end."""
+    stream = made.next_table()
+    return None if stream is None else need("pyarrow").RecordBatchReader._import_from_c_capsule(stream).read_all()
 
 
 class Replaying:
